@@ -1,0 +1,17 @@
+// Handing the line editor to the shell and taking it away.
+#pragma once
+
+#include "ox_rl.hpp"
+
+inline constexpr const char* SHELL_HISTORY_FILE = "/tmp/.obxc.hist";
+inline constexpr const char* LUA_HISTORY_FILE = "/tmp/.obxc.lua.hist";
+
+/// The shell's completion and hint functions, which editor_shell_on and `opt` install.
+void editor_set_shell_callbacks(ox_rl_autocomplete_cb complete, ox_rl_hint_cb hint);
+ox_rl_autocomplete_cb editor_shell_complete(void);
+ox_rl_hint_cb editor_shell_hint(void);
+
+/// Case-insensitive matching, the shell's callbacks, the shell's history loaded.
+void editor_shell_on(void);
+/// Callbacks removed, the whole history written.
+void editor_shell_off(void);

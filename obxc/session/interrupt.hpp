@@ -1,0 +1,25 @@
+// Ctrl-C: one armed flag and one jump context, shared by the shell loop and Lua mode.
+//
+// While armed, SIGINT jumps at once when the program waits (ox_wait.hpp); otherwise it marks the interrupt,
+// and the jump happens at the next wait or interrupt_point. So nothing is ever cut in two.
+#pragma once
+
+#include <setjmp.h>
+#include <signal.h>
+
+extern volatile sig_atomic_t interrupt_armed;
+/// Where an interrupt jumps to: taken by `sigsetjmp(interrupt_context, 1)` in the frame of the loop.
+extern sigjmp_buf interrupt_context;
+
+/// Connects the waits of the platform with the interrupt. Once, at start.
+void interrupt_init(void);
+/// Installs `handler` for SIGINT (before sigsetjmp is taken); the caller then sets `interrupt_armed`.
+void interrupt_install(void (*handler)(int));
+/// Clears flag and mark, and sets SIGINT back to its default action.
+void interrupt_disarm(void);
+/// The SIGINT handler while a command runs: does nothing unless armed.
+void shell_interrupt(int signal);
+/// True when a marked interrupt waits for its point.
+bool interrupt_pending(void);
+/// Jumps now when an interrupt is marked: call it between the lines of a long output. No lock may be held.
+void interrupt_point(void);

@@ -1,0 +1,14 @@
+// The exchange of one request with the daemon, and the report of its outcome.
+#pragma once
+
+#include "obxc.hpp"
+
+/// A request of a method. Takes a reference of its own on `params` (may be null): the caller keeps its one.
+ox_jrpcmsg* request_new(const char* method, json_t* params);
+
+/// Executes a request on `request_channel` and leaves the response in the message. One retry after socket
+/// error -7. The connection's time-out is 5000 ms afterwards.
+void request_exec(ox_jrpcmsg* message, int timeout_ms);
+
+/// Prints the outcome of an executed message: "Status: OK", or "[code] message: detail" and the error data.
+void response_report(const ox_jrpcmsg* message);

@@ -1,0 +1,115 @@
+// The data model and its values: everything that requests about the model ask, change or are refused.
+//
+// Plain functions on one Store, no sockets: the server hands in a user and gets a JSON result or a fault. The
+// store reports every change it makes through its listener, whoever made it.
+#pragma once
+
+#include <jansson.h>
+#include <stdint.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace obxd {
+
+/// Fault codes of the wire protocol.
+enum FaultCode : int {
+    FAULT_METHOD_NOT_SUPPORTED = 9000,
+    FAULT_REQUEST_DENIED = 9001,
+    FAULT_INTERNAL = 9002,
+    FAULT_INVALID_ARGUMENTS = 9003,
+    FAULT_RESOURCES = 9004,
+    FAULT_INVALID_NAME = 9005,
+    FAULT_INVALID_TYPE = 9006,
+    FAULT_INVALID_VALUE = 9007,
+    FAULT_NOT_WRITABLE = 9008,
+    FAULT_TRANSFER = 9010,
+    FAULT_UPLOAD = 9012,
+    FAULT_PROTOCOL = 9013,
+    FAULT_CORRUPTED = 9018,
+};
+
+/// The outcome of a request: a result (owned reference), or a fault with its text, detail and extra values
+/// (owned).
+struct Answer {
+    json_t* result = nullptr;
+    int code = 0;
+    std::string message;
+    std::string detail;
+    json_t* data = nullptr;  ///< object of named extra values, or null
+};
+
+/// Who asks.
+struct Caller {
+    std::string user;            ///< "" for a guest
+    std::string role = "guest";  ///< "guest", "user", "admin" or "system" (system access)
+    bool system_access = false;
+};
+
+/// What a change did, as the listener is told.
+struct Change {
+    enum Kind { VALUE, ADD, DELETE } kind;
+    std::string path;   ///< VALUE: the parameter; ADD: the multi-instance object; DELETE: the instance;
+                        ///< objects end in "."
+    uint32_t instance;  ///< ADD and DELETE
+    json_t* value;      ///< VALUE: borrowed
+};
+
+class Store {
+public:
+    /// Loads a model file (schema and instances). Returns null and fills `error` when the file is unreadable
+    /// or wrong.
+    static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
+    ~Store();
+
+    // Requests: `params` is borrowed, the answer's references belong to the caller.
+    Answer get_values(const Caller&, const json_t* params);
+    Answer set_values(const Caller&, const json_t* params, bool raw);
+    Answer get_names(const Caller&, const json_t* params);
+    Answer get_attributes(const Caller&, const json_t* params);
+    Answer get_data_model(const Caller&, const json_t* params);
+    Answer get_config(const Caller&, const json_t* params);
+    Answer select(const Caller&, const json_t* params);
+    Answer add_object(const Caller&, const json_t* params);
+    Answer delete_object(const Caller&, const json_t* params);
+
+    /// A method node and the checked input arguments of an Execute request, for the server to run: fills
+    /// `path` with the method's full path in the model's own spelling and `inputs` (a new object of relative
+    /// name to value, with the defaults filled in). A fault otherwise (code 0: fine).
+    Answer check_execute(const Caller&, const json_t* params, std::string& path, json_t*& inputs);
+
+    // The daemon's own access, with no permission check and regardless of read-only.
+    json_t* value(std::string_view path);                  ///< borrowed, null when there is none
+    bool set_value(std::string_view path, json_t* value);  ///< takes over `value`; tells the listener
+    /// Adds an instance with these values (object of relative name to value, borrowed, may be null); 0 on
+    /// failure.
+    uint32_t add_instance(std::string_view object, const json_t* values);
+    bool delete_instance(std::string_view instance);
+    std::vector<uint32_t> instances(std::string_view object);
+
+    /// Values computed when they are read: the function gives a new reference for each read of the parameter.
+    /// A path with
+    /// "*" components serves every instance and is handed the full path.
+    void set_live(std::string_view path, std::function<json_t*(const std::string& path)> reader);
+    /// Run after a parameter was changed by a request (for what a real device would do then).
+    void set_hook(std::string_view path, std::function<void(const std::string& path, json_t* value)> hook);
+    void set_listener(std::function<void(const Change&)> listener);
+
+    /// The running configuration (all writable values and instances): a new reference, for SaveConfig and
+    /// restore.
+    json_t* snapshot();
+    /// Replaces the running configuration by a snapshot, silently. False when it does not fit the model.
+    bool restore(const json_t* snapshot, std::string& error);
+    /// Back to the values of the model file, silently. `keep` names subtrees to leave alone.
+    void reset_defaults(const std::vector<std::string>& keep);
+
+private:
+    Store();
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace obxd

@@ -1,0 +1,19 @@
+// Files: creation, whole-file mappings, atomic replacement.
+#pragma once
+
+#include <stddef.h>
+
+/// Creates the file (mode 0600) when it does not exist, leaves it alone otherwise. Never follows a symbolic
+/// link at the last component. Returns 0, or -1 with errno.
+int ox_fs_touch(const char* path);
+/// Maps a whole regular file for reading, from `offset` on; stores its size. `flags` is 0. Null on failure
+/// (an empty file included) with errno.
+void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int flags);
+void ox_fs_munmap_file(void* data, size_t size);
+/// Replaces `path` by a file of these bytes (mode 0600) in one step: readers see the old or the new content,
+/// whole. A symbolic link at `path` is refused (ELOOP). Returns 0, or -1 with errno and the old file
+/// untouched.
+int ox_fs_replace_file(const char* path, const void* data, size_t size);
+/// Reads a whole file into a new heap block with a zero behind it. At most `limit` bytes (0: no limit), else
+/// EFBIG. Returns 0, or -1 with errno.
+int ox_fs_read_file(const char* path, size_t limit, char** data, size_t* size);

@@ -1,0 +1,71 @@
+// JSON-RPC client connections to the daemon: local or TCP, plain or TLS.
+//
+// One exchange at a time on a connection, from one thread. Every blocking call is a loop over ox_wait_poll
+// and may be left by a jump from there: the connection stays usable, what was half sent is finished before
+// the next message, and the late answer of an abandoned request is dropped.
+#pragma once
+
+#include <stdint.h>
+
+#include "ox_jrpcmsg.hpp"
+#include "ox_socket.hpp"
+
+struct ox_jrpcapi;
+
+enum ox_jrpcapi_flag : uint32_t {
+    OX_JRPCAPI_RELOGIN = 1,  ///< log in again after a reconnect (set at creation)
+    OX_JRPCAPI_EVENTS = 2,   ///< the process takes in its events on this connection, wherever they arrive
+    OX_JRPCAPI_SSL = 8,      ///< TLS from the first byte on
+};
+
+inline constexpr const char* OX_JRPCAPI_DEFAULT_SOCKET = "/var/run/obxd.sock";
+
+/// A new connection, unconnected, bound for the default socket, time-out 5000 ms. Never null.
+ox_jrpcapi* ox_jrpcapi_init(void);
+/// Closes and destroys. Null-safe.
+void ox_jrpcapi_deinit(ox_jrpcapi* api);
+
+uint32_t ox_jrpcapi_get_flags(const ox_jrpcapi* api);
+void ox_jrpcapi_set_flags(ox_jrpcapi* api, uint32_t flags);
+/// Where to connect from now on: `path` is a socket path or "tcp://HOST:PORT"; null keeps the default.
+/// `host`, when given, is such a text too and `path` then names nothing. `kind` (an ox_socket_kind) applies
+/// to texts without scheme. Texts are copied.
+void ox_jrpcapi_set_destination(ox_jrpcapi* api, const char* host, const char* path, int kind);
+/// Bound of each exchange and of connecting, in milliseconds; -1: none.
+void ox_jrpcapi_set_timeout(ox_jrpcapi* api, int timeout_ms);
+int ox_jrpcapi_get_timeout(const ox_jrpcapi* api);
+
+/// Returns 0, or the negative socket error (also kept for ox_jrpcapi_get_socket_err).
+int ox_jrpcapi_connect(ox_jrpcapi* api);
+/// The connection's socket: for OX_JRPCAPI_EVENTS its descriptor is readable whenever an event can be taken,
+/// whichever connection it came on. Null while unconnected.
+ox_socket* ox_jrpcapi_socket(ox_jrpcapi* api);
+/// The last socket error of this connection (ox_socket_error).
+int ox_jrpcapi_get_socket_err(const ox_jrpcapi* api);
+
+/// Sends a request and waits for its response, which ends up in the message. Numbers the request when it has
+/// no id. Returns 0 when a response came (an error response too), negative when the exchange failed; the
+/// failure is recorded in the message as an error with the socket error's code and text.
+int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// Sends a message that expects no reply. Returns 0, or the negative socket error.
+int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// Takes one message that is no response, without waiting: a new message, or null with socket error -8 or -13
+/// (nothing whole is there), or another negative error when the connection is lost.
+ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
+
+/// Log in by name (`password` may be null) and log out. Return 0, the daemon's error code, or a negative
+/// socket error.
+int ox_jrpcapi_login(ox_jrpcapi* api, const char* login, const char* password);
+int ox_jrpcapi_logout(ox_jrpcapi* api);
+/// Sends `token` as "auth" with every later request; "" removes it. The other arguments are reserved: 0, 0
+/// and 5000.
+void ox_jrpcapi_set_auth(ox_jrpcapi* api, int kind, const char* token, int flags, int timeout_ms);
+/// The token sent as "auth", or null.
+const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api);
+
+/// Listen mode: each event that arrives on any connection is written to standard output at once ("\nEVENT
+/// %zu:\n" and its params as indented JSON) instead of being queued.
+void ox_jrpcapi_print_events(bool on);
+/// Reads what has arrived on all connections, for a program that only listens, waiting at most `timeout_ms`.
+/// Returns 0, or the negative socket error of a connection that was lost.
+int ox_jrpcapi_pump(int timeout_ms);

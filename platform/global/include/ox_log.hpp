@@ -1,0 +1,17 @@
+// Assertions: programming errors and exhausted memory end the process with one line on standard error.
+#pragma once
+
+#include <stddef.h>
+
+/// Does nothing while `ok` is true; else prints file, line, function, the condition's text and `message`, and
+/// aborts.
+void __ox_log_assert(bool ok, const char* condition, const char* file, int line, const char* function,
+                     const char* message);
+
+/// The same with a printf format for the message.
+void __ox_log_assert_fmt(bool ok, const char* condition, const char* file, int line, const char* function,
+                         const char* format, ...) __attribute__((format(printf, 6, 7)));
+
+/// malloc that never returns null: failure is the assertion "pointer != NULL" with the message
+/// "xmalloc failed at func %s:%zu (%s)" made of the caller's function, line and file.
+void* _xmalloc(size_t size, const char* function, size_t line, const char* file);

@@ -1,0 +1,19 @@
+// Text from the daemon on standard output: it cannot steer the terminal.
+#pragma once
+
+#include <stddef.h>
+#include <stdio.h>
+
+/// Whether standard output is a terminal (asked once, again after ox_out_refresh).
+bool ox_out_is_terminal(void);
+void ox_out_refresh(void);
+/// Writes `length` bytes (-1: up to the terminating zero) to standard output. On a terminal, control
+/// characters (C0, DEL and the C1 range in UTF-8 or as lone bytes) are written as \xNN; elsewhere the bytes
+/// stay as they are.
+void ox_out_text(const char* text, long length = -1);
+/// Columns that ox_out_text takes for it, counted in bytes of what it writes.
+size_t ox_out_size(const char* text, long length = -1);
+/// The same text, then blanks up to `width` bytes.
+void ox_out_padded(const char* text, size_t width);
+/// A new heap text as ox_out_text would write it.
+char* ox_out_escape(const char* text, long length = -1);

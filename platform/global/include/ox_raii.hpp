@@ -1,0 +1,84 @@
+// Owners that release what they hold when they leave scope.
+#pragma once
+
+#include <jansson.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "ox_jrpcmsg.hpp"
+#include "ox_str.hpp"
+
+/// Owns one pointer released by `Release`, which must accept null.
+template <typename T, void (*Release)(T*)>
+class ox_owner {
+public:
+    explicit ox_owner(T* pointer = nullptr) : pointer_(pointer) {}
+    ox_owner(ox_owner&& other) noexcept : pointer_(other.release()) {}
+    ox_owner& operator=(ox_owner&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ox_owner(const ox_owner&) = delete;
+    ox_owner& operator=(const ox_owner&) = delete;
+    ~ox_owner() { Release(pointer_); }
+
+    T* get() const { return pointer_; }
+    operator T*() const { return pointer_; }
+    T* operator->() const { return pointer_; }
+    /// Gives the pointer to the caller.
+    T* release() {
+        T* pointer = pointer_;
+        pointer_ = nullptr;
+        return pointer;
+    }
+    void reset(T* pointer = nullptr) {
+        T* old = pointer_;
+        pointer_ = pointer;
+        if (old != pointer) Release(old);
+    }
+
+private:
+    T* pointer_;
+};
+
+inline void ox_json_drop(json_t* json) {
+    json_decref(json);
+}
+inline void ox_chars_drop(char* text) {
+    free(text);
+}
+
+/// Owns one reference to a JSON value.
+using JsonRef = ox_owner<json_t, ox_json_drop>;
+using MsgRef = ox_owner<ox_jrpcmsg, ox_jrpcmsg_free>;
+using StrRef = ox_owner<ox_str, ox_str_free>;
+/// Owns a heap text or block.
+using CharsRef = ox_owner<char, ox_chars_drop>;
+
+/// Owns a file descriptor.
+class Fd {
+public:
+    explicit Fd(int fd = -1) : fd_(fd) {}
+    Fd(Fd&& other) noexcept : fd_(other.release()) {}
+    Fd& operator=(Fd&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    ~Fd() { reset(); }
+
+    int get() const { return fd_; }
+    int release() {
+        int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    void reset(int fd = -1) {
+        if (fd_ >= 0) close(fd_);
+        fd_ = fd;
+    }
+
+private:
+    int fd_;
+};

@@ -1,0 +1,73 @@
+// The line editor, and what else draws on the terminal. GNU readline stays behind this header and
+// ox_history.hpp.
+#pragma once
+
+#include <jansson.h>
+
+#include "ox_colors.hpp"
+
+/// What a terminal can do. The order of the bytes is fixed.
+struct ox_rl_capabilities {
+    unsigned char line_drawing;  ///< box-drawing characters can be shown (the locale is UTF-8)
+    unsigned char color;         ///< colours
+    unsigned char cursor;        ///< cursor movement and erasing
+    unsigned char depth;         ///< 1: 16 colours, 2: 256, 3: 24-bit; 0 without colour
+};
+/// Capabilities by terminal name; null takes TERM. An unset, empty, unknown or "dumb" terminal has none but
+/// perhaps line drawing. Never null; valid until the next call.
+const ox_rl_capabilities* ox_rl_get_terminal_capabilities(const char* term);
+
+/// Completion: appends candidate strings to `candidates`. `cursor` is a byte offset into `line`.
+using ox_rl_autocomplete_cb = void (*)(const char* line, int cursor, json_t* candidates);
+/// Hint: a heap text to show behind the cursor, or null.
+using ox_rl_hint_cb = char* (*)(const char* line);
+
+void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback);
+void ox_rl_set_hint_cb(ox_rl_hint_cb callback);
+/// Characters at which a word that a candidate replaces may start, behind any of them (null: the shell's, "
+/// \t/.=:\"'", and the start of the line).
+void ox_rl_set_word_boundaries(const char* characters);
+void ox_rl_case_insensitive(int on);
+
+enum ox_rl_color { OX_RL_COLOR_PROMPT, OX_RL_COLOR_HINT, OX_RL_COLOR_AUTOCOMPLETE, OX_RL_COLOR_COUNT };
+/// Colours of the editor in the order prompt, hint, autocomplete. Copied.
+void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]);
+
+/// The asynchronous editor. One at a time.
+struct ox_rl_async;
+ox_rl_async* ox_rl_async_new(void);
+void ox_rl_async_free(ox_rl_async* editor);
+/// Key-by-key mode on; draws the prompt and the line so far. The prompt is copied.
+void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
+/// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
+/// text is kept for the next prepare. After a finished line there is nothing to wipe.
+void ox_rl_async_restore(ox_rl_async* editor);
+/// Discards the line being edited.
+void ox_rl_async_clear(ox_rl_async* editor);
+/// One byte from the terminal (standard input), -1 at its end.
+int ox_rl_getch(void);
+/// True when bytes that were read ahead wait for ox_rl_getch, although the descriptor is not readable.
+bool ox_rl_pending(void);
+/// Feeds one byte. `status` becomes 1 while the line is being edited, 0 once it is complete or abandoned.
+/// Returns the complete line (heap, the caller frees it), else null.
+char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
+/// Whether the last key was Ctrl-D on an empty line, or the input ended.
+bool ox_rl_ctrl_d_is_pressed(void);
+
+/// Reads one edited line, waiting at most `timeout_ms` (-1: no bound) for each key: a heap string, or null at
+/// end of input, on Ctrl-C and on time-out.
+char* ox_rl(const char* prompt, int timeout_ms);
+
+/// Terminal echo of a descriptor; no-ops when it is no terminal. Echo is restored even when the wait is left
+/// by a jump.
+void ox_rl_echo_off(int fd);
+void ox_rl_echo_on(int fd);
+/// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump.
+void ox_rl_recover(void);
+
+/// Prints a JSON array of strings in columns, down then across, as wide as the terminal; one a line when
+/// standard output is no terminal. Names are escaped where standard output is a terminal (ox_out.hpp).
+void ox_rl_show_list(const json_t* list);
+/// Draws a progress bar on the current line of the terminal: "\r", the label, the bar, the percentage;
+/// nothing when standard output is no terminal. It follows the terminal's width.
+void ox_rl_draw_progressbar(int percent, const char* label);

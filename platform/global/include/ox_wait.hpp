@@ -1,0 +1,20 @@
+// The one place where the process waits for the outside: the daemon, a key, a pause.
+#pragma once
+
+#include <poll.h>
+
+/// Functions run right before and right after every wait. `enter` may leave by siglongjmp; it then never
+/// returns and `leave` is not called. A signal handler may do the same while the wait lasts. Either may be
+/// null.
+void ox_wait_set_hooks(void (*enter)(void), void (*leave)(void));
+
+/// poll(2) between the two hooks. Standard output is flushed first when it holds text. `timeout_ms` -1: no
+/// bound. Returns what poll returns; errno is poll's (EINTR included).
+int ox_wait_poll(struct pollfd* fds, nfds_t count, int timeout_ms);
+
+/// Waits until the pause has passed. A signal handler that returns does not shorten it; one that jumps ends
+/// it.
+void ox_wait_sleep_ms(long ms);
+
+/// Milliseconds of a monotonic clock.
+long long ox_wait_now_ms(void);

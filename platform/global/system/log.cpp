@@ -1,0 +1,33 @@
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "ox_log.hpp"
+
+void __ox_log_assert(bool ok, const char* condition, const char* file, int line, const char* function,
+                     const char* message) {
+    if (ok) return;
+    fflush(stdout);
+    fprintf(stderr, "%s:%d: %s: assertion '%s' failed: %s\n", file, line, function, condition, message);
+    abort();
+}
+
+void __ox_log_assert_fmt(bool ok, const char* condition, const char* file, int line, const char* function,
+                         const char* format, ...) {
+    if (ok) return;
+    char message[256];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(message, sizeof(message), format, args);
+    va_end(args);
+    __ox_log_assert(false, condition, file, line, function, message);
+}
+
+void* _xmalloc(size_t size, const char* function, size_t line, const char* file) {
+    void* pointer = malloc(size);
+    if (!pointer) {
+        __ox_log_assert_fmt(false, "pointer != NULL", file, 38, "_xmalloc",
+                            "xmalloc failed at func %s:%zu (%s)", function, line, file);
+    }
+    return pointer;
+}

@@ -1,0 +1,1 @@
+#include "ox_tr.hpp"
