@@ -1,0 +1,68 @@
+"""Fixtures of the session tests."""
+
+import shutil
+
+import pytest
+
+import harness
+
+
+@pytest.fixture
+def obxd():
+    """A fresh development daemon with the router model."""
+    daemon = harness.Obxd()
+    yield daemon
+    daemon.close()
+
+
+@pytest.fixture(scope="module")
+def shared_obxd():
+    """One daemon for all tests of a module that only read."""
+    daemon = harness.Obxd()
+    yield daemon
+    daemon.close()
+
+
+@pytest.fixture
+def shell(obxd):
+    """The interactive shell on a fresh daemon, at its first prompt."""
+    terminal = harness.Terminal(daemon=obxd)
+    terminal.prompt()
+    yield terminal
+    terminal.close()
+
+
+@pytest.fixture
+def terminal():
+    """A function that opens obxc on a pseudo-terminal: harness.Terminal, closed after the test."""
+    opened = []
+
+    def open_terminal(*args, **options):
+        opened.append(harness.Terminal(*args, **options))
+        return opened[-1]
+
+    yield open_terminal
+    for each in opened:
+        each.close()
+
+
+@pytest.fixture
+def scripted():
+    """A function that starts a scripted daemon (harness.ScriptedDaemon), closed after the test."""
+    started = []
+
+    def start(answer=None):
+        started.append(harness.ScriptedDaemon(answer))
+        return started[-1]
+
+    yield start
+    for each in started:
+        each.close()
+
+
+@pytest.fixture
+def directory():
+    """A private directory that the programs under test see too."""
+    path = harness.temp_dir()
+    yield path
+    shutil.rmtree(path, ignore_errors=True)
