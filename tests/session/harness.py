@@ -410,8 +410,13 @@ class Terminal:
     def resize(self, columns, lines=None):
         """The person drags the window; the kernel tells the program."""
         self.read(0.05)
+        lost = self.lines - (lines or self.lines)
         self.columns, self.lines = columns, lines or self.lines
+        row = self.emulator.cursor.y
+        if lost > 0 and row < self.lines:  # rows below the text go, as on real terminals
+            self.emulator.lines = self.lines
         self.emulator.resize(self.lines, self.columns)
+        self.emulator.cursor.y = min(row, self.lines - 1)
         self._set_size(self.master)
 
     def read(self, seconds=0.05):
