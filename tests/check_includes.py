@@ -1,0 +1,77 @@
+#!/usr/bin/python3
+"""Checks that includes go one way between the rooms: nothing includes upward."""
+
+import os
+import re
+import sys
+
+TOP = os.path.abspath(os.path.join(os.path.dirname(__file__), ".."))
+
+# A room may include itself, what is listed, and headers of no room (the system's and the libraries').
+ALLOWED = {
+    "platform/global": {"platform/global"},
+    "platform/tr": {"platform/tr", "platform/global"},
+    "obxc/session": {"obxc/session", "obxc", "platform/global", "platform/tr"},
+    "obxc/model": {"obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
+    "obxc/commands": {"obxc/commands", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
+    "obxc/complete": {"obxc/complete", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
+    "obxc/lua": {"obxc/lua", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
+    "obxc/main": {"obxc/main", "obxc/commands", "obxc/complete", "obxc/lua", "obxc/model", "obxc/session", "obxc",
+                  "platform/global", "platform/tr"},
+    "obxc": {"obxc", "platform/global", "platform/tr"},
+    "obxd": {"obxd", "platform/global", "platform/tr"},
+}
+# Editor code stays behind ox_rl.hpp and ox_history.hpp, TLS code out of everything that is not about it.
+ONLY_IN = {
+    r"readline/": ["platform/global/terminal/"],
+    r"mbedtls/": ["platform/global/jrpc/", "platform/global/system/", "obxd/"],
+    r"lua\.h": ["platform/global/lua/", "platform/global/include/ox_lua.hpp", "obxc/lua/"],
+}
+
+
+def room_of(path):
+    """The longest room that holds a file, as a path from the top."""
+    rooms = [room for room in ALLOWED if path.startswith(room + "/")]
+    return max(rooms, key=len) if rooms else None
+
+
+def resolve(path, include):
+    """Where an include with quotes leads to inside the tree, or None."""
+    for base in (os.path.dirname(path), "obxc", "obxd", "platform/global/include", "platform/tr/include"):
+        candidate = os.path.normpath(os.path.join(base, include))
+        if os.path.exists(os.path.join(TOP, candidate)):
+            return candidate
+    return None
+
+
+def main():
+    faults = []
+    files = 0
+    for base in ("obxc", "obxd", "platform"):
+        for directory, _, names in os.walk(os.path.join(TOP, base)):
+            for name in sorted(names):
+                if not name.endswith((".cpp", ".hpp")):
+                    continue
+                path = os.path.relpath(os.path.join(directory, name), TOP)
+                room = room_of(path)
+                files += 1
+                with open(os.path.join(TOP, path), encoding="utf-8") as source:
+                    text = source.read()
+                for include in re.findall(r'^\s*#\s*include\s+"([^"]+)"', text, re.M):
+                    target = resolve(path, include)
+                    if target is None:
+                        faults.append("%s: \"%s\" is not in the tree" % (path, include))
+                    elif room_of(target) not in ALLOWED[room]:
+                        faults.append("%s (%s) includes %s" % (path, room, target))
+                for include in re.findall(r"^\s*#\s*include\s+<([^>]+)>", text, re.M):
+                    for pattern, places in ONLY_IN.items():
+                        if re.match(pattern, include) and not path.startswith(tuple(places)):
+                            faults.append("%s includes <%s>" % (path, include))
+    for fault in faults:
+        print(fault)
+    print("%d files, %d faults" % (files, len(faults)))
+    return 1 if faults or files == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
