@@ -24,6 +24,8 @@ int logout_session(void);
 void set_auth_state(const char* user, const char* password);
 /// Default login as the operating-system user, over the local socket only.
 void try_login(void);
+/// Removes a token whose check was cut off by a jump from the connection.
+void identity_recover(void);
 /// Releases the stored texts, at the end of the program.
 void identity_free(void);
 

@@ -1,1 +1,111 @@
 #include "session/interrupt.hpp"
+
+#include <pthread.h>
+#include <stdio.h>
+
+#include "obxc.hpp"
+#include "ox_confapi.hpp"
+#include "ox_rl.hpp"
+#include "ox_wait.hpp"
+#include "session/identity.hpp"
+#include "session/prompt.hpp"
+#include "session/request.hpp"
+
+volatile sig_atomic_t interrupt_armed = 0;
+sigjmp_buf interrupt_context;
+
+namespace {
+
+volatile sig_atomic_t waiting = 0;
+volatile sig_atomic_t marked = 0;
+volatile sig_atomic_t idle_marked = 0;
+pthread_t main_thread;
+
+[[noreturn]] void jump() {
+    interrupt_armed = 0;
+    marked = 0;
+    waiting = 0;
+    siglongjmp(interrupt_context, 1);
+}
+
+// A thread that serves a file waits too: its waits are none of the interrupt's business.
+bool on_main_thread() {
+    return pthread_equal(pthread_self(), main_thread);
+}
+
+void wait_enter() {
+    if (!on_main_thread()) return;
+    waiting = 1;
+    if (interrupt_armed && marked) jump();
+}
+
+void wait_leave() {
+    if (on_main_thread()) waiting = 0;
+}
+
+}  // namespace
+
+void interrupt_init(void) {
+    main_thread = pthread_self();
+    ox_wait_set_hooks(wait_enter, wait_leave);
+}
+
+void interrupt_install(void (*handler)(int)) {
+    marked = 0;
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    // Restarted, so that no write of standard output is cut short and its text lost; poll never is.
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+void interrupt_disarm(void) {
+    interrupt_armed = 0;
+    marked = 0;
+    signal(SIGINT, SIG_DFL);
+}
+
+void shell_interrupt(int signal) {
+    if (!interrupt_armed) return;
+    if (!on_main_thread()) {
+        pthread_kill(main_thread, signal);
+        return;
+    }
+    if (waiting) jump();
+    marked = 1;
+}
+
+bool interrupt_pending(void) {
+    return marked;
+}
+
+void interrupt_point(void) {
+    if (interrupt_armed && marked) jump();
+}
+
+void interrupt_recover(void) {
+    ox_rl_recover();
+    ox_colors_reset();
+    ox_confapi_ignore_next_error_exec(0);
+    request_recover();
+    identity_recover();
+    prompt_rebuild();
+}
+
+void idle_interrupt(int) {
+    idle_marked = 1;
+}
+
+bool idle_interrupt_taken(void) {
+    bool taken = idle_marked;
+    idle_marked = 0;
+    return taken;
+}
+
+void interrupt_hold(bool held) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    pthread_sigmask(held ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+}

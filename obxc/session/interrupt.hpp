@@ -23,3 +23,12 @@ void shell_interrupt(int signal);
 bool interrupt_pending(void);
 /// Jumps now when an interrupt is marked: call it between the lines of a long output. No lock may be held.
 void interrupt_point(void);
+/// Puts right what a jump may have left behind: terminal modes and echo, colours, the connection's time-out,
+/// a login that was cut off, the prompt. Call it where the jump lands.
+void interrupt_recover(void);
+/// The SIGINT handler of a loop that waits for keys: it only ends the wait (EINTR) and is remembered.
+void idle_interrupt(int signal);
+/// True once after each SIGINT that idle_interrupt took.
+bool idle_interrupt_taken(void);
+/// While held, SIGINT is kept back: for the moments in which another handler is put in its place.
+void interrupt_hold(bool held);

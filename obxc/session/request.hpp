@@ -10,5 +10,8 @@ ox_jrpcmsg* request_new(const char* method, json_t* params);
 /// error -7. The connection's time-out is 5000 ms afterwards.
 void request_exec(ox_jrpcmsg* message, int timeout_ms);
 
+/// Puts the time-out of `request_channel` back after an exchange that was left by a jump.
+void request_recover(void);
+
 /// Prints the outcome of an executed message: "Status: OK", or "[code] message: detail" and the error data.
 void response_report(const ox_jrpcmsg* message);

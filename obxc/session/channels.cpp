@@ -1,0 +1,6 @@
+#include "obxc.hpp"
+
+ox_jrpcapi* request_channel = nullptr;
+ox_jrpcapi* event_channel = nullptr;
+int request_timeout_ms = 5000;
+bool running = true;

@@ -1,0 +1,225 @@
+#include "session/identity.hpp"
+
+#include <pwd.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "ox_confapi.hpp"
+#include "ox_log.hpp"
+#include "ox_rl.hpp"
+#include "ox_socket.hpp"
+#include "ox_wait.hpp"
+#include "session/prompt.hpp"
+
+char* current_user = nullptr;
+char* current_password = nullptr;
+bool system_access = false;
+bool token_login = false;
+
+namespace {
+
+void (*identity_changed)(void) = nullptr;
+/// A token stands on the connection whose user the daemon has not named yet.
+bool token_under_check = false;
+
+void wipe_and_free(char* text) {
+    if (!text) return;
+    explicit_bzero(text, strlen(text));
+    free(text);
+}
+
+void store_identity(const char* user, const char* password) {
+    char* new_user = user ? strdup(user) : nullptr;
+    char* new_password = password ? strdup(password) : nullptr;
+    char* old_user = current_user;
+    char* old_password = current_password;
+    current_user = new_user;
+    current_password = new_password;
+    free(old_user);
+    wipe_and_free(old_password);
+}
+
+bool read_system_access() {
+    ox_confapi_ignore_next_error_exec(1);
+    JsonRef value(ox_confapi_getconfig("Device.Users.SystemAccess"));
+    return json_is_true(value);
+}
+
+void set_token(const char* token) {
+    ox_jrpcapi_set_auth(request_channel, 0, token, 0, 5000);
+}
+
+void set_relogin(bool on) {
+    uint32_t flags = ox_jrpcapi_get_flags(request_channel);
+    flags = on ? flags | OX_JRPCAPI_RELOGIN : flags & ~static_cast<uint32_t>(OX_JRPCAPI_RELOGIN);
+    ox_jrpcapi_set_flags(request_channel, flags);
+}
+
+/// Whether the daemon names a user for `token`, which then stays on the connection.
+bool login_with_token(const char* token) {
+    if (!token || !*token) return false;
+    token_under_check = true;
+    set_token(token);
+    JsonRef user(ox_confapi_getconfig("Device.Users.CurrentUser"));
+    if (json_string_length(user) == 0) {
+        set_token("");
+        token_under_check = false;
+        return false;
+    }
+    token_under_check = false;
+    set_relogin(false);
+    token_login = true;
+    set_auth_state(json_string_value(user), nullptr);
+    return true;
+}
+
+}  // namespace
+
+void identity_on_change(void (*changed)(void)) {
+    identity_changed = changed;
+}
+
+void set_auth_state(const char* user, const char* password) {
+    store_identity(user, password);
+    system_access = current_user && read_system_access();
+    colour_apply(colour_scheme);
+    prompt_rebuild();
+    if (identity_changed) identity_changed();
+}
+
+int login_with(const char* login, const char* password) {
+    if (ox_jrpcapi_login(request_channel, login, password) == 0) {
+        const char* earlier_token = ox_jrpcapi_get_auth(request_channel);
+        if (earlier_token && *earlier_token) set_token("");
+        set_relogin(true);
+        token_login = false;
+        set_auth_state(login, password);
+        return 0;
+    }
+    if (login_with_token(login)) return 0;
+    logout_session();
+    set_auth_state(nullptr, nullptr);
+    return -1;
+}
+
+int logout_session(void) {
+    set_auth_state(nullptr, nullptr);
+    if (token_login) {
+        set_token("");
+        return 0;
+    }
+    return ox_jrpcapi_logout(request_channel);
+}
+
+void try_login(void) {
+    if (current_user) return;
+    if (ox_socket_type(ox_jrpcapi_socket(request_channel)) != OX_SOCKET_LOCAL) return;
+    long limit = sysconf(_SC_GETPW_R_SIZE_MAX);
+    size_t size = limit < 0 ? 16384 : static_cast<size_t>(limit);
+    CharsRef buffer(static_cast<char*>(_xmalloc(size, "try_login", 569, "obxc/main")));
+    struct passwd entry;
+    struct passwd* found = nullptr;
+    getpwuid_r(getuid(), &entry, buffer.get(), size, &found);
+    if (found && found->pw_name) login_with(found->pw_name, nullptr);
+}
+
+void identity_recover(void) {
+    if (!token_under_check) return;
+    token_under_check = false;
+    set_token("");
+}
+
+void identity_free(void) {
+    store_identity(nullptr, nullptr);
+}
+
+namespace {
+
+/// One line of standard input without its newline, byte by byte as the editor does, so that neither takes
+/// what the other should read. The wait may be left by a jump.
+char* read_line() {
+    size_t size = 0;
+    size_t length = 0;
+    char* line = nullptr;
+    for (;;) {
+        struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+        if (!ox_rl_pending() && ox_wait_poll(&input, 1, -1) < 0) continue;
+        int byte = ox_rl_getch();
+        if (byte < 0 && length == 0) {
+            free(line);
+            return nullptr;
+        }
+        if (length + 1 >= size) {
+            size_t grown_size = size ? size * 2 : 64;
+            char* grown = static_cast<char*>(_xmalloc(grown_size, "password_prompt", __LINE__, "obxc/main"));
+            if (line) memcpy(grown, line, length);
+            grown[length] = '\0';
+            wipe_and_free(line);
+            line = grown;
+            size = grown_size;
+        }
+        if (byte < 0 || byte == '\n' || byte == '\r') {
+            line[length] = '\0';
+            return line;
+        }
+        line[length++] = static_cast<char>(byte);
+        line[length] = '\0';
+    }
+}
+
+}  // namespace
+
+char* password_prompt(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    vprintf(format, args);
+    va_end(args);
+    fflush(stdout);
+    ox_rl_echo_off(STDIN_FILENO);
+    char* line = read_line();
+    ox_rl_echo_on(STDIN_FILENO);
+    fputc('\n', stdout);
+    return line;
+}
+
+int login_command(const char* name, json_t* args) {
+    const char* login = json_string_value(json_array_get(args, 0));
+    const char* password = nullptr;
+    char* prompted = nullptr;
+    size_t count = json_array_size(args);
+    const char* option = json_string_value(json_array_get(args, 1));
+    if (count == 0) {
+        login = getenv("USER");
+    } else if (count == 1) {
+        prompted = password_prompt("[obxc] password for %s: ", login);
+        password = prompted;
+    } else if (count == 3 && option && strcmp(option, "-p") == 0) {
+        password = json_string_value(json_array_get(args, 2));
+    } else {
+        printf("syntax: %s [<login> [-p <password>]]\n", name);
+        return -1;
+    }
+    // Nobody typed a password: that is no password-less login.
+    bool abandoned = count == 1 && !prompted;
+    int result = abandoned ? -1 : login_with(login, password);
+    if (result != 0) puts("Failed to authenticate user");
+    wipe_and_free(prompted);
+    return result;
+}
+
+int logout_command(const char* name, json_t* args) {
+    if (json_array_size(args) > 0) {
+        printf("syntax: %s\n", name);
+        return -1;
+    }
+    return logout_session();
+}
+
+int login_if_guest_command(const char*, json_t* args) {
+    if (current_user) return 0;
+    login_with(json_string_value(json_array_get(args, 0)), json_string_value(json_array_get(args, 1)));
+    return 0;
+}

@@ -1,0 +1,62 @@
+#include "session/recording.hpp"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "ox_fs.hpp"
+#include "ox_history.hpp"
+#include "ox_string.hpp"
+#include "session/prompt.hpp"
+
+bool recording = false;
+unsigned record_lines = 0;
+
+namespace {
+
+char record_path[256];
+
+int record_abort(const char* name) {
+    if (!recording) {
+        printf("%s: no record found.\n", name);
+        return -1;
+    }
+    recording = false;
+    prompt_set_mode(nullptr);
+    return 0;
+}
+
+int record_start(const char* name, const char* path) {
+    if (recording) {
+        printf("%s: already recording.\n", name);
+        return -1;
+    }
+    if (strlen(path) >= sizeof(record_path) || ox_fs_touch(path) < 0) {
+        printf("%s: can't create record file %s.\n", name, path);
+        return -1;
+    }
+    recording = true;
+    record_lines = 0;
+    ox_string_strlcpy(record_path, path, sizeof(record_path));
+    prompt_set_mode("record");
+    return 0;
+}
+
+}  // namespace
+
+int record_command(const char* name, json_t* args) {
+    if (json_array_size(args) != 1) {
+        printf("syntax: %s <filename>|abort\n", name);
+        return -1;
+    }
+    const char* word = json_string_value(json_array_get(args, 0));
+    if (!word) return -1;
+    return strcmp(word, "abort") == 0 ? record_abort(name) : record_start(name, word);
+}
+
+void record_stop(void) {
+    if (ox_history_dump(record_path, static_cast<int>(record_lines)) < 0) {
+        printf("record: can't write record file %s.\n", record_path);
+    }
+    recording = false;
+    prompt_set_mode(nullptr);
+}

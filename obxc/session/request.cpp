@@ -1,0 +1,63 @@
+#include "session/request.hpp"
+
+#include <stdio.h>
+
+#include "ox_out.hpp"
+
+namespace {
+
+/// The time-out of `request_channel` between exchanges.
+constexpr int IDLE_TIMEOUT_MS = 5000;
+
+void print_error_data(json_t* data) {
+    const char* key;
+    json_t* value;
+    json_object_foreach(data, key, value) {
+        CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
+        ox_out_text(key);
+        fputs(": ", stdout);
+        if (text) ox_out_text(text);
+        fputc('\n', stdout);
+    }
+}
+
+}  // namespace
+
+ox_jrpcmsg* request_new(const char* method, json_t* params) {
+    return ox_jrpcmsg_create_new(method, json_incref(params));
+}
+
+void request_exec(ox_jrpcmsg* message, int timeout_ms) {
+    ox_jrpcapi_set_timeout(request_channel, timeout_ms);
+    int result = ox_jrpcapi_exec(request_channel, message);
+    if (result < 0 && ox_jrpcapi_get_socket_err(request_channel) == OX_SOCKET_ECLOSED) {
+        ox_jrpcmsg_set_result_new(message, nullptr);
+        ox_jrpcapi_exec(request_channel, message);
+    }
+    ox_jrpcapi_set_timeout(request_channel, IDLE_TIMEOUT_MS);
+}
+
+void request_recover(void) {
+    if (request_channel) ox_jrpcapi_set_timeout(request_channel, IDLE_TIMEOUT_MS);
+}
+
+void response_report(const ox_jrpcmsg* message) {
+    if (message->error_code == 0) {
+        fputs("Status: ", stdout);
+        ox_colors_set(OX_COLOR_SUCCESS);
+        puts("OK");
+        ox_colors_reset();
+        fflush(stdout);
+        return;
+    }
+    ox_colors_set(OX_COLOR_ERROR);
+    printf("[%d] ", message->error_code);
+    if (message->error_message) ox_out_text(message->error_message);
+    ox_colors_reset();
+    if (message->error_detail) {
+        fputs(": ", stdout);
+        ox_out_text(message->error_detail);
+    }
+    fputc('\n', stdout);
+    print_error_data(ox_jrpcmsg_get_errordata_json(message));
+}
