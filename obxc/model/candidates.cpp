@@ -1,0 +1,82 @@
+// The children of a node as texts, and questions about whole trees.
+#include <string.h>
+#include <strings.h>
+
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_confapi.hpp"
+
+namespace {
+
+bool is_read_only(const json_t* node) {
+    const char* access = json_string_value(json_object_get(json_object_get(node, "#attr"), "access"));
+    return access && strcmp(access, "readOnly") == 0;
+}
+
+bool object_tree(const json_t* value, int depth) {
+    if (!json_is_object(value) || depth == 0) return false;
+    const char* key;
+    json_t* member;
+    json_object_foreach(const_cast<json_t*>(value), key, member) {
+        if (!object_tree(member, depth - 1)) return false;
+    }
+    return true;
+}
+
+bool is_left_out(const json_t* parameter, int flags) {
+    if (flags & CANDIDATES_OBJECTS) return true;
+    return (flags & CANDIDATES_WRITABLE) && is_read_only(parameter);
+}
+
+}  // namespace
+
+json_t* node_candidates(NodePath* p, const char* text, int flags) {
+    json_t* candidates = json_array();
+    node_candidates_add(candidates, p, text, flags, 0);
+    return candidates;
+}
+
+void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, size_t limit) {
+    if (!json_is_true(json_object_get(p->node, "#fetched")) || json_object_get(p->node, "#lost")) {
+        node_fetch(p);
+    }
+    bool by_prefix = flags & CANDIDATES_PREFIX;
+    size_t prefix = by_prefix && text ? strlen(text) : 0;
+    StrRef entry(ox_str_init());
+    if (flags & CANDIDATES_ABSOLUTE) ox_str_add(entry, ":");
+    if (text && !by_prefix) {
+        ox_str_add(entry, text);
+        ox_str_add(entry, ".");
+    }
+    size_t lead = ox_str_length(entry);
+    const char* key;
+    json_t* value;
+    json_object_foreach(p->node, key, value) {
+        if (key[0] == '#') continue;
+        if (prefix > 0 && strncasecmp(key, text, prefix) != 0) continue;
+        bool parameter = node_is_parameter(value);
+        if (parameter && is_left_out(value, flags)) continue;
+        size_t length = strlen(key);
+        ox_str_add_n(entry, key, length);
+        bool dot = (flags & CANDIDATES_DOT) && !parameter && !(length > 0 && key[length - 1] == '.');
+        if (dot) ox_str_add_n(entry, ".", 1);
+        json_array_append_new(out, json_stringn(ox_dynarray_get(entry), ox_str_length(entry)));
+        if (limit > 0 && json_array_size(out) >= limit) return;
+        ox_dynarray_cut(entry, lead, length + dot);
+    }
+}
+
+json_t* dm_schema_get(const char* path) {
+    size_t length = path ? strcspn(path, "{[*") : 0;
+    JsonRef names(json_array());
+    json_array_append_new(names, length > 0 ? json_stringn(path, length) : json_string("."));
+    MsgRef message(ox_jrpcmsg_cmd_get_datamodel_new(names.release(), -1));
+    if (ox_confapi_exec(message) < 0) return nullptr;
+    return json_incref(json_object_get(ox_jrpcmsg_get_result_json(message), "Datamodel"));
+}
+
+bool json_is_object_tree(const json_t* value) {
+    // Deeper than any JSON text may be that the parser accepts.
+    constexpr int DEPTH_LIMIT = 4096;
+    return object_tree(value, DEPTH_LIMIT);
+}

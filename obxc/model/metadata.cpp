@@ -1,0 +1,238 @@
+#include "model/metadata.hpp"
+
+#include <string.h>
+#include <strings.h>
+
+#include "model/path.hpp"
+#include "ox_log.hpp"
+#include "ox_string.hpp"
+#include "ox_tr.hpp"
+#include "ox_wait.hpp"
+#include "session/prompt.hpp"
+#include "session/request.hpp"
+
+json_t* dm_root = nullptr;
+
+namespace {
+
+/// No path that can be typed or sent is deeper; what is, is cut off.
+enum { DEPTH_LIMIT = 260 };
+/// The socket errors lie above this code, the daemon's own errors do not.
+enum { SOCKET_ERRORS = -100 };
+
+json_t* retired = nullptr;   // nodes that the cache dropped and somebody may still hold
+json_t* given_up = nullptr;  // paths whose bounded fetch did not come back in time
+long long fetch_end = -1;    // when the bound of fetches runs out, -1: there is none
+
+void retire(json_t* node) {
+    if (!node) return;
+    if (!retired) retired = json_array();
+    json_array_append(retired, node);
+}
+
+int fetch_timeout(void) {
+    if (fetch_end < 0) return -1;
+    long long left = fetch_end - ox_wait_now_ms();
+    return left > 0 ? static_cast<int>(left) : 1;
+}
+
+bool fetch_given_up(const NodePath* p) {
+    return fetch_end >= 0 && (ox_wait_now_ms() >= fetch_end || json_object_get(given_up, p->path));
+}
+
+void fetch_give_up(const NodePath* p) {
+    if (!given_up) given_up = json_object();
+    json_object_set_new(given_up, p->path, json_true());
+}
+
+/// Executes a request; false when the daemon was not reached.
+bool ask(ox_jrpcmsg* message) {
+    request_exec(message, fetch_timeout());
+    return message->error_code >= 0 || message->error_code <= SOCKET_ERRORS;
+}
+
+json_t* result_list(const ox_jrpcmsg* message) {
+    return json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+}
+
+/// The attributes of the named nodes as a tree relative to `query`; null when the daemon was not reached.
+json_t* fetch_attributes(json_t* names, int level, const char* query) {
+    bool instances = level < 0;
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level));
+    if (instances) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
+    if (!ask(message)) return nullptr;
+    json_t* tree = ox_tr_names_to_config(result_list(message), query);
+    if (!json_is_object(tree)) {
+        json_decref(tree);
+        return json_object();
+    }
+    node_info_normalize(tree);
+    return tree;
+}
+
+/// The instances of a multi-instance object with all below them; null when the daemon was not reached.
+json_t* fetch_instances(const char* query) {
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_names(query, 1));
+    if (!ask(message)) return nullptr;
+    JsonRef names(json_array());
+    size_t index;
+    json_t* item;
+    json_array_foreach(result_list(message), index, item) {
+        json_t* name = json_object_get(item, "Name");
+        if (json_is_string(name)) json_array_append(names, name);
+    }
+    if (json_array_size(names) == 0) return json_object();
+    return fetch_attributes(names, -1, query);
+}
+
+void query_path(const NodePath* p, char out[260]) {
+    ox_string_strlcpy(out, p->path[0] ? p->path : ".", 260);
+    if (p->path[0] && ox_tr_path_is_full(p->path)) ox_string_strlcat(out, ".", 260);
+}
+
+void fill_node(json_t* node, json_t* children, json_t* instances, bool ordered) {
+    if (json_object_size(node) > 0) retire(JsonRef(json_copy(node)));
+    JsonRef attributes(json_incref(json_object_get(node, "#attr")));
+    json_object_clear(node);
+    json_object_update(node, children);
+    // An answer without the node's own attributes (a failed request) does not make it forget what it is.
+    if (attributes && !json_object_get(node, "#attr")) json_object_set(node, "#attr", attributes);
+    json_object_set_new(node, "#fetched", json_true());
+    const char* key;
+    json_t* value;
+    json_object_foreach(instances, key, value) {
+        if (key[0] == '#' || !json_is_object(value)) continue;
+        json_object_set_new(value, "#fetched", json_true());
+        json_object_set(node, key, value);
+    }
+    if (ordered) json_object_set_new(node, "order", json_pack("{s:b}", "#fetched", 1));
+    if (node == dm_root) json_object_del(node, "DataModelVersion");
+}
+
+void fetch_failed(NodePath* p) {
+    if (fetch_end >= 0) {
+        fetch_give_up(p);
+        return;
+    }
+    json_object_set_new(p->node, "#fetched", json_true());
+    json_object_set_new(p->node, "#lost", json_true());
+}
+
+void normalize(json_t* value, int depth) {
+    if (!json_is_object(value)) return;
+    json_t* info = json_object_get(value, "#info");
+    if (info) {
+        json_t* attributes = json_object_get(info, "Attributes");
+        if (attributes) json_object_set(value, "#attr", attributes);
+        json_object_del(value, "#info");
+    }
+    if (depth == 0) {
+        json_object_clear(value);
+        return;
+    }
+    const char* key;
+    json_t* member;
+    json_object_foreach(value, key, member) {
+        if (strcmp(key, "#attr") != 0) normalize(member, depth - 1);
+    }
+}
+
+}  // namespace
+
+void node_fetch_limit(int ms) {
+    fetch_end = ms < 0 ? -1 : ox_wait_now_ms() + ms;
+}
+
+bool node_needs_fetch(const json_t* node) {
+    size_t size = json_object_size(node);
+    if (size == 0 || json_object_get(node, "#lost")) return true;
+    return size == 1 && json_object_get(node, "#attr");
+}
+
+void node_fetch(NodePath* p) {
+    if (fetch_given_up(p)) return;
+    if (!p->node) {
+        JsonRef node(json_object());
+        retire(node);
+        p->node = node;
+    }
+    char query[260];
+    query_path(p, query);
+    JsonRef names(json_pack("[s]", query));
+    JsonRef children(fetch_attributes(names, 1, query));
+    JsonRef instances(children && p->multi ? fetch_instances(query) : nullptr);
+    if (!children || (p->multi && !instances)) {
+        fetch_failed(p);
+        return;
+    }
+    fill_node(p->node, children, instances, p->ordered);
+    if (given_up) json_object_del(given_up, p->path);
+}
+
+json_t* node_child_get(NodePath* p, const char* name) {
+    bool number = is_instance_number(name, -1);
+    if (node_needs_fetch(p->node) || (p->multi && number && !json_object_get(p->node, name))) node_fetch(p);
+    json_t* child = json_object_get(p->node, name);
+    if (child || !number) return child;
+    return json_object_get(p->node, "#template");
+}
+
+const char* node_member_spelling(const json_t* node, const char* name) {
+    auto* object = const_cast<json_t*>(node);
+    void* exact = json_object_iter_at(object, name);
+    if (exact) return json_object_iter_key(exact);
+    if (is_instance_number(name, -1)) return nullptr;  // digits have no other case
+    const char* key;
+    json_t* value;
+    json_object_foreach(object, key, value) {
+        if (strcasecmp(key, name) == 0) return key;
+    }
+    return nullptr;
+}
+
+void node_member_drop(json_t* node, const char* key) {
+    retire(json_object_get(node, key));
+    json_object_del(node, key);
+}
+
+void node_info_normalize(json_t* value) {
+    normalize(value, DEPTH_LIMIT);
+}
+
+json_t* dm_reload(void) {
+    retire(dm_root);
+    json_decref(dm_root);
+    dm_root = json_object();
+    json_decref(given_up);
+    given_up = nullptr;
+    previous_path.node = nullptr;
+    json_array_clear(previous_path.parents);
+    path_reset(&current_path);
+    paths_pin();
+    node_fetch(&current_path);
+    prompt_rebuild();
+    json_object_del(dm_root, "DataModelVersion");
+    return dm_root;
+}
+
+void dm_identity_changed(void) {
+    if (dm_root) dm_reload();
+}
+
+void dm_settle(void) {
+    if (json_array_size(retired) == 0) return;
+    paths_refresh();
+    json_array_clear(retired);
+}
+
+void dm_free(void) {
+    json_decref(dm_root);
+    dm_root = nullptr;
+    current_path.node = nullptr;
+    previous_path.node = nullptr;
+    paths_pin();
+    json_decref(retired);
+    retired = nullptr;
+    json_decref(given_up);
+    given_up = nullptr;
+}
