@@ -25,6 +25,7 @@ struct ox_jrpcmsg {
     const char* error_detail;   ///< borrowed from `json`: "Detail" of the error data, or null
     uint32_t group;             ///< an event's group, 0 for any other message
     json_t* error_data;         ///< owned: the error data without "Detail", or null
+    bool numbered;              ///< the id is the library's: each exchange sets a new one
 };
 
 /// A request of any method. Takes over `params` (may be null).

@@ -1,0 +1,214 @@
+// Events: where they go when they arrive, and the one descriptor that tells of them.
+//
+// The common descriptor is an epoll instance over the process's connections and a counter that is raised
+// while something waits inside the process. It is made when somebody first asks for it, so a program that
+// never does pays nothing.
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "connection.hpp"
+#include "jrpcmsg_internal.hpp"
+#include "ox_wait.hpp"
+
+namespace {
+
+enum { QUEUE_BYTES_MAX = 64 << 20 };
+
+/// An event that waits: its text, parsed again when it is taken (a tenth of the memory of the parsed form).
+struct QueuedEvent {
+    QueuedEvent* next;
+    size_t size;
+    char text[];
+};
+
+struct EventQueue {
+    QueuedEvent* first;
+    QueuedEvent* last;
+    size_t bytes;
+};
+
+EventQueue queue;
+bool printing = false;
+int hub = -1;
+int counter = -1;
+bool counter_raised = false;
+
+/// Takes over nothing; `text` may be null.
+int queue_add(const json_t* event, const char* text, size_t size) {
+    char* dumped = text ? nullptr : json_dumps(event, JSON_COMPACT);
+    if (dumped) {
+        text = dumped;
+        size = strlen(dumped);
+    }
+    int rc = OX_SOCKET_EPROTO;
+    size_t cost = size + sizeof(QueuedEvent);
+    auto* entry =
+        text && queue.bytes + cost <= QUEUE_BYTES_MAX ? static_cast<QueuedEvent*>(malloc(cost)) : nullptr;
+    if (entry) {
+        entry->next = nullptr;
+        entry->size = size;
+        memcpy(entry->text, text, size);
+        (queue.last ? queue.last->next : queue.first) = entry;
+        queue.last = entry;
+        queue.bytes += cost;
+        rc = OX_SOCKET_OK;
+    }
+    free(dumped);
+    return rc;
+}
+
+void print_event(const json_t* event) {
+    printf("\nEVENT %zu:\n", static_cast<size_t>(json_integer_value(json_object_get(event, "group"))));
+    json_t* params = json_object_get(event, "params");
+    char* text = params ? json_dumps(params, JSON_INDENT(4) | JSON_ENCODE_ANY) : nullptr;
+    if (text) puts(text);
+    free(text);
+    fflush(stdout);
+}
+
+bool anybody_takes_events() {
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        if (api->flags & OX_JRPCAPI_EVENTS) return true;
+    }
+    return false;
+}
+
+/// Something can be taken at once: an event, a message that was read already, or the loss of the events
+/// connection itself.
+bool something_waits() {
+    if (queue.first) return true;
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        bool events = (api->flags & OX_JRPCAPI_EVENTS) != 0;
+        if (events && api->was_connected && !api->socket.connected) return true;
+        if (!api->socket.connected) continue;
+        int found = frame_find(&api->in);
+        if (found == OX_SOCKET_OK || found == OX_SOCKET_EPROTO || socket_has_pending(&api->socket))
+            return true;
+    }
+    return false;
+}
+
+void hub_add(int fd) {
+    struct epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    epoll_ctl(hub, EPOLL_CTL_ADD, fd, &event);
+}
+
+}  // namespace
+
+int events_deliver(const json_t* event, const char* text, size_t size) {
+    if (printing) {
+        print_event(event);
+        return OX_SOCKET_OK;
+    }
+    return anybody_takes_events() ? queue_add(event, text, size) : static_cast<int>(OX_SOCKET_OK);
+}
+
+ox_jrpcmsg* events_pop(void) {
+    QueuedEvent* entry = queue.first;
+    if (!entry) return nullptr;
+    queue.first = entry->next;
+    if (!queue.first) queue.last = nullptr;
+    queue.bytes -= entry->size + sizeof(QueuedEvent);
+    ox_jrpcmsg* message = jrpcmsg_adopt(json_loadb(entry->text, entry->size, JSON_ALLOW_NUL, nullptr));
+    free(entry);
+    return message;
+}
+
+int events_descriptor(void) {
+    if (hub >= 0) return hub;
+    int made = epoll_create1(EPOLL_CLOEXEC);
+    counter = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (made < 0 || counter < 0) {
+        if (made >= 0) close(made);
+        if (counter >= 0) close(counter);
+        return -1;
+    }
+    hub = made;
+    hub_add(counter);
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) events_watch(&api->socket);
+    events_signal();
+    return hub;
+}
+
+void events_watch(const ox_socket* socket) {
+    if (hub >= 0 && socket->connected) hub_add(socket->fd);
+}
+
+void events_unwatch(const ox_socket* socket) {
+    if (hub >= 0) epoll_ctl(hub, EPOLL_CTL_DEL, socket->fd, nullptr);
+}
+
+void events_shutdown(void) {
+    while (ox_jrpcmsg* message = events_pop()) ox_jrpcmsg_free(message);
+    if (hub < 0) return;
+    close(hub);
+    close(counter);
+    hub = counter = -1;
+    counter_raised = false;
+}
+
+void events_signal(void) {
+    if (hub < 0) return;
+    bool wanted = something_waits();
+    if (wanted == counter_raised) return;
+    counter_raised = wanted;
+    uint64_t value = 1;
+    ssize_t done = wanted ? write(counter, &value, sizeof(value)) : read(counter, &value, sizeof(value));
+    static_cast<void>(done);  // the counter is never full and never empty here
+}
+
+void ox_jrpcapi_print_events(bool on) {
+    printing = on;
+}
+
+namespace {
+
+/// Takes in all that has arrived on a connection; responses are late ones and dropped.
+int drain(ox_jrpcapi* api) {
+    int rc = OX_SOCKET_OK;
+    do {
+        json_t* json = nullptr;
+        while ((json = connection_take(api, &rc, false))) json_decref(json);
+        if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return rc;
+        rc = connection_fill(api);
+    } while (rc == OX_SOCKET_OK);
+    return rc;
+}
+
+bool is_lost(int rc) {
+    return rc != OX_SOCKET_OK && rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL;
+}
+
+}  // namespace
+
+void events_collect(const ox_jrpcapi* except) {
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        if (api != except && api->socket.connected) drain(api);
+    }
+}
+
+int ox_jrpcapi_pump(int timeout_ms) {
+    enum { ENTRIES_MAX = 16 };
+    struct pollfd entries[ENTRIES_MAX];
+    nfds_t count = 0;
+    for (ox_jrpcapi* api = connections_first(); api && count < ENTRIES_MAX - 1; api = api->next) {
+        if (api->socket.connected) entries[count++] = {api->socket.fd, POLLIN, 0};
+    }
+    nfds_t sockets = count;
+    if (printing) entries[count++] = {STDOUT_FILENO, 0, 0};
+    ox_wait_poll(entries, count, timeout_ms);
+    if (printing && (entries[sockets].revents & POLLERR)) return 1;
+    int result = OX_SOCKET_OK;
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        int rc = api->socket.connected ? drain(api) : api->error;
+        if (is_lost(rc) && api->was_connected) result = rc;
+    }
+    events_signal();
+    return printing && ferror(stdout) ? 1 : result;
+}
