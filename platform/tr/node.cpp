@@ -1,1 +1,110 @@
+// Schema nodes: types, marks, attributes, and the node of a full name.
+#include <ctype.h>
+#include <string.h>
+
 #include "ox_tr.hpp"
+
+namespace {
+
+struct TypeName {
+    const char* name;
+    int code;
+};
+
+const TypeName type_names[] = {
+    {"object", OX_TR_OBJECT},
+    {"method", OX_TR_METHOD},
+    {"string", OX_TR_STRING},
+    {"boolean", OX_TR_BOOLEAN},
+    {"int", OX_TR_INT},
+    {"unsignedInt", OX_TR_UNSIGNED_INT},
+    {"long", OX_TR_LONG},
+    {"unsignedLong", OX_TR_UNSIGNED_LONG},
+    {"decimal", OX_TR_DECIMAL},
+    {"dateTime", OX_TR_DATE_TIME},
+    {"base64", OX_TR_BASE64},
+    {"hexBinary", OX_TR_HEX_BINARY},
+    {"IPAddress", OX_TR_IP_ADDRESS},
+    {"IPPrefix", OX_TR_IP_PREFIX},
+    {"MACAddress", OX_TR_MAC_ADDRESS},
+    {"URL", OX_TR_URL},
+    {"Alias", OX_TR_ALIAS},
+    {"UUID", OX_TR_UUID},
+    {"list", OX_TR_LIST},
+    {"json", OX_TR_JSON},
+    {"pathRef", OX_TR_PATH_REF},
+    {"flag", OX_TR_FLAG},
+};
+
+bool is_number(const char* text, size_t length) {
+    if (length == 0 || length > 20) return false;
+    for (size_t i = 0; i < length; ++i) {
+        if (!isdigit(static_cast<unsigned char>(text[i]))) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int ox_tr_dm_type_parse(const char* type) {
+    if (!type) return OX_TR_UNKNOWN;
+    for (const TypeName& row : type_names) {
+        if (strcmp(row.name, type) == 0) return row.code;
+    }
+    return OX_TR_NAMED;
+}
+
+int ox_tr_dm_type_is_parameter(int type) {
+    if (type == OX_TR_NAMED) return 1;
+    for (const TypeName& row : type_names) {
+        if (row.code == type) return type != OX_TR_OBJECT && type != OX_TR_METHOD;
+    }
+    return 0;
+}
+
+json_t* ox_tr_dm_node_attr_get(const json_t* node) {
+    return json_object_get(node, "#attr");
+}
+
+int ox_tr_dm_node_type_get(const json_t* node) {
+    return ox_tr_dm_type_parse(json_string_value(json_object_get(ox_tr_dm_node_attr_get(node), "type")));
+}
+
+int ox_tr_dm_node_is_multi(const json_t* node) {
+    return json_is_true(json_object_get(ox_tr_dm_node_attr_get(node), "multi"));
+}
+
+int ox_tr_dm_node_is_ordered(const json_t* node) {
+    return json_is_true(json_object_get(ox_tr_dm_node_attr_get(node), "ordered"));
+}
+
+json_t* ox_tr_dm_node_default_get(const json_t* node) {
+    return json_object_get(ox_tr_dm_node_attr_get(node), "default");
+}
+
+int ox_tr_dm_node_get_base(const json_t* node) {
+    json_int_t base = json_integer_value(json_object_get(ox_tr_dm_node_attr_get(node), "base"));
+    return base == 2 || base == 8 || base == 16 ? static_cast<int>(base) : 10;
+}
+
+json_t* ox_tr_node_find(json_t* root, const char* name) {
+    json_t* node = root;
+    while (node && name) {
+        name += strspn(name, ".");
+        size_t length = strcspn(name, ".");
+        if (length == 0) break;
+        json_t* child = json_object_getn(node, name, length);
+        if (!child && is_number(name, length)) child = json_object_get(node, "#template");
+        node = child;
+        name += length;
+    }
+    return node;
+}
+
+int ox_tr_path_is_full(const char* path) {
+    return path && *path && path[strlen(path) - 1] != '.';
+}
+
+int ox_tr_path_is_partial(const char* path) {
+    return path && *path && path[strlen(path) - 1] == '.';
+}
