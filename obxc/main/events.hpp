@@ -1,0 +1,11 @@
+// What becomes of the events that arrive.
+#pragma once
+
+#include "obxc.hpp"
+
+/// Queues a data-model change for the completion cache, prints any other event, drops what is no event.
+void event_take(ox_jrpcmsg* message);
+/// Prints an event: its group and its params as indented JSON.
+void event_print(ox_jrpcmsg* message);
+/// Writes a text of several lines to standard output, each as text from the daemon.
+void print_lines(const char* text);

@@ -1,0 +1,170 @@
+#include "main/script.hpp"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "main/command_table.hpp"
+#include "ox_raii.hpp"
+#include "ox_rl.hpp"
+#include "ox_wait.hpp"
+
+namespace {
+
+constexpr const char* BLANKS = " \t";
+
+/// Standard input is read through the editor's byte source, so that a command of the script that asks for
+/// something (a password) reads on exactly behind its own line.
+bool read_input_line(ox_str* line) {
+    ox_str_clear(line);
+    for (;;) {
+        int byte = ox_rl_getch();
+        if (byte < 0) return ox_str_length(line) > 0;
+        if (byte == '\n') {
+            ox_str_add_n(line, "\n", 1);
+            return true;
+        }
+        char c = static_cast<char>(byte);
+        ox_str_add_n(line, &c, 1);
+    }
+}
+
+struct Script {
+    FILE* file = nullptr;  // null: standard input
+    char* buffer = nullptr;
+    size_t buffer_size = 0;
+    StrRef input;
+    StrRef pending;
+    bool interactive = false;
+    int result = 0;
+
+    ~Script() {
+        free(buffer);
+        if (file) fclose(file);
+    }
+};
+
+/// The next physical line without its newline, or null at the end. Valid until the next call.
+char* next_line(Script* script) {
+    char* line;
+    if (script->file) {
+        if (getline(&script->buffer, &script->buffer_size, script->file) < 0) return nullptr;
+        line = script->buffer;
+    } else {
+        if (!read_input_line(script->input)) return nullptr;
+        line = ox_dynarray_get_unsafe(script->input);
+    }
+    size_t length = strlen(line);
+    if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
+    return line;
+}
+
+void pending_append(Script* script, const char* line, size_t length) {
+    if (!script->pending) script->pending.reset(ox_str_init());
+    ox_str_add_n(script->pending, line, length);
+}
+
+struct Token {
+    const char* text;  // null: no further token
+    size_t length;
+    const char* rest;  // behind the one delimiter that ended it
+};
+
+Token next_token(const char* text) {
+    const char* start = text + strspn(text, BLANKS);
+    size_t length = strcspn(start, BLANKS);
+    const char* end = start + length;
+    return {length > 0 ? start : nullptr, length, *end ? end + 1 : end};
+}
+
+bool token_is(const Token& token, const char* word) {
+    return token.length == strlen(word) && memcmp(token.text, word, token.length) == 0;
+}
+
+/// `echo` and `sleep` exist only here. True when the line was one of them.
+bool run_builtin(const Token& first) {
+    if (token_is(first, "echo")) {
+        puts(first.rest);
+        return true;
+    }
+    if (token_is(first, "sleep")) {
+        ox_wait_sleep_ms(atoi(first.rest) * 1000L);
+        return true;
+    }
+    return false;
+}
+
+void run_command(Script* script, const char* text) {
+    Token token = next_token(text);
+    if (!token.text || *token.text == '#' || run_builtin(token)) return;
+    CharsRef word(strndup(token.text, token.length));
+    JsonRef args(json_array());
+    for (token = next_token(token.rest); token.text && *token.text != '#'; token = next_token(token.rest)) {
+        if (json_array_append_new(args, json_stringn(token.text, token.length)) < 0) {
+            printf("%s: a word is no UTF-8 text.\n", word.get());
+            script->result = -1;
+            return;
+        }
+    }
+    script->result = script->interactive ? command_dispatch(word, args) : request_dispatch(word, args);
+}
+
+void run_line(Script* script, const char* line) {
+    size_t length = strlen(line);
+    if (script_line_continues(line)) {
+        if (line[length - 1] == '\\') length--;
+        pending_append(script, line, length);
+        return;
+    }
+    if (script->pending) pending_append(script, line, length);
+    const char* text = script->pending ? ox_dynarray_get(script->pending) : line;
+    // Joined text stays when it is skipped, so a comment that was continued swallows the rest of the file:
+    // kept.
+    if (!*text || *text == '#') return;
+    run_command(script, text);
+    script->pending.reset();
+}
+
+}  // namespace
+
+bool script_line_continues(const char* line) {
+    char quote = '\0';
+    bool escaped = false;  // an odd number of backslashes stands in front
+    for (const char* c = line; *c; c++) {
+        if (*c == '\\') {
+            escaped = !escaped;
+            continue;
+        }
+        if ((*c == '\'' || *c == '"') && !escaped) {
+            if (!quote) {
+                quote = *c;
+            } else if (quote == *c) {
+                quote = '\0';
+            }
+        }
+        escaped = false;
+    }
+    return escaped || quote;
+}
+
+int script_run(const char* path, int interactive) {
+    Script script;
+    script.interactive = interactive != 0;
+    if (path) {
+        script.file = fopen(path, "re");
+        if (!script.file) {
+            printf("Cannot open script file %s\n", path);
+            return -1;
+        }
+    } else {
+        script.input.reset(ox_str_init());
+    }
+    while (script.result >= 0) {
+        const char* line = next_line(&script);
+        if (!line) break;
+        run_line(&script, line);
+    }
+    if (!path) close(STDIN_FILENO);
+    return script.result;
+}

@@ -1,0 +1,237 @@
+#include "main/shell_loop.hpp"
+
+#include <ctype.h>
+#include <errno.h>
+#include <locale.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "complete/complete.hpp"
+#include "main/command_table.hpp"
+#include "main/events.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_history.hpp"
+#include "ox_rl.hpp"
+#include "ox_socket.hpp"
+#include "ox_wait.hpp"
+#include "session/editor.hpp"
+#include "session/identity.hpp"
+#include "session/interrupt.hpp"
+#include "session/line_split.hpp"
+#include "session/prompt.hpp"
+#include "session/recording.hpp"
+
+namespace {
+
+enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_COUNT };
+enum Step { STEP_GO_ON, STEP_LEAVE };
+
+struct Shell {
+    ox_rl_async* editor;
+    int feed_status;  // 1 while a line is being edited
+    struct pollfd entries[ENTRY_COUNT];
+    ox_str* line_text;
+    json_t* words;
+};
+
+void print_banner() {
+    puts("Ombrix Management System client.");
+    puts(
+        "***\nWARNING - for experts only!\n"
+        "This tool is not intended to use by users 'cause it can cause harm to the device!\n***");
+    puts("Interactive mode. \nEnter 'help' or '?' for help, 'q' for exit.");
+}
+
+void current_path_start() {
+    path_free(&current_path);
+    current_path = {};
+    current_path.node = dm_root;
+    current_path.parents = json_array();
+    cd_command("cd", nullptr);
+}
+
+void shell_open(Shell* shell) {
+    shell->line_text = ox_str_init();
+    shell->words = json_array();
+    shell->editor = ox_rl_async_new();
+    shell->entries[ENTRY_INPUT] = {.fd = fileno(stdin), .events = POLLIN, .revents = 0};
+    shell->entries[ENTRY_EVENTS] = {.fd = -1, .events = POLLIN, .revents = 0};
+}
+
+void shell_close(Shell* shell) {
+    path_free(&current_path);
+    path_free(&previous_path);
+    dm_free();
+    editor_shell_off();
+    ox_history_clear();
+    ox_rl_async_free(shell->editor);
+    json_decref(shell->words);
+    ox_str_free(shell->line_text);
+}
+
+void redraw(Shell* shell) {
+    ox_rl_async_restore(shell->editor);
+    ox_rl_async_prepare(shell->editor, prompt);
+}
+
+// --- running a line
+// -----------------------------------------------------------------------------------------
+
+/// The words of a line; those of a "lua " line are the command and its text, untouched. False when the line
+/// is no UTF-8 text.
+bool words_fill(Shell* shell, const char* line) {
+    json_array_clear(shell->words);
+    JsonRef whole(json_string(line));
+    if (!whole) return false;
+    if (strncmp(line, "lua ", 4) == 0) {
+        json_array_append_new(shell->words, json_string("lua"));
+        json_array_append_new(shell->words, json_string(line + 4));
+        return true;
+    }
+    JsonRef words(line_split(line, 0, nullptr));
+    if (words) json_array_extend(shell->words, words);
+    return true;
+}
+
+void words_dispatch(json_t* words) {
+    JsonRef command(json_incref(json_array_get(words, 0)));
+    json_array_remove(words, 0);
+    command_dispatch(json_string_value(command), words);
+}
+
+/// Dispatches while Ctrl-C jumps back here. What the abandoned command had allocated is lost.
+void words_run_armed(json_t* words) {
+    if (!interrupt_armed) {
+        interrupt_install(shell_interrupt);
+        if (sigsetjmp(interrupt_context, 1) == 0) {
+            interrupt_armed = 1;
+            words_dispatch(words);
+        } else {
+            interrupt_recover();
+        }
+    }
+    // From here to the handler of the next wait the default action would end the program.
+    interrupt_hold(true);
+    interrupt_disarm();
+    interrupt_install(idle_interrupt);
+    interrupt_hold(false);
+}
+
+void line_run(Shell* shell, char* line) {
+    ox_str_replace_text(shell->line_text, line);
+    free(line);
+    const char* text = ox_dynarray_get(shell->line_text);
+    bool is_text = words_fill(shell, text);
+    if (!isspace(static_cast<unsigned char>(*text))) ox_history_add(text);
+    fflush(stdout);
+    if (recording) record_lines++;
+    if (!is_text) {
+        puts("The line is no UTF-8 text.");
+        return;
+    }
+    words_run_armed(shell->words);
+    idle_interrupt_taken();
+}
+
+Step line_take(Shell* shell, char* line) {
+    if (!*line) {
+        free(line);
+        return STEP_GO_ON;
+    }
+    if (strcmp(line, "q") == 0 || strcmp(line, "quit") == 0) {
+        free(line);
+        if (!recording) return STEP_LEAVE;
+        record_stop();
+        return STEP_GO_ON;
+    }
+    line_run(shell, line);
+    return STEP_GO_ON;
+}
+
+// --- the two inputs
+// -----------------------------------------------------------------------------------------
+
+Step input_serve(Shell* shell) {
+    int key = ox_rl_getch();
+    char* line = ox_rl_async_feed(shell->editor, key, &shell->feed_status);
+    if (ox_rl_ctrl_d_is_pressed() || key < 0) {
+        free(line);
+        return STEP_LEAVE;
+    }
+    if (shell->feed_status == 1) return STEP_GO_ON;
+    ox_rl_async_restore(shell->editor);
+    return line ? line_take(shell, line) : STEP_GO_ON;
+}
+
+Step events_serve(Shell* shell) {
+    MsgRef message(ox_jrpcapi_recv(event_channel));
+    if (!message) {
+        int error = ox_jrpcapi_get_socket_err(event_channel);
+        bool lost = shell->entries[ENTRY_EVENTS].fd < 0;
+        if (lost || (error != OX_SOCKET_EPARTIAL && error != OX_SOCKET_EEMPTY)) {
+            running = false;
+            ox_rl_async_restore(shell->editor);
+            puts("Connection dropped");
+            return STEP_LEAVE;
+        }
+    }
+    ox_rl_async_restore(shell->editor);
+    if (message) event_take(message);
+    ox_rl_async_prepare(shell->editor, prompt);
+    return STEP_GO_ON;
+}
+
+bool is_ready(const struct pollfd& entry) {
+    return entry.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL);
+}
+
+Step poll_failed(Shell* shell, int error) {
+    if (error != EINTR) {
+        printf("Error poll(): %s\n", strerror(error));
+        return STEP_LEAVE;
+    }
+    if (!idle_interrupt_taken()) return STEP_GO_ON;
+    puts("^C");
+    ox_rl_async_clear(shell->editor);
+    redraw(shell);
+    return STEP_GO_ON;
+}
+
+Step shell_pass(Shell* shell) {
+    if (shell->feed_status != 1) ox_rl_async_prepare(shell->editor, prompt);
+    interrupt_install(idle_interrupt);
+    // The library may have reconnected since the last pass.
+    shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(ox_jrpcapi_socket(event_channel));
+    if (shell->entries[ENTRY_EVENTS].fd < 0) return events_serve(shell);
+    bool read_ahead = ox_rl_pending();
+    int count = ox_wait_poll(shell->entries, ENTRY_COUNT, read_ahead ? 0 : -1);
+    if (count < 0) return poll_failed(shell, errno);
+    if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;
+    if (read_ahead || is_ready(shell->entries[ENTRY_INPUT])) return input_serve(shell);
+    return STEP_GO_ON;
+}
+
+}  // namespace
+
+int shell_loop(void) {
+    setlocale(LC_CTYPE, "");
+    complete_set_commands(command_table, COMMAND_COUNT, command_lookup);
+    editor_set_shell_callbacks(complete_line, hint_line);
+    print_banner();
+    try_login();
+    if (!dm_reload()) {
+        puts("Error connecting to OBXD server");
+        return -1;
+    }
+    editor_shell_on();
+    current_path_start();
+    Shell shell = {};
+    shell_open(&shell);
+    while (running && shell_pass(&shell) == STEP_GO_ON) {
+    }
+    ox_rl_async_restore(shell.editor);
+    shell_close(&shell);
+    return 0;
+}

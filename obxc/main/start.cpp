@@ -1,0 +1,187 @@
+#include "main/start.hpp"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "main/modes.hpp"
+#include "main/options.hpp"
+#include "main/script.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "obxc.hpp"
+#include "ox_confapi.hpp"
+#include "ox_out.hpp"
+#include "ox_rl.hpp"
+#include "session/identity.hpp"
+#include "session/interrupt.hpp"
+#include "session/prompt.hpp"
+
+namespace {
+
+constexpr int GO_ON = -1;
+constexpr uint32_t GROUP_MODEL_CHANGES = 4;
+constexpr int REQUESTS_TIMEOUT_MS = 5000;
+constexpr int EVENTS_TIMEOUT_MS = 100;
+constexpr int JOIN_TIMEOUT_MS = 1000;
+
+char output_buffer[32768];
+
+struct Channels {
+    ox_jrpcapi* requests;
+    ox_jrpcapi* events;
+};
+
+void channel_prepare(ox_jrpcapi* api, const StartOptions* options, int timeout_ms) {
+    if (options->use_ssl) ox_jrpcapi_set_flags(api, ox_jrpcapi_get_flags(api) | OX_JRPCAPI_SSL);
+    if (options->host || options->unix_path) {
+        ox_jrpcapi_set_destination(api, options->host, options->unix_path, OX_SOCKET_LOCAL);
+    }
+    ox_jrpcapi_set_timeout(api, timeout_ms);
+}
+
+void channel_connect(ox_jrpcapi* api) {
+    if (ox_socket_fd(ox_jrpcapi_socket(api)) == -1) ox_jrpcapi_connect(api);
+}
+
+int channel_check(ox_jrpcapi* api, const char* name) {
+    int error = ox_jrpcapi_get_socket_err(api);
+    if (error == 0) return GO_ON;
+    printf("Cannot connect to obxd(%s) - %s(%d)\n", name, ox_socket_strerror(error), error);
+    return EXIT_FAILURE;
+}
+
+int channels_open(const Channels* channels, const StartOptions* options) {
+    channel_prepare(channels->requests, options, REQUESTS_TIMEOUT_MS);
+    channel_prepare(channels->events, options, EVENTS_TIMEOUT_MS);
+    channel_connect(channels->requests);
+    channel_connect(channels->events);
+    int status = channel_check(channels->requests, "requests");
+    return status == GO_ON ? channel_check(channels->events, "events") : status;
+}
+
+void colours_decide() {
+    bool on = isatty(fileno(stdout)) && ox_rl_get_terminal_capabilities(getenv("TERM"))->color;
+    ox_colors_toggle(on);
+}
+
+void group_join(ox_jrpcapi* api, uint32_t group) {
+    MsgRef message(ox_jrpcmsg_cmd_join_group(group));
+    ox_jrpcapi_set_timeout(api, JOIN_TIMEOUT_MS);
+    ox_jrpcapi_exec(api, message);
+}
+
+void groups_join(const StartOptions* options) {
+    if (options->mode != MODE_RAW && options->mode != MODE_REQUEST) {
+        group_join(event_channel, GROUP_MODEL_CHANGES);
+    }
+    for (size_t i = 0; i < options->group_count; i++) group_join(request_channel, options->groups[i]);
+}
+
+// --- the start-up script
+// ------------------------------------------------------------------------------------
+
+enum { CONFIG_PATH_SIZE = 256 };
+
+int config_path_default(char path[CONFIG_PATH_SIZE]) {
+    const char* home = getenv("HOME");
+    struct passwd entry;
+    struct passwd* found = nullptr;
+    char buffer[4096];
+    if (!home && getpwuid_r(getuid(), &entry, buffer, sizeof(buffer), &found) == 0 && found) {
+        home = found->pw_dir;
+    }
+    if (!home) return -1;
+    int length = snprintf(path, CONFIG_PATH_SIZE, "%s/.local/obxc/config", home);
+    return length < CONFIG_PATH_SIZE ? 0 : -1;
+}
+
+/// Runs the script with descriptor 1 on /dev/null.
+void config_run_silently(const char* path) {
+    fflush(stdout);
+    Fd saved(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+    Fd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    if (null.get() < 0 || dup2(null.get(), STDOUT_FILENO) < 0) {
+        fprintf(stderr, "Cannot run %s: /dev/null: %s\n", path, strerror(errno));
+        return;
+    }
+    null.reset();
+    ox_out_refresh();
+    script_run(path, 1);
+    fflush(stdout);
+    if (saved.get() >= 0) {
+        dup2(saved.get(), STDOUT_FILENO);
+    } else {
+        close(STDOUT_FILENO);  // it was closed before
+    }
+    ox_out_refresh();
+}
+
+void config_run(const StartOptions* options) {
+    char default_path[CONFIG_PATH_SIZE];
+    const char* path = options->config_path;
+    if (!path) {
+        if (config_path_default(default_path) < 0) return;
+        path = default_path;
+    }
+    struct stat info;
+    if (stat(path, &info) == 0 && S_ISREG(info.st_mode)) config_run_silently(path);
+}
+
+// --- the order of things
+// ------------------------------------------------------------------------------------
+
+const char* path_text() {
+    return current_path.path;
+}
+
+int session_start(const Channels* channels, const StartOptions* options) {
+    int status = channels_open(channels, options);
+    if (status != GO_ON) return status;
+    colours_decide();
+    ox_confapi_set_ctx(channels->requests);
+    request_channel = channels->requests;
+    event_channel = channels->events;
+    prompt_set_path_source(path_text);
+    identity_on_change(dm_identity_changed);
+    const char* password = *options->password ? options->password : nullptr;
+    if (*options->login && login_with(options->login, password) != 0) return EXIT_FAILURE;
+    ox_jrpcapi_set_flags(event_channel, ox_jrpcapi_get_flags(request_channel) | OX_JRPCAPI_EVENTS);
+    groups_join(options);
+    request_timeout_ms = options_timeout_ms(options);
+    config_run(options);
+    return GO_ON;
+}
+
+int output_finish(int status) {
+    bool lost = fflush(stdout) != 0 || ferror(stdout);
+    if (!lost) return status;
+    fprintf(stderr, "obxc: cannot write standard output: %s\n", strerror(errno));
+    return status == 0 ? EXIT_FAILURE : status;
+}
+
+}  // namespace
+
+int run(int argc, char** argv) {
+    setvbuf(stdout, output_buffer, _IOFBF, sizeof(output_buffer));
+    interrupt_init();
+    Channels channels = {};
+    channels.requests = ox_jrpcapi_init();
+    channels.events = ox_jrpcapi_init();
+    StartOptions options = {};
+    int status = options_parse(&options, argc, argv);
+    if (status == GO_ON) status = session_start(&channels, &options);
+    if (status == GO_ON) status = mode_run(&options);
+    ox_jrpcapi_deinit(channels.requests);
+    ox_jrpcapi_deinit(channels.events);
+    request_channel = nullptr;
+    event_channel = nullptr;
+    options_free(&options);
+    identity_free();
+    return output_finish(status);
+}
