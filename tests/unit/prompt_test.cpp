@@ -1,0 +1,233 @@
+// The prompt, the colour scheme, and the commands that change how the shell looks.
+#include "session/prompt.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "commands/commands.hpp"
+#include "ox_history.hpp"
+#include "ox_rl.hpp"
+#include "session/editor.hpp"
+#include "session/identity.hpp"
+
+char* current_user = nullptr;
+bool system_access = false;
+
+namespace {
+
+std::string log_text;
+ox_hsv editor_colours[OX_RL_COLOR_COUNT];
+
+void complete(const char*, int, json_t*) {}
+char* hint(const char*) {
+    return nullptr;
+}
+
+bool same(ox_hsv a, ox_hsv b) {
+    return a.hue == b.hue && a.saturation == b.saturation && a.value == b.value;
+}
+
+}  // namespace
+
+void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]) {
+    memcpy(editor_colours, colors, sizeof(editor_colours));
+    log_text += "colours ";
+}
+void ox_rl_case_insensitive(int on) {
+    log_text += on ? "nocase " : "case ";
+}
+void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback) {
+    log_text += callback == complete ? "complete " : callback ? "? " : "no-complete ";
+}
+void ox_rl_set_hint_cb(ox_rl_hint_cb callback) {
+    log_text += callback == hint ? "hint " : callback ? "? " : "no-hint ";
+}
+int ox_history_load(const char* path) {
+    log_text += std::string("load:") + path + " ";
+    return 0;
+}
+int ox_history_dump(const char* path, int count) {
+    log_text += std::string("dump:") + path + ":" + std::to_string(count) + " ";
+    return 0;
+}
+void ox_colors_set_hsv2(ox_hsv colour) {
+    printf("<%d,%d,%d>", colour.hue, colour.saturation, colour.value);
+}
+void ox_colors_reset(void) {
+    printf("</>");
+}
+
+namespace {
+
+struct Outcome {
+    int result;
+    std::string out;
+};
+
+Outcome call(CommandHandler handler, const char* name, std::vector<const char*> words) {
+    json_t* args = json_array();
+    for (const char* word : words) json_array_append_new(args, json_string(word));
+    log_text.clear();
+    testing::internal::CaptureStdout();
+    int result = handler(name, args);
+    fflush(stdout);
+    json_decref(args);
+    return {result, testing::internal::GetCapturedStdout()};
+}
+
+const char* path_text = "";
+
+class Look : public testing::Test {
+protected:
+    void SetUp() override {
+        memcpy(scheme_, colour_scheme, sizeof(scheme_));
+        prompt_set_path_source([] { return path_text; });
+        editor_set_shell_callbacks(complete, hint);
+        current_user = nullptr;
+        system_access = false;
+        path_text = "";
+        prompt_set_mode(nullptr);
+    }
+    void TearDown() override { memcpy(colour_scheme, scheme_, sizeof(scheme_)); }
+
+private:
+    ox_hsv scheme_[COLOUR_COUNT];
+};
+
+TEST_F(Look, Prompt) {
+    char root[] = "root";
+    EXPECT_STREQ(prompt, "obxc:> ");
+    path_text = "Device.Hosts.";
+    prompt_rebuild();
+    EXPECT_STREQ(prompt, "obxc:Device.Hosts.> ");
+    current_user = root;
+    prompt_set_mode("record");
+    EXPECT_STREQ(mode_word, "-record");
+    EXPECT_STREQ(prompt, "root@obxc-record:Device.Hosts.> ");
+    prompt_set_mode("lua(fail)");
+    EXPECT_STREQ(prompt, "root@obxc-lua(fail):Device.Hosts.> ");
+    prompt_set_mode("abcdefghijklmnop");
+    EXPECT_STREQ(mode_word, "-abcdefghijklmn");
+    prompt_set_mode(nullptr);
+    EXPECT_STREQ(mode_word, "");
+    EXPECT_STREQ(prompt, "root@obxc:Device.Hosts.> ");
+}
+
+TEST_F(Look, APromptIsCutAtItsBuffer) {
+    std::string user(500, 'u');
+    current_user = user.data();
+    prompt_rebuild();
+    EXPECT_EQ(std::string(prompt), std::string(383, 'u'));
+}
+
+TEST_F(Look, TheDefaultScheme) {
+    const int expected[COLOUR_COUNT][3] = {{0, 100, 100}, {220, 78, 100}, {50, 100, 55}, {120, 100, 55}};
+    for (int i = 0; i < COLOUR_COUNT; i++) {
+        EXPECT_EQ(colour_scheme[i].hue, expected[i][0]);
+        EXPECT_EQ(colour_scheme[i].saturation, expected[i][1]);
+        EXPECT_EQ(colour_scheme[i].value, expected[i][2]);
+    }
+}
+
+TEST_F(Look, TheEditorGetsPromptHintAndAutocomplete) {
+    colour_apply(colour_scheme);
+    EXPECT_TRUE(same(editor_colours[0], colour_scheme[COLOUR_PROMPT]));
+    EXPECT_TRUE(same(editor_colours[1], colour_scheme[COLOUR_HINT]));
+    EXPECT_TRUE(same(editor_colours[2], colour_scheme[COLOUR_AUTOCOMPLETE]));
+    system_access = true;
+    colour_apply(colour_scheme);
+    EXPECT_TRUE(same(editor_colours[0], colour_scheme[COLOUR_ROOT_PROMPT]));
+}
+
+TEST_F(Look, ColorShowsAndChanges) {
+    Outcome o = call(color_command, "color", {"hint"});
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(o.out, "<120,100,55>120 100 55\n</>");
+    EXPECT_EQ(call(color_command, "color", {"prompt", "*", "*", "50"}).out, "<220,78,50>220 78 50\n</>");
+    EXPECT_EQ(editor_colours[0].value, 50);
+    EXPECT_EQ(call(color_command, "color", {"prompt", "70000"}).out, "<4464,78,50>4464 78 50\n</>");
+    EXPECT_EQ(call(color_command, "color", {"prompt", "1", "300", "256"}).out, "<1,44,0>1 44 0\n</>");
+    EXPECT_EQ(call(color_command, "color", {"root-prompt", "7"}).out, "<7,100,100>7 100 100\n</>");
+    EXPECT_EQ(call(color_command, "color", {"autocomplete", "8"}).out, "<8,100,55>8 100 55\n</>");
+}
+
+TEST_F(Look, WithSystemAccessThePromptHasTheRootColour) {
+    system_access = true;
+    call(color_command, "color", {"prompt", "1"});
+    EXPECT_EQ(editor_colours[0].hue, 0);
+    call(color_command, "color", {"root-prompt", "2"});
+    EXPECT_EQ(editor_colours[0].hue, 2);
+}
+
+TEST_F(Look, ColorMisuse) {
+    const std::vector<const char*> rows[] = {
+        {},
+        {"pink"},
+        {"Prompt"},
+        {"prompt", "abc"},
+        {"prompt", "1", "-1"},
+        {"prompt", "1", "2", "3x"},
+        {"hint", ""},
+    };
+    for (const auto& row : rows) {
+        Outcome o = call(color_command, "color", row);
+        EXPECT_EQ(o.result, -1);
+        EXPECT_EQ(
+            o.out,
+            "syntax: color <prompt|root-prompt|autocomplete|hint> [<hue>|* <saturation>|* <value>|*]\n");
+        EXPECT_EQ(log_text, "");
+        EXPECT_EQ(colour_scheme[COLOUR_PROMPT].hue, 220);
+    }
+}
+
+TEST_F(Look, Opt) {
+    const struct {
+        const char* option;
+        const char* state;
+        const char* log;
+    } rows[] = {
+        {"autocomplete", "on", "nocase complete "},
+        {"autocomplete", "off", "nocase no-complete "},
+        {"hint", "on", "hint "},
+        {"hint", "off", "no-hint "},
+    };
+    for (const auto& row : rows) {
+        Outcome o = call(opt_command, "opt", {row.option, row.state});
+        EXPECT_EQ(o.result, 0);
+        EXPECT_EQ(o.out, "");
+        EXPECT_EQ(log_text, row.log);
+    }
+    for (const auto& row : {std::vector<const char*>{},
+                            {"hint"},
+                            {"hint", "maybe"},
+                            {"hints", "on"},
+                            {"Hint", "on"},
+                            {"hint", "on", "off"}}) {
+        Outcome o = call(opt_command, "opt", row);
+        EXPECT_EQ(o.result, -1);
+        EXPECT_EQ(o.out, "syntax: opt autocomplete|hint on|off");
+        EXPECT_EQ(log_text, "");
+    }
+}
+
+TEST_F(Look, Clear) {
+    Outcome o = call(clear_command, "clear", {"x"});
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(o.out, "\033[2J\033[H");
+}
+
+TEST_F(Look, HandingTheEditorOver) {
+    log_text.clear();
+    editor_shell_off();  // there was no shell: its history file is left alone
+    EXPECT_EQ(log_text, "nocase no-complete no-hint ");
+    log_text.clear();
+    editor_shell_on();
+    EXPECT_EQ(log_text, "nocase complete hint load:/tmp/.obxc.hist ");
+    log_text.clear();
+    editor_shell_off();
+    EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
+}
+
+}  // namespace
