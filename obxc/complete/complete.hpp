@@ -10,14 +10,34 @@ void complete_set_commands(const ShellCommand* rows, size_t count,
 /// owned, or null. The shell loop appends, completion takes it over.
 extern json_t* pending_model_events;
 
-/// The line editor's callbacks.
+/// The line editor's completion callback. Waits for the daemon as long as it takes; Ctrl-C abandons it
+/// without candidates, and the line, the cache and the connection stay as they are.
 void complete_line(const char* line, int cursor, json_t* candidates);
+/// The line editor's hint callback: what completion would add to the line, a heap text, when there is exactly
+/// one candidate; else null. It runs at each key, so it waits for the daemon 150 ms in all at most; what did
+/// not come in time is left to the next completion.
 char* hint_line(const char* line);
+
+/// The word under the cursor as it stands on the line, for candidates that hold quotes and blanks.
+struct TypedWord {
+    const char* name;  ///< the word's text behind its last "/"
+    char quote;        ///< the quote that is open at the cursor, or 0
+};
 
 /// Completes a data-model path or, after "=", a value; `flags` of NodeCandidates.
 void path_complete(const char* word, json_t* candidates, int flags);
 void method_args_complete(const char* method_word, const char* word, json_t* candidates);
-/// File names for word `index`; `files` 0: command names along PATH for the first word.
-void file_complete(int index, json_t* words, json_t* candidates, int files);
+/// File names for word `index`; `files` 0: command names along PATH for the first word. Names with blanks,
+/// quotes and the like are offered as they must be typed behind `typed` (null: the word itself, no quote
+/// open): what is typed stays, blanks open a double quote, a file's last character closes it. Names with
+/// control characters and names that are not UTF-8 cannot be typed and are left out.
+void file_complete(int index, json_t* words, json_t* candidates, int files, const TypedWord* typed = nullptr);
 /// The enumeration of Device.DeviceInfo.DeviceMode, borrowed, or null.
 json_t* device_modes(void);
+
+/// Candidates after which the search ends, for who only asks whether there is exactly one; 0: no limit.
+extern size_t candidate_limit;
+/// True when as many candidates are there as are wanted.
+bool candidates_full(const json_t* candidates);
+/// Appends the candidates for the text left of the cursor.
+void candidates_collect(const char* line, int cursor, json_t* candidates);

@@ -30,12 +30,6 @@ void retire(json_t* node) {
     json_array_append(retired, node);
 }
 
-int fetch_timeout(void) {
-    if (fetch_end < 0) return -1;
-    long long left = fetch_end - ox_wait_now_ms();
-    return left > 0 ? static_cast<int>(left) : 1;
-}
-
 bool fetch_given_up(const NodePath* p) {
     return fetch_end >= 0 && (ox_wait_now_ms() >= fetch_end || json_object_get(given_up, p->path));
 }
@@ -47,8 +41,8 @@ void fetch_give_up(const NodePath* p) {
 
 /// Executes a request; false when the daemon was not reached.
 bool ask(ox_jrpcmsg* message) {
-    request_exec(message, fetch_timeout());
-    return message->error_code >= 0 || message->error_code <= SOCKET_ERRORS;
+    request_exec(message, node_fetch_timeout());
+    return !request_lost(message);
 }
 
 json_t* result_list(const ox_jrpcmsg* message) {
@@ -141,6 +135,16 @@ void normalize(json_t* value, int depth) {
 
 void node_fetch_limit(int ms) {
     fetch_end = ms < 0 ? -1 : ox_wait_now_ms() + ms;
+}
+
+int node_fetch_timeout(void) {
+    if (fetch_end < 0) return -1;
+    long long left = fetch_end - ox_wait_now_ms();
+    return left > 0 ? static_cast<int>(left) : 1;
+}
+
+bool request_lost(const ox_jrpcmsg* message) {
+    return message->error_code < 0 && message->error_code > SOCKET_ERRORS;
 }
 
 bool node_needs_fetch(const json_t* node) {

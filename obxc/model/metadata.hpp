@@ -23,6 +23,10 @@ void node_fetch(NodePath* p);
 /// into the bound leaves its node as it was, and none is tried for that node again while a bound is set,
 /// until a fetch without bound has filled it.
 void node_fetch_limit(int ms);
+/// What a request may still wait under that bound, in milliseconds; -1: no bound.
+int node_fetch_timeout(void);
+/// True when an executed request failed on the way: the daemon gave no answer.
+bool request_lost(const ox_jrpcmsg* message);
 /// True when the children of a node are not known yet.
 bool node_needs_fetch(const json_t* node);
 /// The child's node (borrowed), fetching first when needed; an instance number without a node gives

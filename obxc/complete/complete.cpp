@@ -1,0 +1,228 @@
+#include "complete/complete.hpp"
+
+#include <ctype.h>
+#include <string.h>
+
+#include "model/metadata.hpp"
+#include "ox_string.hpp"
+#include "session/interrupt.hpp"
+#include "session/line_split.hpp"
+#include "session/request.hpp"
+
+size_t candidate_limit = 0;
+
+namespace {
+
+const ShellCommand* command_rows = nullptr;
+size_t command_count = 0;
+const ShellCommand* (*command_find)(const char* word) = nullptr;
+
+/// The line left of the cursor.
+struct Line {
+    json_t* words;
+    int count;            // index of the word under the cursor
+    const char* current;  // that word, null when nothing of it is typed
+    TypedWord typed;
+    json_t* candidates;
+};
+
+struct Rule {
+    const char* command;
+    int first;  // the words that the rule completes
+    int last;
+    void (*offer)(const Line& line, const Rule& rule);
+    int flags;
+    const char* keywords;
+};
+
+const char* word_at(const Line& line, int index) {
+    return json_string_value(json_array_get(line.words, static_cast<size_t>(index)));
+}
+
+bool is_typed(const Line& line, const char* text) {
+    size_t index;
+    json_t* word;
+    json_array_foreach(line.words, index, word) {
+        if (index > 0 && strcmp(json_string_value(word), text) == 0) return true;
+    }
+    return false;
+}
+
+void offer_text(const Line& line, const char* text, size_t length) {
+    const char* prefix = line.current ? line.current : "";
+    if (strncmp(text, prefix, strlen(prefix)) != 0) return;
+    json_array_append_new(line.candidates, json_stringn(text, length));
+}
+
+void offer_keywords(const Line& line, const Rule& rule) {
+    for (const char* word = rule.keywords; *word != '\0';) {
+        size_t length = strcspn(word, " ");
+        const char* prefix = line.current ? line.current : "";
+        size_t prefix_length = strlen(prefix);
+        if (prefix_length <= length && memcmp(word, prefix, prefix_length) == 0) {
+            json_array_append_new(line.candidates, json_stringn(word, length));
+        }
+        word += length + strspn(word + length, " ");
+    }
+}
+
+void offer_paths(const Line& line, const Rule& rule) {
+    path_complete(line.current, line.candidates, rule.flags);
+}
+
+void offer_method_args(const Line& line, const Rule& /*rule*/) {
+    method_args_complete(word_at(line, 1), line.current, line.candidates);
+}
+
+void offer_files(const Line& line, const Rule& rule) {
+    file_complete(line.count, line.words, line.candidates, rule.flags, &line.typed);
+}
+
+void offer_modes(const Line& line, const Rule& /*rule*/) {
+    size_t index;
+    json_t* mode;
+    json_array_foreach(device_modes(), index, mode) {
+        if (json_string_length(mode) > 0) {
+            offer_text(line, json_string_value(mode), json_string_length(mode));
+        }
+    }
+}
+
+void offer_reboot(const Line& line, const Rule& rule) {
+    if (!is_typed(line, "-f")) offer_text(line, "-f", 2);
+    size_t index;
+    json_t* mode;
+    json_array_foreach(device_modes(), index, mode) {
+        if (json_string_length(mode) > 0 && is_typed(line, json_string_value(mode))) return;
+    }
+    offer_modes(line, rule);
+}
+
+enum { ANY = 1 << 30, COMMANDS = 0, FILES = 1 };
+
+constexpr Rule rules[] = {
+    {"set", 1, ANY, offer_paths, CANDIDATES_WRITABLE, nullptr},
+    {"add", 1, ANY, offer_paths, CANDIDATES_OBJECTS, nullptr},
+    {"touch", 1, ANY, offer_paths, CANDIDATES_OBJECTS, nullptr},
+    {"cd", 1, ANY, offer_paths, CANDIDATES_OBJECTS, nullptr},
+    {"take", 1, ANY, offer_paths, CANDIDATES_OBJECTS, nullptr},
+    {"tree", 1, ANY, offer_paths, CANDIDATES_OBJECTS, nullptr},
+    {"cat", 1, ANY, offer_paths, 0, nullptr},
+    {"get", 1, ANY, offer_paths, 0, nullptr},
+    {"catree", 1, ANY, offer_paths, 0, nullptr},
+    {"del", 1, ANY, offer_paths, 0, nullptr},
+    {"rm", 1, ANY, offer_paths, 0, nullptr},
+    {"attr", 1, ANY, offer_paths, 0, nullptr},
+    {"info", 1, ANY, offer_paths, 0, nullptr},
+    {"ls", 1, ANY, offer_paths, 0, nullptr},
+    {"select", 1, ANY, offer_paths, 0, nullptr},
+    {"order", 1, 1, offer_paths, 0, nullptr},
+    {"execute", 1, 1, offer_paths, 0, nullptr},
+    {"execute", 2, ANY, offer_method_args, 0, nullptr},
+    {"color", 1, 1, offer_keywords, 0, "autocomplete hint prompt root-prompt"},
+    {"debug", 1, 1, offer_keywords, 0, "disabled permanent temporary"},
+    {"download", 1, 1, offer_keywords, 0, "config file firmware"},
+    {"download", 2, 2, offer_files, FILES, nullptr},
+    {"record", 1, 1, offer_keywords, 0, "abort"},
+    {"record", 1, 1, offer_files, FILES, nullptr},
+    {"luarecord", 1, 1, offer_keywords, 0, "abort"},
+    {"luarecord", 1, 1, offer_files, FILES, nullptr},
+    {"opt", 1, 1, offer_keywords, 0, "autocomplete hint"},
+    {"opt", 2, 2, offer_keywords, 0, "on off"},
+    {"reboot", 1, ANY, offer_reboot, 0, nullptr},
+    {"reset", 1, 1, offer_modes, 0, nullptr},
+    {"sh", 1, ANY, offer_files, COMMANDS, nullptr},
+    {"upgrade", 1, ANY, offer_files, FILES, nullptr},
+    {"upload", 1, 1, offer_keywords, 0, "config"},
+    {"upload", 2, 2, offer_files, FILES, nullptr},
+};
+
+/// Finds the word under the cursor on the line as it was typed, by the tokenizer's rules.
+TypedWord typed_word(const char* text) {
+    TypedWord typed = {text, 0};
+    bool escaped = false;
+    for (; *text != '\0'; ++text) {
+        char c = *text;
+        if (escaped) {
+            escaped = false;
+        } else if (c == '\\') {
+            escaped = true;
+            continue;
+        } else if (typed.quote ? c == typed.quote : c == '\'' || c == '"') {
+            typed.quote = typed.quote ? '\0' : c;
+            continue;
+        }
+        if (c == '/' || (!typed.quote && isspace(static_cast<unsigned char>(c)))) typed.name = text + 1;
+    }
+    return typed;
+}
+
+void offer_commands(const Line& line) {
+    const char* prefix = word_at(line, 0);
+    size_t length = prefix ? strlen(prefix) : 0;
+    for (size_t i = 0; i < command_count && !candidates_full(line.candidates); ++i) {
+        const char* name = command_rows[i].name;
+        if (length == 0 || strncmp(name, prefix, length) == 0) {
+            json_array_append_new(line.candidates, json_string(name));
+        }
+    }
+}
+
+void offer_by_rules(const Line& line, const char* command) {
+    for (const Rule& rule : rules) {
+        if (line.count < rule.first || line.count > rule.last || strcmp(rule.command, command) != 0) continue;
+        rule.offer(line, rule);
+    }
+    if (candidate_limit == 0) ox_qsort_json(line.candidates, 1);
+}
+
+}  // namespace
+
+void complete_set_commands(const ShellCommand* rows, size_t count,
+                           const ShellCommand* (*lookup)(const char* word)) {
+    command_rows = rows;
+    command_count = count;
+    command_find = lookup;
+}
+
+bool candidates_full(const json_t* candidates) {
+    return candidate_limit > 0 && json_array_size(candidates) >= candidate_limit;
+}
+
+void candidates_collect(const char* line, int cursor, json_t* candidates) {
+    CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
+    unsigned count = 0;
+    JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));
+    if (!words) return;
+    size_t size = json_array_size(words);
+    Line split = {words, static_cast<int>(count), json_string_value(json_array_get(words, count)),
+                  typed_word(text), candidates};
+    if (size == 0 || (size == 1 && count == 0)) {
+        offer_commands(split);
+        return;
+    }
+    const ShellCommand* row = command_find ? command_find(word_at(split, 0)) : nullptr;
+    if (row) offer_by_rules(split, row->name);
+}
+
+void complete_line(const char* line, int cursor, json_t* candidates) {
+    if (!line) return;
+    dm_settle();
+    node_fetch_limit(-1);
+    candidate_limit = 0;
+    struct sigaction loop_action;
+    sigaction(SIGINT, nullptr, &loop_action);
+    interrupt_install(shell_interrupt);
+    if (sigsetjmp(interrupt_context, 1) == 0) {
+        interrupt_armed = 1;
+        candidates_collect(line, cursor, candidates);
+    } else {
+        json_array_clear(candidates);
+        request_recover();
+    }
+    // The loop's own handler comes back, with no moment between in which Ctrl-C would end the program.
+    interrupt_hold(true);
+    interrupt_disarm();
+    sigaction(SIGINT, &loop_action, nullptr);
+    interrupt_hold(false);
+}

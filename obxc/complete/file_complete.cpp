@@ -1,0 +1,130 @@
+// Completion of file names and of the names of programs.
+#include <dirent.h>
+#include <limits.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "complete/complete.hpp"
+#include "ox_string.hpp"
+
+namespace {
+
+enum { DIRECTORY_SIZE = 4096 };
+
+/// What is looked for in each directory.
+struct Search {
+    const char* prefix;
+    size_t prefix_length;
+    int access_mode;  // what access() must grant
+    TypedWord typed;
+    json_t* seen;  // names that were found already, as keys
+    json_t* candidates;
+};
+
+struct DirRef {
+    DIR* handle;
+    explicit DirRef(const char* path) : handle(opendir(path)) {}
+    ~DirRef() {
+        if (handle) closedir(handle);
+    }
+    DirRef(const DirRef&) = delete;
+    DirRef& operator=(const DirRef&) = delete;
+};
+
+bool has_control_characters(const char* name) {
+    for (; *name != '\0'; ++name) {
+        if (static_cast<unsigned char>(*name) < ' ' || *name == 0x7f) return true;
+    }
+    return false;
+}
+
+/// Appends one character of a name as the tokenizer wants it. Returns the quote that is open behind it.
+char add_quoted(ox_str* out, char c, char quote) {
+    if (!quote && c == ' ') {
+        ox_str_add(out, "\"");
+        quote = '"';
+    }
+    bool special = c == '\\' || (quote ? c == quote : c == '\'' || c == '"' || c == '#');
+    if (special) ox_str_add(out, "\\");
+    ox_str_add_n(out, &c, 1);
+    return quote;
+}
+
+/// What stands on the line when the name is inserted: what was typed, then the rest of the name.
+json_t* as_typed(const Search& search, const char* name, bool directory) {
+    StrRef out(ox_str_init_chars(search.typed.name));
+    char quote = search.typed.quote;
+    for (const char* c = name + search.prefix_length; *c != '\0'; ++c) quote = add_quoted(out, *c, quote);
+    if (directory) {
+        ox_str_add(out, "/");
+    } else if (quote) {
+        ox_str_add_n(out, &quote, 1);
+    }
+    return json_stringn(ox_dynarray_get(out), ox_str_length(out));
+}
+
+void offer_entry(const Search& search, const char* directory, const char* name) {
+    if (strncmp(name, search.prefix, search.prefix_length) != 0) return;
+    if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || has_control_characters(name)) return;
+    if (json_object_get(search.seen, name)) return;
+    char path[DIRECTORY_SIZE + NAME_MAX + 2];
+    snprintf(path, sizeof path, "%s/%s", directory, name);
+    struct stat status;
+    if (access(path, search.access_mode) != 0) return;
+    bool is_directory = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+    if (json_object_set_new(search.seen, name, json_true()) != 0) return;  // no UTF-8
+    json_array_append_new(search.candidates, as_typed(search, name, is_directory));
+}
+
+void offer_directory(const Search& search, const char* path) {
+    DirRef directory(path);
+    if (!directory.handle) return;
+    while (!candidates_full(search.candidates)) {
+        struct dirent* entry = readdir(directory.handle);
+        if (!entry) return;
+        offer_entry(search, path, entry->d_name);
+    }
+}
+
+void offer_programs(const Search& search) {
+    const char* path = getenv("PATH");
+    if (!path) return;
+    CharsRef copy(strdup(path));
+    char* state = nullptr;
+    for (char* part = strtok_r(copy, ":", &state); part; part = strtok_r(nullptr, ":", &state)) {
+        if (strlen(part) < DIRECTORY_SIZE) offer_directory(search, part);
+    }
+}
+
+/// The directory that a text names, up to and including its last "/"; false when it is too long.
+bool directory_of(const char* text, const char* slash, char out[DIRECTORY_SIZE]) {
+    if (!slash) return getcwd(out, DIRECTORY_SIZE) != nullptr;
+    size_t length = static_cast<size_t>(slash - text) + 1;
+    if (length >= DIRECTORY_SIZE) return false;
+    memcpy(out, text, length);
+    out[length] = '\0';
+    return true;
+}
+
+}  // namespace
+
+void file_complete(int index, json_t* words, json_t* candidates, int files, const TypedWord* typed) {
+    const char* text = json_string_value(json_array_get(words, static_cast<size_t>(index)));
+    if (!text) text = "";
+    bool programs = files == 0 && index < 2;
+    const char* slash = programs ? nullptr : strrchr(text, '/');
+    const char* prefix = slash ? slash + 1 : text;
+    JsonRef seen(json_object());
+    Search search = {prefix, strlen(prefix), programs ? X_OK : F_OK, typed ? *typed : TypedWord{prefix, 0},
+                     seen,   candidates};
+    if (programs) {
+        offer_programs(search);
+    } else {
+        char directory[DIRECTORY_SIZE];
+        if (!directory_of(text, slash, directory)) return;
+        offer_directory(search, directory);
+    }
+    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
+}

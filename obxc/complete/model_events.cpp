@@ -1,0 +1,129 @@
+#include "complete/model_events.hpp"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "complete/complete.hpp"
+#include "model/metadata.hpp"
+#include "ox_confapi.hpp"
+#include "ox_tr.hpp"
+#include "session/request.hpp"
+
+json_t* pending_model_events = nullptr;
+
+namespace {
+
+bool given_up = false;
+
+/// One change, unpacked. `branch` is the cached multi-instance object, null when the cache does not hold it.
+struct Change {
+    bool added;
+    json_t* branch;
+    char key[16];   // the instance number
+    CharsRef name;  // the instance's full name, without a final "."
+};
+
+json_t* find_parent(const char* instance_path) {
+    CharsRef parent(strdup(instance_path));
+    ox_conf_strip_path_adv(parent.get(), 0, 1);
+    return ox_conf_find_branch(dm_root, parent);
+}
+
+bool unpack(json_t* event, Change* change) {
+    const char* action;
+    const char* path;
+    int number;
+    if (json_unpack(event, "{s:s, s:s, s:i}", "Action", &action, "Path", &path, "InstanceNumber", &number) <
+        0) {
+        return false;
+    }
+    change->added = strcmp(action, "Add") == 0;
+    snprintf(change->key, sizeof change->key, "%d", number);
+    size_t length = strlen(path);
+    if (change->added) {
+        change->branch = ox_conf_find_branch(dm_root, path);
+        change->name.reset(ox_str_printf_new("%s%s", path, change->key));
+    } else {
+        change->branch = find_parent(path);
+        bool dot = length > 0 && path[length - 1] == '.';
+        change->name.reset(strndup(path, length - dot));
+    }
+    return true;
+}
+
+/// The names of the instances that the cache lacks when all changes are made, as the keys of an object.
+json_t* missing_instances(const json_t* events) {
+    json_t* missing = json_object();
+    JsonRef removed(json_object());
+    size_t index;
+    json_t* event;
+    json_array_foreach(events, index, event) {
+        Change change;
+        if (!unpack(event, &change)) continue;
+        if (!change.added) {
+            json_object_del(missing, change.name);
+            json_object_set_new(removed, change.name, json_true());
+            continue;
+        }
+        // Children that are not known yet come whole with the node's own fetch.
+        if (!change.branch || node_needs_fetch(change.branch)) continue;
+        if (json_object_get(change.branch, change.key) && !json_object_get(removed, change.name)) continue;
+        json_object_set_new(missing, change.name, json_true());
+    }
+    return missing;
+}
+
+/// The metadata of these instances, as a tree from the top; null when the bound ran out.
+json_t* fetch_instances(json_t* missing) {
+    if (json_object_size(missing) == 0) return json_object();
+    JsonRef names(json_array());
+    const char* name;
+    json_t* value;
+    json_object_foreach(missing, name, value) json_array_append_new(names, json_string(name));
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release()));
+    int timeout = node_fetch_timeout();
+    request_exec(message, timeout);
+    if (timeout >= 0 && request_lost(message)) return nullptr;
+    json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+    return ox_tr_names_to_config(list, nullptr);
+}
+
+void apply(const Change& change, json_t* fetched, json_t* missing) {
+    if (!change.branch) return;
+    if (!change.added) {
+        node_member_drop(change.branch, change.key);
+        return;
+    }
+    if (!json_object_get(missing, change.name)) return;
+    json_t* instance = ox_conf_find_branch(fetched, change.name);
+    if (!instance) {
+        json_object_del(change.branch, "#fetched");  // it did not come: the next listing asks for all
+        return;
+    }
+    node_info_normalize(instance);
+    json_object_set_new(instance, "#fetched", json_true());
+    node_member_drop(change.branch, change.key);
+    json_object_set(change.branch, change.key, instance);
+}
+
+}  // namespace
+
+void model_events_fold(void) {
+    if (node_fetch_timeout() < 0) given_up = false;
+    if (!pending_model_events || given_up) return;
+    JsonRef missing(missing_instances(pending_model_events));
+    JsonRef fetched(fetch_instances(missing));
+    if (!fetched) {
+        given_up = true;
+        return;
+    }
+    // Taken over only now: had the wait been left by Ctrl-C, the events would still be queued.
+    JsonRef events(pending_model_events);
+    pending_model_events = nullptr;
+    size_t index;
+    json_t* event;
+    json_array_foreach(events, index, event) {
+        Change change;
+        if (unpack(event, &change)) apply(change, fetched, missing);
+    }
+}

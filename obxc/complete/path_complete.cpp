@@ -1,0 +1,119 @@
+// Completion of data-model paths, values and method arguments.
+#include <string.h>
+
+#include "complete/complete.hpp"
+#include "complete/model_events.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_string.hpp"
+#include "ox_tr.hpp"
+
+namespace {
+
+void offer_value(json_t* candidates, const char* value, const char* prefix) {
+    if (!value || candidates_full(candidates) || strncmp(value, prefix, strlen(prefix)) != 0) return;
+    json_array_append_new(candidates, json_string(value));
+}
+
+void offer_enumeration(json_t* candidates, const json_t* values, const char* prefix) {
+    size_t index;
+    json_t* value;
+    json_array_foreach(values, index, value) {
+        if (json_is_string(value)) {
+            offer_value(candidates, json_string_value(value), prefix);
+            continue;
+        }
+        CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
+        offer_value(candidates, text, prefix);
+    }
+}
+
+void offer_children(NodePath* base, const char* prefix, json_t* candidates, int flags) {
+    node_candidates_add(candidates, base, prefix, flags | CANDIDATES_DOT | CANDIDATES_PREFIX,
+                        candidate_limit);
+    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
+}
+
+/// Resolves the first `length` bytes of a text.
+bool resolve_part(NodePath* base, const char* text, size_t length) {
+    CharsRef part(strndup(text, length));
+    return path_resolve(base, part, true) == 0;
+}
+
+void complete_name(NodePath* base, const char* word, json_t* candidates, int flags) {
+    const char* dot = strrchr(word, '.');
+    if (dot) {
+        if (!resolve_part(base, word, static_cast<size_t>(dot - word))) return;
+        word = dot + 1;
+    } else if (*word == ':') {
+        path_reset(base);
+        flags |= CANDIDATES_ABSOLUTE;
+        ++word;
+    }
+    offer_children(base, word, candidates, flags);
+}
+
+void complete_value(NodePath* base, const char* word, const char* equals, json_t* candidates, int flags) {
+    if (!resolve_part(base, word, static_cast<size_t>(equals - word))) return;
+    json_t* attributes = json_object_get(base->node, "#attr");
+    const char* access = json_string_value(json_object_get(attributes, "access"));
+    if (access && strcmp(access, "readOnly") == 0) return;
+    const char* prefix = equals + 1;
+    switch (ox_tr_dm_node_type_get(base->node)) {
+        case OX_TR_BOOLEAN:
+        case OX_TR_FLAG:
+            offer_value(candidates, "true", prefix);
+            offer_value(candidates, "false", prefix);
+            return;
+        case OX_TR_PATH_REF:
+            path_reset(base);
+            complete_name(base, prefix, candidates, flags);
+            return;
+        case OX_TR_UNKNOWN:
+        case OX_TR_OBJECT:
+        case OX_TR_METHOD:
+            return;
+        default:
+            offer_enumeration(candidates, json_object_get(attributes, "enum"), prefix);
+    }
+}
+
+void complete_from(NodePath* base, const char* word, json_t* candidates, int flags) {
+    if (!word) {
+        offer_children(base, nullptr, candidates, flags);
+        return;
+    }
+    const char* equals = strchr(word, '=');
+    if (equals) {
+        complete_value(base, word, equals, candidates, flags);
+    } else {
+        complete_name(base, word, candidates, flags);
+    }
+}
+
+}  // namespace
+
+void path_complete(const char* word, json_t* candidates, int flags) {
+    model_events_fold();
+    if (!current_path.node) return;
+    ScopedPath base;
+    complete_from(&base, word, candidates, flags);
+}
+
+void method_args_complete(const char* method_word, const char* word, json_t* candidates) {
+    model_events_fold();
+    if (!current_path.node) return;
+    // A copy serves as the place to complete from: the current node must not move, whatever ends this early.
+    ScopedPath base;
+    if (path_resolve(&base, method_word, true) < 0) return;
+    base.input_allowed = 1;
+    if (path_resolve(&base, "#input", true) < 0) return;
+    complete_from(&base, word, candidates, 0);
+}
+
+json_t* device_modes(void) {
+    if (!current_path.node) return nullptr;
+    ScopedPath mode;
+    if (path_resolve(&mode, "Device.DeviceInfo.DeviceMode", true) < 0) return nullptr;
+    return json_object_get(json_object_get(mode.node, "#attr"), "enum");
+}
