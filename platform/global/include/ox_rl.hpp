@@ -51,6 +51,9 @@ bool ox_rl_pending(void);
 /// Feeds one byte. `status` becomes 1 while the line is being edited, 0 once it is complete or abandoned.
 /// Returns the complete line (heap, the caller frees it), else null.
 char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
+/// To be asked when a wait for a key ends with EINTR: true when the terminal was the reason (it has a new size,
+/// or the program goes on after a stop) and not Ctrl-C. The line has then been drawn anew.
+bool ox_rl_resized(void);
 /// Whether the last key was Ctrl-D on an empty line, or the input ended.
 bool ox_rl_ctrl_d_is_pressed(void);
 

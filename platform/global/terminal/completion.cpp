@@ -1,0 +1,117 @@
+#include "completion.hpp"
+
+#include <ctype.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "ox_str.hpp"
+#include "width.hpp"
+
+namespace {
+
+bool same(char a, char b, bool case_sensitive) {
+    if (a == b) return true;
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return !case_sensitive && lower(a) == lower(b);
+}
+
+size_t common_length(const char* a, const char* b, size_t limit, bool case_sensitive) {
+    size_t i = 0;
+    while (i < limit && a[i] && b[i] && same(a[i], b[i], case_sensitive)) i++;
+    return i;
+}
+
+/// Cuts a length back to the end of a whole character.
+size_t whole_characters(const char* text, size_t length) {
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) length--;
+    return length;
+}
+
+/// The quote that is open at the end of the first `size` bytes, or 0: the shell's rules.
+char open_quote(const char* line, size_t size) {
+    char quote = 0;
+    for (size_t i = 0; i < size; i++) {
+        if (line[i] == '\\') {
+            i++;
+        } else if (quote ? line[i] == quote : line[i] == '"' || line[i] == '\'') {
+            quote = quote ? 0 : line[i];
+        }
+    }
+    return quote;
+}
+
+bool wants_quotes(const char* text, size_t length) {
+    for (size_t i = 0; i < length; i++) {
+        if (isspace(static_cast<unsigned char>(text[i])) || text[i] == '#') return true;
+    }
+    return false;
+}
+
+/// The candidate's text as it must stand in the line, where `quote` is already open (0: none).
+char* quoted(const char* text, size_t length, char quote, bool close) {
+    bool opens = !quote && wants_quotes(text, length);
+    if (opens) quote = memchr(text, '"', length) ? '\'' : '"';
+    ox_str* out = ox_str_init();
+    if (opens) ox_str_add_n(out, &quote, 1);
+    for (size_t i = 0; i < length; i++) {
+        bool special = text[i] == '\\' || (quote ? text[i] == quote : text[i] == '"' || text[i] == '\'');
+        if (special) ox_str_add_n(out, "\\", 1);
+        ox_str_add_n(out, text + i, 1);
+    }
+    if (quote && close) ox_str_add_n(out, &quote, 1);
+    char* result = strdup(ox_dynarray_get(out));
+    ox_str_free(out);
+    return result;
+}
+
+const char* candidate_at(const json_t* candidates, size_t index) {
+    const char* text = json_string_value(json_array_get(candidates, index));
+    return text ? text : "";
+}
+
+}  // namespace
+
+size_t completion_start(const char* line, size_t cursor, const char* candidate,
+                        const CompletionRules& rules) {
+    size_t longest = strlen(candidate);
+    for (size_t start = cursor > longest ? cursor - longest : 0; start < cursor; start++) {
+        if (start > 0 && !strchr(rules.boundaries, line[start - 1])) continue;
+        size_t length = cursor - start;
+        if (common_length(line + start, candidate, length, rules.case_sensitive) == length) return start;
+    }
+    return cursor;
+}
+
+CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* candidates,
+                               const CompletionRules& rules) {
+    size_t count = json_array_size(candidates);
+    CompletionEdit edit = {cursor, nullptr, false};
+    if (count == 0) return edit;
+
+    const char* first = candidate_at(candidates, 0);
+    edit.start = completion_start(line, cursor, first, rules);
+    size_t common = strlen(first);
+    for (size_t i = 1; i < count; i++) {
+        const char* other = candidate_at(candidates, i);
+        size_t typed = cursor - edit.start;
+        if (common_length(line + edit.start, other, typed, rules.case_sensitive) < typed) {
+            // No text that both begin with but a shorter one; all of them must have it.
+            size_t start = completion_start(line, cursor, other, rules);
+            if (start > edit.start) edit.start = start;
+        }
+        common = common_length(first, other, common, rules.case_sensitive);
+    }
+    common = whole_characters(first, common);
+    size_t typed = cursor - edit.start;
+    if (common < typed) return edit;
+
+    char quote = rules.quote ? open_quote(line, cursor) : 0;
+    bool whole = count == 1 && common > 0 && first[common - 1] != '/';
+    edit.text = rules.quote ? quoted(first, common, quote, whole) : strndup(first, common);
+    size_t length = strlen(edit.text);
+    bool equal = length == typed && memcmp(line + edit.start, edit.text, length) == 0;
+    // Of several, the spelling of one is no better than what was typed.
+    bool only_case = count > 1 && length == typed;
+    edit.changes = !equal && !only_case;
+    return edit;
+}

@@ -1,0 +1,101 @@
+// The Tab key: asks for candidates, puts them into the line or lists them.
+#include <stdio.h>
+// readline.h needs stdio.h before it.
+#include <readline/readline.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "columns.hpp"
+#include "completion.hpp"
+#include "editor.hpp"
+#include "ox_raii.hpp"
+
+namespace {
+
+const size_t ask_above = 100;
+json_t* asked = nullptr;
+
+/// Puts the cursor on an empty row below the line.
+void leave_line(void) {
+    int point = rl_point;
+    hint_erase();
+    rl_point = rl_end;
+    rl_redisplay();
+    rl_point = point;
+    hint_erase();
+    fputs("\r\n", stdout);
+}
+
+void list_below(const json_t* candidates) {
+    char colour[32] = "";
+    if (editor.has_colors) ox_colors_sequence(editor.colors[OX_RL_COLOR_AUTOCOMPLETE], colour, sizeof colour);
+    columns_print(candidates, colour);
+    editor_redraw();
+}
+
+void show_candidates(json_t* candidates) {
+    leave_line();
+    size_t count = json_array_size(candidates);
+    if (count <= ask_above) {
+        list_below(candidates);
+        return;
+    }
+    printf("Display all %zu possibilities? (y or n)", count);
+    editor.asking = true;
+    completion_forget();
+    editor.asking = true;
+    asked = json_incref(candidates);
+}
+
+json_t* ask_candidates(void) {
+    json_t* candidates = json_array();
+    if (editor.complete) editor.complete(rl_line_buffer, rl_point, candidates);
+    return candidates;
+}
+
+}  // namespace
+
+int completion_key(int, int) {
+    JsonRef candidates(ask_candidates());
+    if (json_array_size(candidates) == 0) return rl_ding();
+    CompletionRules rules = {editor.boundaries, editor.case_sensitive,
+                             editor.boundaries == EDITOR_SHELL_BOUNDARIES};
+    CompletionEdit edit = completion_edit(rl_line_buffer, rl_point, candidates, rules);
+    CharsRef text(edit.text);
+    if (edit.changes) {
+        rl_begin_undo_group();
+        rl_delete_text(static_cast<int>(edit.start), rl_point);
+        rl_point = static_cast<int>(edit.start);
+        rl_insert_text(text);
+        rl_end_undo_group();
+        return 0;
+    }
+    if (json_array_size(candidates) > 1) show_candidates(candidates);
+    return 0;
+}
+
+int completion_list_key(int, int) {
+    JsonRef candidates(ask_candidates());
+    if (json_array_size(candidates) == 0) return rl_ding();
+    show_candidates(candidates);
+    return 0;
+}
+
+void completion_answer(int key) {
+    bool yes = key == 'y' || key == 'Y' || key == ' ' || key == '\t';
+    JsonRef candidates(asked);
+    asked = nullptr;
+    editor.asking = false;
+    fputs("\r\n", stdout);
+    if (yes) {
+        list_below(candidates);
+    } else {
+        editor_redraw();
+    }
+}
+
+void completion_forget(void) {
+    json_decref(asked);
+    asked = nullptr;
+    editor.asking = false;
+}

@@ -1,0 +1,339 @@
+// The asynchronous editor on GNU readline's callback interface.
+#include "editor.hpp"
+
+#include <errno.h>
+#include <stdio.h>
+// readline.h needs stdio.h before it.
+#include <readline/history.h>
+#include <readline/readline.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "ox_wait.hpp"
+#include "width.hpp"
+
+EditorState editor = {.boundaries = EDITOR_SHELL_BOUNDARIES, .fed = -1};
+
+struct ox_rl_async {
+    char* prompt;  // as it was given
+    char* drawn;   // with its colour
+};
+
+namespace {
+
+int next_key(FILE*) {
+    if (editor.fed >= 0) {
+        int key = editor.fed;
+        editor.fed = -1;
+        return key;
+    }
+    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+    if (ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
+    return ox_rl_getch();
+}
+
+int forward_key(int count, int key) {
+    return hint_accept() ? 0 : rl_forward_char(count, key);
+}
+
+int end_key(int count, int key) {
+    return hint_accept() ? 0 : rl_end_of_line(count, key);
+}
+
+/// Gives every key of a readline command to one of ours, so that the user's own bindings lead to it too.
+void replace_command(rl_command_func_t* old, rl_command_func_t* own) {
+    static const char* const maps[] = {"emacs-standard", "vi-insert"};
+    for (const char* name : maps) {
+        Keymap map = rl_get_keymap_by_name(name);
+        if (!map) continue;
+        char** keys = rl_invoking_keyseqs_in_map(old, map);
+        for (size_t i = 0; keys && keys[i]; i++) {
+            rl_bind_keyseq_in_map(keys[i], own, map);
+            free(keys[i]);
+        }
+        free(keys);
+    }
+}
+
+char* no_matches(const char*, int) {
+    return nullptr;
+}
+
+void start_readline(void) {
+    static bool started = false;
+    if (started) return;
+    started = true;
+    terminal_init_locale();
+    rl_readline_name = "obxc";
+    rl_instream = stdin;
+    rl_outstream = stdout;
+    rl_catch_signals = 0;
+    rl_catch_sigwinch = 0;
+    rl_change_environment = 0;
+    rl_getc_function = next_key;
+    rl_redisplay_function = hint_redisplay;
+    rl_completion_entry_function = no_matches;
+    rl_initialize();
+    replace_command(rl_complete, completion_key);
+    replace_command(rl_menu_complete, completion_key);
+    replace_command(rl_possible_completions, completion_list_key);
+    replace_command(rl_forward_char, forward_key);
+    replace_command(rl_end_of_line, end_key);
+    replace_command(rl_bracketed_paste_begin, paste_key);
+}
+
+void take_line(char* line) {
+    editor.finished = true;
+    editor.ctrl_d = !line;
+    editor.line = line;
+    rl_callback_handler_remove();
+    editor.active = false;
+    editor.shown = false;
+    guard_off();
+    hint_forget();
+}
+
+/// The prompt in its colour, or null when out of memory.
+char* coloured(const char* prompt) {
+    char start[32] = "";
+    size_t length =
+        editor.has_colors ? ox_colors_sequence(editor.colors[OX_RL_COLOR_PROMPT], start, sizeof start) : 0;
+    if (length == 0) return strdup(prompt);
+    return ox_str_printf_new("\001%s\002%s\001\033[0m\002", start, prompt);
+}
+
+/// Takes a new prompt; true when it differs from the one before.
+bool take_prompt(ox_rl_async* handle, const char* prompt) {
+    char* drawn = coloured(prompt);
+    bool same = handle->drawn && strcmp(handle->drawn, drawn) == 0;
+    if (handle->prompt != prompt) {
+        char* copy = strdup(prompt);
+        free(handle->prompt);
+        handle->prompt = copy;
+    }
+    free(handle->drawn);
+    handle->drawn = drawn;
+    return !same;
+}
+
+void show_line(ox_rl_async* handle, bool new_prompt) {
+    if (editor.shown && !new_prompt) return;
+    if (editor.shown) {
+        hint_erase();
+        rl_clear_visible_line();
+    }
+    if (new_prompt) rl_set_prompt(handle->drawn);
+    if (!editor.shown) {
+        rl_reset_screen_size();
+        guard_before();
+        rl_prep_terminal(1);
+        guard_on();
+    }
+    editor.shown = true;
+    editor_redraw();
+}
+
+/// The keys of one line end in one call of readline, but for what its macros and typed-ahead keys leave.
+void run_key(int key) {
+    editor.fed = key;
+    for (int i = 0; i < 8 && editor.fed >= 0 && editor.active; i++) rl_callback_read_char();
+    editor.fed = -1;
+}
+
+void feed_key(int key) {
+    if (editor.asking) {
+        completion_answer(key);
+        return;
+    }
+    if (paste_take_back()) {
+        hint_erase();
+        bool line_end = paste_insert_line();
+        if (line_end) {
+            run_key('\r');
+        } else {
+            (*rl_redisplay_function)();
+        }
+        return;
+    }
+    // Whatever a control key does, the hint must not be in its way.
+    if (key < 0x20 || key == 0x7F) hint_erase();
+    run_key(key);
+}
+
+}  // namespace
+
+void editor_redraw(void) {
+    hint_forget();
+    rl_on_new_line();
+    (*rl_redisplay_function)();
+}
+
+void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback) {
+    editor.complete = callback;
+}
+
+void ox_rl_set_hint_cb(ox_rl_hint_cb callback) {
+    editor.hint = callback;
+}
+
+void ox_rl_set_word_boundaries(const char* characters) {
+    static char copy[64];
+    if (characters) {
+        snprintf(copy, sizeof copy, "%s", characters);
+        characters = copy;
+    }
+    editor.boundaries = characters ? characters : EDITOR_SHELL_BOUNDARIES;
+}
+
+void ox_rl_case_insensitive(int on) {
+    editor.case_sensitive = !on;
+}
+
+void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]) {
+    memcpy(editor.colors, colors, sizeof editor.colors);
+    editor.has_colors = true;
+}
+
+ox_rl_async* ox_rl_async_new(void) {
+    return static_cast<ox_rl_async*>(calloc(1, sizeof(ox_rl_async)));
+}
+
+void ox_rl_async_free(ox_rl_async* handle) {
+    if (!handle) return;
+    ox_rl_async_restore(handle);
+    ox_rl_async_clear(handle);
+    free(handle->prompt);
+    free(handle->drawn);
+    free(handle);
+}
+
+void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
+    bool new_prompt = take_prompt(handle, prompt);
+    if (editor.active) {
+        show_line(handle, new_prompt);
+        return;
+    }
+    editor.plain = !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO);
+    if (editor.plain) return;
+    start_readline();
+    rl_reset_screen_size();
+    hint_forget();
+    editor.active = true;
+    editor.shown = true;
+    guard_before();
+    rl_callback_handler_install(handle->drawn, take_line);
+    guard_on();
+}
+
+void ox_rl_async_restore(ox_rl_async*) {
+    if (!editor.shown) return;
+    hint_erase();
+    rl_clear_visible_line();
+    rl_deprep_terminal();
+    guard_off();
+    editor.shown = false;
+    editor.asking = false;
+    fflush(stdout);
+}
+
+void ox_rl_async_clear(ox_rl_async*) {
+    paste_drop();
+    plain_drop();
+    completion_forget();
+    if (!editor.active) return;
+    if (editor.shown) hint_erase_above();
+    hint_forget();
+    rl_free_line_state();
+    rl_callback_sigcleanup();
+    rl_callback_handler_remove();
+    guard_off();
+    editor.active = false;
+    editor.shown = false;
+    editor.fed = -1;
+}
+
+int ox_rl_getch(void) {
+    if (paste_waiting()) return paste_getch();
+    unsigned char byte;
+    for (;;) {
+        ssize_t got = read(STDIN_FILENO, &byte, 1);
+        if (got == 1) return byte;
+        if (got == 0) return -1;
+        if (errno == EAGAIN) {
+            struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+            ox_wait_poll(&input, 1, -1);
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+bool ox_rl_pending(void) {
+    return paste_waiting();
+}
+
+char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
+    editor.ctrl_d = false;
+    if (editor.plain) return plain_feed(key, status);
+    *status = 0;
+    if (key < 0) {
+        editor.ctrl_d = true;
+        return nullptr;
+    }
+    ox_rl_resized();
+    if (!editor.active || !editor.shown) ox_rl_async_prepare(handle, handle->prompt ? handle->prompt : "");
+    editor.finished = false;
+    editor.line = nullptr;
+    feed_key(key);
+    if (!editor.finished) {
+        *status = 1;
+        return nullptr;
+    }
+    const char* paste = editor.ctrl_d ? rl_variable_value("enable-bracketed-paste") : "on";
+    // With bracketed paste readline itself ends the row.
+    if (!paste || strcmp(paste, "on") != 0) putchar('\n');
+    return editor.line;
+}
+
+bool ox_rl_ctrl_d_is_pressed(void) {
+    return editor.ctrl_d;
+}
+
+bool ox_rl_resized(void) {
+    bool resumed = guard_take_resume();
+    bool resized = guard_take_resize();
+    if (!editor.shown) return resumed || resized;
+    if (resumed) {
+        rl_reset_screen_size();
+        const char* paste = rl_variable_value("enable-bracketed-paste");
+        if (paste && strcmp(paste, "on") == 0) fputs("\033[?2004h", stdout);
+        editor_redraw();
+    } else if (resized) {
+        hint_erase();
+        hint_forget();
+        // readline moves to the old line's place only when it draws by itself.
+        rl_redisplay_function = rl_redisplay;
+        rl_resize_terminal();
+        rl_redisplay_function = hint_redisplay;
+        hint_redisplay();
+    }
+    return resumed || resized;
+}
+
+void ox_rl_recover(void) {
+    paste_drop();
+    plain_drop();
+    completion_forget();
+    ox_rl_echo_on(-1);
+    if (!editor.active) return;
+    if (editor.shown) hint_erase();
+    hint_forget();
+    rl_free_line_state();
+    rl_callback_sigcleanup();
+    rl_callback_handler_remove();
+    guard_off();
+    editor.active = false;
+    editor.shown = false;
+    editor.fed = -1;
+}

@@ -1,0 +1,76 @@
+// What the files of the line editor share. GNU readline has one line at a time, so there is one state.
+#pragma once
+
+#include <stddef.h>
+
+#include "ox_rl.hpp"
+#include "ox_str.hpp"
+
+struct EditorState {
+    ox_rl_autocomplete_cb complete;
+    ox_rl_hint_cb hint;
+    const char* boundaries;
+    bool case_sensitive;
+    ox_hsv colors[OX_RL_COLOR_COUNT];
+    bool has_colors;
+
+    bool plain;     // lines come as they are: no terminal on one of the two sides
+    bool active;    // a line is being edited by readline
+    bool shown;     // it is drawn, and the terminal gives single keys
+    bool asking;    // the next key answers whether a long list is shown
+    bool finished;  // the line handler was called
+    bool ctrl_d;
+    char* line;  // what it was given
+    int fed;     // the key that readline has not taken yet, -1 when it has
+};
+extern EditorState editor;
+
+inline constexpr const char* EDITOR_SHELL_BOUNDARIES = " \t/.=:\"'";
+
+/// The bounds of the wait for the rest of a key's bytes, where readline reads on by itself.
+inline constexpr int EDITOR_KEY_REST_MS = 1000;
+
+/// Draws the line as readline does, and the hint behind it (readline's redisplay function).
+void hint_redisplay(void);
+/// Wipes the hint that is drawn; the cursor must be where it starts.
+void hint_erase(void);
+/// Forgets the hint; what is drawn of it is no longer ours.
+void hint_forget(void);
+/// After the caller ended the row behind a drawn hint with "^C": wipes what is left of it.
+void hint_erase_above(void);
+/// Takes the hint of the line into it: false when there is none or the cursor is not at the end.
+bool hint_accept(void);
+
+/// The Tab key, and its like that only lists.
+int completion_key(int count, int key);
+int completion_list_key(int count, int key);
+/// The answer to the question whether a long list is shown.
+void completion_answer(int key);
+void completion_forget(void);
+
+/// Takes a bracketed paste: its first line goes into the edited line, the rest waits.
+int paste_key(int count, int key);
+bool paste_waiting(void);
+/// The next byte of what waits.
+int paste_getch(void);
+/// Whether the byte last read came from a paste; asking takes it back.
+bool paste_take_back(void);
+/// Inserts the next pasted line into the edited one. True when a line end follows it.
+bool paste_insert_line(void);
+void paste_drop(void);
+
+/// Lines from what is no terminal.
+char* plain_feed(int key, int* status);
+void plain_drop(void);
+
+/// Watches for signals while single keys are read: the terminal's size, stop and continue, end.
+/// `guard_before` is called before key mode is set, `guard_on` after it.
+void guard_before(void);
+void guard_on(void);
+void guard_off(void);
+/// What happened since the last call.
+bool guard_take_resize(void);
+bool guard_take_resume(void);
+
+/// Draws the line anew on an empty row.
+void editor_redraw(void);

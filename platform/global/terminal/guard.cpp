@@ -1,0 +1,111 @@
+// Signals while the terminal gives single keys: its size changes, the program is stopped, goes on or ends.
+#include <errno.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "editor.hpp"
+
+namespace {
+
+volatile sig_atomic_t resized = 0;
+volatile sig_atomic_t resumed = 0;
+
+struct termios key_modes;
+struct termios line_modes;
+bool line_modes_known = false;
+
+void write_all(const char* text, size_t size) {
+    ssize_t written = write(STDOUT_FILENO, text, size);
+    static_cast<void>(written);
+}
+
+void on_resize(int) {
+    resized = 1;
+}
+
+void leave_key_mode(void) {
+    if (line_modes_known) tcsetattr(STDIN_FILENO, TCSADRAIN, &line_modes);
+}
+
+/// Stops or ends the program as the signal does by default, in line mode.
+void on_stop_or_end(int number) {
+    int error = errno;
+    leave_key_mode();
+    if (number != SIGTSTP) write_all("\n", 1);
+    struct sigaction standard = {};
+    struct sigaction own;
+    standard.sa_handler = SIG_DFL;
+    sigaction(number, &standard, &own);
+    sigset_t only;
+    sigset_t before;
+    sigemptyset(&only);
+    sigaddset(&only, number);
+    raise(number);
+    sigprocmask(SIG_UNBLOCK, &only, &before);
+    // Here the program goes on after a stop.
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    sigaction(number, &own, nullptr);
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &key_modes);
+    resumed = 1;
+    errno = error;
+}
+
+void on_continue(int) {
+    int error = errno;
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &key_modes);
+    resumed = 1;
+    errno = error;
+}
+
+struct Watch {
+    int number;
+    void (*handler)(int);
+    bool installed;
+};
+Watch watches[] = {{SIGWINCH, on_resize, false},     {SIGCONT, on_continue, false},
+                   {SIGTSTP, on_stop_or_end, false}, {SIGTERM, on_stop_or_end, false},
+                   {SIGHUP, on_stop_or_end, false},  {SIGQUIT, on_stop_or_end, false}};
+
+}  // namespace
+
+void guard_on(void) {
+    tcgetattr(STDIN_FILENO, &key_modes);
+    for (Watch& watch : watches) {
+        struct sigaction now;
+        if (watch.installed || sigaction(watch.number, nullptr, &now) != 0) continue;
+        if (now.sa_handler != SIG_DFL) continue;
+        struct sigaction own = {};
+        own.sa_handler = watch.handler;
+        sigemptyset(&own.sa_mask);
+        watch.installed = sigaction(watch.number, &own, nullptr) == 0;
+    }
+}
+
+void guard_off(void) {
+    for (Watch& watch : watches) {
+        if (!watch.installed) continue;
+        watch.installed = false;
+        struct sigaction now;
+        if (sigaction(watch.number, nullptr, &now) != 0 || now.sa_handler != watch.handler) continue;
+        struct sigaction standard = {};
+        standard.sa_handler = SIG_DFL;
+        sigaction(watch.number, &standard, nullptr);
+    }
+}
+
+void guard_before(void) {
+    line_modes_known = tcgetattr(STDIN_FILENO, &line_modes) == 0;
+}
+
+bool guard_take_resize(void) {
+    bool taken = resized;
+    resized = 0;
+    return taken;
+}
+
+bool guard_take_resume(void) {
+    bool taken = resumed;
+    resumed = 0;
+    return taken;
+}

@@ -1,0 +1,133 @@
+// The hint behind the edited line: drawn by readline's redisplay hook, never part of the line.
+#include <stdio.h>
+// readline.h needs stdio.h before it.
+#include <readline/readline.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "editor.hpp"
+#include "width.hpp"
+
+namespace {
+
+struct Hint {
+    ox_str line;    // the line that it belongs to
+    char* text;     // whole, as the callback gave it; null for none
+    ox_str drawn;   // the part that is on the screen
+    size_t column;  // where that starts
+} hint;
+
+const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
+                        RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_DONE | RL_STATE_COMPLETING;
+
+/// Whether a hint may stand behind the line as readline draws it.
+bool has_place(void) {
+    static int possible = -1;
+    if (!editor.hint || rl_end == 0 || rl_point != rl_end || RL_ISSTATE(no_state)) return false;
+    if (possible < 0) {
+        auto on = [](const char* name) {
+            const char* value = rl_variable_value(name);
+            return value && strcmp(value, "on") == 0;
+        };
+        // Where readline puts more on the row than prompt and line, the place of the line's end is its
+        // secret.
+        possible = ox_rl_get_terminal_capabilities(nullptr)->cursor && !on("horizontal-scroll-mode") &&
+                   !on("show-mode-in-prompt") && !on("mark-modified-lines");
+    }
+    return possible;
+}
+
+bool is_of_line(void) {
+    return ox_str_length(&hint.line) == static_cast<size_t>(rl_end) &&
+           memcmp(ox_dynarray_get(&hint.line), rl_line_buffer, rl_end) == 0;
+}
+
+void ask(void) {
+    free(hint.text);
+    hint.text = editor.hint(rl_line_buffer);
+    ox_str_clear(&hint.line);
+    ox_str_add_n(&hint.line, rl_line_buffer, rl_end);
+}
+
+/// Bytes of the hint that fit on the row; stores the column where it starts.
+size_t room(size_t* column) {
+    int rows = 0;
+    int columns = 0;
+    rl_get_screen_size(&rows, &columns);
+    if (!hint.text || columns <= 0) return 0;
+    const char* prompt = rl_display_prompt ? rl_display_prompt : "";
+    TerminalPlace place = terminal_advance({0, 0}, prompt, strlen(prompt), columns);
+    place = terminal_advance(place, rl_line_buffer, rl_end, columns);
+    *column = place.column;
+    // The last column stays free: behind it the cursor's place differs between terminals.
+    if (place.column + 1 >= static_cast<size_t>(columns)) return 0;
+    return terminal_cut(hint.text, strlen(hint.text), columns - 1 - place.column);
+}
+
+void draw(size_t column, size_t size) {
+    char colour[32] = "";
+    if (editor.has_colors) ox_colors_sequence(editor.colors[OX_RL_COLOR_HINT], colour, sizeof colour);
+    size_t width = terminal_text_width(hint.text, size);
+    fprintf(rl_outstream, "%s%.*s%s\033[%zuD", colour, static_cast<int>(size), hint.text,
+            *colour ? "\033[0m" : "", width);
+    ox_str_clear(&hint.drawn);
+    ox_str_add_n(&hint.drawn, hint.text, size);
+    hint.column = column;
+}
+
+/// Whether what is drawn already is the hint's first `size` bytes once `typed` has been drawn over its start.
+bool stays(const char* typed, size_t length, size_t size) {
+    return size > 0 && ox_str_length(&hint.drawn) == length + size &&
+           memcmp(ox_dynarray_get(&hint.drawn), typed, length) == 0 &&
+           memcmp(ox_dynarray_get(&hint.drawn) + length, hint.text, size) == 0;
+}
+
+}  // namespace
+
+void hint_erase(void) {
+    if (ox_str_length(&hint.drawn) == 0) return;
+    fputs("\033[K", rl_outstream);
+    ox_str_clear(&hint.drawn);
+}
+
+void hint_forget(void) {
+    ox_str_clear(&hint.drawn);
+    ox_str_clear(&hint.line);
+    free(hint.text);
+    hint.text = nullptr;
+}
+
+void hint_erase_above(void) {
+    if (ox_str_length(&hint.drawn) == 0) return;
+    fprintf(rl_outstream, "\033[A\r\033[%zuC\033[K\r\n", hint.column + 2);
+    ox_str_clear(&hint.drawn);
+}
+
+void hint_redisplay(void) {
+    if (!has_place()) {
+        hint_erase();
+        rl_redisplay();
+        return;
+    }
+    size_t before = ox_str_length(&hint.line);
+    bool longer = before <= static_cast<size_t>(rl_end) &&
+                  memcmp(ox_dynarray_get(&hint.line), rl_line_buffer, before) == 0;
+    if (!longer || before != static_cast<size_t>(rl_end)) ask();
+    size_t column = 0;
+    size_t size = room(&column);
+    if (longer && stays(rl_line_buffer + before, rl_end - before, size)) {
+        if (before != static_cast<size_t>(rl_end)) ox_dynarray_cut(&hint.drawn, 0, rl_end - before);
+        rl_redisplay();
+        return;
+    }
+    hint_erase();
+    rl_redisplay();
+    if (size > 0) draw(column, size);
+}
+
+bool hint_accept(void) {
+    if (!hint.text || !*hint.text || rl_point != rl_end || !is_of_line()) return false;
+    hint_erase();
+    rl_insert_text(hint.text);
+    return true;
+}

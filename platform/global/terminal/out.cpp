@@ -1,0 +1,101 @@
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "ox_out.hpp"
+#include "ox_str.hpp"
+#include "width.hpp"
+
+namespace {
+
+int out_is_terminal = -1;
+
+/// Bytes from `text` on that are written as they are.
+size_t plain_run(const char* text, size_t size) {
+    size_t i = 0;
+    while (i < size) {
+        unsigned char byte = static_cast<unsigned char>(text[i]);
+        if (byte >= 0x20 && byte < 0x7F) {
+            i++;
+            continue;
+        }
+        if (byte < 0xA0) break;  // C0, DEL, C1 as a lone byte
+        size_t length = terminal_utf8_length(text + i, size - i);
+        if (length == 2 && byte == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0) break;
+        i += length ? length : 1;
+    }
+    return i;
+}
+
+/// Bytes at `text` that are one control character.
+size_t control_size(const char* text, size_t size) {
+    return static_cast<unsigned char>(text[0]) == 0xC2 && size > 1 ? 2 : 1;
+}
+
+/// Hands the pieces of the escaped text to `put`.
+template <typename Put>
+void escape(const char* text, size_t size, Put put) {
+    while (size > 0) {
+        size_t run = plain_run(text, size);
+        if (run > 0) put(text, run);
+        text += run;
+        size -= run;
+        if (size == 0) return;
+        size_t control = control_size(text, size);
+        for (size_t i = 0; i < control; i++) {
+            static const char digits[] = "0123456789abcdef";
+            unsigned char byte = static_cast<unsigned char>(text[i]);
+            char escaped[4] = {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+            put(escaped, sizeof escaped);
+        }
+        text += control;
+        size -= control;
+    }
+}
+
+}  // namespace
+
+bool ox_out_is_terminal(void) {
+    if (out_is_terminal < 0) out_is_terminal = isatty(STDOUT_FILENO);
+    return out_is_terminal;
+}
+
+void ox_out_refresh(void) {
+    out_is_terminal = -1;
+}
+
+void ox_out_text(const char* text, long length) {
+    size_t size = length < 0 ? strlen(text) : length;
+    if (!ox_out_is_terminal()) {
+        fwrite(text, 1, size, stdout);
+        return;
+    }
+    escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stdout); });
+}
+
+size_t ox_out_size(const char* text, long length) {
+    size_t size = length < 0 ? strlen(text) : length;
+    if (!ox_out_is_terminal()) return size;
+    size_t total = 0;
+    escape(text, size, [&total](const char*, size_t bytes) { total += bytes; });
+    return total;
+}
+
+void ox_out_padded(const char* text, size_t width) {
+    ox_out_text(text);
+    size_t size = ox_out_size(text);
+    if (size < width) printf("%*s", static_cast<int>(width - size), "");
+}
+
+char* ox_out_escape(const char* text, long length) {
+    size_t size = length < 0 ? strlen(text) : length;
+    ox_str* result = ox_str_init();
+    if (!ox_out_is_terminal()) {
+        ox_str_add_n(result, text, size);
+    } else {
+        escape(text, size, [result](const char* piece, size_t bytes) { ox_str_add_n(result, piece, bytes); });
+    }
+    char* copy = strdup(ox_dynarray_get(result));
+    ox_str_free(result);
+    return copy;
+}

@@ -1,0 +1,33 @@
+// Lines from a pipe, a file, or for one: nothing is drawn, bytes stay as they are.
+#include <stdlib.h>
+
+#include "editor.hpp"
+
+namespace {
+ox_str buffer;
+
+char* take_buffer(void) {
+    char* line = buffer.data;
+    buffer = {};
+    return line ? line : static_cast<char*>(calloc(1, 1));
+}
+}  // namespace
+
+char* plain_feed(int key, int* status) {
+    *status = 0;
+    if (key == '\n') return take_buffer();
+    if (key < 0) {
+        // The last line may lack its newline; the input's end is told by the next key.
+        if (ox_str_length(&buffer) > 0) return take_buffer();
+        editor.ctrl_d = true;
+        return nullptr;
+    }
+    char byte = static_cast<char>(key);
+    ox_str_add_n(&buffer, &byte, 1);
+    *status = 1;
+    return nullptr;
+}
+
+void plain_drop(void) {
+    ox_str_clear(&buffer);
+}

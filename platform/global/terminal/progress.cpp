@@ -1,0 +1,36 @@
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "ox_out.hpp"
+#include "ox_rl.hpp"
+#include "ox_str.hpp"
+#include "width.hpp"
+
+void ox_rl_draw_progressbar(int percent, const char* label) {
+    static ox_str last;
+    if (!ox_out_is_terminal()) return;
+    if (percent < 0) percent = 0;
+    if (percent > 100) percent = 100;
+    if (!label) label = "";
+
+    size_t columns = terminal_columns();
+    // The last column stays free, so that no terminal wraps the row: label, " [", "] ", "100%".
+    size_t labelled = terminal_cut(label, strlen(label), columns > 9 ? columns - 9 : 0);
+    size_t taken = terminal_text_width(label, labelled) + 9;
+    size_t width = columns > taken ? columns - taken : 0;
+    size_t full = width * percent / 100;
+
+    ox_str bar = {};
+    ox_str_printf(&bar, "\r%.*s [", static_cast<int>(labelled), label);
+    for (size_t i = 0; i < width; i++) ox_str_add_n(&bar, i < full ? "#" : ".", 1);
+    ox_str_printf_append(&bar, "] %3d%%", percent);
+    bool same = ox_str_length(&bar) == ox_str_length(&last) &&
+                strcmp(ox_dynarray_get(&bar), ox_dynarray_get(&last)) == 0;
+    if (!same) {
+        fputs(ox_dynarray_get(&bar), stdout);
+        fflush(stdout);
+        ox_str_replace_text(&last, ox_dynarray_get(&bar));
+    }
+    free(bar.data);
+}
