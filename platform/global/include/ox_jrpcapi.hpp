@@ -35,7 +35,8 @@ void ox_jrpcapi_set_destination(ox_jrpcapi* api, const char* host, const char* p
 void ox_jrpcapi_set_timeout(ox_jrpcapi* api, int timeout_ms);
 int ox_jrpcapi_get_timeout(const ox_jrpcapi* api);
 
-/// Returns 0, or the negative socket error (also kept for ox_jrpcapi_get_socket_err).
+/// Returns 0, or the negative socket error (also kept for ox_jrpcapi_get_socket_err). Nothing happens on a
+/// connection that is there. A reconnection restores login and groups. The other calls connect by themselves.
 int ox_jrpcapi_connect(ox_jrpcapi* api);
 /// The connection's socket: for OX_JRPCAPI_EVENTS its descriptor is readable whenever an event can be taken,
 /// whichever connection it came on. Null while unconnected.
@@ -54,7 +55,7 @@ int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
 ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
 
 /// Log in by name (`password` may be null) and log out. Return 0, the daemon's error code, or a negative
-/// socket error.
+/// socket error. A connection that had been lost is reconnected. A login that succeeds removes the token.
 int ox_jrpcapi_login(ox_jrpcapi* api, const char* login, const char* password);
 int ox_jrpcapi_logout(ox_jrpcapi* api);
 /// Sends `token` as "auth" with every later request; "" removes it. The other arguments are reserved: 0, 0
@@ -67,5 +68,6 @@ const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api);
 /// %zu:\n" and its params as indented JSON) instead of being queued.
 void ox_jrpcapi_print_events(bool on);
 /// Reads what has arrived on all connections, for a program that only listens, waiting at most `timeout_ms`.
-/// Returns 0, or the negative socket error of a connection that was lost.
+/// Returns 0, 1 when events are printed and nobody reads standard output any more, or the negative socket
+/// error of a connection that was lost.
 int ox_jrpcapi_pump(int timeout_ms);

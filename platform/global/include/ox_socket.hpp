@@ -31,7 +31,7 @@ enum ox_socket_error {
 int ox_socket_fd(const ox_socket* socket);
 /// OX_SOCKET_LOCAL or OX_SOCKET_TCP; 0 for a null socket.
 int ox_socket_type(const ox_socket* socket);
-/// A text for a socket error, never null. For -1 and -9 it is the text of the last such failure in this
+/// A text for a socket error, never null. For -1, -9 and -10 it is the text of the last such failure in this
 /// process.
 const char* ox_socket_strerror(int code);
 

@@ -8,11 +8,14 @@ namespace {
 
 char system_text[256] = "System error";
 char tls_text[256] = "TLS failure";
+char broken_text[256] = "Broken message";
 
 }  // namespace
 
 int socket_failure(int code, const char* text) {
-    char* kept = code == OX_SOCKET_ETLS ? tls_text : system_text;
+    char* kept = system_text;
+    if (code == OX_SOCKET_ETLS) kept = tls_text;
+    if (code == OX_SOCKET_EPROTO) kept = broken_text;
     snprintf(kept, sizeof(system_text), "%s", text);
     return code;
 }
@@ -64,7 +67,7 @@ const char* ox_socket_strerror(int code) {
         case OX_SOCKET_ETLS:
             return tls_text;
         case OX_SOCKET_EPROTO:
-            return "Broken message";
+            return broken_text;
         case OX_SOCKET_ETIMEOUT:
             return "Timed out";
         case OX_SOCKET_EPARTIAL:

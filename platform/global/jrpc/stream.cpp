@@ -74,7 +74,7 @@ int out_add_message(ox_jrpcapi* api, const ox_jrpcmsg* message) {
         return OX_SOCKET_OK;
     }
     out->size = begin;
-    return OX_SOCKET_EPROTO;
+    return socket_failure(OX_SOCKET_EPROTO, "The message cannot be sent: too long or no text");
 }
 
 int out_flush(ox_jrpcapi* api, long long deadline) {
@@ -121,17 +121,29 @@ int connection_fill(ox_jrpcapi* api) {
     return connection_fail(api, static_cast<int>(count));
 }
 
+namespace {
+
+/// The error of bytes that are no message; the likeliest mistake behind it is named.
+int broken_bytes(const FrameReader* reader) {
+    const char* bytes = reader->data + reader->start;
+    bool tls = reader->size - reader->start >= 2 && (bytes[0] == 0x15 || bytes[0] == 0x16) && bytes[1] == 3;
+    return socket_failure(OX_SOCKET_EPROTO,
+                          tls ? "Broken message: the other side speaks TLS" : "Broken message");
+}
+
+}  // namespace
+
 json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
     for (;;) {
         *error = frame_find(&api->in);
-        if (*error == OX_SOCKET_EPROTO) connection_fail(api, *error);
+        if (*error == OX_SOCKET_EPROTO) connection_fail(api, broken_bytes(&api->in));
         if (*error != OX_SOCKET_OK) return nullptr;
         size_t size = 0;
         const char* text = frame_text(&api->in, &size);
         bool text_kept = false;
         json_t* json = frame_parse(&api->in, &text_kept);
         if (!json) {
-            *error = connection_fail(api, OX_SOCKET_EPROTO);
+            *error = connection_fail(api, socket_failure(OX_SOCKET_EPROTO, "Broken message"));
             return nullptr;
         }
         int kind = jrpcmsg_kind_of(json);
@@ -141,7 +153,7 @@ json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
         if (kind != 0 && !deliver) return json;
         json_decref(json);
         if (delivered != OX_SOCKET_OK) {
-            *error = connection_fail(api, delivered);
+            *error = connection_fail(api, socket_failure(delivered, "Too many events wait to be taken"));
             return nullptr;
         }
     }

@@ -1,0 +1,124 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ox_fs.hpp"
+#include "ox_raii.hpp"
+
+namespace {
+
+/// A mapping starts at a page; the bytes before the caller's first one are found again from its address.
+size_t page_size() {
+    return static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+/// Opens a regular file for reading and stores its size; -1 with errno.
+int open_regular(const char* path, off_t* size) {
+    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status;
+    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    *size = status.st_size;
+    return fd.release();
+}
+
+bool write_all(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        ssize_t count = write(fd, data, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        data += count;
+        size -= static_cast<size_t>(count);
+    }
+    return true;
+}
+
+}  // namespace
+
+int ox_fs_touch(const char* path) {
+    Fd fd(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    return fd.get() >= 0 ? 0 : -1;
+}
+
+void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int /*flags*/) {
+    off_t length = 0;
+    Fd fd(open_regular(path, &length));
+    if (fd.get() < 0) return nullptr;
+    if (offset < 0 || offset >= length || static_cast<uint64_t>(length - offset) > SIZE_MAX / 2) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    size_t lead = static_cast<size_t>(offset) % page_size();
+    auto wanted = static_cast<size_t>(length - offset);
+    void* base =
+        mmap(nullptr, wanted + lead, PROT_READ, MAP_PRIVATE, fd.get(), offset - static_cast<off_t>(lead));
+    if (base == MAP_FAILED) return nullptr;
+    *size = wanted;
+    return static_cast<char*>(base) + lead;
+}
+
+void ox_fs_munmap_file(void* data, size_t size) {
+    if (!data) return;
+    size_t lead = reinterpret_cast<uintptr_t>(data) % page_size();
+    munmap(static_cast<char*>(data) - lead, size + lead);
+}
+
+int ox_fs_replace_file(const char* path, const void* data, size_t size) {
+    struct stat status;
+    if (lstat(path, &status) == 0 && S_ISLNK(status.st_mode)) {
+        errno = ELOOP;
+        return -1;
+    }
+    CharsRef name(static_cast<char*>(malloc(strlen(path) + 8)));
+    if (!name) return -1;
+    sprintf(name, "%s.XXXXXX", path);
+    Fd fd(mkostemp(name, O_CLOEXEC));  // a new file of mode 0600: no link is followed
+    if (fd.get() < 0) return -1;
+    if (write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 &&
+        rename(name, path) == 0) {
+        return 0;
+    }
+    int error = errno;
+    unlink(name);
+    errno = error;
+    return -1;
+}
+
+int ox_fs_read_file(const char* path, size_t limit, char** data, size_t* size) {
+    off_t length = 0;
+    Fd fd(open_regular(path, &length));
+    if (fd.get() < 0) return -1;
+    size_t capacity = static_cast<size_t>(length) + 1;
+    size_t used = 0;
+    CharsRef bytes;
+    // The file may grow or shrink while it is read, and files of /proc tell no size at all.
+    for (;;) {
+        if (limit > 0 && (used > limit || capacity - 1 > limit)) capacity = limit + 2;
+        auto* grown = static_cast<char*>(realloc(bytes.release(), capacity + 1));
+        if (!grown) return -1;
+        bytes.reset(grown);
+        ssize_t count = read(fd.get(), grown + used, capacity - used);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return -1;
+        if (count == 0) break;
+        used += static_cast<size_t>(count);
+        if (limit > 0 && used > limit) {
+            errno = EFBIG;
+            return -1;
+        }
+        if (used == capacity) capacity *= 2;
+    }
+    bytes[used] = '\0';
+    *data = bytes.release();
+    *size = used;
+    return 0;
+}

@@ -1,0 +1,63 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <mbedtls/md5.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ox_md5.hpp"
+#include "ox_raii.hpp"
+
+namespace {
+
+/// Feeds `length` bytes (-1: all) from where the file stands; false with errno.
+bool feed(mbedtls_md5_context* context, int fd, long length) {
+    unsigned char block[16384];
+    while (length != 0) {
+        size_t wanted = length > 0 && length < static_cast<long>(sizeof(block)) ? static_cast<size_t>(length)
+                                                                                : sizeof(block);
+        ssize_t count = read(fd, block, wanted);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        if (count == 0) break;
+        mbedtls_md5_update_ret(context, block, static_cast<size_t>(count));
+        if (length > 0) length -= count;
+    }
+    return true;
+}
+
+}  // namespace
+
+int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* path, int /*flags*/,
+                                      long offset, long length) {
+    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status;
+    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    if (lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
+    mbedtls_md5_context context;
+    mbedtls_md5_init(&context);
+    mbedtls_md5_starts_ret(&context);
+    bool fine = feed(&context, fd.get(), length);
+    int error = errno;
+    mbedtls_md5_finish_ret(&context, digest);
+    mbedtls_md5_free(&context);
+    errno = error;
+    return fine ? 0 : -1;
+}
+
+void ox_md5_calculate(uint8_t digest[OX_MD5_SIZE], const void* data, size_t size) {
+    mbedtls_md5_ret(static_cast<const unsigned char*>(data), size, digest);
+}
+
+int ox_md5_to_str(char text[OX_MD5_TEXT_SIZE], const uint8_t digest[OX_MD5_SIZE]) {
+    static const char digits[] = "0123456789abcdef";
+    for (int i = 0; i < OX_MD5_SIZE; ++i) {
+        text[2 * i] = digits[digest[i] >> 4];
+        text[2 * i + 1] = digits[digest[i] & 15];
+    }
+    text[OX_MD5_TEXT_SIZE - 1] = '\0';
+    return 0;
+}
