@@ -60,6 +60,8 @@ struct Change {
 
 class Store {
 public:
+    struct Impl;
+
     /// Loads a model file (schema and instances). Returns null and fills `error` when the file is unreadable
     /// or wrong.
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
@@ -106,9 +108,12 @@ public:
     /// Back to the values of the model file, silently. `keep` names subtrees to leave alone.
     void reset_defaults(const std::vector<std::string>& keep);
 
+    /// Checks every present value against its own type, bounds, references and keys, as a request would be.
+    /// False with the first that does not fit.
+    bool validate(std::string& error);
+
 private:
     Store();
-    struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 

@@ -1,0 +1,114 @@
+// The schema half of the store: what nodes there are, what values they take, who may touch them.
+#pragma once
+
+#include <jansson.h>
+#include <regex.h>
+#include <stdint.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "ox_raii.hpp"
+#include "ox_tr.hpp"
+
+namespace obxd {
+
+enum Rank : uint8_t { RANK_GUEST, RANK_USER, RANK_ADMIN, RANK_SYSTEM };
+
+struct regex_drop {
+    void operator()(regex_t* regex) const {
+        regfree(regex);
+        delete regex;
+    }
+};
+using RegexRef = std::unique_ptr<regex_t, regex_drop>;
+
+/// What a delete of a referenced object does to the reference.
+enum Verdict : uint8_t { VERDICT_DENY, VERDICT_CASCADE, VERDICT_CLEAR, VERDICT_CONTINUE };
+
+struct Relation {
+    Verdict verdict;
+    std::vector<std::string> match;  ///< components of the object's path; "*" stands for any instance
+};
+
+/// The bounds of a parameter's values. For a list they bound each item, `min_count` and `max_count` the list.
+struct Limits {
+    int type = OX_TR_STRING;  ///< the base type; of the items where the parameter is a list
+    bool list = false;
+    bool has_min = false, has_max = false;
+    json_int_t min = 0, max = 0;
+    json_int_t min_length = 0, max_length = -1;  ///< -1: no bound
+    json_int_t min_count = 0, max_count = -1;
+    JsonRef choices;   ///< "enum", or null
+    std::string from;  ///< a list parameter whose items are the choices: a sibling's name or a full path
+    RegexRef regex;
+    std::vector<std::string> targets;  ///< objects that a reference may name ("foreign_key"); empty: any
+};
+
+struct Live {
+    std::vector<std::string> pattern;
+    std::function<json_t*(const std::string&)> reader;
+};
+struct Hook {
+    std::vector<std::string> pattern;
+    std::function<void(const std::string&, json_t*)> run;
+};
+
+struct Schema {
+    enum Kind : uint8_t { OBJECT, METHOD, PARAMETER };
+    Kind kind = OBJECT;
+    bool multi = false, ordered = false;
+    bool writable = false;  ///< a parameter that can be set, a multi-instance object that can grow
+    bool hidden = false, mandatory = false, runtime = false, mirrors_order = false;
+    uint8_t read_rank = RANK_USER, write_rank = RANK_ADMIN;
+    uint32_t slot = 0;  ///< index among the parent's parameters or objects
+    uint32_t max_count = UINT32_MAX;
+    std::string name;
+    Schema* parent = nullptr;
+    JsonRef attrs;       ///< as on the wire; of a multi-instance object itself
+    JsonRef item_attrs;  ///< of an instance, or of its template
+    JsonRef initial;     ///< the value of a parameter that was given none; never null for parameters
+    bool has_default = false;
+    std::shared_ptr<const Limits> limits;  ///< of a parameter; never null there
+    std::vector<Relation> relations;
+    Schema* counts = nullptr;  ///< the sibling object whose instances this parameter counts
+
+    std::vector<std::unique_ptr<Schema>> children;  ///< in the model's order
+    std::vector<Schema*> parameters, objects;       ///< the children by slot
+    std::unordered_map<std::string_view, Schema*> by_name;
+    std::vector<std::vector<Schema*>> keys;
+    Schema* alias = nullptr;         ///< the child that gets a generated alias
+    Schema* order_mirror = nullptr;  ///< the child that shows the instance's place
+    Schema* counter = nullptr;       ///< the parameter beside this object that counts its instances
+    std::unique_ptr<Schema> input;   ///< of a method with arguments
+
+    std::vector<Live> live;
+    std::vector<Hook> hooks;
+};
+
+/// The child of that name, or null.
+Schema* schema_child(const Schema* parent, std::string_view name);
+
+/// Adds a child; null when the name is taken.
+Schema* schema_add(Schema* parent, std::string_view name);
+
+/// The text of a rank as model files write it, and back (-1 when unknown).
+const char* rank_text(int rank);
+int rank_parse(const char* text);
+
+/// True for "1" to "4294967295" without leading zeros.
+bool instance_number(std::string_view text, uint32_t& number);
+
+/// Splits a dotted path; a final "." makes no component. False for an empty component or an empty path; "."
+/// gives no components.
+bool path_split(std::string_view path, std::vector<std::string_view>& parts);
+
+/// Reads the "types" and "schema" members of a model file into `root` (whose children are the top's).
+/// False with `error` naming the path that is wrong.
+bool schema_load(Schema* root, const json_t* model, std::string& error);
+
+}  // namespace obxd

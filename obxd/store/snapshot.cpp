@@ -1,0 +1,208 @@
+// Whole configurations: checking a tree of values, applying it, taking one.
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "impl.hpp"
+
+namespace obxd {
+namespace {
+
+struct Checker {
+    Impl& impl;
+    std::string& error;
+
+    bool fail(const std::string& path, const std::string& text) {
+        error = (path.empty() ? "." : path) + ": " + text;
+        return false;
+    }
+
+    bool table(const Schema* schema, const json_t* values, const std::string& path) {
+        const char* key;
+        json_t* value;
+        size_t count = 0;
+        json_object_foreach(const_cast<json_t*>(values), key, value) {
+            uint32_t number;
+            if (strcmp(key, "max_instance") == 0) {
+                if (!json_is_integer(value) || json_integer_value(value) < 0 ||
+                    json_integer_value(value) > UINT32_MAX)
+                    return fail(path + key, "must be 0 to 4294967295");
+                continue;
+            }
+            if (!instance_number(key, number)) return fail(path + key, "is no instance number");
+            if (++count > schema->max_count) return fail(path, "holds too many instances");
+            if (!object(schema, true, value, path + key + ".")) return false;
+        }
+        return true;
+    }
+
+    bool object(const Schema* schema, bool item, const json_t* values, const std::string& path) {
+        if (!json_is_object(values)) return fail(path, "must be a JSON object");
+        if (schema->multi && !item) return table(schema, values, path);
+        const char* key;
+        json_t* value;
+        json_object_foreach(const_cast<json_t*>(values), key, value) {
+            if (schema->ordered && strcmp(key, "order") == 0) {
+                if (!json_is_integer(value)) return fail(path + key, "must be an integer");
+                continue;
+            }
+            const Schema* child = schema_child(schema, key);
+            if (!child || child->kind == Schema::METHOD)
+                return fail(path + key, "the model has no such name");
+            std::string why;
+            if (child->kind == Schema::OBJECT) {
+                if (!object(child, false, value, path + key + ".")) return false;
+            } else if (value_check(impl, child, nullptr, value, why) != 0) {
+                return fail(path + key, why);
+            }
+        }
+        return true;
+    }
+};
+
+struct Applier {
+    bool only_config;
+    const std::vector<std::string>& keep;
+
+    bool kept(std::string_view path) const {
+        if (!path.empty() && path.back() == '.') path.remove_suffix(1);
+        return std::any_of(keep.begin(), keep.end(), [path](std::string_view name) {
+            if (!name.empty() && name.back() == '.') name.remove_suffix(1);
+            return name == path;
+        });
+    }
+
+    void alias_fill(Node* instance) const {
+        const Schema* alias = instance->schema->alias;
+        if (!alias || json_string_length(instance->values[alias->slot])) return;
+        slot_set(instance, alias, json_string(("cpe-" + std::to_string(instance->number)).c_str()));
+    }
+
+    void orders_assign(Node* node, const json_t* values) const {
+        std::vector<std::pair<json_int_t, Node*>> places;
+        for (auto& instance : node->instances) {
+            std::string key = std::to_string(instance->number);
+            const json_t* order = json_object_get(json_object_get(values, key.c_str()), "order");
+            places.emplace_back(order ? json_integer_value(order) : INT64_MAX, instance.get());
+        }
+        std::stable_sort(places.begin(), places.end(), [](auto& a, auto& b) { return a.first < b.first; });
+        uint32_t place = 0;
+        for (auto& [order, instance] : places) instance->order = ++place;
+    }
+
+    void table(Node* node, const json_t* values, const std::string& path) const {
+        bool grows = !only_config || node->schema->writable;
+        if (grows) {
+            std::erase_if(node->instances, [values](const std::unique_ptr<Node>& instance) {
+                return !json_object_get(values, std::to_string(instance->number).c_str());
+            });
+            if (!only_config) node->max_instance = 0;
+        }
+        const char* key;
+        json_t* value;
+        json_object_foreach(const_cast<json_t*>(values), key, value) {
+            uint32_t number;
+            if (!instance_number(key, number)) continue;
+            Node* instance = instance_find(node, number);
+            bool fresh = !instance;
+            if (fresh && !(instance = grows ? instance_new(node, number) : nullptr)) continue;
+            object(instance, value, path + key + ".");
+            if (fresh) alias_fill(instance);
+        }
+        if (!node->instances.empty())
+            node->max_instance = std::max(node->max_instance, node->instances.back()->number);
+        json_int_t given = json_integer_value(json_object_get(values, "max_instance"));
+        node->max_instance = std::max(node->max_instance, static_cast<uint32_t>(given));
+        if (node->schema->ordered) orders_assign(node, values);
+    }
+
+    void object(Node* node, const json_t* values, const std::string& path) const {
+        if (!keep.empty() && kept(path)) return;
+        if (is_table(node)) return table(node, values, path);
+        for (const Schema* parameter : node->schema->parameters) {
+            if (parameter->counts || parameter->mirrors_order || (only_config && !parameter->writable))
+                continue;
+            if (!keep.empty() && kept(path + parameter->name)) continue;
+            json_t* value = json_object_get(values, parameter->name.c_str());
+            if (value)
+                slot_set(node, parameter, value_normal(parameter, value));
+            else if (!only_config)
+                slot_set(node, parameter, json_incref(parameter->initial.get()));
+        }
+        for (auto& below : node->objects) {
+            const std::string& name = below->schema->name;
+            const json_t* value = json_object_get(values, name.c_str());
+            if (value || !only_config) object(below.get(), value, path + name + ".");
+        }
+        if (!only_config && node->number) alias_fill(node);
+    }
+};
+
+json_t* snapshot_of(const Node* node) {
+    JsonRef tree(json_object());
+    if (is_table(node)) {
+        for (auto& instance : node->instances) {
+            json_t* below = snapshot_of(instance.get());
+            if (!below && node->schema->writable) below = json_object();
+            if (below) json_object_set_new_nocheck(tree, std::to_string(instance->number).c_str(), below);
+        }
+        if (node->schema->writable)
+            json_object_set_new_nocheck(tree, "max_instance", json_integer(node->max_instance));
+        return json_object_size(tree) ? tree.release() : nullptr;
+    }
+    for (const Schema* parameter : node->schema->parameters)
+        if (parameter->writable && !parameter->runtime && !parameter->mirrors_order)
+            json_object_set_nocheck(tree, parameter->name.c_str(), node->values[parameter->slot]);
+    for (auto& below : node->objects)
+        if (json_t* value = snapshot_of(below.get()))
+            json_object_set_new_nocheck(tree, below->schema->name.c_str(), value);
+    if (node->number && node->schema->ordered)
+        json_object_set_new_nocheck(tree, "order", json_integer(node->order));
+    return json_object_size(tree) ? tree.release() : nullptr;
+}
+
+bool values_fit(Impl& impl, Node* node, std::string& error) {
+    for (auto& instance : node->instances)
+        if (!values_fit(impl, instance.get(), error)) return false;
+    if (is_table(node)) return true;
+    for (const Schema* parameter : node->schema->parameters) {
+        std::string why;
+        if (value_check(impl, parameter, node, value_read(node, parameter, nullptr), why) == 0) continue;
+        error = node_path(node) + parameter->name + ": " + why;
+        return false;
+    }
+    return std::all_of(node->objects.begin(), node->objects.end(),
+                       [&](auto& below) { return values_fit(impl, below.get(), error); });
+}
+
+}  // namespace
+
+bool tree_check(Impl& impl, const json_t* values, std::string& error) {
+    return Checker{impl, error}.object(&impl.root, false, values, "");
+}
+
+void tree_apply(Impl& impl, const json_t* values, bool only_config, const std::vector<std::string>& keep) {
+    Applier{only_config, keep}.object(impl.top.get(), values, "");
+}
+
+json_t* Store::snapshot() {
+    json_t* tree = snapshot_of(impl_->top.get());
+    return tree ? tree : json_object();
+}
+
+bool Store::restore(const json_t* snapshot, std::string& error) {
+    if (!tree_check(*impl_, snapshot, error)) return false;
+    tree_apply(*impl_, snapshot, true, {});
+    return true;
+}
+
+void Store::reset_defaults(const std::vector<std::string>& keep) {
+    tree_apply(*impl_, impl_->pristine, false, keep);
+}
+
+bool Store::validate(std::string& error) {
+    return values_fit(*impl_, impl_->top.get(), error) && keys_fit(*impl_, impl_->top.get(), error);
+}
+
+}  // namespace obxd

@@ -1,0 +1,90 @@
+// The tree of values: making nodes, finding, adding, moving and taking out instances.
+
+#include <algorithm>
+
+#include "impl.hpp"
+
+namespace obxd {
+
+std::unique_ptr<Node> node_new(Schema* schema, Node* parent, bool instance) {
+    auto node = std::make_unique<Node>(schema, parent);
+    if (schema->multi && !instance) return node;
+    node->values.reserve(schema->parameters.size());
+    for (Schema* parameter : schema->parameters)
+        node->values.push_back(json_incref(parameter->initial.get()));
+    node->objects.reserve(schema->objects.size());
+    for (Schema* object : schema->objects) node->objects.push_back(node_new(object, node.get(), false));
+    return node;
+}
+
+static auto instance_place(const Node* table, uint32_t number) {
+    return std::lower_bound(table->instances.begin(), table->instances.end(), number,
+                            [](const std::unique_ptr<Node>& node, uint32_t n) { return node->number < n; });
+}
+
+Node* instance_find(const Node* table, uint32_t number) {
+    auto place = instance_place(table, number);
+    return place != table->instances.end() && (*place)->number == number ? place->get() : nullptr;
+}
+
+Node* instance_new(Node* table, uint32_t number) {
+    if (number == 0) {
+        if (table->max_instance == UINT32_MAX) return nullptr;
+        number = table->max_instance + 1;
+    }
+    auto place = instance_place(table, number);
+    if (place != table->instances.end() && (*place)->number == number) return nullptr;
+    std::unique_ptr<Node> node = node_new(table->schema, table, true);
+    node->number = number;
+    node->order = static_cast<uint32_t>(table->instances.size()) + 1;
+    Node* raw = node.get();
+    table->instances.insert(place, std::move(node));
+    table->max_instance = std::max(table->max_instance, number);
+    return raw;
+}
+
+std::unique_ptr<Node> instance_take(Node* table, Node* instance) {
+    auto place =
+        table->instances.begin() + (instance_place(table, instance->number) - table->instances.begin());
+    std::unique_ptr<Node> taken = std::move(*place);
+    table->instances.erase(place);
+    if (!table->schema->ordered) return taken;
+    for (auto& other : table->instances)
+        if (other->order > taken->order) other->order--;
+    return taken;
+}
+
+void instance_move(Node* instance, uint32_t place) {
+    uint32_t old = instance->order;
+    for (auto& other : instance->parent->instances) {
+        if (old < place && other->order > old && other->order <= place)
+            other->order--;
+        else if (place < old && other->order >= place && other->order < old)
+            other->order++;
+    }
+    instance->order = place;
+}
+
+void node_path(const Node* node, std::string& out) {
+    if (!node->parent) return;
+    node_path(node->parent, out);
+    if (node->number)
+        out += std::to_string(node->number);
+    else
+        out += node->schema->name;
+    out += '.';
+}
+
+std::string node_path(const Node* node) {
+    std::string path;
+    node_path(node, path);
+    return path.empty() ? "." : path;
+}
+
+void slot_set(Node* node, const Schema* parameter, json_t* value) {
+    json_t* old = node->values[parameter->slot];
+    node->values[parameter->slot] = value;
+    json_decref(old);
+}
+
+}  // namespace obxd
