@@ -152,8 +152,12 @@ int text_check(Impl& impl, const Limits& limits, const Node* node, std::string_v
     const char* choices = choices_from(impl, limits.from, node);
     if (!choices) return 0;
     if (!text.empty()) {
-        std::string padded = std::string(",") + choices + ",";
-        if (padded.find("," + std::string(text) + ",") != std::string::npos) return 0;
+        std::string_view rest = choices;
+        while (!rest.empty()) {
+            size_t comma = rest.find(',');
+            if (rest.substr(0, comma) == text) return 0;
+            rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
+        }
     }
     why = std::string("must be one of ") + choices;
     return FAULT_INVALID_VALUE;
