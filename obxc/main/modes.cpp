@@ -65,6 +65,7 @@ int listen_run() {
     print_queued_events();
     while (running) {
         int error = ox_jrpcapi_pump(LISTEN_STEP_MS);
+        if (error > 0) break;  // nobody reads any more
         if (error < 0) {
             printf("Connection dropped - %s(%d)\n", ox_socket_strerror(error), error);
             return 1;
