@@ -1,3 +1,5 @@
-int main() {
-    return 0;
+#include "main/start.hpp"
+
+int main(int argc, char** argv) {
+    return run(argc, argv);
 }

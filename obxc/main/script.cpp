@@ -18,6 +18,8 @@ constexpr const char* BLANKS = " \t";
 /// something (a password) reads on exactly behind its own line.
 bool read_input_line(ox_str* line) {
     ox_str_clear(line);
+    struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+    ox_wait_poll(&input, 1, -1);  // what was printed so far is shown while the next line is awaited
     for (;;) {
         int byte = ox_rl_getch();
         if (byte < 0) return ox_str_length(line) > 0;

@@ -156,7 +156,7 @@ Step line_take(Shell* shell, char* line) {
 Step input_serve(Shell* shell) {
     int key = ox_rl_getch();
     char* line = ox_rl_async_feed(shell->editor, key, &shell->feed_status);
-    if (ox_rl_ctrl_d_is_pressed() || key < 0) {
+    if (ox_rl_ctrl_d_is_pressed() || (key < 0 && !line)) {
         free(line);
         return STEP_LEAVE;
     }
@@ -192,7 +192,10 @@ Step poll_failed(Shell* shell, int error) {
         printf("Error poll(): %s\n", strerror(error));
         return STEP_LEAVE;
     }
-    if (!idle_interrupt_taken()) return STEP_GO_ON;
+    if (!idle_interrupt_taken()) {
+        ox_rl_resized();
+        return STEP_GO_ON;
+    }
     puts("^C");
     ox_rl_async_clear(shell->editor);
     redraw(shell);
