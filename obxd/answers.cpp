@@ -1,0 +1,64 @@
+#include "answers.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr struct {
+    int code;
+    const char* text;
+} CODE_TEXTS[] = {
+    {RPC_PARSE_ERROR, "Parse error"},
+    {RPC_INVALID_REQUEST, "Invalid request"},
+    {RPC_METHOD_NOT_FOUND, "Method not found"},
+    {RPC_INVALID_PARAMS, "Invalid params"},
+    {FAULT_METHOD_NOT_SUPPORTED, "Method not supported"},
+    {FAULT_REQUEST_DENIED, "Request denied"},
+    {FAULT_INTERNAL, "Internal error"},
+    {FAULT_INVALID_ARGUMENTS, "Invalid arguments"},
+    {FAULT_RESOURCES, "Resources exceeded"},
+    {FAULT_INVALID_NAME, "Invalid parameter name"},
+    {FAULT_INVALID_TYPE, "Invalid parameter type"},
+    {FAULT_INVALID_VALUE, "Invalid parameter value"},
+    {FAULT_NOT_WRITABLE, "Attempt to set a non-writable parameter"},
+    {FAULT_TRANSFER, "File transfer failure"},
+    {FAULT_UPLOAD, "Upload failure"},
+    {FAULT_PROTOCOL, "Unsupported protocol for file transfer"},
+    {FAULT_CORRUPTED, "File corrupted"},
+};
+
+}  // namespace
+
+const char* code_text(int code) {
+    for (const auto& row : CODE_TEXTS) {
+        if (row.code == code) return row.text;
+    }
+    return "Error";
+}
+
+Answer answer_result(json_t* result) {
+    Answer answer;
+    answer.result = result ? result : json_object();
+    return answer;
+}
+
+Answer answer_fault(int code, std::string detail) {
+    return answer_fault(code, std::move(detail), nullptr);
+}
+
+Answer answer_fault(int code, std::string detail, json_t* data) {
+    Answer answer;
+    answer.code = code;
+    answer.message = code_text(code);
+    answer.detail = std::move(detail);
+    answer.data = data;
+    return answer;
+}
+
+void answer_drop(Answer& answer) {
+    json_decref(answer.result);
+    json_decref(answer.data);
+    answer.result = answer.data = nullptr;
+}
+
+}  // namespace obxd

@@ -1,0 +1,130 @@
+#include <ctype.h>
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "answers.hpp"
+#include "device/device.hpp"
+#include "net/server.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr const char* FORMAT = "obxd-config-1";
+constexpr size_t MAX_NAME = 64;
+
+bool restore_point_ok(const char* name) {
+    if (!*name || *name == '.' || strlen(name) > MAX_NAME) return false;
+    for (const char* c = name; *c; c++) {
+        if (!isalnum(static_cast<unsigned char>(*c)) && !strchr("._-", *c)) return false;
+    }
+    return true;
+}
+
+void empty_directory(const std::string& path) {
+    DIR* dir = opendir(path.c_str());
+    if (!dir) return;
+    while (const dirent* entry = readdir(dir)) {
+        if (entry->d_type != DT_DIR) unlink((path + "/" + entry->d_name).c_str());
+    }
+    closedir(dir);
+}
+
+bool write_all(int fd, const std::string& text) {
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t written = write(fd, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        done += static_cast<size_t>(written);
+    }
+    return fsync(fd) == 0;
+}
+
+}  // namespace
+
+bool write_file(const std::string& path, const std::string& text) {
+    std::string temp = path + ".XXXXXX";
+    Fd fd(mkostemp(temp.data(), O_CLOEXEC));
+    if (fd.get() < 0) return false;
+    if (write_all(fd.get(), text) && rename(temp.c_str(), path.c_str()) == 0) return true;
+    int saved = errno;
+    unlink(temp.c_str());
+    errno = saved;
+    return false;
+}
+
+std::string config_path(const Device& device) {
+    return device.state_dir + "/config.json";
+}
+
+std::string config_text(Device& device) {
+    JsonRef root(json_pack("{s:s, s:s, s:o}", "format", FORMAT, "firmware", device.version.c_str(), "config",
+                           device.server.store->snapshot()));
+    CharsRef text(json_dumps(root, JSON_INDENT(2) | JSON_REAL_PRECISION(15)));
+    return text.get() ? std::string(text.get()) + "\n" : "";
+}
+
+bool config_load(Device& device, const std::string& file, std::string& error) {
+    json_error_t where;
+    JsonRef root(json_load_file(file.c_str(), 0, &where));
+    const char* format = text_param(root, "format");
+    const json_t* config = json_object_get(root, "config");
+    if (!format || strcmp(format, FORMAT) != 0 || !json_is_object(config)) {
+        error = root ? "No configuration file" : where.text;
+        return false;
+    }
+    return device.server.store->restore(config, error);
+}
+
+void device_save_config(Request& request) {
+    Device& device = *request.server.device;
+    const json_t* given = json_object_get(request.params, "RestorePointName");
+    const char* name = json_string_value(given);
+    if (given && !json_is_null(given) && (!name || !restore_point_ok(name)))
+        return request.reply(
+            answer_fault(FAULT_INVALID_ARGUMENTS,
+                         "A restore point's name is 1 to 64 letters, digits, \".\", \"_\", \"-\""));
+    std::string text = config_text(device);
+    bool saved = !text.empty();
+    if (saved && name) saved = write_file(device.state_dir + "/restore/" + name + ".json", text);
+    if (saved) saved = write_file(config_path(device), text);
+    if (!saved) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+    journal_add(request.server.journal, "configuration saved%s%s", name ? " as " : "", name ? name : "");
+    device_event(device, "ConfigSaved", name ? json_pack("{s:s}", "RestorePointName", name) : nullptr);
+    request.reply(answer_result());
+}
+
+void device_factory_reset(Request& request) {
+    Device& device = *request.server.device;
+    const char* mode = text_param(request.params, "DeviceMode");
+    if (mode && !device_mode_allowed(device, mode))
+        return request.reply(
+            answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
+    if (device.flashing)
+        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    bool clean_all = json_is_true(json_object_get(request.params, "CleanAll"));
+    std::vector<std::string> keep;
+    if (!clean_all) keep.emplace_back("Device.Users.");
+    device.server.store->reset_defaults(keep);
+    unlink(config_path(device).c_str());
+    if (clean_all) {
+        empty_directory(device.state_dir + "/restore");
+        empty_directory(device.state_dir + "/files");
+    }
+    device.mode = mode ? mode : "";
+    device_apply(device);
+    if (!device_save_state(device)) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+    journal_add(request.server.journal, "factory reset%s", clean_all ? ", everything" : "");
+    device_event(device, "FactoryReset", json_pack("{s:b}", "CleanAll", clean_all));
+    request.reply(answer_result());
+}
+
+}  // namespace obxd

@@ -1,0 +1,180 @@
+#include "device/device.hpp"
+
+#include <errno.h>
+#include <ftw.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "answers.hpp"
+#include "net/server.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr int64_t ANSWER_MS = 50;  // time for the answer to leave before a device goes down
+constexpr const char* VERSION_PATH = "Device.DeviceInfo.SoftwareVersion";
+constexpr const char* MODE_PATH = "Device.DeviceInfo.DeviceMode";
+
+int remove_entry(const char* path, const struct stat*, int, FTW*) {
+    return remove(path);
+}
+
+bool make_state_dir(Device& device, std::string& error) {
+    std::string dir = device.server.options.state_dir;
+    if (dir.empty()) {
+        const char* tmp = getenv("TMPDIR");
+        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/obxd-XXXXXX";
+        if (!mkdtemp(pattern.data())) {
+            error = pattern + ": " + strerror(errno);
+            return false;
+        }
+        dir = pattern;
+        device.temporary = true;
+    }
+    char* real = nullptr;
+    if ((mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) || !(real = realpath(dir.c_str(), nullptr))) {
+        error = dir + ": " + strerror(errno);
+        return false;
+    }
+    device.state_dir = real;
+    free(real);
+    for (const char* sub : {"/restore", "/files", "/firmware"}) {
+        if (mkdir((device.state_dir + sub).c_str(), 0700) == 0 || errno == EEXIST) continue;
+        error = device.state_dir + sub + ": " + strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+std::string text_value(Store& store, const char* path) {
+    const char* text = json_string_value(store.value(path));
+    return text ? text : "";
+}
+
+void load_state(Device& device) {
+    JsonRef state(json_load_file((device.state_dir + "/state.json").c_str(), 0, nullptr));
+    const char* version = text_param(state, "SoftwareVersion");
+    const char* mode = text_param(state, "DeviceMode");
+    device.version = version ? version : text_value(*device.server.store, VERSION_PATH);
+    device.mode = mode ? mode : "";
+}
+
+void boot(Device& device) {
+    std::string path = config_path(device);
+    std::string error;
+    if (access(path.c_str(), F_OK) == 0 && !config_load(device, path, error)) {
+        fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
+        journal_add(device.server.journal, "saved configuration not usable: %s", error.c_str());
+    }
+    device.booted = now_ms();
+    device.rebooting = device.flashing = false;
+    device.progress = 0;
+    device.counter_base.clear();
+    device_apply(device);
+    journal_add(device.server.journal, "booted, firmware %s", device.version.c_str());
+}
+
+void come_back(Device& device) {
+    device.server.store->reset_defaults({});
+    boot(device);
+    server_come_up(device.server);
+}
+
+void go_down(Device& device, const char* cause) {
+    device_event(device, "Reboot", json_pack("{s:s}", "Cause", cause));
+    device.boots++;
+    device.flashing = false;
+    firmware_cancel(device);
+    server_go_down(device.server);
+    loop_after(device.server.loop, device.server.options.reboot_ms, [&device] { come_back(device); });
+}
+
+}  // namespace
+
+const char* text_param(const json_t* params, const char* name) {
+    return json_string_value(json_object_get(params, name));
+}
+
+bool device_start(Device& device, std::string& error) {
+    if (!make_state_dir(device, error)) return false;
+    load_state(device);
+    live_register(device);
+    boot(device);
+    return true;
+}
+
+void device_stop(Device& device) {
+    if (device.temporary) nftw(device.state_dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause) {
+    if (device.rebooting) return;
+    device.rebooting = true;
+    journal_add(device.server.journal, "rebooting: %s", cause);
+    loop_after(device.server.loop, delay_ms, [&device, cause] { go_down(device, cause); });
+}
+
+void device_apply(Device& device) {
+    Store& store = *device.server.store;
+    store.set_value(VERSION_PATH, json_string(device.version.c_str()));
+    if (!device.mode.empty()) store.set_value(MODE_PATH, json_string(device.mode.c_str()));
+    int status = device.flashing ? UPGRADE_WRITING : UPGRADE_IDLE;
+    store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
+    store.set_value("Device.DeviceInfo.UpgradeProgress", json_integer(device.progress));
+}
+
+bool device_save_state(Device& device) {
+    JsonRef state(json_pack("{s:s}", "SoftwareVersion", device.version.c_str()));
+    if (!device.mode.empty()) json_object_set_new(state, "DeviceMode", json_string(device.mode.c_str()));
+    CharsRef text(json_dumps(state, JSON_INDENT(2)));
+    return write_file(device.state_dir + "/state.json", text.get() ? text.get() : "{}");
+}
+
+std::string device_temp_file(Device& device) {
+    return device.state_dir + "/fetch-" + std::to_string(getpid()) + "-" + std::to_string(device.files++);
+}
+
+bool device_mode_allowed(Device& device, const std::string& mode) {
+    Caller daemon{"", "system", true};
+    JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", MODE_PATH, "Level", 0));
+    Answer answer = device.server.store->get_attributes(daemon, params);
+    const json_t* row = json_array_get(json_object_get(answer.result, "ParameterList"), 0);
+    const json_t* allowed = json_object_get(json_object_get(row, "Attributes"), "enum");
+    bool found = false;
+    size_t index = 0;
+    json_t* entry = nullptr;
+    json_array_foreach(allowed, index, entry) {
+        const char* text = json_string_value(entry);
+        if (text && mode == text) found = true;
+    }
+    answer_drop(answer);
+    return found;
+}
+
+void device_event(Device& device, const char* name, json_t* params) {
+    json_t* event = json_pack("{s:s}", "Event", name);
+    if (params) json_object_update(event, params);
+    json_decref(params);
+    server_emit(device.server, GROUP_DEVICE, event);
+}
+
+void device_reboot(Request& request) {
+    Device& device = *request.server.device;
+    const char* mode = text_param(request.params, "DeviceMode");
+    if (mode && !device_mode_allowed(device, mode))
+        return request.reply(
+            answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
+    if (device.flashing && !json_is_true(json_object_get(request.params, "Force")))
+        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    if (mode) {
+        device.mode = mode;
+        if (!device_save_state(device)) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+    }
+    request.reply(answer_result());
+    device_begin_reboot(device, ANSWER_MS, "Reboot requested");
+}
+
+}  // namespace obxd

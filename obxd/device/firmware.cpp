@@ -1,0 +1,195 @@
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include "answers.hpp"
+#include "device/image.hpp"
+#include "device/transfer.hpp"
+#include "ox_firmware.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr int STEPS = 50;
+constexpr int64_t SHOW_END_MS = 400;  // the end of flashing can be seen before the device goes down
+constexpr int64_t KEEP_MS = 15 * 60 * 1000;
+
+/// Values of "Status" in the answer of a firmware check.
+enum CheckStatus { FLASHING_BEGAN = 0, WAITS_FOR_ORDER = 1 };
+
+std::string new_transaction_id() {
+    unsigned char bytes[8] = {};
+    ssize_t got = getrandom(bytes, sizeof bytes, 0);
+    (void)got;
+    std::string text;
+    for (unsigned char byte : bytes) {
+        char pair[3];
+        snprintf(pair, sizeof pair, "%02x", byte);
+        text += pair;
+    }
+    return text;
+}
+
+void set_progress(Device& device, int status, int progress) {
+    device.progress = progress;
+    device.server.store->set_value("Device.DeviceInfo.UpgradeProgress", json_integer(progress));
+    device.server.store->set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
+}
+
+void fail(Device& device, const std::string& why) {
+    device.flashing = false;
+    set_progress(device, UPGRADE_FAILED, device.progress);
+    journal_add(device.server.journal, "flashing failed: %s", why.c_str());
+    device_event(device, "UpgradeFailed", json_pack("{s:s}", "Reason", why.c_str()));
+    firmware_cancel(device);
+}
+
+void finish(Device& device) {
+    std::string before = device.version;
+    device.version = device.transaction.version;
+    if (!device_save_state(device)) {
+        device.version = before;
+        return fail(device, strerror(errno));
+    }
+    device.flashing = false;
+    set_progress(device, UPGRADE_IDLE, 100);
+    journal_add(device.server.journal, "firmware %s flashed", device.version.c_str());
+    device_event(device, "UpgradeComplete",
+                 json_pack("{s:s, s:s}", "From", before.c_str(), "To", device.version.c_str()));
+    firmware_cancel(device);
+    device_begin_reboot(device, SHOW_END_MS, "Firmware upgrade");
+}
+
+void step(Device& device, uint64_t boots) {
+    if (boots != device.boots || !device.flashing) return;
+    int progress = device.progress + 100 / STEPS;
+    if (progress > 100) {
+        if (device.flash_checked) return finish(device);
+    } else {
+        set_progress(device, progress < 100 ? UPGRADE_WRITING : UPGRADE_VERIFYING, progress);
+    }
+    loop_after(device.server.loop, device.server.options.flash_ms / STEPS,
+               [&device, boots] { step(device, boots); });
+}
+
+// The image is read back while it is written: what was saved may have been changed or lost since.
+bool start_flashing(Device& device) {
+    auto error = std::make_shared<std::string>();
+    uint64_t boots = device.boots;
+    std::string file = device.transaction.file;
+    bool started = loop_start_job(
+        device.server.loop,
+        [file, error] {
+            Image image;
+            image_check(file, image, *error);
+        },
+        [&device, boots, error] {
+            if (boots != device.boots || !device.flashing) return;
+            device.flash_checked = error->empty();
+            if (!error->empty()) fail(device, *error);
+        });
+    if (!started) return false;
+    device.flashing = true;
+    device.flash_checked = false;
+    set_progress(device, UPGRADE_WRITING, 0);
+    journal_add(device.server.journal, "flashing %s", device.transaction.version.c_str());
+    device_event(device, "UpgradeStarted", json_pack("{s:s}", "To", device.transaction.version.c_str()));
+    step(device, boots);
+    return true;
+}
+
+void answer_check(Device& device, bool before_only, const Reply& reply) {
+    const Transaction& t = device.transaction;
+    bool same = ox_firmware_version_cmp(device.version.c_str(), t.version.c_str()) == 0;
+    // The client asks nobody whether to flash the running version again: it takes flashing for begun.
+    int status = same && !before_only ? FLASHING_BEGAN : WAITS_FOR_ORDER;
+    JsonRef result(json_pack("{s:i, s:s, s:s, s:s, s:s}", "Status", status, "CurrentVersion",
+                             device.version.c_str(), "NewVersion", t.version.c_str(), "SavedFirmware",
+                             t.file.c_str(), "TransactionID", t.id.c_str()));
+    if (status == FLASHING_BEGAN && !start_flashing(device))
+        return reply(answer_fault(FAULT_RESOURCES, "Too many jobs at once"));
+    reply(answer_result(result.release()));
+}
+
+void keep_image(Device& device, const Transaction& fresh, const std::string& file, bool before_only,
+                const Reply& reply) {
+    if (device.flashing) {
+        unlink(file.c_str());
+        return reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    }
+    firmware_cancel(device);
+    device.transaction = fresh;
+    device.transaction.id = new_transaction_id();
+    device.transaction.file = device.state_dir + "/firmware/" + device.transaction.id + ".img";
+    if (rename(file.c_str(), device.transaction.file.c_str()) != 0) {
+        Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
+        unlink(file.c_str());
+        device.transaction = Transaction();
+        return reply(fault);
+    }
+    loop_after(device.server.loop, KEEP_MS, [&device, id = device.transaction.id] {
+        if (device.transaction.id == id && !device.flashing) firmware_cancel(device);
+    });
+    answer_check(device, before_only, reply);
+}
+
+void check_image(Device& device, Request& request, bool before_only) {
+    auto fresh = std::make_shared<Transaction>();
+    const char* url = text_param(request.params, "URL");
+    const char* md5 = text_param(request.params, "MD5");
+    fresh->url = url ? url : "";
+    fresh->md5 = md5 ? md5 : "";
+    const Transaction& t = device.transaction;
+    // A file that is served once cannot be fetched again: the confirmation works with what the check saved.
+    if (!before_only && !t.id.empty() && t.url == fresh->url && t.md5 == fresh->md5)
+        return answer_check(device, false, request.reply);
+    start_fetch(device, request,
+                {[fresh](Fetch& fetch) {
+                     Image image;
+                     if (!image_check(fetch.file, image, fetch.detail)) fetch.code = FAULT_CORRUPTED;
+                     fresh->version = image.version;
+                 },
+                 [&device, fresh, before_only](const std::string& file, const Reply& reply) {
+                     keep_image(device, *fresh, file, before_only, reply);
+                 }});
+}
+
+void order_flashing(Device& device, Request& request) {
+    const char* url = text_param(request.params, "URL");
+    const char* md5 = text_param(request.params, "MD5");
+    if ("file://" + device.transaction.file != url)
+        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"URL\" is not the saved firmware"));
+    if (md5 && md5 != device.transaction.md5)
+        return request.reply(answer_fault(FAULT_CORRUPTED, "\"MD5\" is not the saved firmware's"));
+    if (!start_flashing(device)) return request.reply(answer_fault(FAULT_RESOURCES, "Too many jobs at once"));
+    request.reply(answer_result());
+}
+
+}  // namespace
+
+void firmware_cancel(Device& device) {
+    if (!device.transaction.file.empty()) unlink(device.transaction.file.c_str());
+    device.transaction = Transaction();
+}
+
+void firmware_download(Device& device, Request& request) {
+    const char* id = text_param(request.params, "TransactionID");
+    const char* url = text_param(request.params, "URL");
+    if (device.flashing || device.rebooting)
+        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    if (!id) {
+        bool before_only = json_is_true(json_object_get(request.params, "NeedPreUpdate"));
+        return check_image(device, request, before_only);
+    }
+    if (device.transaction.id != id || device.transaction.id.empty())
+        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "No such transaction"));
+    if (url) return order_flashing(device, request);
+    firmware_cancel(device);
+    journal_add(device.server.journal, "firmware transaction cancelled");
+    request.reply(answer_result());
+}
+
+}  // namespace obxd

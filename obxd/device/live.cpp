@@ -1,0 +1,220 @@
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/sysinfo.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "device/device.hpp"
+#include "net/server.hpp"
+
+namespace obxd {
+
+namespace {
+
+using Counters = std::array<uint64_t, 16>;
+
+constexpr int64_t COUNTERS_FRESH_MS = 50;  // one reading of the system's table serves a whole request
+
+/// Parameters of a Stats object and the columns of /proc/net/dev that are added up for them.
+constexpr struct {
+    const char* name;
+    int column;
+} COUNTER_COLUMNS[] = {
+    {"BytesReceived", 0},
+    {"PacketsReceived", 1},
+    {"ErrorsReceived", 2},
+    {"DiscardPacketsReceived", 3},
+    {"MulticastPacketsReceived", 7},
+    {"BytesSent", 8},
+    {"PacketsSent", 9},
+    {"ErrorsSent", 10},
+    {"DiscardPacketsSent", 11},
+};
+
+constexpr const char* COUNTED_OBJECTS[] = {
+    "Device.Ethernet.Interface",
+    "Device.Ethernet.Link",
+    "Device.WiFi.Radio",
+    "Device.WiFi.SSID",
+    "Device.IP.Interface",
+    "Device.PPP.Interface",
+    "Device.Bridging.Bridge.*.Port",
+};
+
+std::string read_proc(const char* path) {
+    char block[65536];
+    Fd fd(open(path, O_RDONLY | O_CLOEXEC));
+    std::string text;
+    ssize_t got = 0;
+    while (fd.get() >= 0 && (got = read(fd.get(), block, sizeof block)) > 0)
+        text.append(block, static_cast<size_t>(got));
+    return text;
+}
+
+std::map<std::string, Counters> parse_net_dev(const std::string& text) {
+    std::map<std::string, Counters> table;
+    for (size_t at = 0; at < text.size();) {
+        size_t end = text.find('\n', at);
+        if (end == std::string::npos) end = text.size();
+        std::string line = text.substr(at, end - at);
+        at = end + 1;
+        size_t colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        size_t start = line.find_first_not_of(' ');
+        Counters& counters = table[line.substr(start, colon - start)];
+        const char* rest = line.c_str() + colon + 1;
+        for (uint64_t& value : counters) {
+            char* next = nullptr;
+            value = strtoull(rest, &next, 10);
+            rest = next;
+        }
+    }
+    return table;
+}
+
+const std::map<std::string, Counters>& net_dev() {
+    static std::map<std::string, Counters> table;
+    static int64_t read_at = -COUNTERS_FRESH_MS;
+    if (now_ms() - read_at < COUNTERS_FRESH_MS) return table;
+    read_at = now_ms();
+    table = parse_net_dev(read_proc("/proc/net/dev"));
+    return table;
+}
+
+// The host's interface behind "Device.X.Interface.1.Stats[.BytesSent]"; null when the host has none so named.
+const Counters* host_counters(Store& store, const std::string& path, std::string& name) {
+    size_t stats = path.rfind(".Stats");
+    if (stats == std::string::npos) return nullptr;
+    const char* text = json_string_value(store.value(path.substr(0, stats) + ".Name"));
+    if (!text) return nullptr;
+    name = text;
+    auto found = net_dev().find(name);
+    return found == net_dev().end() ? nullptr : &found->second;
+}
+
+json_t* stored(Store& store, const std::string& path) {
+    json_t* value = store.value(path);
+    return value ? json_incref(value) : json_integer(0);
+}
+
+json_t* read_counter(Device& device, const std::string& path, size_t column) {
+    std::string name;
+    const Counters* now = host_counters(*device.server.store, path, name);
+    if (!now) return stored(*device.server.store, path);
+    auto base = device.counter_base.find(name);
+    uint64_t before = base == device.counter_base.end() ? 0 : base->second[column];
+    uint64_t value = (*now)[column];
+    return json_integer(static_cast<json_int_t>(value >= before ? value - before : value));
+}
+
+int64_t meminfo_kib(const char* field) {
+    std::string text = "\n" + read_proc("/proc/meminfo");
+    size_t at = text.find(std::string("\n") + field + ":");
+    return at == std::string::npos ? 0 : strtoll(text.c_str() + at + strlen(field) + 2, nullptr, 10);
+}
+
+// Use of the processors since the last reading, per cent.
+int cpu_usage() {
+    static uint64_t last_total = 0;
+    static uint64_t last_idle = 0;
+    static int last_usage = 0;
+    unsigned long long parts[8] = {};
+    std::string text = read_proc("/proc/stat");
+    sscanf(text.c_str(), "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &parts[0], &parts[1], &parts[2],
+           &parts[3], &parts[4], &parts[5], &parts[6], &parts[7]);
+    uint64_t total = 0;
+    for (unsigned long long part : parts) total += part;
+    uint64_t idle = parts[3] + parts[4];
+    if (total - last_total >= 10) {
+        last_usage = static_cast<int>(100 - 100 * (idle - last_idle) / (total - last_total));
+        last_total = total;
+        last_idle = idle;
+    }
+    return last_usage;
+}
+
+std::string iso_time(time_t when, long nanoseconds) {
+    tm parts;
+    gmtime_r(&when, &parts);
+    char text[64];
+    size_t used = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+    snprintf(text + used, sizeof text - used, ".%06ldZ", nanoseconds / 1000);
+    return text;
+}
+
+json_t* current_time() {
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    return json_string(iso_time(now.tv_sec, now.tv_nsec).c_str());
+}
+
+double load_average(int which) {
+    double loads[3] = {};
+    return getloadavg(loads, 3) > which ? static_cast<double>(static_cast<int>(loads[which] * 100)) / 100 : 0;
+}
+
+void register_host(Store& store) {
+    store.set_live("Device.DeviceInfo.MemoryStatus.Total",
+                   [](const std::string&) { return json_integer(meminfo_kib("MemTotal")); });
+    store.set_live("Device.DeviceInfo.MemoryStatus.Free",
+                   [](const std::string&) { return json_integer(meminfo_kib("MemAvailable")); });
+    store.set_live("Device.DeviceInfo.ProcessStatus.CPUUsage",
+                   [](const std::string&) { return json_integer(cpu_usage()); });
+    store.set_live("Device.Time.CurrentLocalTime", [](const std::string&) { return current_time(); });
+    const char* loads[] = {"Load1", "Load5", "Load15"};
+    for (int i = 0; i < 3; i++) {
+        store.set_live(std::string("Device.DeviceInfo.ProcessStatus.") + loads[i],
+                       [i](const std::string&) { return json_real(load_average(i)); });
+    }
+}
+
+void register_caller(Server& server) {
+    server.store->set_live("Device.Users.CurrentUser", [&server](const std::string&) {
+        return json_string(server.acting ? server.acting->user.c_str() : "");
+    });
+    server.store->set_live("Device.Users.SystemAccess", [&server](const std::string&) {
+        return json_boolean(server.acting && server.acting->system_access);
+    });
+}
+
+}  // namespace
+
+void live_register(Device& device) {
+    Store& store = *device.server.store;
+    register_host(store);
+    register_caller(device.server);
+    store.set_live("Device.DeviceInfo.UpTime",
+                   [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
+    for (const char* object : COUNTED_OBJECTS) {
+        for (const auto& row : COUNTER_COLUMNS) {
+            store.set_live(std::string(object) + ".*.Stats." + row.name,
+                           [&device, column = row.column](const std::string& path) {
+                               return read_counter(device, path, static_cast<size_t>(column));
+                           });
+        }
+    }
+}
+
+void live_reset_counters(Device& device, const std::string& stats) {
+    Store& store = *device.server.store;
+    std::string name;
+    const Counters* now = host_counters(store, stats, name);
+    if (now) device.counter_base[name] = *now;
+    // What the host does not count stands in the store.
+    JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", (stats + ".").c_str(), "Level", 1));
+    Answer answer = store.get_attributes(Caller{"", "system", true}, params);
+    const json_t* list = json_object_get(answer.result, "ParameterList");
+    size_t index = 0;
+    json_t* row = nullptr;
+    json_array_foreach(list, index, row) {
+        const char* path = text_param(row, "Name");
+        const json_t* value = path ? store.value(path) : nullptr;
+        if (json_is_integer(value)) store.set_value(path, json_integer(0));
+    }
+    json_decref(answer.result);
+    json_decref(answer.data);
+}
+
+}  // namespace obxd

@@ -1,0 +1,97 @@
+#include "device/methods.hpp"
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "answers.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr int64_t TICK_MS = 1000;
+
+// Tells how far the timer is, until it is through.
+void tick(const CallPtr& call, int64_t done_ms, int64_t total_ms) {
+    if (call->boots != call->device.boots) return;
+    if (done_ms >= total_ms) return call_finish(call, json_pack("{s:s}", "Status", "Complete"));
+    device_event(call->device, "OperationProgress",
+                 json_pack("{s:s, s:I}", "Path", call->path.c_str(), "Percent",
+                           static_cast<json_int_t>(100 * done_ms / total_ms)));
+    int64_t next = std::min(TICK_MS, total_ms - done_ms);
+    loop_after(call->device.server.loop, next,
+               [call, done_ms, next, total_ms] { tick(call, done_ms + next, total_ms); });
+}
+
+void set_debug(const CallPtr& call, const std::string& mode) {
+    call->device.server.store->set_value("Device.System.DebugMode", json_string(mode.c_str()));
+    journal_add(call->device.server.journal, "debug mode %s by %s", mode.c_str(), call->caller.user.c_str());
+    device_event(call->device, "DebugMode", json_pack("{s:s}", "Mode", mode.c_str()));
+    call_finish(call, json_object());
+}
+
+}  // namespace
+
+void method_schedule_timer(const CallPtr& call) {
+    int64_t seconds = call_number(call, "DelaySeconds", 0);
+    if (seconds < 1 || seconds > 86400)
+        return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"DelaySeconds\" must be 1 to 86400");
+    tick(call, 0, seconds * 1000);
+}
+
+void method_reset_counters(const CallPtr& call) {
+    live_reset_counters(call->device, call->path.substr(0, call->path.rfind('.')));
+    call_finish(call, json_object());
+}
+
+void method_reboot(const CallPtr& call) {
+    if (call->device.flashing) return call_fail(call, FAULT_REQUEST_DENIED, "Firmware is being flashed");
+    call_finish(call, json_object());
+    device_begin_reboot(call->device, 50, "Reboot method");
+}
+
+void method_debug(const CallPtr& call) {
+    const Users& users = call->device.server.users;
+    const User* user = users_find(users, call->caller.user);
+    if (!user) return call_fail(call, FAULT_REQUEST_DENIED, "Guests cannot change the debug mode");
+    std::string mode = call_text(call, "Mode", "");
+    if (mode != "Disabled" && mode != "Temporary" && mode != "Permanent")
+        return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"Mode\" must be Disabled, Temporary or Permanent");
+    const char* password = call_text(call, "UserPassword", nullptr);
+    if (mode == "Disabled") return set_debug(call, mode);
+    if (!password) return call_fail(call, FAULT_REQUEST_DENIED, "The current user's password is needed");
+    auto matches = std::make_shared<bool>(false);
+    call_job(
+        call,
+        [matches, hash = user->password, given = std::string(password)] {
+            *matches = password_matches(hash, given);
+        },
+        [call, matches, mode] {
+            if (!*matches) return call_fail(call, FAULT_REQUEST_DENIED, "Wrong password");
+            set_debug(call, mode);
+        });
+}
+
+void method_check_credentials(const CallPtr& call) {
+    const char* name = call_text(call, "Username", nullptr);
+    const char* password = call_text(call, "Password", nullptr);
+    if (!name || !password) return call_finish(call, json_pack("{s:s}", "Status", "Credentials_Missing"));
+    const User* user = users_find(call->device.server.users, name);
+    if (!user || user->password.empty())
+        return call_finish(call,
+                           json_pack("{s:s}", "Status", "Credentials_Bad_Requested_Username_Not_Supported"));
+    auto matches = std::make_shared<bool>(false);
+    call_job(
+        call,
+        [matches, hash = user->password, given = std::string(password)] {
+            *matches = password_matches(hash, given);
+        },
+        [call, matches] {
+            const char* status =
+                *matches ? "Credentials_Good" : "Credentials_Bad_Requested_Password_Incorrect";
+            call_finish(call, json_pack("{s:s}", "Status", status));
+        });
+}
+
+}  // namespace obxd

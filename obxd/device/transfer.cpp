@@ -1,0 +1,164 @@
+#include "device/transfer.hpp"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "answers.hpp"
+#include "device/device.hpp"
+#include "device/fetch.hpp"
+#include "net/server.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr std::string_view FILE_SCHEME = "file://";
+
+bool file_name_ok(const std::string& name) {
+    return !name.empty() && name.size() < 256 && name != "." && name != ".." &&
+           name.find('/') == std::string::npos;
+}
+
+std::string last_component(const std::string& url) {
+    size_t start = url.find("://");
+    std::string rest = start == std::string::npos ? url : url.substr(start + 3);
+    size_t slash = rest.rfind('/');
+    return slash == std::string::npos ? "" : rest.substr(slash + 1);
+}
+
+void install_config(Device& device, const std::string& file, const Reply& reply) {
+    std::string error;
+    bool loaded = config_load(device, file, error);
+    unlink(file.c_str());
+    if (!loaded) return reply(answer_fault(FAULT_CORRUPTED, error));
+    device_apply(device);
+    journal_add(device.server.journal, "configuration downloaded");
+    device_event(device, "ConfigLoaded", nullptr);
+    reply(answer_result());
+}
+
+void install_file(Device& device, const std::string& file, const std::string& name, const Reply& reply) {
+    if (rename(file.c_str(), (device.state_dir + "/files/" + name).c_str()) != 0) {
+        Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
+        unlink(file.c_str());
+        return reply(fault);
+    }
+    journal_add(device.server.journal, "file %s downloaded", name.c_str());
+    device_event(device, "FileDownloaded", json_pack("{s:s}", "Name", name.c_str()));
+    reply(answer_result());
+}
+
+std::string build_config_text(const Device& device) {
+    return std::string("PROGRAM=obxd\nPROGRAM_VERSION=" OBX_VERSION "\nFIRMWARE=") + device.version +
+           "\nMODEL=" + device.server.options.model + "\n";
+}
+
+// The file that an Upload's URL names: a fault code when it names none.
+int upload_path(const json_t* params, const char* default_name, std::string& path, std::string& detail) {
+    const char* url = text_param(params, "URL");
+    if (!url) {
+        detail = "\"URL\" is missing";
+        return FAULT_INVALID_ARGUMENTS;
+    }
+    int code = fetch_check_url(url, detail);
+    if (code != 0) return code;
+    if (strncasecmp(url, FILE_SCHEME.data(), FILE_SCHEME.size()) != 0) {
+        detail = "Only file URLs can be written to";
+        return FAULT_PROTOCOL;
+    }
+    path = url + FILE_SCHEME.size();
+    struct stat status;
+    bool there = stat(path.c_str(), &status) == 0;
+    const char* name = text_param(params, "TargetFileName");
+    if (there && S_ISDIR(status.st_mode)) {
+        std::string file = name ? name : default_name;
+        if (file_name_ok(file)) {
+            path += "/" + file;
+            return 0;
+        }
+        detail = "\"TargetFileName\" is no file name";
+        return FAULT_INVALID_ARGUMENTS;
+    }
+    if (!there || S_ISREG(status.st_mode)) return 0;
+    detail = "No regular file";
+    return FAULT_UPLOAD;
+}
+
+}  // namespace
+
+void start_fetch(Device& device, const Request& request, FetchDone done) {
+    auto fetch = std::make_shared<Fetch>();
+    Reply reply = request.reply;
+    const char* url = text_param(request.params, "URL");
+    const char* md5 = text_param(request.params, "MD5");
+    const json_t* size = json_object_get(request.params, "FileSize");
+    if (!url) return reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"URL\" is missing"));
+    int code = fetch_check_url(url, fetch->detail);
+    if (code != 0) return reply(answer_fault(code, fetch->detail));
+    fetch->url = url;
+    fetch->md5 = md5 ? md5 : "";
+    fetch->expected_size = json_is_integer(size) ? json_integer_value(size) : -1;
+    fetch->file = device_temp_file(device);
+    uint64_t boots = device.boots;
+    bool started = loop_start_job(
+        device.server.loop,
+        [fetch, check = done.on_thread] {
+            fetch_run(*fetch);
+            if (fetch->code == 0 && check) check(*fetch);
+        },
+        [&device, boots, fetch, reply, finish = done.on_loop] {
+            if (fetch->code == 0 && boots == device.boots) return finish(fetch->file, reply);
+            unlink(fetch->file.c_str());
+            reply(answer_fault(fetch->code, fetch->detail));
+        });
+    if (!started) reply(answer_fault(FAULT_RESOURCES, "Too many transfers at once"));
+}
+
+void device_download(Request& request) {
+    Device& device = *request.server.device;
+    const char* type = text_param(request.params, "FileType");
+    if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, request);
+    if (type && strcmp(type, "Config") == 0) {
+        return start_fetch(device, request, {nullptr, [&device](const std::string& file, const Reply& reply) {
+                                                 install_config(device, file, reply);
+                                             }});
+    }
+    if (!type || strcmp(type, "File") != 0)
+        return request.reply(
+            answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Firmware, Config or File"));
+    const char* url = text_param(request.params, "URL");
+    const char* target = text_param(request.params, "TargetFileName");
+    std::string name = target ? target : url ? last_component(url) : "";
+    if (name.empty() && !target) name = "download";
+    if (!file_name_ok(name))
+        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"TargetFileName\" is no file name"));
+    start_fetch(device, request, {nullptr, [&device, name](const std::string& file, const Reply& reply) {
+                                      install_file(device, file, name, reply);
+                                  }});
+}
+
+void device_upload(Request& request) {
+    Device& device = *request.server.device;
+    const char* type = text_param(request.params, "FileType");
+    std::string kind = type ? type : "";
+    std::string path;
+    std::string detail;
+    const char* name = kind == "Config" ? "config.json" : kind == "Log" ? "log.txt" : "buildconfig.txt";
+    if (kind != "Config" && kind != "BuildConfig" && kind != "Log")
+        return request.reply(
+            answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Config, BuildConfig or Log"));
+    int code = upload_path(request.params, name, path, detail);
+    if (code != 0) return request.reply(answer_fault(code, detail));
+    std::string text = kind == "Config" ? config_text(device)
+                       : kind == "Log"  ? journal_text(device.server.journal)
+                                        : build_config_text(device);
+    if (!write_file(path, text)) return request.reply(answer_fault(FAULT_UPLOAD, strerror(errno)));
+    journal_add(device.server.journal, "%s uploaded", kind.c_str());
+    request.reply(answer_result());
+}
+
+}  // namespace obxd

@@ -1,0 +1,112 @@
+#include "net/connection.hpp"
+
+#include <errno.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "net/loop.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr size_t READ_SIZE = 64 * 1024;
+constexpr size_t KEEP_CAPACITY = 1024 * 1024;
+constexpr size_t MAX_GROUPS = 4096;
+constexpr unsigned char TLS_HANDSHAKE_BYTE = 0x16;
+
+ssize_t receive(Connection& c, char* data, size_t size) {
+    return c.tls ? tls_read(*c.tls, data, size) : recv(c.fd, data, size, MSG_DONTWAIT);
+}
+
+// Gives back the room of bytes that are gone, once it pays. Always true.
+bool drop_sent(Connection& c) {
+    if (c.sent < KEEP_CAPACITY || c.sent < c.out.size() / 2) return true;
+    c.out.erase(0, c.sent);
+    c.sent = 0;
+    return true;
+}
+
+bool start_tls(Connection& c, TlsServer* server) {
+    c.tls = tls_link_new(*server, c.fd);
+    c.phase = Connection::HANDSHAKE;
+    c.progress = now_ms();
+    return c.tls != nullptr;
+}
+
+bool sniff(Connection& c, TlsServer* server) {
+    unsigned char first = 0;
+    ssize_t got = recv(c.fd, &first, 1, MSG_PEEK | MSG_DONTWAIT);
+    if (got == 0) return false;
+    if (got < 0) return errno == EAGAIN || errno == EINTR;
+    if (first == TLS_HANDSHAKE_BYTE && server) return start_tls(c, server);
+    if (c.must_use_tls) return false;
+    c.phase = Connection::OPEN;
+    return true;
+}
+
+}  // namespace
+
+Connection::~Connection() {
+    if (fd >= 0) close(fd);
+}
+
+bool connection_flush(Connection& c) {
+    while (connection_pending(c) > 0) {
+        const char* data = c.out.data() + c.sent;
+        ssize_t sent = c.tls ? tls_write(*c.tls, data, connection_pending(c))
+                             : send(c.fd, data, connection_pending(c), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0) return errno == EAGAIN && drop_sent(c);
+        c.sent += static_cast<size_t>(sent);
+        c.progress = now_ms();
+    }
+    c.out.clear();
+    if (c.out.capacity() > KEEP_CAPACITY) c.out.shrink_to_fit();
+    c.sent = c.event_bytes = 0;
+    return true;
+}
+
+bool connection_read(Connection& c) {
+    static char buffer[READ_SIZE];
+    ssize_t got = receive(c, buffer, sizeof buffer);
+    if (got < 0) {
+        c.drained = true;
+        return errno == EAGAIN || errno == EINTR;
+    }
+    c.eof = got == 0;
+    // Records that TLS holds already are not seen by epoll: only an empty socket tells that all was read.
+    c.drained = c.eof || (!c.tls && static_cast<size_t>(got) < sizeof buffer);
+    if (c.phase == Connection::OPEN) input_append(c.in, buffer, static_cast<size_t>(got));
+    return true;
+}
+
+bool connection_open(Connection& c, TlsServer* server) {
+    if (c.phase == Connection::SNIFF && !sniff(c, server)) return false;
+    if (c.phase != Connection::HANDSHAKE) return true;
+    TlsStep step = tls_handshake(*c.tls);
+    if (step == TlsStep::DONE) c.phase = Connection::OPEN;
+    c.handshake_writes = step == TlsStep::WANT_WRITE;
+    return step != TlsStep::FAILED;
+}
+
+bool connection_in_group(const Connection& c, uint32_t group) {
+    return std::binary_search(c.groups.begin(), c.groups.end(), group);
+}
+
+bool connection_join(Connection& c, uint32_t group) {
+    auto place = std::lower_bound(c.groups.begin(), c.groups.end(), group);
+    if (place != c.groups.end() && *place == group) return true;
+    if (c.groups.size() >= MAX_GROUPS) return false;
+    c.groups.insert(place, group);
+    return true;
+}
+
+void connection_leave(Connection& c, uint32_t group) {
+    auto place = std::lower_bound(c.groups.begin(), c.groups.end(), group);
+    if (place != c.groups.end() && *place == group) c.groups.erase(place);
+}
+
+}  // namespace obxd

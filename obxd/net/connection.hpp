@@ -1,0 +1,73 @@
+// One client: its bytes, its identity, its groups.
+#pragma once
+
+#include <jansson.h>
+#include <stdint.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "net/framing.hpp"
+#include "net/tls.hpp"
+#include "users/users.hpp"
+
+namespace obxd {
+
+struct Connection {
+    enum Phase {
+        SNIFF,      ///< the first byte will tell whether the client speaks TLS
+        HANDSHAKE,  ///< TLS is being set up
+        OPEN,       ///< messages flow
+        LINGER,  ///< all was said; what still comes is thrown away so that the peer can read the last words
+        DEAD,    ///< closed, and about to be forgotten
+    };
+
+    uint64_t id = 0;  ///< also its tag in the loop
+    int fd = -1;
+    Phase phase = OPEN;
+    Peer peer;
+    TlsLinkPtr tls;
+    bool must_use_tls = false;
+
+    Input in;
+    bool eof = false;      ///< nothing more comes
+    bool drained = false;  ///< the last read emptied the socket
+    bool closing = false;  ///< close when the output is out
+    bool busy = false;     ///< a request waits for its answer; later ones wait for that
+    bool queued = false;   ///< stands in the server's list of connections to serve
+    uint32_t watched = 0;  ///< epoll events asked for; 0 while the loop does not watch it
+
+    std::string out;
+    size_t sent = 0;         ///< bytes of `out` that are gone
+    size_t event_bytes = 0;  ///< bytes of events queued since the output was last empty
+    int64_t progress = 0;    ///< when output last moved, or when the phase began (ms)
+    bool handshake_writes = false;
+
+    Caller caller;
+    int failed_logins = 0;
+    std::vector<uint32_t> groups;  ///< sorted
+
+    Connection() = default;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection();
+};
+
+inline size_t connection_pending(const Connection& c) {
+    return c.out.size() - c.sent;
+}
+
+/// Sends what the socket takes. False when the peer is gone.
+bool connection_flush(Connection& c);
+/// Reads once into the input. False when the stream broke; at its end `eof` is set.
+bool connection_read(Connection& c);
+/// Takes the phases before OPEN as far as possible; `server` may be null (no certificate). False: close it.
+bool connection_open(Connection& c, TlsServer* server);
+
+bool connection_in_group(const Connection& c, uint32_t group);
+/// False when it is in too many groups.
+bool connection_join(Connection& c, uint32_t group);
+void connection_leave(Connection& c, uint32_t group);
+
+}  // namespace obxd

@@ -1,0 +1,298 @@
+#include "net/server.hpp"
+
+#include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include "net/listener.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr uint64_t TAG_LOCAL = 2;
+constexpr uint64_t TAG_TCP = 3;
+constexpr size_t MAX_CONNECTIONS = 256;
+constexpr int MESSAGES_PER_TURN = 16;
+constexpr int READS_PER_TURN = 16;
+constexpr size_t HIGH_WATER = 256 * 1024;  // no more requests are taken from who has so much to read
+constexpr size_t MAX_EVENT_BYTES = 8 * 1024 * 1024;
+constexpr int64_t HANDSHAKE_MS = 10000;
+constexpr int64_t STALL_MS = 60000;
+constexpr int64_t LINGER_MS = 1000;
+constexpr int64_t SWEEP_MS = 500;
+constexpr int64_t RETRY_MS = 200;
+
+bool may_read(const Connection& c) {
+    return !c.eof &&
+           (c.phase == Connection::LINGER || (!c.busy && !c.closing && connection_pending(c) < HIGH_WATER));
+}
+
+// Asks the loop for what the connection waits for now.
+void watch(Server& server, Connection& c) {
+    uint32_t events = 0;
+    if (c.phase == Connection::SNIFF || c.phase == Connection::HANDSHAKE) {
+        events = c.handshake_writes ? EPOLLOUT : EPOLLIN;
+    } else {
+        if (may_read(c)) events |= EPOLLIN;
+        if (connection_pending(c) > 0) events |= EPOLLOUT;
+    }
+    if (events == c.watched) return;
+    // A connection with nothing to wait for is not watched at all: its hang-up would be reported for ever.
+    if (events == 0)
+        loop_unwatch(server.loop, c.fd);
+    else if (c.watched == 0)
+        loop_watch(server.loop, c.fd, c.id, events);
+    else
+        loop_change(server.loop, c.fd, c.id, events);
+    c.watched = events;
+}
+
+void start_linger(Connection& c) {
+    if (c.tls) tls_close(*c.tls);
+    shutdown(c.fd, SHUT_WR);
+    c.phase = Connection::LINGER;
+    c.progress = now_ms();
+    c.drained = false;
+    c.in = Input();
+}
+
+// Takes messages while it is this connection's turn. True when there may be more to do at once.
+bool take_messages(Server& server, Connection& c) {
+    int messages = MESSAGES_PER_TURN;
+    int reads = READS_PER_TURN;
+    while (c.phase == Connection::OPEN && !c.busy && !c.closing && connection_pending(c) < HIGH_WATER) {
+        if (messages == 0 || reads == 0) return true;
+        std::string_view text;
+        Frame frame = input_next(c.in, text);
+        if (frame == Frame::MESSAGE) {
+            messages--;
+            dispatch(server, c, text);
+        } else if (frame == Frame::NO_OBJECT) {
+            refuse_stream(server, c, -32700, "A message must be a JSON object");
+        } else if (frame == Frame::TOO_LONG) {
+            refuse_stream(server, c, -32700, "The message is longer than 64 MiB");
+        } else {
+            if (c.eof) c.closing = true;
+            if (c.eof || c.drained) return false;
+            reads--;
+            if (!connection_read(c)) server_close(server, c);
+        }
+    }
+    return false;
+}
+
+void discard_input(Server& server, Connection& c) {
+    for (int i = 0; i < READS_PER_TURN && !c.drained && !c.eof; i++) {
+        if (!connection_read(c)) return server_close(server, c);
+    }
+    if (c.eof) server_close(server, c);
+}
+
+// One turn of a connection.
+void serve(Server& server, Connection& c) {
+    c.queued = false;
+    if (c.phase == Connection::DEAD) return;
+    if (!connection_open(c, server.tls.get()) || (c.phase == Connection::OPEN && !connection_flush(c)))
+        return server_close(server, c);
+    if (c.phase == Connection::LINGER) {
+        discard_input(server, c);
+        if (c.phase != Connection::DEAD) watch(server, c);
+        return;
+    }
+    bool more = take_messages(server, c);
+    if (c.phase == Connection::DEAD) return;
+    bool blocked = connection_pending(c) >= HIGH_WATER;
+    if (c.phase == Connection::OPEN && !connection_flush(c)) return server_close(server, c);
+    if (c.closing && !c.busy && connection_pending(c) == 0) {
+        if (c.eof) return server_close(server, c);
+        start_linger(c);
+    }
+    watch(server, c);
+    // Where output that was in the way is gone, messages that are here already go on without a new event.
+    if (more || (blocked && connection_pending(c) < HIGH_WATER)) server_wake(server, c);
+}
+
+void set_up(Server& server, Connection& c, bool local) {
+    c.id = server.next_connection++;
+    c.peer.local = local;
+    c.progress = now_ms();
+    if (local) {
+        ucred owner{};
+        socklen_t size = sizeof owner;
+        c.peer.local = getsockopt(c.fd, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0;
+        c.peer.uid = owner.uid;
+    } else {
+        int one = 1;
+        setsockopt(c.fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        setsockopt(c.fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+    }
+    if (!server.tls) return;
+    c.phase = Connection::SNIFF;
+    c.must_use_tls = !local;
+}
+
+void accept_clients(Server& server, int listener, bool local) {
+    for (int i = 0; i < 16; i++) {
+        int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd < 0) return;
+        auto c = std::make_unique<Connection>();
+        c->fd = fd;
+        if (server.connections.size() >= MAX_CONNECTIONS) continue;
+        set_up(server, *c, local);
+        watch(server, *c);
+        server.connections.emplace(c->id, std::move(c));
+    }
+}
+
+void on_event(Server& server, uint64_t tag, uint32_t events) {
+    if (tag == TAG_LOCAL) return accept_clients(server, server.local_listener.get(), true);
+    if (tag == TAG_TCP) return accept_clients(server, server.tcp_listener.get(), false);
+    auto found = server.connections.find(tag);
+    if (found == server.connections.end()) return;
+    Connection& c = *found->second;
+    if (events & (EPOLLIN | EPOLLHUP | EPOLLERR)) c.drained = false;
+    bool gone = events & (EPOLLHUP | EPOLLERR);
+    if (gone && c.busy) {
+        // Its answer comes to nothing, but the request goes on to its end.
+        loop_unwatch(server.loop, c.fd);
+        c.watched = 0;
+        return;
+    }
+    serve(server, c);
+}
+
+bool on_turn(Server& server) {
+    std::vector<uint64_t> round;
+    round.swap(server.to_serve);
+    for (uint64_t id : round) {
+        auto found = server.connections.find(id);
+        if (found != server.connections.end()) serve(server, *found->second);
+    }
+    for (uint64_t id : server.to_forget) server.connections.erase(id);
+    server.to_forget.clear();
+    return !server.to_serve.empty();
+}
+
+// Drops who takes too long: a handshake, or reading what was sent to it.
+void sweep(Server& server) {
+    int64_t now = now_ms();
+    for (auto& entry : server.connections) {
+        Connection& c = *entry.second;
+        int64_t idle = now - c.progress;
+        bool unread = c.phase == Connection::OPEN && connection_pending(c) > 0;
+        bool early = c.phase == Connection::HANDSHAKE || (c.phase == Connection::SNIFF && c.must_use_tls);
+        if ((early && idle > HANDSHAKE_MS) || (unread && idle > STALL_MS) ||
+            (c.phase == Connection::LINGER && idle > LINGER_MS))
+            server_close(server, c);
+    }
+    loop_after(server.loop, SWEEP_MS, [&server] { sweep(server); });
+}
+
+}  // namespace
+
+bool server_open(Server& server, std::string& error) {
+    if (server.options.listen_port >= 0 && server.tcp_listener.get() < 0) {
+        server.tcp_listener = listen_tcp(server.options.listen_host, server.options.listen_port, error);
+        if (server.tcp_listener.get() < 0) return false;
+        loop_watch(server.loop, server.tcp_listener.get(), TAG_TCP, EPOLLIN);
+    }
+    if (server.local_listener.get() >= 0) return true;
+    server.local_listener = listen_local(server.options.socket, error);
+    if (server.local_listener.get() < 0) return false;
+    loop_watch(server.loop, server.local_listener.get(), TAG_LOCAL, EPOLLIN);
+    return true;
+}
+
+std::string server_ready_text(const Server& server) {
+    std::string text = "obxd " OBX_VERSION " ready on " + server.options.socket;
+    if (server.options.listen_port < 0) return text;
+    const std::string& host = server.options.listen_host;
+    bool brackets = host.find(':') != std::string::npos;
+    text += ", " + (host.empty() ? "*" : brackets ? "[" + host + "]" : host);
+    text += ":" + std::to_string(server.options.listen_port);
+    return server.tls ? text + " (tls)" : text;
+}
+
+void server_run(Server& server) {
+    sweep(server);
+    loop_run(
+        server.loop, [&server](uint64_t tag, uint32_t events) { on_event(server, tag, events); },
+        [&server] { return on_turn(server); });
+    server_go_down(server);
+}
+
+void server_go_down(Server& server) {
+    for (auto& entry : server.connections) {
+        if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
+        server_close(server, *entry.second);
+    }
+    if (server.local_listener.get() >= 0) unlink(server.options.socket.c_str());
+    server.local_listener.reset();
+    server.tcp_listener.reset();
+}
+
+void server_come_up(Server& server) {
+    std::string error;
+    if (server_open(server, error)) return;
+    loop_after(server.loop, RETRY_MS, [&server] { server_come_up(server); });
+}
+
+void server_wake(Server& server, Connection& c) {
+    if (c.queued || c.phase == Connection::DEAD) return;
+    c.queued = true;
+    server.to_serve.push_back(c.id);
+}
+
+void server_close(Server& server, Connection& c) {
+    if (c.phase == Connection::DEAD) return;
+    if (c.watched) loop_unwatch(server.loop, c.fd);
+    if (c.tls && c.phase == Connection::OPEN) tls_close(*c.tls);
+    close(c.fd);
+    c.fd = -1;
+    c.watched = 0;
+    c.phase = Connection::DEAD;
+    server.to_forget.push_back(c.id);
+}
+
+namespace {
+
+std::string event_text(uint32_t group, json_t* params) {
+    JsonRef event(json_pack("{s:s, s:s, s:I}", "jsonrpc", "2.0", "method", "Event", "group",
+                            static_cast<json_int_t>(group)));
+    if (params) json_object_set(event, "params", params);
+    CharsRef dump(json_dumps(event, JSON_COMPACT | JSON_REAL_PRECISION(15)));
+    return dump.get() ? std::string(dump.get()) + "\n" : "";
+}
+
+// Who does not read its events is dropped once too many wait for it.
+void queue_event(Server& server, Connection& c, const std::string& text) {
+    c.event_bytes += text.size();
+    if (c.event_bytes > MAX_EVENT_BYTES) return server_close(server, c);
+    if (connection_pending(c) == 0) c.progress = now_ms();
+    c.out += text;
+    server_wake(server, c);
+}
+
+}  // namespace
+
+void server_emit(Server& server, uint32_t group, json_t* params, uint64_t except) {
+    JsonRef owned(params);
+    std::string text;
+    for (auto& entry : server.connections) {
+        Connection& c = *entry.second;
+        if (c.id == except || c.phase != Connection::OPEN || !connection_in_group(c, group)) continue;
+        if (text.empty()) text = event_text(group, params);
+        queue_event(server, c, text);
+    }
+}
+
+void server_send_event(Server& server, Connection& c, uint32_t group, json_t* params) {
+    JsonRef owned(params);
+    queue_event(server, c, event_text(group, params));
+}
+
+}  // namespace obxd

@@ -1,0 +1,182 @@
+#include "options.hpp"
+
+#include <getopt.h>
+#include <stdlib.h>
+
+namespace obxd {
+
+namespace {
+
+enum { OPT_HASH_PASSWORD = 256, OPT_HASH_TOKEN, OPT_MAKE_IMAGE, OPT_REBOOT_MS, OPT_FLASH_MS };
+
+const option LONG_OPTIONS[] = {
+    {"socket", required_argument, nullptr, 's'},
+    {"listen", required_argument, nullptr, 'l'},
+    {"tls-cert", required_argument, nullptr, 'c'},
+    {"tls-key", required_argument, nullptr, 'k'},
+    {"model", required_argument, nullptr, 'm'},
+    {"state", required_argument, nullptr, 'd'},
+    {"users", required_argument, nullptr, 'u'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {"hash-password", no_argument, nullptr, OPT_HASH_PASSWORD},
+    {"hash-token", no_argument, nullptr, OPT_HASH_TOKEN},
+    {"make-image", no_argument, nullptr, OPT_MAKE_IMAGE},
+    {"reboot-ms", required_argument, nullptr, OPT_REBOOT_MS},
+    {"flash-ms", required_argument, nullptr, OPT_FLASH_MS},
+    {},
+};
+
+bool read_ms(const char* text, int& value) {
+    char* end = nullptr;
+    long number = strtol(text, &end, 10);
+    if (end == text || *end || number < 0 || number > 600000) return false;
+    value = static_cast<int>(number);
+    return true;
+}
+
+std::string option_name(int code) {
+    for (const option& row : LONG_OPTIONS) {
+        if (row.name && row.val == code) return std::string("--") + row.name;
+    }
+    return "option";
+}
+
+bool take_option(int code, Options& options, std::string& error) {
+    switch (code) {
+        case 's':
+            options.socket = optarg;
+            break;
+        case 'c':
+            options.tls_cert = optarg;
+            break;
+        case 'k':
+            options.tls_key = optarg;
+            break;
+        case 'm':
+            options.model = optarg;
+            break;
+        case 'd':
+            options.state_dir = optarg;
+            break;
+        case 'u':
+            options.users = optarg;
+            break;
+        case 'h':
+            options.action = Options::HELP;
+            break;
+        case 'V':
+            options.action = Options::VERSION;
+            break;
+        case OPT_HASH_PASSWORD:
+            options.action = Options::HASH_PASSWORD;
+            break;
+        case OPT_HASH_TOKEN:
+            options.action = Options::HASH_TOKEN;
+            break;
+        case OPT_MAKE_IMAGE:
+            options.action = Options::MAKE_IMAGE;
+            break;
+        case 'l':
+            if (split_host_port(optarg, options.listen_host, options.listen_port)) break;
+            error = "--listen: \"" + std::string(optarg) + "\" is no HOST:PORT";
+            return false;
+        case OPT_REBOOT_MS:
+        case OPT_FLASH_MS:
+            if (read_ms(optarg, code == OPT_REBOOT_MS ? options.reboot_ms : options.flash_ms)) break;
+            error = option_name(code) + ": \"" + optarg + "\" is no number of milliseconds up to 600000";
+            return false;
+        default:
+            return false;
+    }
+    return true;
+}
+
+bool check(int argc, char* const* argv, Options& options, std::string& error) {
+    if (options.action == Options::MAKE_IMAGE) {
+        if (argc - optind != 3) {
+            error = "--make-image needs VERSION, PAYLOAD and OUT";
+            return false;
+        }
+        options.image_version = argv[optind];
+        options.image_payload = argv[optind + 1];
+        options.image_file = argv[optind + 2];
+        return true;
+    }
+    if (optind < argc) {
+        error = "unexpected argument \"" + std::string(argv[optind]) + "\"";
+        return false;
+    }
+    if (options.tls_cert.empty() != options.tls_key.empty()) {
+        error = "--tls-cert and --tls-key go together";
+        return false;
+    }
+    if (options.socket.empty()) {
+        error = "--socket needs a path";
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool options_parse(int argc, char* const* argv, Options& options, std::string& error) {
+    optind = 0;
+    opterr = 0;
+    int code = 0;
+    while ((code = getopt_long(argc, argv, "+:h", LONG_OPTIONS, nullptr)) != -1) {
+        if (code == ':') {
+            error = option_name(optopt) + " needs an argument";
+            return false;
+        }
+        if (code == '?') {
+            error = "unknown option \"" + std::string(argv[optind - 1]) + "\"";
+            return false;
+        }
+        if (!take_option(code, options, error)) return false;
+        if (options.action == Options::HELP || options.action == Options::VERSION) return true;
+    }
+    return check(argc, argv, options, error);
+}
+
+const char* options_help() {
+    return "Usage: obxd [OPTION]...\n"
+           "A development daemon that serves a home router's data model.\n"
+           "\n"
+           "  --socket PATH        local socket (default /var/run/obxd.sock)\n"
+           "  --listen HOST:PORT   listen on TCP too; an IPv6 host in brackets, port 0 for any\n"
+           "  --tls-cert FILE      certificate (PEM): TCP connections must use TLS, local ones may\n"
+           "  --tls-key FILE       its private key (PEM)\n"
+           "  --model FILE         data model to serve (default: the router that comes with obxd)\n"
+           "  --state DIR          where configuration and firmware are kept (default: nowhere, a\n"
+           "                       directory that is removed at the end)\n"
+           "  --users FILE         users, passwords and tokens (default: users.json beside the model)\n"
+           "  --reboot-ms N        how long a reboot takes (default 500)\n"
+           "  --flash-ms N         how long flashing takes (default 2000)\n"
+           "\n"
+           "  --hash-password      read a password from standard input, print its hash\n"
+           "  --hash-token         read a token from standard input, print its hash\n"
+           "  --make-image VERSION PAYLOAD OUT\n"
+           "                       make a firmware image OUT of a version from the file PAYLOAD\n"
+           "  --help, --version\n";
+}
+
+bool split_host_port(const std::string& text, std::string& host, int& port) {
+    size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon + 1 == text.size()) return false;
+    std::string name = text.substr(0, colon);
+    if (name.size() >= 2 && name.front() == '[' && name.back() == ']') {
+        name = name.substr(1, name.size() - 2);
+    } else if (name.find(':') != std::string::npos) {
+        return false;
+    }
+    const char* digits = text.c_str() + colon + 1;
+    char* end = nullptr;
+    long number = strtol(digits, &end, 10);
+    if (*digits < '0' || *digits > '9' || *end || number > 65535) return false;
+    host = name == "*" ? "" : name;
+    port = static_cast<int>(number);
+    return true;
+}
+
+}  // namespace obxd

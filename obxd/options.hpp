@@ -1,0 +1,30 @@
+// The daemon's command line.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+
+namespace obxd {
+
+struct Options {
+    enum Action { SERVE, HELP, VERSION, HASH_PASSWORD, HASH_TOKEN, MAKE_IMAGE } action = SERVE;
+    std::string socket = "/var/run/obxd.sock";
+    std::string listen_host;  ///< "" with listen_port -1: no TCP
+    int listen_port = -1;
+    std::string tls_cert, tls_key;
+    std::string model, state_dir, users;
+    std::string image_version, image_payload, image_file;
+    int reboot_ms = 500;
+    int flash_ms = 2000;
+};
+
+/// Fills `options` from the command line. False with a one-line `error` when it makes no sense.
+bool options_parse(int argc, char* const* argv, Options& options, std::string& error);
+const char* options_help();
+
+/// Splits HOST:PORT, an IPv6 host in brackets; an empty host or "*" means every address. False when it is
+/// none.
+bool split_host_port(const std::string& text, std::string& host, int& port);
+
+}  // namespace obxd

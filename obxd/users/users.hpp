@@ -1,0 +1,58 @@
+// Who may use the daemon: the users file, password hashes, tokens and the rules of a login.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store.hpp"
+
+namespace obxd {
+
+struct User {
+    std::string name;
+    std::string role;  ///< "user", "admin" or "system"
+    bool system_access = false;
+    std::string password;             ///< hash; "" when no password lets this user in
+    std::vector<std::string> tokens;  ///< SHA-256 of each token, lower-case hexadecimal
+};
+
+struct Users {
+    std::vector<User> list;
+};
+
+/// Reads a users file. False with a one-line `error` when it is unreadable or wrong.
+bool users_load(const std::string& file, Users& users, std::string& error);
+/// Makes `name` known as a user with system access, if it is not known yet.
+void users_add_owner(Users& users, const std::string& name);
+
+const User* users_find(const Users& users, std::string_view name);
+const User* users_by_token(const Users& users, std::string_view token);
+Caller caller_of(const User& user);
+
+/// The system's name of a user id; "" when it has none.
+std::string system_user_name(uid_t uid);
+
+/// A hash of `password` with a fresh salt: "pbkdf2-sha256$ITERATIONS$SALT$HASH". "" when no random bytes can
+/// be had.
+std::string password_hash(std::string_view password);
+/// True when `hash` was made from `password`. Takes milliseconds on purpose, for an empty or broken hash too,
+/// so that the time tells nothing about which users exist: call it on a job's thread.
+bool password_matches(const std::string& hash, std::string_view password);
+std::string token_hash(std::string_view token);
+
+/// Where a request comes from.
+struct Peer {
+    bool local = false;  ///< a local socket, so that `uid` is known
+    uid_t uid = 0;
+};
+
+/// The rule of a login without a password: only over the local socket, and only as the user that owns the
+/// peer process, or as any user when the peer is root. A null `login` means the peer's own name. Null when
+/// it is refused; `reason` then says why.
+const User* login_without_password(const Users& users, const Peer& peer, const char* login,
+                                   std::string& reason);
+
+}  // namespace obxd
