@@ -1,0 +1,400 @@
+#include "lua/value_printer.hpp"
+
+#include <math.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "ox_colors.hpp"
+#include "session/interrupt.hpp"
+
+LuaPrinter lua_printer = {nullptr, 0, 0, 0, 0, 80, LUA_NOREF};
+
+namespace {
+
+const char* bold_on(void) {
+    return ox_colors_enabled() ? "\x1b[1m" : "";
+}
+
+const char* bold_off(void) {
+    return ox_colors_enabled() ? "\x1b[22m" : "";
+}
+
+// The C locale's classes, whatever locale the line editor has chosen.
+bool is_printable(unsigned char c) {
+    return c >= 32 && c < 127;
+}
+
+bool is_letter(unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool is_digit(unsigned char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// Writes without wrapping.
+void write_n(const char* text, size_t length) {
+    printer_reserve(length);
+    memcpy(lua_printer.text + lua_printer.length, text, length);
+    lua_printer.length += length;
+    lua_printer.text[lua_printer.length] = 0;
+    lua_printer.column += visible_width(text, length);
+}
+
+void write(const char* text) {
+    write_n(text, strlen(text));
+}
+
+/// Appends a short formatted text as one atom.
+__attribute__((format(printf, 1, 2))) void append_format(const char* format, ...) {
+    char* text = nullptr;
+    va_list args;
+    va_start(args, format);
+    int length = vasprintf(&text, format, args);
+    va_end(args);
+    if (length < 0) return;
+    printer_append(text, static_cast<size_t>(length));
+    free(text);
+}
+
+/// Tells whether a string is short enough, its special bytes weighed in, to stand between double quotes.
+bool fits_quotes(const char* text, size_t length) {
+    long width = static_cast<long>(lua_printer.line_width);
+    long cost = static_cast<long>(length);
+    for (size_t i = 0; i < length; ++i) {
+        auto c = static_cast<unsigned char>(text[i]);
+        if (c == '\t' || c == '\n' || c == '\v' || c == '\r') {
+            cost += width / 2;
+        } else if (!is_printable(c)) {
+            cost -= width / 4;
+        }
+    }
+    return cost <= width;
+}
+
+/// Equals signs that a long bracket around the string takes. One more than needed after "]=]=]": kept so.
+size_t bracket_level(const char* text, size_t length) {
+    size_t level = 0;
+    size_t equals = 0;
+    bool closing = false;
+    for (size_t i = 0; i < length; ++i) {
+        if (!closing) {
+            if (text[i] != ']') continue;
+            closing = true;
+            equals = 0;
+        } else if (text[i] == '=') {
+            ++equals;
+        } else if (text[i] == ']') {
+            if (equals >= level) level = equals + 1;
+        } else {
+            closing = false;
+        }
+    }
+    return level;
+}
+
+const char* short_escape(unsigned char c) {
+    switch (c) {
+        case '"':
+            return "\\\"";
+        case '\\':
+            return "\\\\";
+        case '\a':
+            return "\\a";
+        case '\b':
+            return "\\b";
+        case '\f':
+            return "\\f";
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        case '\v':
+            return "\\v";
+        default:
+            return nullptr;
+    }
+}
+
+void write_quoted(const char* text, size_t length) {
+    write("\"");
+    for (size_t i = 0; i < length; ++i) {
+        auto c = static_cast<unsigned char>(text[i]);
+        const char* escape = short_escape(c);
+        if (escape) {
+            write(escape);
+        } else if (is_printable(c)) {
+            write_n(text + i, 1);
+        } else {
+            char code[8];
+            snprintf(code, sizeof(code), "\\%03u", c);
+            printer_append(code, 4);
+        }
+    }
+    write("\"");
+}
+
+void write_long_bracket(const char* text, size_t length) {
+    size_t level = bracket_level(text, length);
+    write("[");
+    for (size_t i = 0; i < level; ++i) write("=");
+    write("[\n");
+    printer_append(text, length);
+    write("]");
+    for (size_t i = 0; i < level; ++i) write("=");
+    write("]");
+}
+
+void print_string(lua_State* L, int index) {
+    size_t length = 0;
+    const char* text = lua_tolstring(L, index, &length);
+    if (fits_quotes(text, length)) {
+        write_quoted(text, length);
+    } else {
+        write_long_bracket(text, length);
+    }
+}
+
+void print_number(lua_State* L, int index) {
+    lua_pushvalue(L, index);
+    size_t length = 0;
+    const char* text = lua_tolstring(L, -1, &length);
+    printer_append(text, length);
+    lua_pop(L, 1);
+}
+
+/// Names a table that is being printed further out, when the value at `index` is one: the marker is written.
+bool print_ancestor(lua_State* L, int index, int list) {
+    auto count = static_cast<lua_Integer>(lua_rawlen(L, list));
+    for (lua_Integer i = 0; i < count; ++i) {
+        lua_rawgeti(L, list, count - i);
+        bool same = lua_compare(L, index, -1, LUA_OPEQ) != 0;
+        lua_pop(L, 1);
+        if (!same) continue;
+        append_format("{ %s[%d]...%s }", bold_on(), static_cast<int>(-(i + 1)), bold_off());
+        return true;
+    }
+    return false;
+}
+
+/// Whether the key at the top was already shown in an array part of `length` elements.
+bool in_array_part(lua_State* L, int key, lua_Integer length) {
+    if (lua_type(L, key) != LUA_TNUMBER) return false;
+    lua_Integer integer = lua_tointegerx(L, key, nullptr);
+    auto number = static_cast<float>(lua_tonumberx(L, key, nullptr));
+    return fabsf(number - static_cast<float>(integer)) < 1e-6F && integer > 0 && integer <= length;
+}
+
+bool is_bare_key(const char* text, size_t length) {
+    for (size_t i = 0; i < length; ++i) {
+        auto c = static_cast<unsigned char>(text[i]);
+        if (!is_letter(c) && c != '_' && !(is_digit(c) && i > 0)) return false;
+    }
+    return true;
+}
+
+void print_key(lua_State* L, int key) {
+    if (lua_type(L, key) == LUA_TSTRING) {
+        size_t length = 0;
+        const char* text = lua_tolstring(L, key, &length);
+        if (is_bare_key(text, length)) {
+            append_format("%s%s%s", bold_on(), text, bold_off());
+            return;
+        }
+    }
+    write("[");
+    lua_value_to_text(L, key);
+    write("]");
+}
+
+/// A long print is left between two entries when the person asks for it.
+void stop_point(lua_State* L) {
+    if (interrupt_pending()) luaL_error(L, "interrupted!");
+}
+
+/// Returns whether the table takes more than one line.
+bool print_array_part(lua_State* L, int table, lua_Integer length) {
+    bool multi_line = false;
+    bool line_ended = false;
+    for (lua_Integer k = 1; k <= length; ++k) {
+        stop_point(L);
+        lua_pushinteger(L, k);
+        lua_gettable(L, table);
+        bool nested = lua_istable(L, -1);
+        if (nested) {
+            if (!line_ended) printer_newline();
+            multi_line = true;
+        }
+        lua_value_to_text(L, -1);
+        write(", ");
+        line_ended = nested && k != length;
+        if (line_ended) printer_newline();
+        lua_pop(L, 1);
+    }
+    return multi_line;
+}
+
+bool print_hash_part(lua_State* L, int table, lua_Integer length) {
+    bool multi_line = false;
+    lua_pushnil(L);
+    while (lua_next(L, table) != 0) {
+        int value = lua_gettop(L);
+        if (in_array_part(L, value - 1, length)) {
+            lua_pop(L, 1);
+            continue;
+        }
+        stop_point(L);
+        printer_newline();
+        print_key(L, value - 1);
+        write(" = ");
+        lua_value_to_text(L, value);
+        write(",");
+        multi_line = true;
+        lua_pop(L, 1);
+    }
+    return multi_line;
+}
+
+void print_table(lua_State* L, int table) {
+    if (lua_printer.indent > lua_printer.line_width * 8 / 10) {
+        append_format("{ %s...%s }", bold_on(), bold_off());
+        return;
+    }
+    lua_rawgeti(L, LUA_REGISTRYINDEX, lua_printer.seen_ref);
+    int list = lua_gettop(L);
+    if (print_ancestor(L, table, list)) return;
+    lua_pushvalue(L, table);
+    lua_rawseti(L, list, static_cast<lua_Integer>(lua_rawlen(L, list)) + 1);
+
+    write("{ ");
+    size_t saved_indent = lua_printer.indent;
+    lua_printer.indent = lua_printer.column;
+    auto length = static_cast<lua_Integer>(lua_rawlen(L, table));
+    bool multi_line = print_array_part(L, table, length);
+    if (print_hash_part(L, table, length)) multi_line = true;
+
+    // The first element, not the one added above: a nested table stays in the list, and deeper cycles end at
+    // the depth limit. Kept so.
+    lua_pushnil(L);
+    lua_rawseti(L, list, 1);
+    lua_printer.indent = saved_indent;
+    if (!multi_line) {
+        write(" }");
+        return;
+    }
+    printer_newline();
+    write("}");
+}
+
+/// Prints by the value's own "__tostring"; false when it has none.
+bool print_by_metafield(lua_State* L, int index) {
+    if (luaL_getmetafield(L, index, "__tostring") == LUA_TNIL) return false;
+    lua_pushvalue(L, index);
+    lua_pcallk(L, 1, 1, 0, 0, nullptr);
+    size_t length = 0;
+    const char* text = lua_tolstring(L, -1, &length);
+    if (text) printer_append(text, length);
+    lua_pop(L, 1);
+    return true;
+}
+
+void print_pointer(lua_State* L, int index) {
+    append_format("<%s%s:%s %p>", bold_on(), lua_typename(L, lua_type(L, index)), bold_off(),
+                  lua_topointer(L, index));
+}
+
+}  // namespace
+
+size_t visible_width(const char* text, size_t length) {
+    size_t width = 0;
+    bool escape = false;
+    for (size_t i = 0; i < length; ++i) {
+        if (escape) {
+            escape = text[i] != 'm';
+        } else if (text[i] == '\x1b') {
+            escape = true;
+        } else {
+            ++width;
+        }
+    }
+    return width;
+}
+
+void printer_reserve(size_t count) {
+    if (lua_printer.length + count < lua_printer.capacity) return;
+    lua_printer.capacity = lua_printer.length + count + 1;
+    lua_printer.text = static_cast<char*>(realloc(lua_printer.text, lua_printer.capacity));
+}
+
+void printer_newline(void) {
+    printer_reserve(lua_printer.indent + 1);
+    char* end = lua_printer.text + lua_printer.length;
+    *end = '\n';
+    memset(end + 1, ' ', lua_printer.indent);
+    lua_printer.length += lua_printer.indent + 1;
+    lua_printer.column = lua_printer.indent;
+}
+
+void printer_append(const char* text, size_t length) {
+    size_t width = visible_width(text, length);
+    if (lua_printer.column + width > lua_printer.line_width &&
+        lua_printer.indent + width <= lua_printer.line_width) {
+        printer_newline();
+    }
+    write_n(text, length);
+}
+
+void lua_printer_begin(lua_State* L) {
+    lua_printer.length = 0;
+    lua_printer.column = 0;
+    lua_printer.indent = 0;
+    lua_printer.line_width = 80;
+    printer_reserve(0);
+    lua_printer.text[0] = 0;
+    lua_newtable(L);
+    lua_printer.seen_ref = luaL_ref(L, LUA_REGISTRYINDEX);
+}
+
+void lua_printer_end(lua_State* L) {
+    luaL_unref(L, LUA_REGISTRYINDEX, lua_printer.seen_ref);
+    lua_printer.seen_ref = LUA_NOREF;
+}
+
+void lua_value_to_text(lua_State* L, int index) {
+    luaL_checkstack(L, LUA_MINSTACK, "value nested too deep");
+    index = lua_absindex(L, index);
+    int top = lua_gettop(L);
+    if (print_by_metafield(L, index)) {
+        lua_settop(L, top);
+        return;
+    }
+    switch (lua_type(L, index)) {
+        case LUA_TNIL:
+            append_format("%snil%s", bold_on(), bold_off());
+            break;
+        case LUA_TBOOLEAN:
+            append_format("%s%s%s", bold_on(), lua_toboolean(L, index) ? "true" : "false", bold_off());
+            break;
+        case LUA_TNUMBER:
+            print_number(L, index);
+            break;
+        case LUA_TSTRING:
+            print_string(L, index);
+            break;
+        case LUA_TTABLE:
+            print_table(L, index);
+            break;
+        case LUA_TFUNCTION:
+        case LUA_TUSERDATA:
+        case LUA_TTHREAD:
+            print_pointer(L, index);
+            break;
+        default:  // a light userdata has no text
+            break;
+    }
+    lua_settop(L, top);
+}
