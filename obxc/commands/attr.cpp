@@ -1,0 +1,89 @@
+// attr, info: the schema attributes of nodes.
+#include <stdio.h>
+#include <string.h>
+
+#include "commands/attr_print.hpp"
+#include "commands/commands.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_tr.hpp"
+#include "session/interrupt.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+enum { ATTR_TIMEOUT_MS = 1000, ATTR_REQUEST_TIMEOUT_MS = 5000 };
+
+json_t* first_attributes(const ox_jrpcmsg* message) {
+    const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+    return json_object_get(json_array_get(list, 0), "Attributes");
+}
+
+/// The node's attributes as the daemon tells them, else what the cache knows: a new reference, or null.
+json_t* fetch_attributes(const NodePath* p) {
+    char query[sizeof p->path + 1];
+    snprintf(query, sizeof query, "%s%s", p->path, node_is_parameter(p->node) ? "" : ".");
+    JsonRef names(json_array());
+    json_array_append_new(names, json_string(query));
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release(), 0));
+    request_exec(message, ATTR_TIMEOUT_MS);
+    json_t* attributes = first_attributes(message);
+    if (attributes) return json_incref(attributes);
+    attributes = json_deep_copy(ox_tr_dm_node_attr_get(p->node));
+    json_object_set_new(attributes, "access", json_string("Denied"));
+    return attributes;
+}
+
+int show_node(const char* command, const char* path) {
+    ScopedPath p;
+    if (path && p.node && path_resolve(&p, path) < 0) {
+        printf("%s: %s: no such node\n", command, path);
+        return -1;
+    }
+    if (path_is_root(&p)) {
+        puts("Canonical path:     :");
+        puts("Type:               config root");
+        puts("Const:              true");
+        return -1;  // although nothing went wrong: kept on purpose
+    }
+    JsonRef attributes(fetch_attributes(&p));
+    attr_print(p.path, p.node, attributes);
+    return 0;
+}
+
+}  // namespace
+
+int attr_command(const char* name, json_t* args) {
+    if (json_array_size(args) < 2) return show_node(name, json_string_value(json_array_get(args, 0)));
+    size_t index;
+    json_t* arg;
+    json_array_foreach(args, index, arg) {
+        const char* path = json_string_value(arg);
+        printf("%s:\n", path ? path : "");
+        show_node(name, path);
+        putc('\n', stdout);
+    }
+    return 0;
+}
+
+int attr_request(const char* name, json_t* args) {
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(args), 0));
+    request_exec(message, ATTR_REQUEST_TIMEOUT_MS);
+    if (message->error_code != 0) {
+        printf("%s: ERROR\n", name);
+        return -1;
+    }
+    size_t index;
+    json_t* element;
+    json_array_foreach(json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList"), index,
+                       element) {
+        const char* path = nullptr;
+        json_t* attributes = nullptr;
+        json_unpack(element, "{s : s, s : o}", "Name", &path, "Attributes", &attributes);
+        JsonRef node(json_pack("{s:O}", "#attr", attributes ? attributes : json_null()));
+        attr_print(path ? path : "", node, attributes);
+        putc('\n', stdout);
+        interrupt_point();
+    }
+    return 0;
+}

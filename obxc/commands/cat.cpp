@@ -1,0 +1,144 @@
+// cat, get: current values.
+#include <stdio.h>
+#include <string.h>
+
+#include "commands/commands.hpp"
+#include "commands/print.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_out.hpp"
+#include "ox_tr.hpp"
+#include "session/interrupt.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+enum { QUERY_SIZE = sizeof(NodePath::path) + 1 };
+
+/// The schema nodes of the names of an answer. Names that follow each other mostly share their parent, so
+/// the parent found last is kept.
+struct SchemaCursor {
+    json_t* parent = nullptr;
+    const char* name = nullptr;  ///< a name below `parent`
+    size_t parent_length = 0;    ///< bytes of it that name the parent
+};
+
+json_t* schema_of(SchemaCursor* cursor, const char* name) {
+    const char* dot = strrchr(name, '.');
+    if (!dm_root || !dot) return ox_tr_node_find(dm_root, name);
+    size_t length = static_cast<size_t>(dot - name) + 1;
+    if (length != cursor->parent_length || memcmp(cursor->name, name, length) != 0) {
+        CharsRef parent(strndup(name, length));
+        if (!parent) return nullptr;
+        *cursor = {ox_tr_node_find(dm_root, parent), name, length};
+    }
+    return cursor->parent ? ox_tr_node_find(cursor->parent, dot + 1) : nullptr;
+}
+
+bool is_pseudo_parameter(const char* path) {
+    const char* dot = strrchr(path, '.');
+    const char* last = dot ? dot + 1 : path;
+    return strcmp(last, "max_instance") == 0 || strcmp(last, "order") == 0;
+}
+
+/// The text that asks for the node: parameters by their path, objects with a final ".".
+void query_text(const NodePath* p, char out[QUERY_SIZE]) {
+    bool parameter = !path_is_root(p) && node_is_parameter(p->node);
+    bool dotted = !parameter && !is_pseudo_parameter(p->path) && !ox_tr_path_is_partial(p->path);
+    snprintf(out, QUERY_SIZE, "%s%s", p->path, dotted ? "." : "");
+}
+
+/// A name of an answer without the prefix that all names of the listing share.
+struct ShownName {
+    const char* text;
+    size_t length;
+};
+
+ShownName shown_name(const json_t* name, const char* query, size_t prefix) {
+    const char* text = json_string_value(name);
+    size_t length = json_string_length(name);
+    size_t cut = length >= prefix && memcmp(text, query, prefix) == 0 ? prefix : 0;
+    return {text + cut, length - cut};
+}
+
+size_t names_width(const json_t* list, const char* query, size_t prefix) {
+    size_t width = 0;
+    size_t index;
+    json_t* element;
+    json_array_foreach(list, index, element) {
+        const json_t* name = json_object_get(element, "Name");
+        if (!json_is_string(name)) continue;
+        ShownName shown = shown_name(name, query, prefix);
+        size_t size = ox_out_size(shown.text, static_cast<long>(shown.length));
+        if (size > width) width = size;
+    }
+    return width;
+}
+
+void print_values(const json_t* list, const char* query) {
+    size_t prefix = strcspn(query, "#");
+    size_t width = names_width(list, query, prefix);
+    SchemaCursor cursor;
+    size_t index;
+    json_t* element;
+    json_array_foreach(list, index, element) {
+        const json_t* name = json_object_get(element, "Name");
+        if (!json_is_string(name)) continue;
+        ShownName shown = shown_name(name, query, prefix);
+        print_padded(shown.text, shown.length, width);
+        const json_t* value = json_object_get(element, "Value");
+        if (value && !json_is_object(value)) {
+            // Only integers have a notation that depends on the schema.
+            bool typed = json_is_integer(value);
+            print_value(value, typed ? schema_of(&cursor, json_string_value(name)) : nullptr);
+        }
+        putc('\n', stdout);
+        interrupt_point();
+    }
+}
+
+void read_values(const char* command, const char* path) {
+    ScopedPath p;
+    if (p.node && path_resolve(&p, path) < 0) {
+        printf("%s: %s: no such node.\n", command, path);
+        return;
+    }
+    char text[QUERY_SIZE];
+    const char* query = path;
+    if (p.node) {
+        query_text(&p, text);
+        query = text;
+    }
+    JsonRef names(json_array());
+    json_array_append_new(names, json_string(query));
+    if (json_array_size(names) == 0) {
+        printf("%s: no argument.\n", command);
+        return;
+    }
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_values_new(json_incref(names)));
+    if (p.via_template) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
+    request_exec(message, -1);
+    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) {
+        response_report(message);
+        return;
+    }
+    print_values(json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList"), query);
+}
+
+}  // namespace
+
+int cat_command(const char* name, json_t* args) {
+    if (json_array_size(args) == 0) {
+        read_values(name, ".");
+        return 0;
+    }
+    bool headings = json_array_size(args) > 1;
+    size_t index;
+    json_t* arg;
+    json_array_foreach(args, index, arg) {
+        const char* path = json_string_value(arg);
+        if (headings) printf("%s:\n", path ? path : "");
+        read_values(name, path);
+    }
+    return 0;
+}
