@@ -339,6 +339,10 @@ class ScriptedDaemon:
                 pass
 
     def close(self):
+        try:
+            self.listener.shutdown(socket.SHUT_RDWR)  # wakes the accepting thread
+        except OSError:
+            pass
         self.listener.close()
         self.drop_connections()
         for connection in self.connections:

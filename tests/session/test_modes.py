@@ -136,7 +136,7 @@ def test_auth_refused_ends_the_start(scripted):
 
 def test_raw_request(scripted):
     daemon = scripted(lambda request, connection: daemon.result({"a": [1, "b"]}))
-    end = obxc("--raw", '{"jsonrpc":"2.0","method":"M","params":{"p":1}}', "ignored", daemon=daemon)
+    end = obxc("--raw", '{"jsonrpc":"2.0","id":1,"method":"M","params":{"p":1}}', "ignored", daemon=daemon)
     assert end.status == 0
     assert end.out.startswith("<< {\n    \"") and end.out.endswith("}\n")
     shown = json.loads(end.out[3:])
@@ -146,7 +146,7 @@ def test_raw_request(scripted):
 
 def test_raw_request_that_fails_ends_with_its_code(scripted):
     daemon = scripted(lambda request, connection: daemon.error(5, "five"))
-    end = obxc("--raw", '{"jsonrpc":"2.0","method":"M"}', daemon=daemon)
+    end = obxc("--raw", '{"jsonrpc":"2.0","id":1,"method":"M"}', daemon=daemon)
     assert end.status == 5
     assert json.loads(end.out[3:])["error"]["code"] == 5
 
@@ -181,7 +181,7 @@ def test_raw_event_is_sent_without_waiting(scripted):
 def test_raw_timeout(scripted):
     daemon = scripted(lambda request, connection: None)
     begin = time.monotonic()
-    end = obxc("-t", "1", "--raw", '{"jsonrpc":"2.0","method":"M"}', daemon=daemon)
+    end = obxc("-t", "1", "--raw", '{"jsonrpc":"2.0","id":1,"method":"M"}', daemon=daemon)
     assert 0.9 < time.monotonic() - begin < 4
     assert end.status == (-11) & 255
     assert json.loads(end.out[3:])["error"]["code"] == -11
@@ -189,14 +189,14 @@ def test_raw_timeout(scripted):
 
 def test_a_lost_connection_is_tried_twice(scripted):
     daemon = scripted(lambda request, connection: daemon.CLOSE)
-    end = obxc("--raw", '{"jsonrpc":"2.0","method":"M"}', daemon=daemon)
+    end = obxc("--raw", '{"jsonrpc":"2.0","id":1,"method":"M"}', daemon=daemon)
     assert end.status == (-7) & 255
     assert methods(daemon) == ["M", "M"]
 
 
 def test_another_failure_is_tried_once(scripted):
     daemon = scripted(lambda request, connection: b"this is no message\n")
-    end = obxc("--raw", '{"jsonrpc":"2.0","method":"M"}', daemon=daemon)
+    end = obxc("--raw", '{"jsonrpc":"2.0","id":1,"method":"M"}', daemon=daemon)
     assert end.status == (-10) & 255
     assert methods(daemon) == ["M"]
 
