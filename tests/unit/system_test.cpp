@@ -1,0 +1,251 @@
+// Files, digests, URLs and firmware versions.
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <string>
+
+#include "ox_firmware.hpp"
+#include "ox_fs.hpp"
+#include "ox_md5.hpp"
+#include "ox_raii.hpp"
+#include "ox_url.hpp"
+#include "scripted_daemon.hpp"
+
+namespace {
+
+void put(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string get(const std::string& path) {
+    char* data = nullptr;
+    size_t size = 0;
+    if (ox_fs_read_file(path.c_str(), 0, &data, &size) != 0) return "(none)";
+    CharsRef owner(data);
+    return std::string(data, size);
+}
+
+unsigned mode_of(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+TEST(Fs, TouchCreatesAndLeavesAlone) {
+    TempDir dir;
+    std::string path = dir / "f";
+    EXPECT_EQ(ox_fs_touch(path.c_str()), 0);
+    EXPECT_EQ(mode_of(path), 0600U);
+    put(path, "text");
+    EXPECT_EQ(ox_fs_touch(path.c_str()), 0);
+    EXPECT_EQ(get(path), "text");
+    ASSERT_EQ(symlink((dir / "target").c_str(), (dir / "link").c_str()), 0);
+    EXPECT_EQ(ox_fs_touch((dir / "link").c_str()), -1);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(access((dir / "target").c_str(), F_OK), -1);
+    EXPECT_EQ(ox_fs_touch((dir / "no/f").c_str()), -1);
+}
+
+TEST(Fs, ReplaceIsWholeAndFollowsNoLink) {
+    TempDir dir;
+    std::string path = dir / "f";
+    EXPECT_EQ(ox_fs_replace_file(path.c_str(), "one", 3), 0);
+    EXPECT_EQ(get(path), "one");
+    EXPECT_EQ(mode_of(path), 0600U);
+    EXPECT_EQ(ox_fs_replace_file(path.c_str(), "", 0), 0);
+    EXPECT_EQ(get(path), "");
+    put(dir / "target", "kept");
+    ASSERT_EQ(symlink((dir / "target").c_str(), (dir / "link").c_str()), 0);
+    EXPECT_EQ(ox_fs_replace_file((dir / "link").c_str(), "x", 1), -1);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(get(dir / "target"), "kept");
+    EXPECT_EQ(ox_fs_replace_file((dir / "no/f").c_str(), "x", 1), -1);
+    ASSERT_EQ(mkdir((dir / "d").c_str(), 0700), 0);
+    EXPECT_EQ(ox_fs_replace_file((dir / "d").c_str(), "x", 1), -1);  // and no temporary file stays
+    EXPECT_EQ(system(("test $(ls '" + (dir / ".") + "' | wc -l) = 4").c_str()), 0);
+}
+
+TEST(Fs, ReadHasALimit) {
+    TempDir dir;
+    std::string path = dir / "f";
+    put(path, std::string("a\0b", 3));
+    char* data = nullptr;
+    size_t size = 0;
+    EXPECT_EQ(ox_fs_read_file(path.c_str(), 3, &data, &size), 0);
+    EXPECT_EQ(size, 3U);
+    EXPECT_EQ(data[3], '\0');
+    free(data);
+    EXPECT_EQ(ox_fs_read_file(path.c_str(), 2, &data, &size), -1);
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(ox_fs_read_file((dir / "none").c_str(), 0, &data, &size), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(ox_fs_read_file((dir / ".").c_str(), 0, &data, &size), -1);
+    EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(ox_fs_read_file("/proc/self/status", 0, &data, &size), 0);  // a file that tells no size
+    EXPECT_GT(size, 100U);
+    free(data);
+    std::string big(300000, 'x');
+    put(path, big);
+    EXPECT_EQ(get(path), big);
+}
+
+TEST(Fs, MapsFromAnOffset) {
+    TempDir dir;
+    std::string path = dir / "f";
+    std::string text(10000, 'a');
+    text[5000] = 'b';
+    put(path, text);
+    for (long offset : {0L, 1L, 4096L, 5000L, 9999L}) {
+        size_t size = 0;
+        auto* data = static_cast<char*>(ox_fs_mmap_file_adv(path.c_str(), offset, &size, 0));
+        ASSERT_NE(data, nullptr) << offset;
+        EXPECT_EQ(std::string(data, size), text.substr(static_cast<size_t>(offset))) << offset;
+        ox_fs_munmap_file(data, size);
+    }
+    size_t size = 0;
+    EXPECT_EQ(ox_fs_mmap_file_adv(path.c_str(), 10000, &size, 0), nullptr);
+    put(path, "");
+    EXPECT_EQ(ox_fs_mmap_file_adv(path.c_str(), 0, &size, 0), nullptr);
+    EXPECT_EQ(ox_fs_mmap_file_adv((dir / "none").c_str(), 0, &size, 0), nullptr);
+    EXPECT_EQ(ox_fs_mmap_file_adv((dir / ".").c_str(), 0, &size, 0), nullptr);
+    ox_fs_munmap_file(nullptr, 0);
+}
+
+struct Digest {
+    const char* text;
+    const char* digest;
+};
+
+TEST(Md5, DigestsOfTheStandard) {
+    const Digest rows[] = {
+        {"", "d41d8cd98f00b204e9800998ecf8427e"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+    };
+    TempDir dir;
+    for (const Digest& row : rows) {
+        uint8_t digest[OX_MD5_SIZE];
+        char text[OX_MD5_TEXT_SIZE];
+        ox_md5_calculate(digest, row.text, strlen(row.text));
+        EXPECT_EQ(ox_md5_to_str(text, digest), 0);
+        EXPECT_STREQ(text, row.digest);
+        put(dir / "f", row.text);
+        EXPECT_EQ(ox_md5_calculate_from_file_region(digest, (dir / "f").c_str(), 0, 0, -1), 0);
+        ox_md5_to_str(text, digest);
+        EXPECT_STREQ(text, row.digest);
+    }
+}
+
+TEST(Md5, RegionsOfFiles) {
+    TempDir dir;
+    std::string text(70000, 'q');
+    put(dir / "f", "head" + text + "tail");
+    uint8_t region[OX_MD5_SIZE];
+    uint8_t whole[OX_MD5_SIZE];
+    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / "f").c_str(), 0, 4, 70000), 0);
+    ox_md5_calculate(whole, text.data(), text.size());
+    EXPECT_EQ(memcmp(region, whole, sizeof(whole)), 0);
+    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / "none").c_str(), 0, 0, -1), -1);
+    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / ".").c_str(), 0, 0, -1), -1);
+    EXPECT_EQ(ox_md5_calculate_from_file_region(region, "/dev/zero", 0, 0, -1), -1);
+}
+
+std::string part(const ox_url_part& piece) {
+    return piece.text ? std::string(piece.text, piece.length) : "-";
+}
+
+struct Url {
+    const char* text;
+    const char* parts;  ///< null: no URL
+};
+
+TEST(Url, PartsOfUrls) {
+    const Url rows[] = {
+        {"http://host/a/b", "http - - host 0 /a/b"},
+        {"https://user:pa:ss@host:8443/", "https user pa:ss host 8443 /"},
+        {"ftp://user@host", "ftp user - host 0 -"},
+        {"tftp://[fe80::1]:69/x", "tftp - - fe80::1 69 /x"},
+        {"file:///etc/x", "file - -  0 /etc/x"},
+        {"netcat://192.0.2.1:40000", "netcat - - 192.0.2.1 40000 -"},
+        {"a+b.c-d://h", "a+b.c-d - - h 0 -"},
+        {"http://a@b@host/", "http a@b - host 0 /"},
+        {"http://host:/x", "http - - host 0 /x"},
+        {"http://host?q=1", "http - - host?q=1 0 -"},
+        {"", nullptr},
+        {"fw.bin", nullptr},
+        {"/tmp/a://b", nullptr},
+        {"://host", nullptr},
+        {"1http://host", nullptr},
+        {"ht_tp://host", nullptr},
+        {"http:/host", nullptr},
+        {"http://", nullptr},
+        {"http://host:99999/", nullptr},
+        {"http://host:1x/", nullptr},
+        {"http://[::1/", nullptr},
+        {"http://:80/", nullptr},
+    };
+    for (const Url& row : rows) {
+        ox_url url;
+        bool fine = ox_url_parse_mem(&url, row.text, strlen(row.text)) != 0;
+        EXPECT_EQ(fine, row.parts != nullptr) << row.text;
+        if (!fine || !row.parts) continue;
+        std::string parts = part(url.scheme) + " " + part(url.user) + " " + part(url.password) + " " +
+                            part(url.host) + " " + std::to_string(url.port) + " " + part(url.path);
+        EXPECT_EQ(parts, row.parts) << row.text;
+    }
+    ox_url url;
+    EXPECT_EQ(ox_url_parse_mem(&url, "http://host/path", 8), 1);  // only what the length covers
+    EXPECT_EQ(part(url.host), "h");
+    EXPECT_EQ(ox_url_parse_mem(&url, nullptr, 0), 0);
+}
+
+struct Versions {
+    const char* current;
+    const char* next;
+    int order;
+};
+
+TEST(Firmware, VersionsCompare) {
+    const Versions rows[] = {
+        {"2.4.1", "2.4.1", 0},
+        {"2.4.1", "3.0.0", 3},
+        {"2.4.1", "1.9.9", -3},
+        {"2.4.1", "2.5.0", 2},
+        {"2.4.1", "2.3.9", -2},
+        {"2.4.1", "2.4.2", 1},
+        {"2.4.1", "2.4.0", -1},
+        {"2.9", "2.10", 2},
+        {"9", "10", 3},
+        {"2.4.1.1", "2.4.1.2", 1},
+        {"2.4", "2.4.0", 0},
+        {"2.4", "2.4.1", 1},
+        {"2", "2.1", 2},
+        {"02.4", "2.04", 0},
+        {"99999999999999999999.1", "100000000000000000000.1", 3},
+        {"2.4.1-rc1", "2.4.1", 1},
+        {"2.4.1", "2.4.1-rc1", -1},
+        {"2.4.1-rc9", "2.4.1-rc10", 1},
+        {"2.4.1-rc2", "2.4.1-rc1", -1},
+        {"2.4.1-rc2", "2.4.1-rc2", 0},
+        {"2.4.1", "2.4.1-15", 1},
+        {"2.4.1a", "2.4.1b", 1},
+        {"2.4.1-rc1", "2.5.0-rc1", 2},
+        {"2.4.1", "factory", OX_FIRMWARE_FOREIGN},
+        {"2.4.1", "", OX_FIRMWARE_FOREIGN},
+        {"2.4.1", nullptr, OX_FIRMWARE_FOREIGN},
+        {"2.4.1", "2..1", OX_FIRMWARE_FOREIGN},
+        {"2.4.1", "2.4.", OX_FIRMWARE_FOREIGN},
+        {"2.4.1", "v2.4.1", OX_FIRMWARE_FOREIGN},
+        {"2.4.1", "2.4.1 beta", OX_FIRMWARE_FOREIGN},
+        {"factory", "2.4.1", -OX_FIRMWARE_FOREIGN},
+        {nullptr, "2.4.1", -OX_FIRMWARE_FOREIGN},
+        {nullptr, nullptr, OX_FIRMWARE_FOREIGN},
+    };
+    for (const Versions& row : rows) {
+        EXPECT_EQ(ox_firmware_version_cmp(row.current, row.next), row.order)
+            << (row.current ? row.current : "null") << " " << (row.next ? row.next : "null");
+    }
+}
+
+}  // namespace
