@@ -60,7 +60,9 @@ void method_debug(const CallPtr& call) {
         return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"Mode\" must be Disabled, Temporary or Permanent");
     const char* password = call_text(call, "UserPassword", nullptr);
     if (mode == "Disabled") return set_debug(call, mode);
-    if (!password) return call_fail(call, FAULT_REQUEST_DENIED, "The current user's password is needed");
+    if (!password || !*password)
+        return call_fail(call, FAULT_REQUEST_DENIED, "The current user's password is needed");
+    if (user->password.empty()) return call_fail(call, FAULT_REQUEST_DENIED, user->name + " has no password");
     auto matches = std::make_shared<bool>(false);
     call_job(
         call,

@@ -46,7 +46,8 @@ TEST_F(UsersFile, RefusesWhatIsWrong) {
         {"{", "cannot read the users: "},
         {"{}", "no list \"users\""},
         {R"({"users":[{}]})", "an entry of \"users\" has no \"name\" of 1 to 64 bytes"},
-        {R"({"users":[{"name":"","role":"user"}]})", "an entry of \"users\" has no \"name\" of 1 to 64 bytes"},
+        {R"({"users":[{"name":"","role":"user"}]})",
+         "an entry of \"users\" has no \"name\" of 1 to 64 bytes"},
         {R"({"users":[{"name":"a"}]})", "the \"role\" of a is none of user, admin and system"},
         {R"({"users":[{"name":"a","role":"king"}]})", "the \"role\" of a is none of user, admin and system"},
         {R"({"users":[{"name":"a","role":"user","password":"plain"}]})",
@@ -70,7 +71,8 @@ TEST(Passwords, MatchOnlyThemselves) {
     EXPECT_TRUE(password_matches(hash, "pass:word"));
     EXPECT_FALSE(password_matches(hash, "pass:wor"));
     EXPECT_FALSE(password_matches(hash, ""));
-    for (const char* broken : {"", "x", "pbkdf2-sha256$", "pbkdf2-sha256$0$a$b", "pbkdf2-sha256$99999999$a$b"})
+    for (const char* broken :
+         {"", "x", "pbkdf2-sha256$", "pbkdf2-sha256$0$a$b", "pbkdf2-sha256$99999999$a$b"})
         EXPECT_FALSE(password_matches(broken, "")) << broken;
 }
 

@@ -1,0 +1,174 @@
+"""Who may log in on the daemon, and as whom."""
+
+import json
+import os
+import pwd
+import subprocess
+import time
+
+import pytest
+
+import harness
+from obxd_support import daemon, fault, tcp_client
+
+
+@pytest.fixture(scope="module")
+def obxd():
+    running = daemon("--listen", "127.0.0.1:0")
+    os.chmod(running.directory, 0o755)
+    yield running
+    running.close()
+
+
+@pytest.fixture
+def guest(obxd):
+    connection = obxd.client(login=None)
+    yield connection
+    connection.close()
+
+
+def identity(client):
+    return client.get("Device.Users.CurrentUser"), client.get("Device.Users.SystemAccess")
+
+
+def test_a_new_connection_is_a_guest(guest):
+    assert identity(guest) == ("", False)
+    refused = guest.set("Device.Users.Note", "x")["error"]
+    assert refused["data"]["Device.Users.Note"]["code"] == 9001
+
+
+@pytest.mark.parametrize("user,password,access", [("admin", "admin", True), ("user", "user", False)])
+def test_login_with_a_password(guest, user, password, access):
+    assert guest.login(user, password) == {"jsonrpc": "2.0", "id": 1, "result": {}}
+    assert identity(guest) == (user, access)
+    assert guest.call("Logout") == {}
+    assert identity(guest) == ("", False)
+
+
+@pytest.mark.parametrize("user,password", [("admin", "wrong"), ("admin", ""), ("nobody at all", "x"), ("root", "")])
+def test_a_wrong_password(guest, user, password):
+    assert fault(guest.login(user, password)) == (9001, "Wrong password or unknown user")
+    assert identity(guest) == ("", False)
+
+
+def test_a_failed_login_leaves_the_session_as_it_was(guest):
+    guest.login("user", "user")
+    assert "error" in guest.login("admin", "wrong")
+    assert identity(guest) == ("user", False)
+
+
+@pytest.mark.parametrize("params,code,detail", [
+    ({"Login": 1}, 9003, '"Login" and "Password" must be texts or null'),
+    ({"Login": "admin", "Password": False}, 9003, '"Login" and "Password" must be texts or null'),
+    ({"Login": None, "Password": "x"}, 9001, "A password needs a login name"),
+    ({"Login": "stranger", "Password": None}, 9001, "Unknown user"),
+])
+def test_logins_that_make_no_sense(guest, params, code, detail):
+    assert fault(guest.request("Login", params)) == (code, detail)
+
+
+@pytest.mark.skipif(os.getuid() != 0, reason="needs root as the peer")
+def test_root_may_be_anybody_without_a_password(guest):
+    for user, access in (("root", True), ("user", False), ("admin", True)):
+        assert "result" in guest.login(user)
+        assert identity(guest) == (user, access)
+    assert "result" in guest.request("Login", {"Login": None, "Password": None})
+    assert identity(guest) == ("root", True)
+    assert "result" in guest.request("Login")
+    assert identity(guest) == ("root", True)
+
+
+AS_OTHER = """
+import json, socket, sys
+connection = socket.socket(socket.AF_UNIX)
+connection.connect(sys.argv[1])
+for login in (None, "nobody", "root", "admin"):
+    request = {"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": login, "Password": None}}
+    connection.sendall(json.dumps(request).encode())
+    print(connection.recv(4096).decode().strip())
+"""
+
+
+@pytest.mark.skipif(os.getuid() != 0, reason="only root can become somebody else")
+def test_other_users_of_the_host_are_only_themselves(tmp_path):
+    nobody = pwd.getpwnam("nobody")
+    users = tmp_path / "users.json"
+    users.write_text(json.dumps({"users": [{"name": "nobody", "role": "user"}, {"name": "admin", "role": "admin"}]}))
+    obxd = daemon("--users", str(users))
+    os.chmod(obxd.directory, 0o755)
+    done = subprocess.run(["/usr/bin/python3", "-c", AS_OTHER, obxd.socket], capture_output=True, text=True,
+                          user=nobody.pw_uid, group=nobody.pw_gid, cwd="/")
+    answers = [json.loads(line) for line in done.stdout.splitlines()]
+    assert ["result" in answer for answer in answers] == [True, True, False, False], done
+    assert fault(answers[2]) == (9001, "A password is needed")
+    # Whoever started the daemon is known without being named in the users file.
+    assert identity(obxd.client()) == ("root", True)
+    obxd.close()
+
+
+def test_over_tcp_a_password_is_needed(obxd):
+    client = tcp_client(obxd)
+    assert fault(client.login("root")) == (9001, "A password is needed over the network")
+    assert fault(client.request("Login")) == (9001, "A password is needed over the network")
+    assert "result" in client.login("admin", "admin")
+    assert identity(client) == ("admin", True)
+    client.close()
+
+
+def test_a_token_is_good_for_its_request_only(guest):
+    read = {"ParameterNames": ["Device.Users.CurrentUser", "Device.Users.SystemAccess"]}
+
+    def who(auth):
+        return [row["Value"] for row in guest.request("GetParameterValues", read, auth=auth)["result"]["ParameterList"]]
+
+    assert who("admin-token") == ["admin", True]
+    assert who("user-token") == ["user", False]
+    assert who(None) == ["", False]
+    assert who("") == ["", False]
+    assert fault(guest.request("GetParameterValues", read, auth="wrong")) == (9001, "Unknown token")
+
+
+def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):
+    other = obxd.client(login=None)
+    guest.send({"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": "admin", "Password": "no"}})
+    start = time.monotonic()
+    for _ in range(50):
+        other.get("Device.Users.Note")
+    quick = time.monotonic() - start
+    assert fault(guest.receive())[0] == 9001
+    slow = time.monotonic() - start
+    assert slow >= 0.2 > quick / 5
+    other.close()
+
+
+def test_a_client_that_leaves_during_its_login(obxd):
+    for _ in range(20):
+        client = harness.Client(obxd.socket)
+        client.send({"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": "admin", "Password": "admin"}})
+        client.close()
+    assert identity(obxd.client(login=None)) == ("", False)
+
+
+def test_methods_of_the_device_need_a_role(obxd, guest):
+    for method in ("SaveConfig", "Reboot", "FactoryReset", "Download", "Upload"):
+        code, detail = fault(guest.request(method))
+        assert (code, detail.split(" needs ")[0]) == (9001, method)
+    assert "result" in guest.login("user", "user")
+    assert "result" in guest.request("SaveConfig")
+    for method in ("FactoryReset", "Download", "Upload"):
+        assert fault(guest.request(method)) == (9001, method + " needs a login as administrator")
+
+
+def test_hashes_are_made_on_the_command_line(tmp_path):
+    def hashed(option, text):
+        return subprocess.run([harness.OBXD, option], input=text, capture_output=True, text=True).stdout.strip()
+
+    users = tmp_path / "users.json"
+    users.write_text(json.dumps({"users": [{"name": "ann", "role": "user", "password": hashed("--hash-password", "a:b\n"),
+                                            "tokens": [hashed("--hash-token", "t\n")]}]}))
+    obxd = daemon("--users", str(users))
+    client = obxd.client(login=None)
+    assert "result" in client.login("ann", "a:b")
+    assert "error" in client.login("admin", "admin")
+    assert "result" in client.request("GetParameterValues", {"ParameterNames": ["Device.Users.Note"]}, auth="t")
+    obxd.close()
