@@ -1,0 +1,70 @@
+// debug and sh: beyond the data model.
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include "commands/commands.hpp"
+#include "ox_rl.hpp"
+#include "session/identity.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+/// The canonical spelling of a debug mode, or null.
+const char* debug_mode(const char* word) {
+    static const char* const modes[] = {"Disabled", "Temporary", "Permanent"};
+    if (!word) return nullptr;
+    for (const char* mode : modes) {
+        if (strcasecmp(word, mode) == 0) return mode;
+    }
+    return nullptr;
+}
+
+/// A JSON text of what was typed; null when nothing was, or it is no UTF-8.
+json_t* password_value(const char* password) {
+    return password ? json_string(password) : nullptr;
+}
+
+}  // namespace
+
+int debug_command(const char*, json_t* args) {
+    const char* mode = debug_mode(json_string_value(json_array_get(args, 0)));
+    if (!mode) {
+        printf("syntax: %s\n", "change system debug mode");
+        return -1;
+    }
+    char* password = nullptr;
+    if (strcmp(mode, "Disabled") != 0) password = password_prompt("[obxc] password for current user: ");
+    MsgRef message(ox_jrpcmsg_cmd_execute_new("Device.System.Debug", nullptr));
+    ox_jrpcmsg_cmd_set_parameter_values_add_new(message, "Mode", json_string(mode));
+    ox_jrpcmsg_cmd_set_parameter_values_add_new(message, "UserPassword", password_value(password));
+    if (password) explicit_bzero(password, strlen(password));
+    free(password);
+    request_exec(message, -1);
+    response_report(message);
+    if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
+        puts("You must log out and log back in for the changes to take effect.");
+        fflush(stdout);
+        kill(getppid(), SIGHUP);
+    }
+    return 0;
+}
+
+int sh_command(const char*, json_t* args) {
+    JsonRef words(json_array_size(args) > 0 ? json_incref(args) : json_pack("[s]", "sh"));
+    StrRef line(ox_str_init());
+    size_t index = 0;
+    json_t* word = nullptr;
+    json_array_foreach(words.get(), index, word) {
+        const char* text = json_string_value(word);
+        if (!text) break;
+        ox_str_printf_append(line, "%s ", text);
+    }
+    fflush(stdout);
+    [[maybe_unused]] int status = system(ox_dynarray_get(line));
+    ox_rl_recover();
+    return 0;
+}
