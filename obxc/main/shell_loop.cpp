@@ -132,6 +132,7 @@ void line_run(Shell* shell, char* line) {
         return;
     }
     words_run_armed(shell->words);
+    dm_settle();
     idle_interrupt_taken();
 }
 

@@ -15,8 +15,8 @@ json_t* dm_root = nullptr;
 
 namespace {
 
-/// No path that can be typed or sent is deeper; what is, is cut off.
-enum { DEPTH_LIMIT = 260 };
+/// No path that can be typed or shown is longer or deeper; what is, is left out.
+enum { DEPTH_LIMIT = 260, NAME_LIMIT = 2048 };
 /// The socket errors lie above this code, the daemon's own errors do not.
 enum { SOCKET_ERRORS = -100 };
 
@@ -55,7 +55,7 @@ json_t* fetch_attributes(json_t* names, int level, const char* query) {
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level));
     if (instances) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
     if (!ask(message)) return nullptr;
-    json_t* tree = ox_tr_names_to_config(result_list(message), query);
+    json_t* tree = node_list_to_tree(result_list(message), query);
     if (!json_is_object(tree)) {
         json_decref(tree);
         return json_object();
@@ -79,9 +79,42 @@ json_t* fetch_instances(const char* query) {
     return fetch_attributes(names, -1, query);
 }
 
-void query_path(const NodePath* p, char out[260]) {
-    ox_string_strlcpy(out, p->path[0] ? p->path : ".", 260);
-    if (p->path[0] && ox_tr_path_is_full(p->path)) ox_string_strlcat(out, ".", 260);
+enum { QUERY_SIZE = 260 };
+
+/// The node of the path's component `index` (0: the root).
+json_t* ancestor(const NodePath* p, size_t index) {
+    size_t depth = json_array_size(p->parents);
+    return index < depth ? json_array_get(p->parents, depth - 1 - index) : p->node;
+}
+
+/// The path's text, with "#template" in place of the numbers of instances that the cache knows by their
+/// template alone: asking for such an instance would empty the template. False when that gets too long.
+bool template_path(const NodePath* p, char out[QUERY_SIZE]) {
+    const char* text = p->path;
+    size_t used = 0;
+    for (size_t index = 0; *text != '\0'; ++index) {
+        size_t length = strcspn(text, ".");
+        json_t* pattern = json_object_get(ancestor(p, index), "#template");
+        bool is_template = pattern && pattern == ancestor(p, index + 1);
+        const char* component = is_template ? "#template" : text;
+        size_t size = is_template ? strlen(component) : length;
+        if (used + size + 2 > QUERY_SIZE) return false;
+        if (used > 0) out[used++] = '.';
+        memcpy(out + used, component, size);
+        used += size;
+        text += length + (text[length] == '.');
+    }
+    out[used] = '\0';
+    return true;
+}
+
+void query_path(const NodePath* p, char out[QUERY_SIZE]) {
+    if (!p->path[0]) {
+        ox_string_strlcpy(out, ".", QUERY_SIZE);
+        return;
+    }
+    if (!template_path(p, out)) ox_string_strlcpy(out, p->path, QUERY_SIZE);
+    if (ox_tr_path_is_full(out)) ox_string_strlcat(out, ".", QUERY_SIZE);
 }
 
 void fill_node(json_t* node, json_t* children, json_t* instances, bool ordered) {
@@ -149,7 +182,7 @@ bool request_lost(const ox_jrpcmsg* message) {
 
 bool node_needs_fetch(const json_t* node) {
     size_t size = json_object_size(node);
-    if (size == 0 || json_object_get(node, "#lost")) return true;
+    if (size == 0 || json_is_true(json_object_get(node, "#lost"))) return true;
     return size == 1 && json_object_get(node, "#attr");
 }
 
@@ -160,7 +193,7 @@ void node_fetch(NodePath* p) {
         retire(node);
         p->node = node;
     }
-    char query[260];
+    char query[QUERY_SIZE];
     query_path(p, query);
     JsonRef names(json_pack("[s]", query));
     JsonRef children(fetch_attributes(names, 1, query));
@@ -201,6 +234,15 @@ void node_member_drop(json_t* node, const char* key) {
 
 void node_info_normalize(json_t* value) {
     normalize(value, DEPTH_LIMIT);
+}
+
+json_t* node_list_to_tree(json_t* list, const char* query) {
+    // A name of millions of components would become a tree too deep to be released.
+    for (size_t i = json_array_size(list); i-- > 0;) {
+        json_t* name = json_object_get(json_array_get(list, i), "Name");
+        if (json_string_length(name) > NAME_LIMIT) json_array_set_new(list, i, json_null());
+    }
+    return ox_tr_names_to_config(list, query);
 }
 
 json_t* dm_reload(void) {

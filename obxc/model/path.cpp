@@ -226,10 +226,6 @@ void paths_refresh(void) {
     paths_pin();
 }
 
-const char* current_path_text(void) {
-    return current_path.path;
-}
-
 bool is_instance_number(const char* text, int max) {
     int digits = 0;
     for (; (max < 0 || digits < max) && text[digits] != '\0'; ++digits) {

@@ -35,8 +35,6 @@ void paths_pin(void);
 /// Brings the current and the previous path in line with a cache whose nodes were fetched anew, as far as it
 /// holds them, and pins them.
 void paths_refresh(void);
-/// The text of the current node, for the prompt.
-const char* current_path_text(void);
 
 /// A working copy of the current node for one command, released at the end of its scope.
 struct ScopedPath : NodePath {
