@@ -1,5 +1,6 @@
 #include <ctype.h>
 #include <errno.h>
+#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -63,10 +64,8 @@ int ox_string_strntod(const char* text, int length, double* out) {
     char number[NUMBER_SIZE];
     if (!number_text(text, length, number)) return -1;
     char* end = nullptr;
-    errno = 0;
     double value = strtod(number, &end);
-    bool overflow = errno == ERANGE && (value > 1 || value < -1);
-    if (overflow || end == number || *end != '\0') return -1;
+    if (!isfinite(value) || end == number || *end != '\0') return -1;
     *out = value;
     return 0;
 }
