@@ -161,6 +161,15 @@ void feed_key(int key) {
     run_key(key);
 }
 
+void draw_nothing(void) {}
+
+/// readline draws the line anew when it forgets it.
+void free_line_state_unseen(void) {
+    rl_redisplay_function = draw_nothing;
+    rl_free_line_state();
+    rl_redisplay_function = hint_redisplay;
+}
+
 }  // namespace
 
 void editor_redraw(void) {
@@ -244,7 +253,7 @@ void ox_rl_async_clear(ox_rl_async*) {
     if (!editor.active) return;
     if (editor.shown) hint_erase_above();
     hint_forget();
-    rl_free_line_state();
+    free_line_state_unseen();
     rl_callback_sigcleanup();
     rl_callback_handler_remove();
     guard_off();
@@ -329,7 +338,7 @@ void ox_rl_recover(void) {
     if (!editor.active) return;
     if (editor.shown) hint_erase();
     hint_forget();
-    rl_free_line_state();
+    free_line_state_unseen();
     rl_callback_sigcleanup();
     rl_callback_handler_remove();
     guard_off();
