@@ -16,16 +16,12 @@ int not_available(const char* name, json_t*) {
 }
 }  // namespace
 #define del_command not_available
-#define cat_command not_available
 #define add_command not_available
 #define set_command not_available
 #define select_command not_available
 #define order_command not_available
 #define lua_command not_available
-#define ls_command not_available
 #define execute_command not_available
-#define attr_request not_available
-#define attr_command not_available
 #define tree_command not_available
 #define take_command not_available
 #define luarecord_command not_available
