@@ -22,6 +22,22 @@ struct ox_rl_async {
 
 namespace {
 
+/// One byte, never more: what follows a finished line may belong to the command that it starts.
+int read_byte(void) {
+    unsigned char byte;
+    for (;;) {
+        ssize_t got = read(STDIN_FILENO, &byte, 1);
+        if (got == 1) return byte;
+        if (got == 0) return -1;
+        if (errno == EAGAIN) {
+            struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+            ox_wait_poll(&input, 1, -1);
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
 int next_key(FILE*) {
     if (editor.fed >= 0) {
         int key = editor.fed;
@@ -30,7 +46,7 @@ int next_key(FILE*) {
     }
     struct pollfd input = {STDIN_FILENO, POLLIN, 0};
     if (ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
-    return ox_rl_getch();
+    return read_byte();
 }
 
 int forward_key(int count, int key) {
@@ -72,9 +88,10 @@ void start_readline(void) {
     rl_catch_sigwinch = 0;
     rl_change_environment = 0;
     rl_getc_function = next_key;
-    rl_redisplay_function = hint_redisplay;
     rl_completion_entry_function = no_matches;
     rl_initialize();
+    // Only now: with a redisplay function of another's, readline loads no terminal description.
+    rl_redisplay_function = hint_redisplay;
     replace_command(rl_complete, completion_key);
     replace_command(rl_menu_complete, completion_key);
     replace_command(rl_possible_completions, completion_list_key);
@@ -149,11 +166,12 @@ void feed_key(int key) {
     if (paste_take_back()) {
         hint_erase();
         bool line_end = paste_insert_line();
-        if (line_end) {
-            run_key('\r');
-        } else {
-            (*rl_redisplay_function)();
+        if (!line_end) {
+            hint_redisplay();
+            return;
         }
+        rl_redisplay();
+        run_key('\r');
         return;
     }
     // Whatever a control key does, the hint must not be in its way.
@@ -263,19 +281,7 @@ void ox_rl_async_clear(ox_rl_async*) {
 }
 
 int ox_rl_getch(void) {
-    if (paste_waiting()) return paste_getch();
-    unsigned char byte;
-    for (;;) {
-        ssize_t got = read(STDIN_FILENO, &byte, 1);
-        if (got == 1) return byte;
-        if (got == 0) return -1;
-        if (errno == EAGAIN) {
-            struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-            ox_wait_poll(&input, 1, -1);
-        } else if (errno != EINTR) {
-            return -1;
-        }
-    }
+    return paste_waiting() ? paste_getch() : read_byte();
 }
 
 bool ox_rl_pending(void) {

@@ -42,8 +42,9 @@ void read_paste(void) {
 int paste_key(int, int) {
     paste_drop();
     read_paste();
-    if (paste_insert_line()) return rl_newline(1, '\n');
-    return 0;
+    if (!paste_insert_line()) return 0;
+    rl_redisplay();
+    return rl_newline(1, '\n');
 }
 
 bool paste_waiting(void) {
