@@ -40,6 +40,7 @@ constexpr MethodRow METHODS[] = {
     {"GetParameterAttributes", &Store::get_attributes, nullptr, GUEST},
     {"GetDataModel", &Store::get_data_model, nullptr, GUEST},
     {"GetConfig", &Store::get_config, nullptr, GUEST},
+    {"Select", &Store::select, nullptr, GUEST},
     {"AddObject", &Store::add_object, nullptr, GUEST},
     {"DeleteObject", &Store::delete_object, nullptr, GUEST},
     {"Execute", nullptr, device_execute, GUEST},

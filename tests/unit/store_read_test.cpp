@@ -89,6 +89,7 @@ TEST_F(StoreTest, BadParams) {
         {&Store::get_attributes, "{'ParameterNames':['Device.'],'Level':'1'}"},
         {&Store::get_data_model, "{'ParameterNames':{}}"},
         {&Store::get_config, "{}"},
+        {&Store::select, "{}"},
         {&Store::add_object, "{}"},
         {&Store::delete_object, "{'ObjectName':[]}"},
     };
