@@ -4,10 +4,10 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "commands/commands.hpp"
-#include "ox_rl.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
 
@@ -64,7 +64,10 @@ int sh_command(const char*, json_t* args) {
         ox_str_printf_append(line, "%s ", text);
     }
     fflush(stdout);
+    // A command that dies may leave the terminal without echo, or worse.
+    struct termios modes;
+    bool saved = tcgetattr(STDIN_FILENO, &modes) == 0;
     [[maybe_unused]] int status = system(ox_dynarray_get(line));
-    ox_rl_recover();
+    if (saved) tcsetattr(STDIN_FILENO, TCSADRAIN, &modes);
     return 0;
 }
