@@ -15,17 +15,8 @@ int not_available(const char* name, json_t*) {
     return -1;
 }
 }  // namespace
-#define del_command not_available
-#define add_command not_available
-#define set_command not_available
-#define select_command not_available
-#define order_command not_available
 #define lua_command not_available
-#define execute_command not_available
-#define tree_command not_available
-#define take_command not_available
 #define luarecord_command not_available
-#define catree_command not_available
 
 // name, method, id, hashes, handler, request handler, syntax, help. `debug` is hidden: it has no texts.
 // clang-format off

@@ -1,0 +1,139 @@
+// add, touch, take, del, rm, order: the instances of multi-instance objects.
+#include <stdio.h>
+#include <string.h>
+
+#include "commands/commands.hpp"
+#include "model/path.hpp"
+#include "ox_colors.hpp"
+#include "ox_string.hpp"
+#include "ox_tr.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+enum { OBJECT_PATH_SIZE = sizeof(NodePath::path) + 1 };
+
+const char* word_at(json_t* args, size_t index) {
+    return json_string_value(json_array_get(args, index));
+}
+
+void execute_and_report(ox_jrpcmsg* message) {
+    request_exec(message, -1);
+    response_report(message);
+}
+
+/// Where a model is loaded, resolves `text` on the copy `p`; says so when that fails.
+bool resolve_node(const char* command, NodePath* p, const char* text) {
+    if (!p->node || path_resolve(p, text) == 0) return true;
+    printf("%s: %s: no such node.\n", command, text);
+    return false;
+}
+
+/// The path of the object that a resolved place names, with its final ".".
+void object_path(const NodePath* p, char out[OBJECT_PATH_SIZE]) {
+    snprintf(out, OBJECT_PATH_SIZE, "%s%s", p->path, ox_tr_path_is_partial(p->path) ? "" : ".");
+}
+
+int exec_add(const char* path) {
+    MsgRef message(ox_jrpcmsg_cmd_add_object(path));
+    request_exec(message, -1);
+    int number = 0;
+    json_unpack(ox_jrpcmsg_get_result_json(message), "{s : i}", "InstanceNumber", &number);
+    if (number > 0) {
+        fputs("Instance number:", stdout);
+        ox_colors_set(OX_COLOR_NUMBER);
+        printf(" %d\n", number);
+        ox_colors_reset();
+    }
+    response_report(message);
+    return number;
+}
+
+/// The path that names what is to be deleted: parameters without, objects with a final ".".
+void deleted_path(const NodePath* p, char out[OBJECT_PATH_SIZE]) {
+    snprintf(out, OBJECT_PATH_SIZE, "%s", p->path);
+    if (!node_is_parameter(p->node)) {
+        if (ox_tr_path_is_full(out)) ox_string_strlcat(out, ".", OBJECT_PATH_SIZE);
+    } else if (ox_tr_path_is_partial(out)) {
+        out[strlen(out) - 1] = '\0';
+    }
+}
+
+void exec_delete(const char* path) {
+    MsgRef message(ox_jrpcmsg_cmd_delete_object(path));
+    execute_and_report(message);
+}
+
+void exec_order(const char* name, uint64_t number) {
+    MsgRef message(ox_jrpcmsg_cmd_set_parameter_values_new(nullptr));
+    json_t* value = json_integer(static_cast<json_int_t>(number));
+    ox_jrpcmsg_cmd_set_parameter_values_add_new(message, name, value);
+    execute_and_report(message);
+}
+
+}  // namespace
+
+int add_command(const char* name, json_t* args) {
+    if (json_array_size(args) > 2) {
+        printf("syntax: %s <path> [<order_num>]\n", name);
+        return -1;
+    }
+    const char* path = json_array_size(args) > 0 ? word_at(args, 0) : ".";
+    ScopedPath p;
+    if (!resolve_node(name, &p, path)) return -1;
+    if (!p.node) return exec_add(path);
+    char object[OBJECT_PATH_SIZE];
+    object_path(&p, object);
+    return exec_add(object);
+}
+
+int take_command(const char* name, json_t* args) {
+    const char* path = json_array_size(args) > 0 ? word_at(args, 0) : ".";
+    StrRef target(ox_str_init_chars(path ? path : ""));
+    int number = add_command(name, args);
+    if (number <= 0) return -1;
+    if (ox_tr_path_is_full(ox_dynarray_get(target))) ox_str_add(target, ".");
+    ox_str_printf_append(target, "%d", number);
+    JsonRef words(json_pack("[s]", ox_dynarray_get(target)));
+    return cd_command(name, words);
+}
+
+int del_command(const char* name, json_t* args) {
+    if (json_array_size(args) != 1) {
+        printf("syntax: %s <path>\n", name);
+        return -1;
+    }
+    const char* path = word_at(args, 0);
+    ScopedPath p;
+    if (!resolve_node(name, &p, path)) return -1;
+    if (!p.node) {
+        exec_delete(path);
+        return 0;
+    }
+    char deleted[OBJECT_PATH_SIZE];
+    deleted_path(&p, deleted);
+    exec_delete(deleted);
+    return 0;
+}
+
+int order_command(const char* name, json_t* args) {
+    if (json_array_size(args) != 2) {
+        printf("syntax: %s <path> <order_num>\n", name);
+        return -1;
+    }
+    const char* path = word_at(args, 0);
+    const char* order = word_at(args, 1);
+    uint64_t number = 0;
+    if (ox_string_strntoul(order, static_cast<int>(strlen(order)), 10, &number) < 0) {
+        printf("%s: invalid order integer: %s\n", name, order);
+        return -1;
+    }
+    ScopedPath p;
+    if (!resolve_node(name, &p, path)) return -1;
+    if (p.node && path_resolve(&p, "index") < 0) {
+        printf("%s: %s: is not an ordered instance.\n", name, path);
+        return -1;
+    }
+    exec_order(p.node ? p.path : path, number);
+    return 0;
+}

@@ -1,0 +1,128 @@
+// execute, select: methods of the model, and the paths that match a selector.
+#include <stdio.h>
+#include <string.h>
+
+#include "commands/commands.hpp"
+#include "commands/tree.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_confapi.hpp"
+#include "ox_tr.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+/// A path record released at the end of its scope.
+struct OwnedPath : NodePath {
+    explicit OwnedPath(const NodePath* source) : NodePath{} { path_copy(this, source); }
+    ~OwnedPath() { path_free(this); }
+    OwnedPath(const OwnedPath&) = delete;
+    OwnedPath& operator=(const OwnedPath&) = delete;
+};
+
+/// The value of an input argument: a new value, or null after saying why there is none.
+json_t* argument_value(const char* command, const NodePath* input, const char* relative, const char* text) {
+    OwnedPath p(input);
+    if (path_resolve(&p, relative) < 0) {
+        printf("%s: %s: no such node.\n", command, relative);
+        return nullptr;
+    }
+    const json_t* fallback = ox_tr_dm_node_default_get(p.node);
+    if (!fallback) {
+        printf("%s: %s: is an object or doesn't have default value.\n", command, relative);
+        return nullptr;
+    }
+    json_t* value = value_from_text(text, json_typeof(fallback));
+    if (!value) printf("%s: %s: invalid value %s.\n", command, relative, text);
+    return value;
+}
+
+/// Adds the argument that a word like "path=value" gives. False after saying what is wrong with it.
+bool add_argument(const char* command, const NodePath* input, const char* word, json_t* list) {
+    StrRef buffer(ox_str_init());
+    ox_str_replace_text(buffer, word);
+    char* relative = ox_dynarray_get_unsafe(buffer);
+    char* equals = strchr(relative, '=');
+    if (!equals) {
+        printf("%s: %s: no value.\n", command, word);
+        return false;
+    }
+    *equals = '\0';
+    const char* text = equals + 1;
+    printf("key = %s, value = %s\n", relative, text);
+    JsonRef value(argument_value(command, input, relative, text));
+    if (!value) return false;
+    json_array_append_new(list, json_pack("{s : s, s : O}", "Name", relative, "Value", value.get()));
+    return true;
+}
+
+/// Gathers the input arguments behind the method's path. False after saying what is wrong with them.
+bool gather_arguments(const char* command, NodePath* method, json_t* args, json_t* list) {
+    if (!method->node || path_resolve(method, "#input") < 0) {
+        if (json_array_size(args) < 2) return true;
+        printf("%s: this method does not have input arguments.\n", command);
+        return false;
+    }
+    for (size_t i = 1; i < json_array_size(args); i++) {
+        const char* word = json_string_value(json_array_get(args, i));
+        if (!word || !add_argument(command, method, word, list)) return false;
+    }
+    path_resolve(method, "<");
+    return true;
+}
+
+/// Draws the output parameters of an answer, or reports one that has none.
+int show_answer(const ox_jrpcmsg* message, const char* path) {
+    if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
+        const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+        if (json_array_size(list) > 0) {
+            JsonRef config(ox_tr_namevalues_to_config(list, nullptr));
+            if (config) tree_draw_root(config, nullptr, path);
+            return 0;
+        }
+    }
+    response_report(message);
+    return -1;
+}
+
+}  // namespace
+
+int execute_command(const char* name, json_t* args) {
+    const char* path = json_string_value(json_array_get(args, 0));
+    if (!path || !path[0]) {
+        printf("%s: no method.\n", name);
+        return -1;
+    }
+    ScopedPath method;
+    if (method.node && path_resolve(&method, path) < 0) {
+        printf("%s: %s: no such method.\n", name, path);
+        return -1;
+    }
+    method.input_allowed = 1;
+    JsonRef list(json_array());
+    if (!gather_arguments(name, &method, args, list)) return -1;
+    if (json_array_size(list) == 0) list.reset();
+    const char* target = method.node ? method.path : path;
+    MsgRef message(ox_jrpcmsg_cmd_execute_new(target, json_incref(list)));
+    request_exec(message, -1);
+    return show_answer(message, target);
+}
+
+int select_command(const char* name, json_t* args) {
+    StrRef selector(ox_str_json_join(args, " "));
+    if (!selector) {
+        printf("syntax: %s <selector>\n", name);
+        return -1;
+    }
+    JsonRef model(dm_schema_get(ox_dynarray_get(selector)));
+    JsonRef matches(ox_confapi_select_new(ox_dynarray_get(selector), 0, 0));
+    if (!matches) {
+        const ox_jrpcmsg* failed = ox_confapi_get_last_message(nullptr);
+        if (failed) response_report(failed);
+        return -1;
+    }
+    const char* path;
+    json_t* value;
+    json_object_foreach(matches, path, value) tree_draw_root(value, tree_descend(model, path), path);
+    return 0;
+}

@@ -1,0 +1,53 @@
+// tree, catree: a part of the model as a tree.
+#include "commands/tree.hpp"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "commands/commands.hpp"
+#include "model/metadata.hpp"
+#include "model/path.hpp"
+#include "ox_confapi.hpp"
+
+namespace {
+
+enum { TREE_VALUES = 1, TREE_SCHEME = 2 };
+enum { TREE_PATH_SIZE = 257 };
+
+/// The canonical path of an argument (null: the current node); false when it is too long.
+bool canonical_path(const char* path, char out[TREE_PATH_SIZE]) {
+    char full[TREE_PATH_SIZE];
+    int length = path && path[0] == ':'
+                     ? snprintf(full, sizeof full, "%s", path + 1)
+                     : snprintf(full, sizeof full, "%s.%s", current_path.path, path ? path : "");
+    if (length < 0 || length >= TREE_PATH_SIZE) return false;
+    if (ox_conf_path_canonize(0, full, out) < 0) return false;
+    if (!out[0]) strcpy(out, ".");
+    return true;
+}
+
+void tree_show(const char* path, int flags) {
+    char canonical[TREE_PATH_SIZE];
+    if (!canonical_path(path, canonical)) return;
+    bool values = flags & TREE_VALUES;
+    JsonRef config(values ? _ox_confapi_getconfig_fullpath(canonical, 0) : nullptr);
+    JsonRef scheme(dm_schema_get(canonical));
+    const json_t* scheme_node = tree_descend(scheme, canonical);
+    const json_t* root = values ? tree_descend(config, canonical) : scheme_node;
+    if (root) tree_draw_root(root, scheme_node, canonical);
+}
+
+}  // namespace
+
+int tree_command(const char* /*name*/, json_t* args) {
+    tree_show(json_string_value(json_array_get(args, 0)), TREE_SCHEME);
+    return 0;
+}
+
+int catree_command(const char* /*name*/, json_t* args) {
+    if (json_array_size(args) == 0) tree_show(".", TREE_VALUES | TREE_SCHEME);
+    size_t index;
+    json_t* arg;
+    json_array_foreach(args, index, arg) tree_show(json_string_value(arg), TREE_VALUES | TREE_SCHEME);
+    return 0;
+}

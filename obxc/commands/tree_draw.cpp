@@ -1,0 +1,218 @@
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "commands/print.hpp"
+#include "commands/tree.hpp"
+#include "model/path.hpp"
+#include "ox_log.hpp"
+#include "ox_rl.hpp"
+#include "ox_tr.hpp"
+#include "session/interrupt.hpp"
+
+namespace {
+
+/// No JSON text that the parser accepts is deeper.
+enum { EMPTY_DEPTH_LIMIT = 4096 };
+
+const char* const line_glyphs[] = {"│   ", "├── ", "└── ", "    "};
+const char* const plain_glyphs[] = {"|   ", "|-- ", "|__ ", "    "};
+
+/// What is known of one value of the drawn document. The entries stand in the order of a walk over the
+/// document, so the entry behind a value's last descendant is its next sibling's. Emptiness is found once for
+/// each value that way; asking at every level again would cost the depth times the size.
+struct ValueEntry {
+    uint32_t size : 30;      ///< entries of the value and all below it
+    uint32_t empty : 1;      ///< an empty subtree
+    uint32_t parameter : 1;  ///< its schema node is a parameter; known once its parent's leaves are drawn
+};
+
+/// One drawing: what is shared by all its lines.
+struct Drawing {
+    ValueEntry* entries = nullptr;
+    size_t count = 0;
+    size_t capacity = 0;
+    const char* const* glyphs = nullptr;
+    unsigned char branches[TREE_DEPTH_LIMIT] = {};
+    ~Drawing() { free(entries); }
+};
+
+bool is_attr(const char* key) {
+    return key[0] == '#' && strcmp(key, "#attr") == 0;
+}
+
+bool is_max_instance(const char* key, size_t length) {
+    return length == 12 && memcmp(key, "max_instance", 12) == 0;
+}
+
+bool empty_subtree(const json_t* value, int depth) {
+    if (!json_is_object(value) || depth == 0) return false;
+    const char* key;
+    json_t* member;
+    json_object_foreach(const_cast<json_t*>(value), key, member) {
+        if (!empty_subtree(member, depth - 1)) return false;
+    }
+    return true;
+}
+
+size_t entry_new(Drawing* drawing) {
+    if (drawing->count == drawing->capacity) {
+        drawing->capacity = drawing->capacity ? drawing->capacity * 2 : 256;
+        void* grown = realloc(drawing->entries, drawing->capacity * sizeof(ValueEntry));
+        __ox_log_assert(grown != nullptr, "grown != NULL", "obxc/commands", __LINE__, __func__,
+                        "out of memory");
+        drawing->entries = static_cast<ValueEntry*>(grown);
+    }
+    drawing->entries[drawing->count] = {};
+    return drawing->count++;
+}
+
+/// Adds the entries of a value and all below it; returns whether it is an empty subtree.
+bool measure(Drawing* drawing, const json_t* value, unsigned depth) {
+    size_t own = entry_new(drawing);
+    bool empty = json_is_object(value);
+    if (depth >= TREE_DEPTH_LIMIT) {
+        empty = is_empty_subtree(value);  // too deep to be drawn
+    } else {
+        const char* key;
+        json_t* member;
+        json_object_foreach(const_cast<json_t*>(value), key, member) {
+            bool member_empty = is_attr(key) ? is_empty_subtree(member) : measure(drawing, member, depth + 1);
+            empty = empty && member_empty;
+        }
+    }
+    drawing->entries[own].empty = empty & 1;
+    drawing->entries[own].size = (drawing->count - own) & 0x3FFFFFFF;
+    return empty;
+}
+
+/// Fills the counters of a line whose value has the entry `own`.
+void count_children(const Drawing* drawing, TreeNode* node, size_t own) {
+    size_t at = own + 1;
+    const char* key;
+    size_t length;
+    json_t* member;
+    json_object_keylen_foreach(const_cast<json_t*>(node->value), key, length, member) {
+        if (is_attr(key)) continue;
+        if (!drawing->entries[at].empty) node->child_count++;
+        if (!json_is_object(member) && length > node->name_width) node->name_width = length;
+        at += drawing->entries[at].size;
+    }
+}
+
+void draw_branches(const Drawing* drawing, TreeNode* parent) {
+    unsigned char* state = parent->branches + parent->depth;
+    *state = ++parent->printed_children < parent->child_count ? BRANCH_CHILD : BRANCH_LAST;
+    for (unsigned depth = 0; depth <= parent->depth; depth++) {
+        fputs(drawing->glyphs[parent->branches[depth]], stdout);
+    }
+    *state = *state == BRANCH_LAST ? BRANCH_BLANK : BRANCH_CONTINUES;
+}
+
+void draw_line(const Drawing* drawing, const TreeNode* node, TreeNode* parent) {
+    if (node->depth > 0) draw_branches(drawing, parent);
+    print_padded(node->name, strlen(node->name), parent->name_width);
+    if (!json_is_object(node->value)) print_value(node->value, node->scheme);
+    putc('\n', stdout);
+    interrupt_point();
+}
+
+void tree_draw_node(Drawing* drawing, TreeNode* node, TreeNode* parent, size_t own);
+
+void draw_child(Drawing* drawing, TreeNode* parent, const char* name, const json_t* value,
+                const json_t* scheme, size_t own) {
+    TreeNode child = {.value = value,
+                      .scheme = scheme,
+                      .name = name,
+                      .depth = parent->depth + 1,
+                      .branches = parent->branches};
+    count_children(drawing, &child, own);
+    tree_draw_node(drawing, &child, parent, own);
+}
+
+/// Draws the children whose schema node is a parameter, or all others.
+void draw_children(Drawing* drawing, TreeNode* node, size_t own, bool parameters) {
+    size_t at = own + 1;
+    const char* key;
+    size_t length;
+    json_t* member;
+    json_object_keylen_foreach(const_cast<json_t*>(node->value), key, length, member) {
+        if (is_attr(key)) continue;
+        size_t child = at;
+        at += drawing->entries[child].size;
+        if (is_max_instance(key, length)) {
+            node->has_max_instance = true;
+            continue;
+        }
+        if (drawing->entries[child].empty || (!parameters && drawing->entries[child].parameter)) continue;
+        const json_t* scheme = tree_lookup_child(node->scheme, key, length);
+        if (parameters) drawing->entries[child].parameter = node_is_parameter(scheme) & 1;
+        if (parameters == drawing->entries[child].parameter) {
+            draw_child(drawing, node, key, member, scheme, child);
+        }
+    }
+}
+
+/// Where the entry of a member stands.
+size_t member_entry(const Drawing* drawing, const TreeNode* node, size_t own, const json_t* wanted) {
+    size_t at = own + 1;
+    const char* key;
+    json_t* member;
+    json_object_foreach(const_cast<json_t*>(node->value), key, member) {
+        if (member == wanted) break;
+        if (!is_attr(key)) at += drawing->entries[at].size;
+    }
+    return at;
+}
+
+void draw_max_instance(Drawing* drawing, TreeNode* node, size_t own) {
+    static const char name[] = "max_instance";
+    const json_t* value = json_object_get(node->value, name);
+    const json_t* scheme = tree_lookup_child(node->scheme, name, sizeof name - 1);
+    TreeNode child = {
+        .value = value, .scheme = scheme, .name = name, .depth = node->depth + 1, .branches = node->branches};
+    tree_draw_node(drawing, &child, node, member_entry(drawing, node, own, value));
+}
+
+void tree_draw_node(Drawing* drawing, TreeNode* node, TreeNode* parent, size_t own) {
+    if (drawing->entries[own].empty || node->depth > TREE_DEPTH_LIMIT) return;
+    draw_line(drawing, node, parent);
+    if (!json_is_object(node->value) || node->depth == TREE_DEPTH_LIMIT) return;
+    draw_children(drawing, node, own, true);
+    draw_children(drawing, node, own, false);
+    if (node->has_max_instance) draw_max_instance(drawing, node, own);
+}
+
+}  // namespace
+
+bool is_empty_subtree(const json_t* value) {
+    return empty_subtree(value, EMPTY_DEPTH_LIMIT);
+}
+
+json_t* tree_lookup_child(const json_t* node, const char* key, size_t key_length) {
+    json_t* child = json_object_getn(node, key, key_length);
+    if (child || key_length > 20) return child;
+    bool instance = is_instance_number(key, static_cast<int>(key_length));
+    return instance ? json_object_get(node, "#template") : nullptr;
+}
+
+json_t* tree_descend(json_t* root, const char* path) {
+    json_t* node = root;
+    for (;;) {
+        path += strspn(path, ".");
+        size_t length = strcspn(path, ".");
+        json_t* child = length > 0 ? tree_lookup_child(node, path, length) : nullptr;
+        if (!child) return node;
+        node = child;
+        path += length;
+    }
+}
+
+void tree_draw_root(const json_t* value, const json_t* scheme, const char* name) {
+    Drawing drawing;
+    drawing.glyphs = ox_rl_get_terminal_capabilities(nullptr)->line_drawing ? line_glyphs : plain_glyphs;
+    measure(&drawing, value, 0);
+    TreeNode root = {.value = value, .scheme = scheme, .name = name, .branches = drawing.branches};
+    count_children(&drawing, &root, 0);
+    tree_draw_node(&drawing, &root, &root, 0);
+}
