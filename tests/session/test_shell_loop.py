@@ -336,15 +336,18 @@ def test_ctrl_c_in_the_password_prompt_restores_the_echo(session):
 
 def test_ctrl_c_in_a_login_by_token_takes_the_token_back(scripted, terminal):
     def answer(request, connection):
-        if request["method"] == "Login":
+        if request["method"] == "Login" and request["params"]["Login"] == "t0k3n":
             return daemon.error(9001, "Request denied")
-        if request.get("auth"):
-            return None
-        return daemon.result({})
+        return None if request.get("auth") else daemon.result({})
     daemon = scripted(answer)
     shell = terminal(daemon=daemon)
-    shell.wait(lambda: any(m.get("auth") for m in daemon.received), "the token")
-    shell.close()
+    shell.prompt()
+    shell.send("login t0k3n -p x\r")
+    shell.wait(lambda: any(m.get("auth") == "t0k3n" for m in daemon.received), "the token")
+    shell.interrupt()
+    shell.prompt()
+    assert shell.run("save") == "Status: OK"
+    assert daemon.received[-1]["method"] == "SaveConfig" and "auth" not in daemon.received[-1]
 
 
 def test_ctrl_c_at_random_moments(scripted, terminal):

@@ -1,0 +1,145 @@
+// Ctrl-C: what jumps at once, what is only marked, and where the mark takes effect.
+#include "session/interrupt.hpp"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include "ox_wait.hpp"
+
+namespace {
+
+class Interrupt : public testing::Test {
+protected:
+    void SetUp() override {
+        interrupt_init();
+        interrupt_install(shell_interrupt);
+    }
+    void TearDown() override {
+        interrupt_disarm();
+        ox_wait_set_hooks(nullptr, nullptr);
+    }
+};
+
+/// Runs `body` armed; true when it was left by a jump.
+template <typename Body>
+bool jumps(Body body) {
+    if (sigsetjmp(interrupt_context, 1) != 0) return true;
+    interrupt_armed = 1;
+    body();
+    return false;
+}
+
+void* interrupt_soon(void* thread) {
+    usleep(50000);
+    pthread_kill(*static_cast<pthread_t*>(thread), SIGINT);
+    return nullptr;
+}
+
+TEST_F(Interrupt, AWaitIsLeftAtOnce) {
+    pthread_t self = pthread_self();
+    pthread_t other;
+    long long start = ox_wait_now_ms();
+    ASSERT_EQ(pthread_create(&other, nullptr, interrupt_soon, &self), 0);
+    EXPECT_TRUE(jumps([] { ox_wait_sleep_ms(20000); }));
+    pthread_join(other, nullptr);
+    EXPECT_LT(ox_wait_now_ms() - start, 10000);
+    EXPECT_FALSE(interrupt_armed);
+    EXPECT_FALSE(interrupt_pending());
+}
+
+TEST_F(Interrupt, OutsideAWaitItIsMarked) {
+    static bool reached;
+    reached = false;
+    EXPECT_FALSE(jumps([] {
+        interrupt_point();
+        raise(SIGINT);
+        reached = true;
+    }));
+    EXPECT_TRUE(reached);
+    EXPECT_TRUE(interrupt_pending());
+    EXPECT_TRUE(interrupt_armed);
+}
+
+TEST_F(Interrupt, TheMarkJumpsAtTheNextPoint) {
+    static bool reached;
+    reached = false;
+    EXPECT_TRUE(jumps([] {
+        raise(SIGINT);
+        interrupt_point();
+        reached = true;
+    }));
+    EXPECT_FALSE(reached);
+}
+
+TEST_F(Interrupt, TheMarkJumpsAtTheNextWait) {
+    static bool reached;
+    reached = false;
+    EXPECT_TRUE(jumps([] {
+        raise(SIGINT);
+        ox_wait_poll(nullptr, 0, 0);
+        reached = true;
+    }));
+    EXPECT_FALSE(reached);
+}
+
+TEST_F(Interrupt, UnarmedItDoesNothing) {
+    raise(SIGINT);
+    EXPECT_FALSE(interrupt_pending());
+    interrupt_point();
+    ox_wait_sleep_ms(1);
+}
+
+TEST_F(Interrupt, DisarmingForgetsTheMarkAndRestoresTheDefault) {
+    EXPECT_FALSE(jumps([] { raise(SIGINT); }));
+    interrupt_disarm();
+    EXPECT_FALSE(interrupt_pending());
+    EXPECT_FALSE(interrupt_armed);
+    struct sigaction now;
+    sigaction(SIGINT, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, SIG_DFL);
+    interrupt_install(shell_interrupt);
+    interrupt_armed = 1;
+    interrupt_point();  // an old mark would jump into a frame that is gone
+}
+
+void* wait_and_interrupt(void*) {
+    ox_wait_sleep_ms(10);
+    raise(SIGINT);
+    ox_wait_sleep_ms(10);
+    return nullptr;
+}
+
+TEST_F(Interrupt, AnotherThreadNeverJumps) {
+    EXPECT_TRUE(jumps([] {
+        pthread_t other;
+        ASSERT_EQ(pthread_create(&other, nullptr, wait_and_interrupt, nullptr), 0);
+        pthread_join(other, nullptr);
+        interrupt_point();  // the mark that it handed over
+    }));
+}
+
+TEST_F(Interrupt, TheIdleHandlerEndsAWait) {
+    interrupt_install(idle_interrupt);
+    EXPECT_FALSE(idle_interrupt_taken());
+    pthread_t self = pthread_self();
+    pthread_t other;
+    ASSERT_EQ(pthread_create(&other, nullptr, interrupt_soon, &self), 0);
+    EXPECT_EQ(ox_wait_poll(nullptr, 0, 20000), -1);
+    EXPECT_EQ(errno, EINTR);
+    pthread_join(other, nullptr);
+    EXPECT_TRUE(idle_interrupt_taken());
+    EXPECT_FALSE(idle_interrupt_taken());
+}
+
+TEST_F(Interrupt, HeldBackItArrivesLater) {
+    interrupt_install(idle_interrupt);
+    interrupt_hold(true);
+    raise(SIGINT);
+    EXPECT_FALSE(idle_interrupt_taken());
+    interrupt_hold(false);
+    EXPECT_TRUE(idle_interrupt_taken());
+}
+
+}  // namespace
