@@ -88,12 +88,14 @@ int groups_parse(StartOptions* options, const char* list) {
     return GO_ON;
 }
 
-void auth_parse(StartOptions* options, const char* data) {
+// The argument is then covered, so that no list of processes shows a password or token.
+void auth_parse(StartOptions* options, char* data) {
     const char* colon = strchr(data, ':');
     size_t login_length = colon ? static_cast<size_t>(colon - data) : strlen(data);
     if (login_length > sizeof(options->login) - 1) login_length = sizeof(options->login) - 1;
     ox_string_strlcpy(options->login, data, login_length + 1);
     ox_string_strlcpy(options->password, colon ? colon + 1 : "", sizeof(options->password));
+    memset(data, '*', strlen(data));
 }
 
 /// The one-mode rule. `said` is how a conflict names the new mode, `name` what later conflicts call it.
@@ -130,7 +132,7 @@ int named_option(StartOptions* options, int mode, const char* name, const char* 
     return status;
 }
 
-int option_apply(StartOptions* options, int option, const char* argument) {
+int option_apply(StartOptions* options, int option, char* argument) {
     int status;
     switch (option) {
         case 'r':

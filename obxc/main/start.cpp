@@ -106,7 +106,7 @@ void config_run_silently(const char* path) {
     fflush(stdout);
     Fd saved(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     Fd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
-    if (null.get() < 0 || dup2(null.get(), STDOUT_FILENO) < 0) {
+    if (saved.get() < 0 || null.get() < 0 || dup2(null.get(), STDOUT_FILENO) < 0) {
         fprintf(stderr, "Cannot run %s: /dev/null: %s\n", path, strerror(errno));
         return;
     }
@@ -114,11 +114,7 @@ void config_run_silently(const char* path) {
     ox_out_refresh();
     script_run(path, 1);
     fflush(stdout);
-    if (saved.get() >= 0) {
-        dup2(saved.get(), STDOUT_FILENO);
-    } else {
-        close(STDOUT_FILENO);  // it was closed before
-    }
+    dup2(saved.get(), STDOUT_FILENO);
     ox_out_refresh();
 }
 
@@ -158,6 +154,14 @@ int session_start(const Channels* channels, const StartOptions* options) {
     return GO_ON;
 }
 
+/// A closed standard descriptor would be taken by a connection, which then would be read or written as if it
+/// were the person's.
+void descriptors_fill() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+        if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);
+    }
+}
+
 int output_finish(int status) {
     bool lost = fflush(stdout) != 0 || ferror(stdout);
     if (!lost) return status;
@@ -168,6 +172,7 @@ int output_finish(int status) {
 }  // namespace
 
 int run(int argc, char** argv) {
+    descriptors_fill();
     setvbuf(stdout, output_buffer, _IOFBF, sizeof(output_buffer));
     interrupt_init();
     Channels channels = {};

@@ -3,7 +3,9 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "ox_out.hpp"
 #include "ox_rl.hpp"
+#include "ox_string.hpp"
 #include "session/identity.hpp"
 
 char prompt[384];
@@ -28,6 +30,9 @@ void prompt_set_path_source(const char* (*path_text)(void)) {
 void prompt_rebuild(void) {
     snprintf(prompt, sizeof(prompt), "%s%sobxc%s:%s> ", current_user ? current_user : "",
              current_user ? "@" : "", mode_word, current_path_text ? current_path_text() : "");
+    // User and path are the daemon's texts: they must not steer the terminal.
+    CharsRef plain(ox_out_escape(prompt));
+    if (plain) ox_string_strlcpy(prompt, plain, sizeof(prompt));
 }
 
 void prompt_set_mode(const char* word) {

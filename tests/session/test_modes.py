@@ -71,6 +71,29 @@ def test_output_that_cannot_be_written(scripted):
     assert b"cannot write standard output" in process.stderr
 
 
+def test_closed_standard_descriptors(scripted):
+    """A connection must not end up where the person's input and output would be."""
+    daemon = scripted()
+    process = subprocess.run(["sh", "-c", "exec %s -u %s <&- 2>&-" % (harness.OBXC, daemon.socket)],
+                             stdout=subprocess.PIPE, env=harness.environment(), timeout=harness.PATIENCE)
+    assert process.returncode == 0
+    assert process.stdout.endswith(b"'q' for exit.\n")
+    process = subprocess.run(["sh", "-c", "exec %s -u %s -r save >&-" % (harness.OBXC, daemon.socket)],
+                             env=harness.environment(), timeout=harness.PATIENCE)
+    assert process.returncode == 0
+    assert all(isinstance(message, dict) for message in daemon.received)
+
+
+def test_credentials_do_not_show_in_the_process_list(scripted):
+    daemon = scripted()
+    process = start(daemon, "-l", "-a", "admin:topsecret")
+    daemon.wait_for_request("JoinGroup")
+    with open("/proc/%d/cmdline" % process.pid) as line:
+        assert "topsecret" not in line.read()
+    process.kill()
+    process.communicate()
+
+
 # --- groups and login before the mode ---------------------------------------------------------------------------
 
 
@@ -413,6 +436,13 @@ REPORTS = [
 def test_the_report_of_an_error(scripted, error, expected):
     daemon = scripted(lambda request, connection: {"jsonrpc": "2.0", "error": error})
     assert obxc("-r", "save", daemon=daemon).out == expected
+
+
+def test_the_outcome_of_a_broken_exchange(scripted):
+    for answer, pattern in ((b"no json\n", r"\[-10\] .+\n"), (b"[1]\n", r"\[-10\] .+\n"),
+                            (b'{"jsonrpc":"2.0","id":1,"re', r"\[-7\] .+\n")):
+        daemon = scripted(lambda request, connection: [answer, ScriptedDaemon.CLOSE])
+        assert re.fullmatch(pattern, obxc("-r", "save", daemon=daemon).out)
 
 
 def test_the_report_of_success(scripted):

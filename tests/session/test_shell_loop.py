@@ -279,6 +279,28 @@ def test_a_terminal_that_goes_away(daemon):
     terminal.close()
 
 
+def test_a_daemon_that_talks_nonsense(scripted, terminal):
+    def answer(request, connection):
+        return b"nonsense\n" if request["method"] == "SaveConfig" else daemon.result({})
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    for _ in range(3):
+        assert re.fullmatch(r"\[-10\] .+", shell.run("save"))
+    daemon.answer = (lambda request, connection: daemon.result({}))
+    assert shell.run("save") == "Status: OK"
+
+
+def test_a_daemon_that_says_nothing(scripted, terminal):
+    def answer(request, connection):
+        return None if request["method"] == "GetParameterNames" else daemon.result({})
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    begin = time.monotonic()
+    assert re.search(r"\[-11\] ", shell.run("ls"))
+    assert 0.9 < time.monotonic() - begin < 5
+    assert shell.run("save") == "Status: OK"
+
+
 # --- Ctrl-C -----------------------------------------------------------------------------------------------------
 
 
@@ -514,6 +536,16 @@ def test_system_access_changes_the_prompt_colour(scripted, terminal):
     daemon.answer = values(daemon, SystemAccess=False)
     shell.run("login admin -p x")
     assert shell.colour_at(0, shell.cursor()[1]) != root
+
+
+def test_a_user_name_does_not_steer_the_terminal(scripted, terminal):
+    def answer(request, connection):
+        if request["method"] == "Login":
+            return daemon.error(9001, "Request denied")
+        return values(daemon, CurrentUser="a\x1b[31mb")(request, connection)
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    shell.wait_line(r"a\\x1[bB]\[31mb@obxc:>")
 
 
 def test_without_colours(daemon, terminal):

@@ -283,6 +283,7 @@ TEST(Options, CredentialsDoNotStayInMemory) {
     char program[] = "obxc", option[] = "-a", data[] = "admin:secret";
     char* argv[] = {program, option, data, nullptr};
     options_parse(&options, 3, argv);
+    EXPECT_STREQ(data, "************");
     options_free(&options);
     EXPECT_STREQ(options.login, "");
     EXPECT_STREQ(options.password, "");
