@@ -114,8 +114,9 @@ int reference_check(Impl& impl, const Limits& limits, std::string_view path, std
     if (limits.targets.empty()) return 0;
     std::string allowed;
     for (const std::string& wanted : limits.targets) {
-        bool table = target.is_object() && target.node->number != 0;
-        if (path_matches(path, wanted, table)) return 0;
+        bool instance = target.is_object() && target.node->number != 0;
+        bool table = target.is_object() && is_table(target.node);
+        if (!table && path_matches(path, wanted, instance)) return 0;
         allowed += (allowed.empty() ? "" : " or ") + wanted;
     }
     why = "must name an instance of " + allowed;

@@ -156,13 +156,16 @@ void commit(Setter& setter) {
 }  // namespace
 
 void orders_tell(Impl& impl, Node* table, uint32_t from, uint32_t to) {
+    if (!impl.listener) return;
     for (auto& instance : table->instances) {
         if (instance->order < from || instance->order > to) continue;
-        if (const Schema* mirror = table->schema->order_mirror)
-            value_tell(impl, node_path(instance.get()) + mirror->name,
-                       value_read(instance.get(), mirror, nullptr));
-        JsonRef order(json_integer(instance->order));
-        value_tell(impl, node_path(instance.get()) + "order", order);
+        std::string path = node_path(instance.get());
+        if (const Schema* mirror = table->schema->order_mirror) {
+            value_tell(impl, path + mirror->name, value_read(instance.get(), mirror, nullptr));
+        } else {
+            JsonRef order(json_integer(instance->order));
+            value_tell(impl, path + "order", order);
+        }
     }
 }
 

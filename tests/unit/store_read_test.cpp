@@ -118,7 +118,7 @@ TEST_F(StoreTest, Names) {
         const char* expected;
     } rows[] = {
         {".", true, "DataModelVersion Device."},
-        {"Device.", true, "Device.Info. Device.Types. Device.Hosts. Device.Net. Device.Rules."},
+        {"Device.", true, "Device.Info. Device.Types. Device.Hosts. Device.Net. Device.Queue. Device.Rules."},
         {"Device.Hosts.Host.", true, "Device.Hosts.Host.1. Device.Hosts.Host.2. Device.Hosts.Host.5."},
         {"Device.Rules.Rule", true, "Device.Rules.Rule.1.! Device.Rules.Rule.2.! Device.Rules.Rule.4.!"},
         {"Device.Rules.", true, "Device.Rules.Count Device.Rules.Rule.!"},
