@@ -1,11 +1,7 @@
 #include "completion.hpp"
 
-#include <ctype.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include "ox_str.hpp"
-#include "width.hpp"
 
 namespace {
 
@@ -25,43 +21,6 @@ size_t common_length(const char* a, const char* b, size_t limit, bool case_sensi
 size_t whole_characters(const char* text, size_t length) {
     while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) length--;
     return length;
-}
-
-/// The quote that is open at the end of the first `size` bytes, or 0: the shell's rules.
-char open_quote(const char* line, size_t size) {
-    char quote = 0;
-    for (size_t i = 0; i < size; i++) {
-        if (line[i] == '\\') {
-            i++;
-        } else if (quote ? line[i] == quote : line[i] == '"' || line[i] == '\'') {
-            quote = quote ? 0 : line[i];
-        }
-    }
-    return quote;
-}
-
-bool wants_quotes(const char* text, size_t length) {
-    for (size_t i = 0; i < length; i++) {
-        if (isspace(static_cast<unsigned char>(text[i])) || text[i] == '#') return true;
-    }
-    return false;
-}
-
-/// The candidate's text as it must stand in the line, where `quote` is already open (0: none).
-char* quoted(const char* text, size_t length, char quote, bool close) {
-    bool opens = !quote && wants_quotes(text, length);
-    if (opens) quote = memchr(text, '"', length) ? '\'' : '"';
-    ox_str* out = ox_str_init();
-    if (opens) ox_str_add_n(out, &quote, 1);
-    for (size_t i = 0; i < length; i++) {
-        bool special = text[i] == '\\' || (quote ? text[i] == quote : text[i] == '"' || text[i] == '\'');
-        if (special) ox_str_add_n(out, "\\", 1);
-        ox_str_add_n(out, text + i, 1);
-    }
-    if (quote && close) ox_str_add_n(out, &quote, 1);
-    char* result = strdup(ox_dynarray_get(out));
-    ox_str_free(out);
-    return result;
 }
 
 const char* candidate_at(const json_t* candidates, size_t index) {
@@ -105,13 +64,10 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
     size_t typed = cursor - edit.start;
     if (common < typed) return edit;
 
-    char quote = rules.quote ? open_quote(line, cursor) : 0;
-    bool whole = count == 1 && common > 0 && first[common - 1] != '/';
-    edit.text = rules.quote ? quoted(first, common, quote, whole) : strndup(first, common);
-    size_t length = strlen(edit.text);
-    bool equal = length == typed && memcmp(line + edit.start, edit.text, length) == 0;
+    edit.text = strndup(first, common);
+    bool equal = common == typed && memcmp(line + edit.start, first, common) == 0;
     // Of several, the spelling of one is no better than what was typed.
-    bool only_case = count > 1 && length == typed;
+    bool only_case = count > 1 && common == typed;
     edit.changes = !equal && !only_case;
     return edit;
 }

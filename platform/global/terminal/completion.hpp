@@ -7,7 +7,6 @@
 struct CompletionRules {
     const char* boundaries;  ///< a word may start behind any of these, and at the line's start
     bool case_sensitive;
-    bool quote;  ///< a word with blanks is put in quotes
 };
 
 /// The start of the longest text left of `cursor` that starts at a boundary and that `candidate` begins with;

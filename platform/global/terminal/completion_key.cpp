@@ -41,7 +41,6 @@ void show_candidates(json_t* candidates) {
         return;
     }
     printf("Display all %zu possibilities? (y or n)", count);
-    editor.asking = true;
     completion_forget();
     editor.asking = true;
     asked = json_incref(candidates);
@@ -58,8 +57,7 @@ json_t* ask_candidates(void) {
 int completion_key(int, int) {
     JsonRef candidates(ask_candidates());
     if (json_array_size(candidates) == 0) return rl_ding();
-    CompletionRules rules = {editor.boundaries, editor.case_sensitive,
-                             editor.boundaries == EDITOR_SHELL_BOUNDARIES};
+    CompletionRules rules = {editor.boundaries, editor.case_sensitive};
     CompletionEdit edit = completion_edit(rl_line_buffer, rl_point, candidates, rules);
     CharsRef text(edit.text);
     if (edit.changes) {

@@ -92,6 +92,8 @@ void start_readline(void) {
     rl_initialize();
     // Only now: with a redisplay function of another's, readline loads no terminal description.
     rl_redisplay_function = hint_redisplay;
+    const char* bracketed = rl_variable_value("enable-bracketed-paste");
+    editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
     replace_command(rl_complete, completion_key);
     replace_command(rl_menu_complete, completion_key);
     replace_command(rl_possible_completions, completion_list_key);
@@ -281,7 +283,9 @@ void ox_rl_async_clear(ox_rl_async*) {
 }
 
 int ox_rl_getch(void) {
-    return paste_waiting() ? paste_getch() : read_byte();
+    if (paste_waiting()) return paste_getch();
+    paste_typed();
+    return read_byte();
 }
 
 bool ox_rl_pending(void) {
@@ -305,9 +309,8 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
         *status = 1;
         return nullptr;
     }
-    const char* paste = editor.ctrl_d ? rl_variable_value("enable-bracketed-paste") : "on";
     // With bracketed paste readline itself ends the row.
-    if (!paste || strcmp(paste, "on") != 0) putchar('\n');
+    if (editor.ctrl_d && !editor.bracketed) putchar('\n');
     return editor.line;
 }
 
@@ -321,8 +324,7 @@ bool ox_rl_resized(void) {
     if (!editor.shown) return resumed || resized;
     if (resumed) {
         rl_reset_screen_size();
-        const char* paste = rl_variable_value("enable-bracketed-paste");
-        if (paste && strcmp(paste, "on") == 0) fputs("\033[?2004h", stdout);
+        if (editor.bracketed) fputs("\033[?2004h", stdout);
         editor_redraw();
     } else if (resized) {
         hint_erase();

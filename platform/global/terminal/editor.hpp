@@ -14,11 +14,12 @@ struct EditorState {
     ox_hsv colors[OX_RL_COLOR_COUNT];
     bool has_colors;
 
-    bool plain;     // lines come as they are: no terminal on one of the two sides
-    bool active;    // a line is being edited by readline
-    bool shown;     // it is drawn, and the terminal gives single keys
-    bool asking;    // the next key answers whether a long list is shown
-    bool finished;  // the line handler was called
+    bool plain;      // lines come as they are: no terminal on one of the two sides
+    bool active;     // a line is being edited by readline
+    bool shown;      // it is drawn, and the terminal gives single keys
+    bool asking;     // the next key answers whether a long list is shown
+    bool bracketed;  // the terminal marks pasted text
+    bool finished;   // the line handler was called
     bool ctrl_d;
     char* line;  // what it was given
     int fed;     // the key that readline has not taken yet, -1 when it has
@@ -53,6 +54,8 @@ int paste_key(int count, int key);
 bool paste_waiting(void);
 /// The next byte of what waits.
 int paste_getch(void);
+/// The next byte comes from elsewhere.
+void paste_typed(void);
 /// Whether the byte last read came from a paste; asking takes it back.
 bool paste_take_back(void);
 /// Inserts the next pasted line into the edited one. True when a line end follows it.

@@ -25,6 +25,7 @@ void on_resize(int) {
 }
 
 void leave_key_mode(void) {
+    if (editor.bracketed) write_all("\033[?2004l", 8);
     if (line_modes_known) tcsetattr(STDIN_FILENO, TCSADRAIN, &line_modes);
 }
 

@@ -56,6 +56,10 @@ int paste_getch(void) {
     return static_cast<unsigned char>(pasted.data[next++]);
 }
 
+void paste_typed(void) {
+    from_paste = false;
+}
+
 bool paste_take_back(void) {
     if (!from_paste) return false;
     from_paste = false;
