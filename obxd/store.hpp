@@ -92,7 +92,8 @@ public:
     bool delete_instance(std::string_view instance);
     std::vector<uint32_t> instances(std::string_view object);
 
-    /// Values computed when they are read: the function gives a new reference for each read of the parameter.
+    /// Values computed when they are read: the function gives a new reference for each read of the parameter,
+    /// or null to leave the stored value as it is; it must not read the parameter itself through value().
     /// A path with
     /// "*" components serves every instance and is handed the full path.
     void set_live(std::string_view path, std::function<json_t*(const std::string& path)> reader);

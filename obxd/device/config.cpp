@@ -102,15 +102,7 @@ void device_save_config(Request& request) {
     request.reply(answer_result());
 }
 
-void device_factory_reset(Request& request) {
-    Device& device = *request.server.device;
-    const char* mode = text_param(request.params, "DeviceMode");
-    if (mode && !device_mode_allowed(device, mode))
-        return request.reply(
-            answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
-    if (device.flashing)
-        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
-    bool clean_all = json_is_true(json_object_get(request.params, "CleanAll"));
+bool device_reset(Device& device, bool clean_all, const char* mode) {
     std::vector<std::string> keep;
     if (!clean_all) keep.emplace_back("Device.Users.");
     device.server.store->reset_defaults(keep);
@@ -121,9 +113,22 @@ void device_factory_reset(Request& request) {
     }
     device.mode = mode ? mode : "";
     device_apply(device);
-    if (!device_save_state(device)) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
-    journal_add(request.server.journal, "factory reset%s", clean_all ? ", everything" : "");
+    journal_add(device.server.journal, "factory reset%s", clean_all ? ", everything" : "");
     device_event(device, "FactoryReset", json_pack("{s:b}", "CleanAll", clean_all));
+    return device_save_state(device);
+}
+
+void device_factory_reset(Request& request) {
+    Device& device = *request.server.device;
+    const char* mode = text_param(request.params, "DeviceMode");
+    if (mode && !device_mode_allowed(device, mode))
+        return request.reply(
+            answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
+    if (device.flashing)
+        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    bool clean_all = json_is_true(json_object_get(request.params, "CleanAll"));
+    if (!device_reset(device, clean_all, mode))
+        return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     request.reply(answer_result());
 }
 

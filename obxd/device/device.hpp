@@ -39,7 +39,8 @@ struct Device {
     int progress = 0;
     uint64_t files = 0;  ///< numbers temporary files
     Transaction transaction;
-    /// Interface counters (in the order of the system's table) from which is counted, by interface name.
+    /// Interface counters (in the order of the system's table) from which is counted, by the interface's
+    /// path.
     std::map<std::string, std::array<uint64_t, 16>> counter_base;
 };
 
@@ -71,6 +72,9 @@ std::string config_path(const Device& device);
 /// Replaces or makes the file in one step. False with errno.
 bool write_file(const std::string& path, const std::string& text);
 
+/// Back to the defaults, which also forgets what was saved. False when the new state cannot be written.
+bool device_reset(Device& device, bool clean_all, const char* mode);
+
 /// Requests.
 void device_save_config(Request& request);
 void device_reboot(Request& request);
@@ -89,6 +93,8 @@ void live_register(Device& device);
 /// Counts from zero again for the interface that holds the object `stats` (as in
 /// "Device.Ethernet.Interface.1.Stats").
 void live_reset_counters(Device& device, const std::string& stats);
+/// The same for all interfaces; gives the number of Stats objects.
+int live_reset_all_counters(Device& device);
 
 /// The member's text; null when it is absent, null or no text.
 const char* text_param(const json_t* params, const char* name);

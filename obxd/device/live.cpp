@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "answers.hpp"
 #include "device/device.hpp"
 #include "net/server.hpp"
 
@@ -35,12 +36,9 @@ constexpr struct {
 
 constexpr const char* COUNTED_OBJECTS[] = {
     "Device.Ethernet.Interface",
-    "Device.Ethernet.Link",
     "Device.WiFi.Radio",
     "Device.WiFi.SSID",
     "Device.IP.Interface",
-    "Device.PPP.Interface",
-    "Device.Bridging.Bridge.*.Port",
 };
 
 std::string read_proc(const char* path) {
@@ -84,26 +82,21 @@ const std::map<std::string, Counters>& net_dev() {
 }
 
 // The host's interface behind "Device.X.Interface.1.Stats[.BytesSent]"; null when the host has none so named.
-const Counters* host_counters(Store& store, const std::string& path, std::string& name) {
+const Counters* host_counters(Store& store, const std::string& path, std::string& interface) {
     size_t stats = path.rfind(".Stats");
     if (stats == std::string::npos) return nullptr;
-    const char* text = json_string_value(store.value(path.substr(0, stats) + ".Name"));
-    if (!text) return nullptr;
-    name = text;
+    interface = path.substr(0, stats);
+    const char* name = json_string_value(store.value(interface + ".Name"));
+    if (!name) return nullptr;
     auto found = net_dev().find(name);
     return found == net_dev().end() ? nullptr : &found->second;
 }
 
-json_t* stored(Store& store, const std::string& path) {
-    json_t* value = store.value(path);
-    return value ? json_incref(value) : json_integer(0);
-}
-
 json_t* read_counter(Device& device, const std::string& path, size_t column) {
-    std::string name;
-    const Counters* now = host_counters(*device.server.store, path, name);
-    if (!now) return stored(*device.server.store, path);
-    auto base = device.counter_base.find(name);
+    std::string interface;
+    const Counters* now = host_counters(*device.server.store, path, interface);
+    if (!now) return nullptr;
+    auto base = device.counter_base.find(interface);
     uint64_t before = base == device.counter_base.end() ? 0 : base->second[column];
     uint64_t value = (*now)[column];
     return json_integer(static_cast<json_int_t>(value >= before ? value - before : value));
@@ -150,9 +143,9 @@ json_t* current_time() {
     return json_string(iso_time(now.tv_sec, now.tv_nsec).c_str());
 }
 
-double load_average(int which) {
-    double loads[3] = {};
-    return getloadavg(loads, 3) > which ? static_cast<double>(static_cast<int>(loads[which] * 100)) / 100 : 0;
+double load_average() {
+    double load = 0;
+    return getloadavg(&load, 1) == 1 ? static_cast<double>(static_cast<int>(load * 100)) / 100 : 0;
 }
 
 void register_host(Store& store) {
@@ -163,10 +156,75 @@ void register_host(Store& store) {
     store.set_live("Device.DeviceInfo.ProcessStatus.CPUUsage",
                    [](const std::string&) { return json_integer(cpu_usage()); });
     store.set_live("Device.Time.CurrentLocalTime", [](const std::string&) { return current_time(); });
-    const char* loads[] = {"Load1", "Load5", "Load15"};
-    for (int i = 0; i < 3; i++) {
-        store.set_live(std::string("Device.DeviceInfo.ProcessStatus.") + loads[i],
-                       [i](const std::string&) { return json_real(load_average(i)); });
+    store.set_live("Device.System.LoadAverage", [](const std::string&) { return json_real(load_average()); });
+}
+
+/// What the system tells about one process.
+struct Process {
+    char state = 'S';
+    int64_t cpu_ms = 0;
+    int64_t size_kib = 0;
+};
+
+// The host's process that a row of the table stands for: the first one, or the daemon itself. 0: it stands
+// for none, and what the store holds is shown.
+pid_t host_process(Store& store, const std::string& row) {
+    const char* command = json_string_value(store.value(row + ".Command"));
+    if (command && strcmp(command, "obxd") == 0) return getpid();
+    return command && strcmp(command, "init") == 0 ? 1 : 0;
+}
+
+bool read_process(pid_t pid, Process& process) {
+    std::string text = read_proc(("/proc/" + std::to_string(pid) + "/stat").c_str());
+    size_t behind_name = text.rfind(") ");
+    unsigned long user = 0;
+    unsigned long system = 0;
+    long pages = 0;
+    if (behind_name == std::string::npos ||
+        sscanf(text.c_str() + behind_name + 2,
+               "%c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu %*d %*d %*d %*d %*d %*d %*u %*u %ld",
+               &process.state, &user, &system, &pages) != 4)
+        return false;
+    process.cpu_ms = static_cast<int64_t>(user + system) * 1000 / sysconf(_SC_CLK_TCK);
+    process.size_kib = pages * (sysconf(_SC_PAGESIZE) / 1024);
+    return true;
+}
+
+const char* state_text(char state) {
+    switch (state) {
+        case 'R':
+            return "Running";
+        case 'T':
+        case 't':
+            return "Stopped";
+        case 'I':
+            return "Idle";
+        case 'D':
+            return "Uninterruptible";
+        case 'Z':
+            return "Zombie";
+        default:
+            return "Sleeping";
+    }
+}
+
+json_t* process_value(const std::string& name, pid_t pid, const Process& process) {
+    if (name == "PID") return json_integer(pid);
+    if (name == "Size") return json_integer(process.size_kib);
+    if (name == "CPUTime") return json_integer(process.cpu_ms);
+    return json_string(state_text(process.state));
+}
+
+void register_processes(Store& store) {
+    for (const char* name : {"PID", "Size", "CPUTime", "State"}) {
+        std::string path = std::string("Device.DeviceInfo.ProcessStatus.Process.*.") + name;
+        store.set_live(path, [&store](const std::string& full) {
+            size_t dot = full.rfind('.');
+            Process process;
+            pid_t pid = host_process(store, full.substr(0, dot));
+            if (pid && read_process(pid, process)) return process_value(full.substr(dot + 1), pid, process);
+            return static_cast<json_t*>(nullptr);
+        });
     }
 }
 
@@ -184,6 +242,7 @@ void register_caller(Server& server) {
 void live_register(Device& device) {
     Store& store = *device.server.store;
     register_host(store);
+    register_processes(store);
     register_caller(device.server);
     store.set_live("Device.DeviceInfo.UpTime",
                    [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
@@ -199,9 +258,9 @@ void live_register(Device& device) {
 
 void live_reset_counters(Device& device, const std::string& stats) {
     Store& store = *device.server.store;
-    std::string name;
-    const Counters* now = host_counters(store, stats, name);
-    if (now) device.counter_base[name] = *now;
+    std::string interface;
+    const Counters* now = host_counters(store, stats, interface);
+    if (now) device.counter_base[interface] = *now;
     // What the host does not count stands in the store.
     JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", (stats + ".").c_str(), "Level", 1));
     Answer answer = store.get_attributes(Caller{"", "system", true}, params);
@@ -211,10 +270,20 @@ void live_reset_counters(Device& device, const std::string& stats) {
     json_array_foreach(list, index, row) {
         const char* path = text_param(row, "Name");
         const json_t* value = path ? store.value(path) : nullptr;
-        if (json_is_integer(value)) store.set_value(path, json_integer(0));
+        if (json_integer_value(value) > 0) store.set_value(path, json_integer(0));
     }
-    json_decref(answer.result);
-    json_decref(answer.data);
+    answer_drop(answer);
+}
+
+int live_reset_all_counters(Device& device) {
+    int count = 0;
+    for (const char* object : COUNTED_OBJECTS) {
+        for (uint32_t instance : device.server.store->instances(object)) {
+            live_reset_counters(device, std::string(object) + "." + std::to_string(instance) + ".Stats");
+            count++;
+        }
+    }
+    return count;
 }
 
 }  // namespace obxd

@@ -1,5 +1,6 @@
 #include "device/methods.hpp"
 
+#include <errno.h>
 #include <string.h>
 
 #include <algorithm>
@@ -10,18 +11,32 @@ namespace obxd {
 
 namespace {
 
-constexpr int64_t TICK_MS = 1000;
+/// Work that takes its time in equal steps and tells about each.
+struct Slow {
+    int64_t total_ms;
+    int64_t steps;
+    int64_t done = 0;
+};
 
-// Tells how far the timer is, until it is through.
-void tick(const CallPtr& call, int64_t done_ms, int64_t total_ms) {
+void run_slow(const CallPtr& call, Slow slow, json_t* (*outputs)(const Slow&)) {
     if (call->boots != call->device.boots) return;
-    if (done_ms >= total_ms) return call_finish(call, json_pack("{s:s}", "Status", "Complete"));
+    if (slow.done == slow.steps) return call_finish(call, outputs(slow));
     device_event(call->device, "OperationProgress",
                  json_pack("{s:s, s:I}", "Path", call->path.c_str(), "Percent",
-                           static_cast<json_int_t>(100 * done_ms / total_ms)));
-    int64_t next = std::min(TICK_MS, total_ms - done_ms);
-    loop_after(call->device.server.loop, next,
-               [call, done_ms, next, total_ms] { tick(call, done_ms + next, total_ms); });
+                           static_cast<json_int_t>(100 * slow.done / slow.steps)));
+    int64_t next = slow.total_ms * (slow.done + 1) / slow.steps - slow.total_ms * slow.done / slow.steps;
+    slow.done++;
+    loop_after(call->device.server.loop, next, [call, slow, outputs] { run_slow(call, slow, outputs); });
+}
+
+json_t* timer_outputs(const Slow&) {
+    return json_object();
+}
+
+json_t* self_test_outputs(const Slow& slow) {
+    return json_pack("{s:s, s:I, s:f}", "Status", "Complete", "StepsDone",
+                     static_cast<json_int_t>(slow.steps), "Elapsed",
+                     static_cast<double>(slow.total_ms) / 1000);
 }
 
 void set_debug(const CallPtr& call, const std::string& mode) {
@@ -37,7 +52,31 @@ void method_schedule_timer(const CallPtr& call) {
     int64_t seconds = call_number(call, "DelaySeconds", 0);
     if (seconds < 1 || seconds > 86400)
         return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"DelaySeconds\" must be 1 to 86400");
-    tick(call, 0, seconds * 1000);
+    run_slow(call, {seconds * 1000, seconds}, timer_outputs);
+}
+
+void method_self_test(const CallPtr& call) {
+    int64_t seconds = std::clamp<int64_t>(call_number(call, "Duration", 5), 1, 300);
+    run_slow(call, {seconds * 1000, std::clamp<int64_t>(call_number(call, "Steps", 5), 1, 100)},
+             self_test_outputs);
+}
+
+void method_reset_all_counters(const CallPtr& call) {
+    call_finish(call, json_pack("{s:i}", "ObjectsReset", live_reset_all_counters(call->device)));
+}
+
+void method_wifi_reset(const CallPtr& call) {
+    Store& store = *call->device.server.store;
+    json_int_t count = json_integer_value(store.value("Device.WiFi.ResetCounter"));
+    store.set_value("Device.WiFi.ResetCounter", json_integer(count + 1));
+    store.set_value("Device.WiFi.ResetCause", json_string("HostReinit"));
+    call_finish(call, json_object());
+}
+
+void method_factory_reset(const CallPtr& call) {
+    if (call->device.flashing) return call_fail(call, FAULT_REQUEST_DENIED, "Firmware is being flashed");
+    if (!device_reset(call->device, false, nullptr)) return call_fail(call, FAULT_RESOURCES, strerror(errno));
+    call_finish(call, json_object());
 }
 
 void method_reset_counters(const CallPtr& call) {
