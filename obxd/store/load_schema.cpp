@@ -287,6 +287,7 @@ bool method_load(Loader& loader, Schema* schema, json_t* given, int depth) {
         if (!arguments) continue;
         auto object = std::make_unique<Schema>();
         object->name = part;
+        object->argument = true;
         object->parent = schema;
         object->read_rank = schema->read_rank;
         object->write_rank = schema->write_rank;

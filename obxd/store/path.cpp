@@ -130,7 +130,7 @@ bool target_each(Impl& impl, std::string_view path,
 bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target) {
     Parts parts;
     if (!path_split(path, parts)) return false;
-    target = {&impl.root, false, Pseudo::NONE, ""};
+    target = {&impl.root, false, Pseudo::NONE, {}};
     Node* node = impl.top.get();  // null below a template or a method
     for (std::string_view part : parts) {
         Schema* schema = target.schema;
@@ -139,7 +139,7 @@ bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target) {
         target.path += '.';
         if (schema->multi && !target.item) {
             uint32_t number = 0;
-            if (part == "max_instance") {
+            if (part == "max_instance" && !schema->argument) {
                 target.pseudo = Pseudo::MAX_INSTANCE;
                 continue;
             }
@@ -169,7 +169,7 @@ bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target) {
             node = nullptr;
     }
     if (target.pseudo != Pseudo::NONE || target.schema->kind != Schema::OBJECT) target.path.pop_back();
-    if (target.path.empty()) target.path = ".";
+    if (target.path.empty()) target.path += '.';
     return true;
 }
 

@@ -47,7 +47,7 @@ void attributes_below(Lister& lister, const Schema* schema, bool item, std::stri
         lister.add(path, schema->item_attrs);
         attributes_below(lister, schema, true, path, deeper);
         path.resize(length);
-        leaf("max_instance", lister.impl.max_attrs);
+        if (!schema->argument) leaf("max_instance", lister.impl.max_attrs);
         return;
     }
     if (schema->input) {
@@ -80,7 +80,7 @@ json_t* model_tree(Impl& impl, const Schema* schema, bool item, int level) {
     int deeper = level < 0 ? level : level - 1;
     if (schema->multi && !item) {
         json_object_set_new_nocheck(tree, "#template", model_tree(impl, schema, true, deeper));
-        json_object_set_new_nocheck(tree, "max_instance", model_node(impl.max_attrs));
+        if (!schema->argument) json_object_set_new_nocheck(tree, "max_instance", model_node(impl.max_attrs));
         return tree;
     }
     if (schema->input)

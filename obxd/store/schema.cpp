@@ -29,6 +29,7 @@ Schema* schema_add(Schema* parent, std::string_view name) {
     auto child = std::make_unique<Schema>();
     child->name = name;
     child->parent = parent;
+    child->argument = parent->argument;
     child->read_rank = parent->read_rank;
     child->write_rank = parent->write_rank;
     Schema* raw = child.get();

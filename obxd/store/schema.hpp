@@ -62,6 +62,7 @@ struct Schema {
     enum Kind : uint8_t { OBJECT, METHOD, PARAMETER };
     Kind kind = OBJECT;
     bool multi = false, ordered = false;
+    bool argument = false;  ///< below a method: there are no instances, any number stands for the template
     bool writable = false;  ///< a parameter that can be set, a multi-instance object that can grow
     bool hidden = false, mandatory = false, runtime = false, mirrors_order = false;
     uint8_t read_rank = RANK_USER, write_rank = RANK_ADMIN;

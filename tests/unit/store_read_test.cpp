@@ -167,6 +167,9 @@ TEST_F(StoreTest, AttributeLevels) {
         {"Device.Info.Ping.#input", 1,
          "Device.Info.Ping.#input. Device.Info.Ping.#input.Host Device.Info.Ping.#input.Count "
          "Device.Info.Ping.#input.Option."},
+        {"Device.Info.Ping.#input.Option.", -1,
+         "Device.Info.Ping.#input.Option. Device.Info.Ping.#input.Option.#template. "
+         "Device.Info.Ping.#input.Option.#template.Value"},
         {"Device.Info.Ping.#input.Option.7.Value", 0, "Device.Info.Ping.#input.Option.7.Value"},
         {"Device.Rules.Rule.1.index", -1, "Device.Rules.Rule.1.index"},
         {"Device.Rules.Rule.max_instance", 0, "Device.Rules.Rule.max_instance"},
