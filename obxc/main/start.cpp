@@ -56,11 +56,17 @@ int channel_check(ox_jrpcapi* api, const char* name) {
     return EXIT_FAILURE;
 }
 
+/// Whether connecting takes handshakes, which are given more time than an exchange on the events connection.
+bool is_afar(const StartOptions* options) {
+    return options->use_ssl || (options->unix_path && strncmp(options->unix_path, "tcp://", 6) == 0);
+}
+
 int channels_open(const Channels* channels, const StartOptions* options) {
     channel_prepare(channels->requests, options, REQUESTS_TIMEOUT_MS);
-    channel_prepare(channels->events, options, EVENTS_TIMEOUT_MS);
+    channel_prepare(channels->events, options, is_afar(options) ? REQUESTS_TIMEOUT_MS : EVENTS_TIMEOUT_MS);
     channel_connect(channels->requests);
     channel_connect(channels->events);
+    ox_jrpcapi_set_timeout(channels->events, EVENTS_TIMEOUT_MS);
     int status = channel_check(channels->requests, "requests");
     return status == GO_ON ? channel_check(channels->events, "events") : status;
 }
