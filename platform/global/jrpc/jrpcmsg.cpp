@@ -15,12 +15,17 @@ bool is_group(const json_t* value) {
     return json_is_integer(value) && group >= 1 && group <= UINT32_MAX;
 }
 
+bool is_event(const json_t* json, const char* method) {
+    return method && strcmp(method, "Event") == 0 && json_object_get(json, "group");
+}
+
 int call_kind_of(const json_t* json, const char* method) {
     const json_t* id = json_object_get(json, "id");
     const json_t* params = json_object_get(json, "params");
     const json_t* auth = json_object_get(json, "auth");
     if (auth && !json_is_string(auth)) return 0;
-    if (!id && strcmp(method, "Event") == 0 && json_object_get(json, "group")) {
+    if (json_object_get(json, "result") || json_object_get(json, "error")) return 0;
+    if (!id && is_event(json, method)) {
         return is_group(json_object_get(json, "group")) ? OX_JRPCMSG_EVENT : 0;
     }
     if (params && !json_is_object(params) && !json_is_array(params)) return 0;
@@ -176,7 +181,8 @@ int ox_jrpcmsg_typeof(const ox_jrpcmsg* message) {
     if (json_object_get(message->json, "error")) return OX_JRPCMSG_ERROR;
     if (json_object_get(message->json, "result")) return OX_JRPCMSG_RESULT;
     if (json_object_get(message->json, "id")) return OX_JRPCMSG_REQUEST;
-    return json_object_get(message->json, "group") ? OX_JRPCMSG_EVENT : OX_JRPCMSG_NOTIFICATION;
+    const char* method = json_string_value(json_object_get(message->json, "method"));
+    return is_event(message->json, method) ? OX_JRPCMSG_EVENT : OX_JRPCMSG_NOTIFICATION;
 }
 
 json_t* ox_jrpcmsg_json(const ox_jrpcmsg* message) {

@@ -52,8 +52,9 @@ bool append_auth(OutBuffer* out, const char* auth) {
 }
 
 bool wants_auth(const ox_jrpcapi* api, const ox_jrpcmsg* message) {
-    return api->auth && json_object_get(message->json, "method") && message->group == 0 &&
-           !json_object_get(message->json, "auth") && !json_object_get(message->json, "group");
+    int kind = api->auth ? ox_jrpcmsg_typeof(message) : 0;
+    return (kind == OX_JRPCMSG_REQUEST || kind == OX_JRPCMSG_NOTIFICATION) &&
+           !json_object_get(message->json, "auth");
 }
 
 }  // namespace
