@@ -356,6 +356,29 @@ def test_ctrl_c_in_the_password_prompt_restores_the_echo(session):
     assert [m for m in session.daemon.received if m["method"] == "Login"][1:] == []
 
 
+def test_ctrl_c_leaves_a_completion_and_keeps_the_line(scripted, terminal):
+    def answer(request, connection):
+        if request["method"] != "GetParameterAttributes":
+            return daemon.result({})
+        if request["params"]["ParameterNames"] != ["."]:
+            return None
+        attributes = [{"Name": name, "Attributes": {"type": "object"}} for name in (".", "Device.")]
+        return daemon.result({"ParameterList": attributes})
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    shell.prompt()
+    for _ in range(3):
+        shell.send("cd Device.x\t")
+        shell.settle(0.3)
+        shell.interrupt()
+        shell.send("y")
+        shell.wait_line(r".*> cd Device\.xy")
+        shell.interrupt()
+        shell.prompt()
+    assert ["Device."] in [params["ParameterNames"] for params in daemon.requests("GetParameterAttributes")]
+    assert shell.run("save") == "Status: OK"
+
+
 def test_ctrl_c_in_a_login_by_token_takes_the_token_back(scripted, terminal):
     def answer(request, connection):
         if request["method"] == "Login" and request["params"]["Login"] == "t0k3n":
