@@ -226,13 +226,13 @@ void server_run(Server& server) {
 }
 
 void server_go_down(Server& server) {
+    if (server.local_listener.get() >= 0) unlink(server.options.socket.c_str());
+    server.local_listener.reset();
+    server.tcp_listener.reset();
     for (auto& entry : server.connections) {
         if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
         server_close(server, *entry.second);
     }
-    if (server.local_listener.get() >= 0) unlink(server.options.socket.c_str());
-    server.local_listener.reset();
-    server.tcp_listener.reset();
 }
 
 void server_come_up(Server& server) {
@@ -268,10 +268,11 @@ std::string event_text(uint32_t group, json_t* params) {
     return dump.get() ? std::string(dump.get()) + "\n" : "";
 }
 
-// Who does not read its events is dropped once too many wait for it.
+// Who does not read its events is dropped once too many wait for it; a single one may be as long as a
+// message.
 void queue_event(Server& server, Connection& c, const std::string& text) {
-    c.event_bytes += text.size();
     if (c.event_bytes > MAX_EVENT_BYTES) return server_close(server, c);
+    c.event_bytes += text.size();
     if (connection_pending(c) == 0) c.progress = now_ms();
     c.out += text;
     server_wake(server, c);

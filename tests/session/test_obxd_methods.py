@@ -1,0 +1,168 @@
+"""The methods of the model that do something."""
+
+import socket
+import time
+
+import pytest
+
+import harness
+from obxd_support import daemon, fault
+
+
+@pytest.fixture(scope="module")
+def obxd():
+    running = daemon()
+    yield running
+    running.close()
+
+
+@pytest.fixture
+def client(obxd):
+    return obxd.client("admin")
+
+
+def execute(client, path, **inputs):
+    return client.request("Execute", {"Path": path, "ParameterList": [{"Name": name, "Value": value}
+                                                                       for name, value in inputs.items()]})
+
+
+def outputs(rows, path):
+    assert all(row["Name"].startswith(path + ".") for row in rows)
+    return {row["Name"][len(path) + 1:]: row["Value"] for row in rows}
+
+
+def run(client, path, **inputs):
+    answer = execute(client, path, **inputs)
+    assert "result" in answer, answer
+    return outputs(answer["result"]["ParameterList"], path)
+
+
+PING = "Device.IP.Diagnostics.IPPing"
+CONNECT = "Device.IP.Diagnostics.TCPConnect"
+
+
+@pytest.mark.parametrize("host", ["127.0.0.1", "localhost"])
+def test_ping_of_the_loopback(client, host):
+    result = run(client, PING, Host=host, ProtocolVersion="IPv4")
+    assert result["Status"] == "Complete" and result["IPAddressUsed"] == "127.0.0.1"
+    assert (result["SuccessCount"], result["FailureCount"]) == (2, 0)
+    assert result["MinimumResponseTimeDetailed"] <= result["AverageResponseTimeDetailed"]
+
+
+def test_ping_elsewhere_is_refused(client):
+    assert fault(execute(client, PING, Host="192.0.2.1")) == (9001, "192.0.2.1 is no loopback address")
+    assert run(client, PING, Host="no.such.host.invalid")["Status"] == "Error_CannotResolveHostName"
+
+
+def test_connecting(client):
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        port = server.getsockname()[1]
+        assert run(client, CONNECT, Host="127.0.0.1", Port=port)["Status"] == "Complete"
+    assert run(client, CONNECT, Host="127.0.0.1", Port=port)["Status"] == "Error_Refused"
+    assert "error" in execute(client, CONNECT, Host="127.0.0.1")
+
+
+def test_a_slow_method_holds_up_nobody_else(obxd, client):
+    full = socket.create_server(("127.0.0.1", 0), backlog=0)
+    fillers = [socket.socket() for _ in range(4)]
+    for filler in fillers:
+        filler.setblocking(False)
+        filler.connect_ex(full.getsockname())
+    other = obxd.client("admin")
+    client.send({"jsonrpc": "2.0", "id": 1, "method": "Execute", "params": {"Path": CONNECT, "ParameterList": [
+        {"Name": "Host", "Value": "127.0.0.1"}, {"Name": "Port", "Value": full.getsockname()[1]},
+        {"Name": "Timeout", "Value": 1000}]}})
+    client.send({"jsonrpc": "2.0", "id": 2, "method": "Logout"})
+    start = time.monotonic()
+    assert other.get("Device.Users.Note") == "none"
+    assert time.monotonic() - start < 0.9
+    first = client.receive()
+    assert first["id"] == 1 and first["result"]["ParameterList"][0]["Value"] == "Error_Timeout"
+    assert client.receive()["id"] == 2
+    for each in fillers + [full]:
+        each.close()
+
+
+def test_an_async_method_answers_at_once_and_reports_in_events(obxd, client):
+    listener = obxd.client(login=None)
+    listener.call("JoinGroup", {"Group": 2})
+    start = time.monotonic()
+    assert run(client, "Device.ScheduleTimer", DelaySeconds=1) == {}
+    assert time.monotonic() - start < 0.9
+    assert listener.event()["params"] == {"Event": "OperationProgress", "Path": "Device.ScheduleTimer", "Percent": 0}
+    assert listener.event()["params"] == {"Event": "OperationComplete", "Path": "Device.ScheduleTimer",
+                                          "ParameterList": []}
+    assert time.monotonic() - start >= 1
+
+
+def test_counters(client):
+    stats = "Device.Ethernet.Interface.%d.Stats."
+    assert client.get(stats % 2 + "BytesSent") == 5
+    assert run(client, stats % 2 + "Reset") == {}
+    assert [client.get(stats % 2 + name) for name in ("BytesSent", "BytesReceived", "UnicastPacketsSent")] == [0, 0, 0]
+    before = client.get(stats % 1 + "BytesSent")
+    with socket.create_server(("127.0.0.1", 0)) as server, socket.create_connection(server.getsockname()) as out:
+        out.sendall(b"x" * 100000)
+        harness.wait_until(lambda: client.get(stats % 1 + "BytesSent") >= before + 100000, "the counter to move")
+    assert run(client, stats % 1 + "Reset") == {}
+    assert client.get(stats % 1 + "BytesSent") < before + 100000
+
+
+def test_debug_checks_the_password(obxd, client):
+    debug = "Device.System.Debug"
+    guest = obxd.client(login=None)
+    assert fault(execute(guest, debug, Mode="Disabled")) == (9001, "Guests cannot change the debug mode")
+    assert fault(execute(client, debug, Mode="Temporary", UserPassword="wrong")) == (9001, "Wrong password")
+    assert fault(execute(client, debug, Mode="Temporary")) == (9001, "The current user's password is needed")
+    assert fault(execute(client, debug, Mode="Permanent", UserPassword=None))[0] == 9001
+    assert client.get("Device.System.DebugMode") == "Disabled"
+    assert run(client, debug, Mode="Temporary", UserPassword="admin") == {}
+    assert client.get("Device.System.DebugMode") == "Temporary"
+    assert run(client, debug, Mode="Disabled", UserPassword=None) == {}
+    assert client.get("Device.System.DebugMode") == "Disabled"
+    assert "error" in execute(client, debug, Mode="Always", UserPassword="admin")
+    root = obxd.client()
+    assert fault(execute(root, debug, Mode="Temporary", UserPassword="x")) == (9001, "root has no password")
+
+
+@pytest.mark.parametrize("user,password,status", [
+    ("admin", "admin", "Credentials_Good"), ("admin", "no", "Credentials_Bad_Requested_Password_Incorrect"),
+    ("nobody", "x", "Credentials_Bad_Requested_Username_Not_Supported"),
+    ("root", "", "Credentials_Bad_Requested_Username_Not_Supported")])
+def test_credentials(client, user, password, status):
+    assert run(client, "Device.Users.CheckCredentialsDiagnostics", Username=user, Password=password) == {"Status": status}
+
+
+def test_what_cannot_be_executed(client):
+    assert fault(execute(client, "Device.System.Unknown")) == (9000, "This device cannot run Device.System.Unknown")
+    assert fault(execute(client, "Device.System.DebugMode"))[0] == 9005
+    assert "error" in client.request("Execute")
+    assert "error" in execute(client, PING)
+    assert "error" in execute(client, PING, Host="localhost", Colour="red")
+
+
+def test_the_methods_of_the_router(obxd):
+    router = harness.Obxd()
+    client = router.client("root")
+    client.call("JoinGroup", {"Group": 2})
+    reset = run(client, "Device.System.ResetCounters")
+    assert reset["ObjectsReset"] > 3
+    lookup = "Device.DNS.Diagnostics.NSLookup"
+    assert run(client, lookup, HostName="localhost") == {}
+    event = client.event()["params"]
+    assert (event["Event"], event["Path"]) == ("OperationComplete", lookup)
+    result = outputs(event["ParameterList"], lookup)
+    assert result["Status"] == "Complete" and "127.0.0.1" in result["Result.1.IPAddresses"] + ",127.0.0.1"
+    assert run(client, "Device.System.SelfTest", Duration=1, Steps=2) == {}
+    events = [client.event()["params"] for _ in range(3)]
+    assert [event.get("Percent") for event in events] == [0, 50, None]
+    assert outputs(events[2]["ParameterList"], "Device.System.SelfTest") == {"Status": "Complete", "StepsDone": 2,
+                                                                             "Elapsed": 1.0}
+    assert run(client, PING, Host="127.0.0.1", NumberOfRepetitions=1) == {}
+    assert outputs(client.event()["params"]["ParameterList"], PING)["SuccessCount"] == 1
+    assert run(client, PING, Host="192.0.2.1") == {}
+    assert client.event()["params"]["Error"] == {"code": 9001, "message": "Request denied",
+                                                 "Detail": "192.0.2.1 is no loopback address"}
+    assert "result" in execute(client, "Device.WiFi.Reset")
+    assert client.get("Device.DeviceInfo.MemoryStatus.Free") > 0
+    router.close()
