@@ -93,8 +93,6 @@ void live_register(Device& device);
 /// Counts from zero again for the interface that holds the object `stats` (as in
 /// "Device.Ethernet.Interface.1.Stats").
 void live_reset_counters(Device& device, const std::string& stats);
-/// The same for all interfaces; gives the number of Stats objects.
-int live_reset_all_counters(Device& device);
 
 /// The member's text; null when it is absent, null or no text.
 const char* text_param(const json_t* params, const char* name);

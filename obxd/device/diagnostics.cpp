@@ -272,15 +272,12 @@ void method_lookup(const CallPtr& call) {
     auto lookup = std::make_shared<Lookup>();
     call_job(
         call, [lookup, host] { *lookup = look_up(host, AF_UNSPEC, 0); },
-        [call, lookup, host] {
+        [call, lookup] {
             bool found = !lookup->texts.empty();
-            call_finish(
-                call, json_pack("{s:s, s:i, s:s, s:s, s:s, s:o, s:I}", "Status", found ? "Complete" : "Error",
-                                "SuccessCount", found ? 1 : 0, "Result.1.Status",
-                                found ? "Success" : "Error_HostNameNotResolved", "Result.1.AnswerType",
-                                found ? "NonAuthoritative" : "None", "Result.1.HostNameReturned",
-                                found ? host.c_str() : "", "Result.1.IPAddresses", address_list(*lookup),
-                                "Result.1.ResponseTime", milliseconds(lookup->took_us)));
+            call_finish(call, json_pack("{s:s, s:i, s:o, s:I}", "Status",
+                                        found ? "Complete" : "Error_CannotResolveHostName", "SuccessCount",
+                                        found ? 1 : 0, "IPAddresses", address_list(*lookup), "ResponseTime",
+                                        milliseconds(lookup->took_us)));
         });
 }
 

@@ -14,15 +14,13 @@ struct MethodRow {
 
 constexpr MethodRow METHODS[] = {
     {"Device.System.Debug", method_debug},
-    {"Device.System.ResetCounters", method_reset_all_counters},
-    {"Device.System.SelfTest", method_self_test},
     {"Device.Reboot", method_reboot},
     {"Device.FactoryReset", method_factory_reset},
     {"Device.WiFi.Reset", method_wifi_reset},
     {"Device.ScheduleTimer", method_schedule_timer},
     {"Device.IP.Diagnostics.IPPing", method_ping},
     {"Device.IP.Diagnostics.TCPConnect", method_connect},
-    {"Device.DNS.Diagnostics.NSLookup", method_lookup},
+    {"Device.DNS.Diagnostics.NSLookupDiagnostics", method_lookup},
     {"Device.Users.CheckCredentialsDiagnostics", method_check_credentials},
     {"Device.Ethernet.Interface.*.Stats.Reset", method_reset_counters},
     {"Device.WiFi.Radio.*.Stats.Reset", method_reset_counters},

@@ -275,15 +275,4 @@ void live_reset_counters(Device& device, const std::string& stats) {
     answer_drop(answer);
 }
 
-int live_reset_all_counters(Device& device) {
-    int count = 0;
-    for (const char* object : COUNTED_OBJECTS) {
-        for (uint32_t instance : device.server.store->instances(object)) {
-            live_reset_counters(device, std::string(object) + "." + std::to_string(instance) + ".Stats");
-            count++;
-        }
-    }
-    return count;
-}
-
 }  // namespace obxd

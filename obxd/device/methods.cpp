@@ -11,32 +11,14 @@ namespace obxd {
 
 namespace {
 
-/// Work that takes its time in equal steps and tells about each.
-struct Slow {
-    int64_t total_ms;
-    int64_t steps;
-    int64_t done = 0;
-};
-
-void run_slow(const CallPtr& call, Slow slow, json_t* (*outputs)(const Slow&)) {
+// Tells how far the timer is, second by second, until it is through.
+void tick(const CallPtr& call, int64_t done, int64_t seconds) {
     if (call->boots != call->device.boots) return;
-    if (slow.done == slow.steps) return call_finish(call, outputs(slow));
+    if (done == seconds) return call_finish(call, json_object());
     device_event(call->device, "OperationProgress",
                  json_pack("{s:s, s:I}", "Path", call->path.c_str(), "Percent",
-                           static_cast<json_int_t>(100 * slow.done / slow.steps)));
-    int64_t next = slow.total_ms * (slow.done + 1) / slow.steps - slow.total_ms * slow.done / slow.steps;
-    slow.done++;
-    loop_after(call->device.server.loop, next, [call, slow, outputs] { run_slow(call, slow, outputs); });
-}
-
-json_t* timer_outputs(const Slow&) {
-    return json_object();
-}
-
-json_t* self_test_outputs(const Slow& slow) {
-    return json_pack("{s:s, s:I, s:f}", "Status", "Complete", "StepsDone",
-                     static_cast<json_int_t>(slow.steps), "Elapsed",
-                     static_cast<double>(slow.total_ms) / 1000);
+                           static_cast<json_int_t>(100 * done / seconds)));
+    loop_after(call->device.server.loop, 1000, [call, done, seconds] { tick(call, done + 1, seconds); });
 }
 
 void set_debug(const CallPtr& call, const std::string& mode) {
@@ -52,17 +34,7 @@ void method_schedule_timer(const CallPtr& call) {
     int64_t seconds = call_number(call, "DelaySeconds", 0);
     if (seconds < 1 || seconds > 86400)
         return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"DelaySeconds\" must be 1 to 86400");
-    run_slow(call, {seconds * 1000, seconds}, timer_outputs);
-}
-
-void method_self_test(const CallPtr& call) {
-    int64_t seconds = std::clamp<int64_t>(call_number(call, "Duration", 5), 1, 300);
-    run_slow(call, {seconds * 1000, std::clamp<int64_t>(call_number(call, "Steps", 5), 1, 100)},
-             self_test_outputs);
-}
-
-void method_reset_all_counters(const CallPtr& call) {
-    call_finish(call, json_pack("{s:i}", "ObjectsReset", live_reset_all_counters(call->device)));
+    tick(call, 0, seconds);
 }
 
 void method_wifi_reset(const CallPtr& call) {

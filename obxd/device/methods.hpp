@@ -36,8 +36,6 @@ void method_ping(const CallPtr& call);
 void method_lookup(const CallPtr& call);
 void method_connect(const CallPtr& call);
 void method_reset_counters(const CallPtr& call);
-void method_reset_all_counters(const CallPtr& call);
-void method_self_test(const CallPtr& call);
 void method_factory_reset(const CallPtr& call);
 void method_wifi_reset(const CallPtr& call);
 void method_schedule_timer(const CallPtr& call);
