@@ -1,22 +1,10 @@
 #include "main/command_table.hpp"
 
-#include <stdio.h>
-
 #include "commands/commands.hpp"
 #include "lua/lua.hpp"
 #include "model/path.hpp"
 #include "session/identity.hpp"
 #include "session/recording.hpp"
-
-// Handlers that are still to come.
-namespace {
-int not_available(const char* name, json_t*) {
-    printf("%s: not available yet\n", name);
-    return -1;
-}
-}  // namespace
-#define lua_command not_available
-#define luarecord_command not_available
 
 // name, method, id, hashes, handler, request handler, syntax, help. `debug` is hidden: it has no texts.
 // clang-format off

@@ -103,8 +103,7 @@ int mode_run(const StartOptions* options) {
         case MODE_SCRIPT:
             return script_mode_run(options);
         case MODE_SCRIPT_LUA:
-            puts("Lua scripts: not available yet");
-            return -1;
+            return lua_script_run(options->target, options->args);
         default:
             return shell_loop();
     }

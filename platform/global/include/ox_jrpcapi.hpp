@@ -54,6 +54,11 @@ int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
 /// (nothing whole is there), or another negative error when the connection is lost.
 ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
 
+/// The connection with OX_JRPCAPI_EVENTS, or null.
+ox_jrpcapi* ox_jrpcapi_events(void);
+/// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
+void ox_jrpcapi_return_event(const json_t* event);
+
 /// Log in by name (`password` may be null) and log out. Return 0, the daemon's error code, or a negative
 /// socket error. A connection that had been lost is reconnected. A login that succeeds removes the token.
 int ox_jrpcapi_login(ox_jrpcapi* api, const char* login, const char* password);

@@ -9,7 +9,7 @@
 #include "ox_str.hpp"
 
 /// A Lua context. `out` receives what the code printed, `err` the text of a failed run; `api` is set by the
-/// caller before any code runs and is not owned.
+/// caller before any code runs and is not owned. The bindings are the table `ox` (docs/lua.md).
 struct ox_lua_ctx {
     lua_State* L;
     ox_str* out;
@@ -19,7 +19,14 @@ struct ox_lua_ctx {
 
 enum ox_lua_flags {
     OX_LUA_DIRECT_OUTPUT = 1,  ///< print and io.write go straight to standard output instead of `out`
+    OX_LUA_STREAM = 2,     ///< `out` is passed on to standard output when the code flushes it or waits, when
+                           ///< it has grown large, before the process exits, and when the run fails
+    OX_LUA_READ_ONLY = 4,  ///< bindings that could change the device raise an error
+    OX_LUA_KEEP_EVENTS = 8,  ///< events are left for the process's other readers too
 };
+
+/// Runs `run(argument)`, which may wait. Returns false when the wait was left by an interrupt.
+using ox_lua_guard = bool (*)(void (*run)(void*), void* argument);
 
 /// A new context, or null when memory runs out.
 ox_lua_ctx* ox_lua_init(int flags);
@@ -27,7 +34,17 @@ ox_lua_ctx* ox_lua_init(int flags);
 /// as "..." and, with the chunk name at 0, as the global `arg`; null: none. Returns 0, or non-zero with the
 /// error in `err`: its message and, for a named chunk, a traceback.
 int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* chunk_name, json_t* args);
-/// Switches between direct and captured output.
+/// Sets ox_lua_flags.
 void ox_lua_set_flags(ox_lua_ctx* ctx, int flags);
+int ox_lua_get_flags(const ox_lua_ctx* ctx);
+/// Every wait of the bindings goes through `guard` (null: they wait without one). After an interrupt the code
+/// is left as by ox_lua_stop.
+void ox_lua_set_guard(ox_lua_ctx* ctx, ox_lua_guard guard);
+/// Makes the running code fail with the error "interrupted!" at its next instruction, through all protected
+/// calls and coroutines, until ox_lua_resume. Safe in a signal handler.
+void ox_lua_stop(ox_lua_ctx* ctx);
+bool ox_lua_stopped(const ox_lua_ctx* ctx);
+/// Lets code run again.
+void ox_lua_resume(ox_lua_ctx* ctx);
 /// Null-safe.
 void ox_lua_free(ox_lua_ctx* ctx);

@@ -71,10 +71,7 @@ void print_event(const json_t* event) {
 }
 
 bool anybody_takes_events() {
-    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
-        if (api->flags & OX_JRPCAPI_EVENTS) return true;
-    }
-    return false;
+    return ox_jrpcapi_events() != nullptr;
 }
 
 /// Something can be taken at once: an event, a message that was read already, or the loss of the events
@@ -107,6 +104,18 @@ int events_deliver(const json_t* event, const char* text, size_t size) {
         return OX_SOCKET_OK;
     }
     return anybody_takes_events() ? queue_add(event, text, size) : static_cast<int>(OX_SOCKET_OK);
+}
+
+ox_jrpcapi* ox_jrpcapi_events(void) {
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        if (api->flags & OX_JRPCAPI_EVENTS) return api;
+    }
+    return nullptr;
+}
+
+void ox_jrpcapi_return_event(const json_t* event) {
+    events_deliver(event, nullptr, 0);
+    events_signal();
 }
 
 ox_jrpcmsg* events_pop(void) {

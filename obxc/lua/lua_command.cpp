@@ -1,0 +1,66 @@
+// The rows `lua` and `luarecord` of the command table.
+#include <stdio.h>
+
+#include "lua/lua.hpp"
+#include "lua/lua_mode.hpp"
+#include "lua/lua_session.hpp"
+#include "ox_raii.hpp"
+#include "session/interrupt.hpp"
+#include "session/recording.hpp"
+
+namespace {
+
+/// The words, a blank behind each.
+ox_str* statement_of(json_t* args) {
+    ox_str* text = ox_str_init();
+    for (size_t i = 0; i < json_array_size(args); ++i) {
+        const char* word = json_string_value(json_array_get(args, i));
+        if (!word) break;
+        ox_str_add(text, word);
+        ox_str_add(text, " ");
+    }
+    return text;
+}
+
+void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
+    size_t size = ox_dynarray_size(text);
+    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, nullptr, nullptr) != 0) {
+        printf("LUA ERROR: %s\n", ox_dynarray_get(ctx->err));
+    } else {
+        fwrite(ox_dynarray_get(ctx->out), 1, ox_str_length(ctx->out), stdout);
+    }
+    fflush(stdout);
+}
+
+}  // namespace
+
+int lua_command(const char*, json_t* args) {
+    if (json_array_size(args) == 0) return lua_mode();
+    ox_lua_ctx* ctx = lua_context_new();
+    if (!ctx) {
+        puts("LUA ERROR: not enough memory");
+        return 0;
+    }
+    ox_lua_set_flags(ctx, OX_LUA_KEEP_EVENTS);
+    if (interrupt_armed) {
+        lua_interrupt_watch(ctx);
+        interrupt_install(lua_interrupt);
+    }
+    bool interrupted = false;
+    {
+        StrRef text(statement_of(args));
+        puts(ox_dynarray_get(text));
+        fflush(stdout);
+        run_statement(ctx, text);
+        interrupted = lua_interrupted(ctx);
+    }
+    lua_interrupt_watch(nullptr);
+    ox_lua_free(ctx);
+    if (interrupted) lua_jump_back();
+    return 0;
+}
+
+int luarecord_command(const char* name, json_t* args) {
+    if (record_command(name, args) < 0) return -1;
+    return lua_mode();
+}

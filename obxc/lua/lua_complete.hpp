@@ -1,0 +1,34 @@
+// Completion in Lua mode: keywords, modules, and the fields of what an expression names.
+//
+// Completing changes nothing on the device: only names and indexes are evaluated, never a call, the bindings
+// refuse to change anything meanwhile, and what metamethods run is bounded in time.
+#pragma once
+
+#include <jansson.h>
+
+#include "ox_lua.hpp"
+
+/// Characters between which a word to be completed stands.
+inline constexpr const char* LUA_WORD_BOUNDARIES = " \t\n`@$><=;|&{(";
+
+/// The context that the other functions work on; null for none.
+void lua_complete_use(ox_lua_ctx* ctx);
+/// The line editor's callback.
+void lua_complete(const char* line, int cursor, json_t* candidates);
+
+// lua_fields.cpp
+enum LuaFieldSource { LUA_FIELDS_OWN, LUA_FIELDS_METATABLE };
+/// What lua_complete_expression enumerates.
+extern LuaFieldSource lua_field_source;
+/// A generator: `state` 0 starts an enumeration of the fields that continue `word`, 1, 2, ... continue it. A
+/// heap text, or null at the end.
+char* lua_complete_expression(lua_State* L, const char* word, int state);
+/// Whether a text consists of names and constant indexes alone: evaluating it calls nothing by itself.
+bool lua_is_plain_expression(const char* text, size_t length);
+/// Whether a text is a name, or names joined by dots.
+bool lua_is_dotted_name(const char* text);
+
+// lua_module_names.cpp
+/// Completes a module's name, or loads the module whose name `word` is. Runs on the Lua stack's top, and may
+/// raise errors.
+void lua_complete_modules(lua_State* L, const char* word, json_t* candidates);

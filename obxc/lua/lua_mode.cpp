@@ -1,0 +1,179 @@
+#include "lua/lua_mode.hpp"
+
+#include <ctype.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "lua/lua_complete.hpp"
+#include "lua/lua_modules.hpp"
+#include "lua/lua_results.hpp"
+#include "lua/lua_session.hpp"
+#include "obxc.hpp"
+#include "ox_history.hpp"
+#include "ox_lua.hpp"
+#include "ox_rl.hpp"
+#include "ox_string.hpp"
+#include "session/editor.hpp"
+#include "session/interrupt.hpp"
+#include "session/prompt.hpp"
+#include "session/recording.hpp"
+
+namespace {
+
+/// One visit. It outlives the jumps of the interrupt, so it does not live on the stack.
+struct LuaMode {
+    ox_lua_ctx* ctx;
+    LuaResults results;
+    char* line;        ///< the last line, owned
+    ox_str* pending;   ///< the statement that is being entered, or null
+    json_t* recorded;  ///< statements of a recording as the script file holds them, or null
+};
+LuaMode mode;
+
+bool mode_enter() {
+    interrupt_disarm();
+    prompt_set_mode("lua");
+    editor_shell_off();
+    ox_history_clear();
+    ox_history_load(LUA_HISTORY_FILE);
+    mode = {};
+    lua_results_begin(&mode.results);
+    mode.ctx = lua_context_new();
+    if (!mode.ctx) return false;
+    ox_lua_set_flags(mode.ctx, OX_LUA_DIRECT_OUTPUT | OX_LUA_KEEP_EVENTS);
+    lua_complete_use(mode.ctx);
+    ox_rl_set_autocomplete_cb(lua_complete);
+    ox_rl_set_word_boundaries(LUA_WORD_BOUNDARIES);
+    lua_preload_modules(mode.ctx->L);
+    return true;
+}
+
+/// The recording holds this visit's statements, in a form that runs as a script.
+void end_recording() {
+    ox_history_clear();
+    record_lines = 0;
+    for (size_t i = 0; i < json_array_size(mode.recorded); ++i) {
+        ox_history_add(json_string_value(json_array_get(mode.recorded, i)));
+        ++record_lines;
+    }
+    record_stop();
+}
+
+void mode_leave() {
+    free(mode.line);
+    ox_str_free(mode.pending);
+    lua_interrupt_watch(nullptr);
+    interrupt_disarm();
+    lua_complete_use(nullptr);
+    ox_rl_set_word_boundaries(nullptr);
+    ox_lua_free(mode.ctx);
+    ox_history_dump(LUA_HISTORY_FILE, -1);
+    if (recording) end_recording();
+    json_decref(mode.recorded);
+    mode = {};
+    ox_history_clear();
+    prompt_set_mode(nullptr);
+    editor_shell_on();
+}
+
+void drop_pending() {
+    ox_str_free(mode.pending);
+    mode.pending = nullptr;
+}
+
+/// After a Ctrl-C, and for each statement that would start until Lua mode is left: kept so.
+void drop_statement() {
+    interrupt_recover();
+    ox_lua_resume(mode.ctx);
+    drop_pending();
+    prompt_rebuild();
+    putchar('\n');
+    fflush(stdout);
+}
+
+const char* statement_text() {
+    return mode.pending ? ox_dynarray_get(mode.pending) : mode.line;
+}
+
+void remember_statement(const char* text) {
+    if (isspace(static_cast<unsigned char>(text[0]))) return;
+    ox_history_add(text);
+    if (!recording) return;
+    ++record_lines;
+    if (!mode.recorded) mode.recorded = json_array();
+    ox_str* entry = lua_statement_for_script(mode.ctx->L, text);
+    json_array_append_new(mode.recorded, json_stringn_nocheck(ox_dynarray_get(entry), ox_str_length(entry)));
+    ox_str_free(entry);
+}
+
+/// Runs the statement that was entered so far, and what follows from its outcome.
+void run_statement() {
+    const char* text = statement_text();
+    size_t length = mode.pending ? ox_str_length(mode.pending) : strlen(text);
+    LuaOutcome outcome = lua_statement_run(mode.ctx, &mode.results, text, length);
+    if (outcome == LUA_STATEMENT_INTERRUPTED) {
+        ox_lua_resume(mode.ctx);
+        lua_jump_back();
+    }
+    if (outcome == LUA_STATEMENT_INCOMPLETE) {
+        if (!mode.pending) mode.pending = ox_str_init_chars(mode.line);
+        ox_string_strlcpy(prompt, "> ", sizeof(prompt));
+        return;
+    }
+    prompt_rebuild();
+    lua_results_hide(mode.ctx, &mode.results);
+    prompt_set_mode(outcome == LUA_STATEMENT_FAILED ? "lua(fail)" : "lua");
+    remember_statement(text);
+    drop_pending();
+    interrupt_disarm();
+    fflush(stdout);
+}
+
+/// Reads a line into `mode.line`. False at the end of the input.
+bool read_line() {
+    free(mode.line);
+    mode.line = nullptr;
+    mode.line = ox_rl(prompt, -1);
+    return !ox_rl_ctrl_d_is_pressed();
+}
+
+bool is_quit(const char* line) {
+    return strcmp(line, "q") == 0 || strcmp(line, "quit") == 0;
+}
+
+void mode_loop() {
+    while (running) {
+        if (!read_line()) return;
+        if (!mode.line || !*mode.line) continue;
+        if (!mode.pending && is_quit(mode.line)) return;
+        if (mode.pending) {
+            ox_str_add(mode.pending, "\n");
+            ox_str_add(mode.pending, mode.line);
+        }
+        fflush(stdout);
+        if (!mode.pending) {
+            volatile bool start = false;
+            if (!interrupt_armed) {
+                lua_interrupt_watch(mode.ctx);
+                interrupt_install(lua_interrupt);
+                start = sigsetjmp(interrupt_context, 1) == 0;
+                interrupt_armed = 1;
+            }
+            if (!start) {
+                drop_statement();
+                continue;
+            }
+        }
+        run_statement();
+    }
+}
+
+}  // namespace
+
+int lua_mode(void) {
+    if (mode.ctx) return 0;  // not re-entrant
+    if (mode_enter()) mode_loop();
+    mode_leave();
+    return 0;
+}

@@ -1,0 +1,198 @@
+#include "lua/lua_results.hpp"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "lua/lua_session.hpp"
+#include "lua/traceback.hpp"
+#include "lua/value_printer.hpp"
+#include "ox_colors.hpp"
+#include "ox_out.hpp"
+#include "ox_raii.hpp"
+
+namespace {
+
+const char* colour(const char* sequence) {
+    return ox_colors_enabled() ? sequence : "";
+}
+
+void print_error(const char* message) {
+    fprintf(stderr, "%s%s%s\n", colour("\x1b[0;31m"), message ? message : "(no error message)",
+            colour("\x1b[0m"));
+    fflush(stderr);
+}
+
+/// The global `_` past any metatable of the globals, which may refuse it.
+int get_results_global(lua_State* L) {
+    lua_pushglobaltable(L);
+    lua_pushliteral(L, "_");
+    int type = lua_rawget(L, -2);
+    lua_pop(L, 2);
+    return type;
+}
+
+/// Sets the global `_` to the value on top, which is popped.
+void set_results_global(lua_State* L) {
+    lua_pushglobaltable(L);
+    lua_insert(L, -2);
+    lua_pushliteral(L, "_");
+    lua_insert(L, -2);
+    lua_rawset(L, -3);
+    lua_pop(L, 1);
+}
+
+void show_results_table(lua_State* L, LuaResults* results) {
+    if (results->table_ref == -1) {
+        lua_newtable(L);
+        results->table_ref = luaL_ref(L, LUA_REGISTRYINDEX);
+    }
+    if (get_results_global(L) != LUA_TNIL) return;
+    lua_rawgeti(L, LUA_REGISTRYINDEX, results->table_ref);
+    set_results_global(L);
+    results->global_set = true;
+}
+
+int print_value(lua_State* L) {
+    lua_value_to_text(L, 1);
+    return 0;
+}
+
+/// Makes the text of the value at `index`. An error that a metamethod raises stands behind what was printed.
+void make_text(lua_State* L, int index) {
+    bool colours = ox_colors_enabled();
+    ox_colors_toggle(0);
+    lua_printer_begin(L);
+    index = lua_absindex(L, index);
+    lua_pushcfunction(L, print_value);
+    lua_pushvalue(L, index);
+    if (lua_pcall(L, 1, 0, 0) != LUA_OK) {
+        size_t length = 0;
+        const char* text = lua_tolstring(L, -1, &length);
+        if (text) printer_append(text, length);
+        lua_pop(L, 1);
+    }
+    lua_printer_end(L);
+    ox_colors_toggle(colours);
+}
+
+/// Writes the printed text; what could steer a terminal is escaped there, but for the line breaks and tabs of
+/// the text's own form.
+void write_text(const char* text) {
+    while (*text) {
+        size_t length = strcspn(text, "\n\t");
+        if (length > 0) ox_out_text(text, static_cast<long>(length));
+        text += length;
+        if (*text) putchar(*text++);
+    }
+}
+
+void print_result(lua_State* L, LuaResults* results, int index) {
+    make_text(L, index);
+    ++results->count;
+    lua_rawgeti(L, LUA_REGISTRYINDEX, results->table_ref);
+    lua_pushvalue(L, index);
+    lua_rawseti(L, -2, results->count);
+    lua_pop(L, 1);
+    printf("%s%s[%d]%s = ", colour("\x1b[1;32m"), "_", results->count, colour("\x1b[0;32m"));
+    write_text(lua_printer.text);
+    printf("%s\n", colour("\x1b[0m"));
+    fflush(stdout);
+}
+
+/// Runs the chunk on top of the stack and prints its results.
+void lua_print_results(ox_lua_ctx* ctx, LuaResults* results) {
+    lua_State* L = ctx->L;
+    lua_rawgeti(L, LUA_REGISTRYINDEX, results->table_ref);
+    lua_insert(L, -2);
+    int base = lua_gettop(L);
+    lua_pushcclosure(L, lua_traceback_handler, 0);
+    lua_insert(L, base);
+    if (lua_pcallk(L, 0, LUA_MULTRET, base, 0, nullptr) != LUA_OK) {
+        if (!lua_interrupted(ctx)) print_error(lua_tostring(L, -1));
+        lua_pop(L, 1);
+    }
+    lua_remove(L, base);
+    int count = lua_gettop(L) - base + 1;
+    lua_checkstack(L, LUA_MINSTACK);
+    for (int i = 0; i < count && !lua_interrupted(ctx); ++i) print_result(L, results, base + i);
+    lua_settop(L, base - 2);
+}
+
+bool is_incomplete(lua_State* L) {
+    size_t length = 0;
+    const char* message = lua_tolstring(L, -1, &length);
+    return message && length >= 6 && memcmp(message + length - 5, "<eof>", 5) == 0;
+}
+
+/// Loads "return SOURCE", else the source itself, and leaves the chunk on the stack.
+LuaOutcome load_statement(lua_State* L, const char* source, size_t length) {
+    StrRef expression(ox_str_init());
+    ox_str_add(expression, "return ");
+    ox_str_add_n(expression, source, length);
+    int status =
+        luaL_loadbufferx(L, ox_dynarray_get(expression), ox_dynarray_size(expression) - 1, "stdin", nullptr);
+    if (status == LUA_OK) return LUA_STATEMENT_RAN;
+    lua_pop(L, 1);
+    status = luaL_loadbufferx(L, source, length, "stdin", nullptr);
+    if (status == LUA_ERRSYNTAX && is_incomplete(L)) {
+        lua_pop(L, 1);
+        return LUA_STATEMENT_INCOMPLETE;
+    }
+    if (status == LUA_ERRSYNTAX || status == LUA_ERRMEM) {
+        print_error(lua_tostring(L, -1));
+        lua_pop(L, 1);
+        return LUA_STATEMENT_FAILED;
+    }
+    return LUA_STATEMENT_RAN;
+}
+
+/// Whether a text made of the three loads.
+bool loads(lua_State* L, const char* before, const char* source, const char* after) {
+    StrRef text(ox_str_init());
+    ox_str_add(text, before);
+    ox_str_add(text, source);
+    ox_str_add(text, after);
+    int status = luaL_loadbufferx(L, ox_dynarray_get(text), ox_str_length(text), "=", "t");
+    lua_pop(L, 1);
+    return status == LUA_OK;
+}
+
+}  // namespace
+
+void lua_results_begin(LuaResults* results) {
+    *results = {-1, 0, false};
+}
+
+LuaOutcome lua_statement_run(ox_lua_ctx* ctx, LuaResults* results, const char* source, size_t length) {
+    show_results_table(ctx->L, results);
+    LuaOutcome outcome = load_statement(ctx->L, source, length);
+    if (outcome != LUA_STATEMENT_RAN) return outcome;
+    lua_print_results(ctx, results);
+    return lua_interrupted(ctx) ? LUA_STATEMENT_INTERRUPTED : LUA_STATEMENT_RAN;
+}
+
+void lua_results_hide(ox_lua_ctx* ctx, const LuaResults* results) {
+    if (!results->global_set) return;
+    lua_pushnil(ctx->L);
+    set_results_global(ctx->L);
+}
+
+ox_str* lua_statement_for_script(lua_State* L, const char* source) {
+    ox_str* text = ox_str_init();
+    if (loads(L, "", source, "\n;")) {
+        // An opening parenthesis would continue the statement before it.
+        if (source[strspn(source, " \t\n")] == '(') ox_str_add(text, ";");
+        ox_str_add(text, source);
+    } else if (loads(L, "return ", source, "\n")) {
+        ox_str_printf(text, "print(%s%s)", source, strstr(source, "--") ? "\n" : "");
+    } else if (loads(L, "", source, "\n")) {
+        ox_str_printf(text, ";(function()\n%s\nend)()", source);
+    } else {
+        ox_str_add(text, "-- ");
+        for (; *source; ++source) {
+            ox_str_add_n(text, source, 1);
+            if (*source == '\n') ox_str_add(text, "-- ");
+        }
+    }
+    return text;
+}

@@ -1,0 +1,58 @@
+#include "lua/lua_session.hpp"
+
+#include <string.h>
+
+#include "lua/lua_modules.hpp"
+#include "obxc.hpp"
+#include "session/interrupt.hpp"
+
+namespace {
+
+ox_lua_ctx* volatile watched = nullptr;
+
+/// Runs what may wait with the interrupt leading here.
+bool guard_wait(void (*run)(void*), void* argument) {
+    if (!interrupt_armed) {
+        run(argument);
+        return true;
+    }
+    sigjmp_buf outer;
+    memcpy(&outer, &interrupt_context, sizeof(outer));
+    volatile bool done = false;
+    if (sigsetjmp(interrupt_context, 1) == 0) {
+        run(argument);
+        done = true;
+    }
+    memcpy(&interrupt_context, &outer, sizeof(outer));
+    return done;
+}
+
+}  // namespace
+
+ox_lua_ctx* lua_context_new(void) {
+    ox_lua_ctx* ctx = ox_lua_init(0);
+    if (!ctx) return nullptr;
+    ctx->api = request_channel;
+    ox_lua_set_guard(ctx, guard_wait);
+    lua_modules_add_path(ctx->L);
+    return ctx;
+}
+
+void lua_interrupt(int signal) {
+    shell_interrupt(signal);
+    if (watched && interrupt_pending()) ox_lua_stop(watched);
+}
+
+void lua_interrupt_watch(ox_lua_ctx* ctx) {
+    watched = ctx;
+}
+
+bool lua_interrupted(const ox_lua_ctx* ctx) {
+    return ox_lua_stopped(ctx) || interrupt_pending();
+}
+
+void lua_jump_back(void) {
+    interrupt_point();
+    interrupt_armed = 0;
+    siglongjmp(interrupt_context, 1);
+}

@@ -1,0 +1,20 @@
+// A Lua context in this program, and how Ctrl-C leaves the code that runs in it.
+//
+// Lua's own calls are never jumped over. A wait inside a binding is left by a jump to the binding, code that
+// runs by an error from a debug hook; both unwind to the caller of Lua, who then jumps to where the interrupt
+// leads.
+#pragma once
+
+#include "ox_lua.hpp"
+
+/// A context on the request channel that finds the modules of the module directory. Null when memory runs
+/// out.
+ox_lua_ctx* lua_context_new(void);
+/// The SIGINT handler while Lua code runs: nothing unless the interrupt is armed.
+void lua_interrupt(int signal);
+/// The context whose code lua_interrupt stops; null for none.
+void lua_interrupt_watch(ox_lua_ctx* ctx);
+/// True when the run that just ended was left by Ctrl-C, or Ctrl-C waits for its point.
+bool lua_interrupted(const ox_lua_ctx* ctx);
+/// Jumps to the interrupt's context. Nothing may be held that a destructor would release.
+[[noreturn]] void lua_jump_back(void);

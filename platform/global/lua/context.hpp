@@ -1,0 +1,46 @@
+// The Lua wrapper as its own files see it.
+//
+// Lua is a C library and its errors are longjmps: no function that a Lua error can leave holds anything in a
+// C++ object with a destructor. What must be released lies in a Holder, which the collector releases.
+#pragma once
+
+#include <stdio.h>
+
+#include "ox_lua.hpp"
+
+struct LuaEventList;
+
+struct LuaContext : ox_lua_ctx {
+    int flags;
+    FILE* capture;       ///< the stream that ends up in `out`
+    lua_State* running;  ///< the coroutine that runs, which a stop has to reach
+    volatile int stopped;
+    ox_lua_guard guard;
+};
+
+LuaContext* context_of(lua_State* L);
+
+// context.cpp
+/// Raises the error that a stop raises.
+int stop_error(lua_State* L);
+/// Runs `run(argument)` under the context's guard; raises an error when it was interrupted.
+void guarded(lua_State* L, void (*run)(void*), void* argument);
+/// Raises an error while the context is read-only.
+void require_writable(lua_State* L);
+/// A stop that was asked for reaches the coroutine that is about to run, and the one that goes on afterwards.
+void stop_follow(lua_State* from, lua_State* to);
+
+// output.cpp
+/// Replaces print and os.exit, and makes io.stdout the captured stream.
+void output_open(LuaContext* context);
+/// Lets io.stdout and print write where the flags say.
+void output_apply(LuaContext* context);
+/// Brings what was written so far into `out`.
+void output_sync(LuaContext* context);
+/// Passes `out` on to standard output.
+void output_drain(LuaContext* context);
+void output_close(LuaContext* context);
+
+// coroutines.cpp
+/// Replaces coroutine.resume and coroutine.wrap by ones that keep track of what runs.
+void coroutines_open(lua_State* L);

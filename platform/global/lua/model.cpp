@@ -1,0 +1,168 @@
+// ox.add, ox.del, ox.names, ox.attrs, ox.exec, ox.call and ox.sleep.
+#include <string.h>
+
+#include "bindings.hpp"
+#include "ox_wait.hpp"
+
+namespace {
+
+void push_result_number(lua_State* L, const Holder* holder) {
+    lua_pushinteger(L, json_integer_value(result_member(holder, "InstanceNumber")));
+}
+
+/// ox.add(path [, values]): the new instance's number. An instance whose values are refused goes again.
+int add(lua_State* L) {
+    require_writable(L);
+    lua_settop(L, 2);
+    const char* path = check_path(L, 1);
+    if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
+    Holder* holder = holder_push(L);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_add_object(path))) return failure(L, holder);
+    push_result_number(L, holder);
+    if (lua_isnil(L, 2)) {
+        holder_clear(holder);
+        return 1;
+    }
+    const char* dot = path[strlen(path) - 1] == '.' ? "" : ".";
+    const char* object = lua_pushfstring(L, "%s%s%d.", path, dot, static_cast<int>(lua_tointeger(L, -1)));
+    holder->json = json_array();
+    add_values(L, 2, holder->json, object);
+    json_t* list = holder->json;
+    holder->json = nullptr;
+    if (exchange(L, holder, ox_jrpcmsg_cmd_set_parameter_values_new(list))) {
+        holder_clear(holder);
+        lua_pop(L, 1);
+        return 1;
+    }
+    Holder* undo = holder_push(L);
+    exchange(L, undo, ox_jrpcmsg_cmd_delete_object(object));
+    holder_clear(undo);
+    return failure(L, holder);
+}
+
+/// ox.del(path)
+int del(lua_State* L) {
+    require_writable(L);
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_delete_object(path))) return failure(L, holder);
+    holder_clear(holder);
+    lua_pushboolean(L, 1);
+    return 1;
+}
+
+/// ox.names(path [, deep]): full names, those of objects with a final ".".
+int names(lua_State* L) {
+    const char* path = check_path(L, 1);
+    bool deep = lua_toboolean(L, 2) != 0;
+    Holder* holder = holder_push(L);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_names(path, !deep))) return failure(L, holder);
+    json_t* list = result_member(holder, "ParameterList");
+    lua_newtable(L);
+    for (size_t i = 0; i < json_array_size(list); ++i) {
+        json_to_lua(L, json_object_get(json_array_get(list, i), "Name"));
+        lua_rawseti(L, -2, static_cast<lua_Integer>(i + 1));
+    }
+    holder_clear(holder);
+    return 1;
+}
+
+/// ox.attrs(path): the node's attributes.
+int attrs(lua_State* L) {
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L);
+    json_t* list = json_pack("[s]", path);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(list, 0))) return failure(L, holder);
+    json_t* entry = json_array_get(result_member(holder, "ParameterList"), 0);
+    json_to_lua(L, json_object_get(entry, "Attributes"));
+    holder_clear(holder);
+    return 1;
+}
+
+/// ox.exec(path [, args])
+int exec(lua_State* L) {
+    lua_settop(L, 2);
+    const char* path = check_path(L, 1);
+    return execute(L, path, lua_isnil(L, 2) ? 0 : 2);
+}
+
+/// ox.call(method [, params]): any request, its result as it comes.
+int call(lua_State* L) {
+    require_writable(L);
+    const char* method = luaL_checkstring(L, 1);
+    Holder* holder = holder_push(L);
+    holder->json = json_object();
+    if (!lua_isnoneornil(L, 2)) {
+        luaL_checktype(L, 2, LUA_TTABLE);
+        json_add(L, 2, holder->json, "params");
+    }
+    json_t* params = json_incref(json_object_get(holder->json, "params"));
+    if (!exchange(L, holder, ox_jrpcmsg_create_new(method, params))) return failure(L, holder);
+    json_to_lua(L, ox_jrpcmsg_get_result_json(holder->message));
+    holder_clear(holder);
+    return 1;
+}
+
+void run_sleep(void* argument) {
+    ox_wait_sleep_ms(*static_cast<long*>(argument));
+}
+
+/// ox.sleep(seconds)
+int sleep_seconds(lua_State* L) {
+    require_writable(L);
+    lua_Number seconds = luaL_checknumber(L, 1);
+    luaL_argcheck(L, seconds >= 0 && seconds < 1e9, 1, "seconds expected");
+    auto ms = static_cast<long>(seconds * 1000);
+    guarded(L, run_sleep, &ms);
+    return 0;
+}
+
+}  // namespace
+
+int execute(lua_State* L, const char* path, int index) {
+    require_writable(L);
+    Holder* holder = holder_push(L);
+    holder->json = json_array();
+    if (index) {
+        luaL_checktype(L, index, LUA_TTABLE);
+        add_values(L, index, holder->json, "");
+    }
+    json_t* args = holder->json;
+    holder->json = nullptr;
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_execute_new(path, args))) return failure(L, holder);
+    json_t* list = result_member(holder, "ParameterList");
+    size_t length = strlen(path);
+    lua_newtable(L);
+    for (size_t i = 0; i < json_array_size(list); ++i) {
+        json_t* entry = json_array_get(list, i);
+        const char* name = json_string_value(json_object_get(entry, "Name"));
+        if (!name) continue;
+        if (strncmp(name, path, length) == 0 && name[length] == '.') name += length + 1;
+        json_to_lua(L, json_object_get(entry, "Value"));
+        lua_setfield(L, -2, name);
+    }
+    holder_clear(holder);
+    return 1;
+}
+
+// Called with the table `ox` on top.
+void model_open(lua_State* L) {
+    static const luaL_Reg functions[] = {
+        {"add", add},   {"del", del},   {"names", names},         {"attrs", attrs},
+        {"exec", exec}, {"call", call}, {"sleep", sleep_seconds}, {nullptr, nullptr}};
+    luaL_setfuncs(L, functions, 0);
+}
+
+void bindings_open(lua_State* L) {
+    lua_newtable(L);
+    lua_pushvalue(L, -1);
+    lua_setfield(L, LUA_REGISTRYINDEX, "ox");
+    json_open(L);
+    values_open(L);
+    model_open(L);
+    events_open(L);
+    object_open(L);
+    lua_pushboolean(L, 0);
+    lua_setfield(L, -2, "strict");
+    lua_setglobal(L, "ox");
+}

@@ -1,0 +1,200 @@
+// ox.get, ox.set, ox.config and ox.select.
+#include <string.h>
+
+#include "bindings.hpp"
+
+namespace {
+
+enum NameMatch { NAME_OTHER, NAME_SAME, NAME_BELOW };
+
+/// Compares a full name with a path that was asked for; "#template" stands for any instance number.
+NameMatch match_name(const char* path, const char* name) {
+    static const char any[] = "#template";
+    if (strcmp(path, ".") == 0) return NAME_BELOW;
+    while (*path && *name) {
+        if (strncmp(path, any, sizeof(any) - 1) == 0 && *name >= '0' && *name <= '9') {
+            path += sizeof(any) - 1;
+            name += strspn(name, "0123456789");
+        } else if (*path != *name) {
+            return NAME_OTHER;
+        } else {
+            ++path;
+            ++name;
+            if (!*path && path[-1] == '.' && *name) return NAME_BELOW;
+        }
+    }
+    if (*path) return NAME_OTHER;
+    if (!*name) return NAME_SAME;
+    return *name == '.' ? NAME_BELOW : NAME_OTHER;
+}
+
+const char* entry_name(json_t* entry) {
+    const char* name = json_string_value(json_object_get(entry, "Name"));
+    return name ? name : "";
+}
+
+/// Pushes what an answer holds for one of the paths that were asked for: a parameter's value, or a table of
+/// names and values. `from` is where the last path was found: answers come in the order of the questions.
+void push_answer(lua_State* L, const char* path, json_t* list, size_t* from) {
+    size_t size = json_array_size(list);
+    for (size_t i = 0; i < size; ++i) {
+        size_t at = (*from + i) % size;
+        json_t* entry = json_array_get(list, at);
+        if (strcmp(entry_name(entry), path) != 0) continue;
+        json_to_lua(L, json_object_get(entry, "Value"));
+        *from = at + 1;
+        return;
+    }
+    lua_newtable(L);
+    for (size_t i = 0; i < size; ++i) {
+        json_t* entry = json_array_get(list, i);
+        if (match_name(path, entry_name(entry)) == NAME_OTHER) continue;
+        json_to_lua(L, json_object_get(entry, "Value"));
+        lua_setfield(L, -2, entry_name(entry));
+    }
+}
+
+/// ox.get(path...)
+int get(lua_State* L) {
+    int count = lua_gettop(L);
+    luaL_argcheck(L, count > 0, 1, "a path expected");
+    luaL_checkstack(L, count + LUA_MINSTACK, "too many paths");
+    Holder* holder = holder_push(L);
+    holder->json = json_array();
+    for (int i = 1; i <= count; ++i) {
+        if (json_array_append_new(holder->json, json_string(check_path(L, i))) != 0) {
+            return luaL_argerror(L, i, "a path must be valid UTF-8");
+        }
+    }
+    json_t* names = holder->json;
+    holder->json = nullptr;
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) return failure(L, holder);
+    json_t* list = result_member(holder, "ParameterList");
+    size_t from = 0;
+    for (int i = 1; i <= count; ++i) push_answer(L, lua_tostring(L, i), list, &from);
+    holder_clear(holder);
+    return count;
+}
+
+/// ox.set(path, value), ox.set{path = value, ...}
+int set(lua_State* L) {
+    require_writable(L);
+    bool many = lua_type(L, 1) == LUA_TTABLE && !object_path(L, 1);
+    luaL_argcheck(L, !many || lua_gettop(L) == 1, 2, "one table of paths and values expected");
+    luaL_argcheck(L, many || !lua_isnoneornil(L, 2), 2, "a value expected (ox.null for none)");
+    lua_settop(L, 2);
+    const char* path = many ? "" : check_path(L, 1);
+    Holder* holder = holder_push(L);
+    holder->json = json_array();
+    if (many) {
+        add_values(L, 1, holder->json, "");
+    } else if (path[strlen(path) - 1] == '.' && lua_istable(L, 2)) {
+        add_values(L, 2, holder->json, path);
+    } else {
+        json_add(L, 2, add_named(L, holder->json, path), "Value");
+    }
+    json_t* list = holder->json;
+    holder->json = nullptr;
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_set_parameter_values_new(list))) return failure(L, holder);
+    holder_clear(holder);
+    lua_pushboolean(L, 1);
+    return 1;
+}
+
+/// ox.config(path): the subtree at the path itself.
+int config(lua_State* L) {
+    if (lua_isnoneornil(L, 1)) {
+        lua_settop(L, 0);
+        lua_pushliteral(L, ".");
+    }
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L);
+    holder->json = json_pack("{s:s}", "Path", path);
+    json_t* params = holder->json;
+    holder->json = nullptr;
+    if (!exchange(L, holder, ox_jrpcmsg_create_new("GetConfig", params))) return failure(L, holder);
+    json_t* tree = result_member(holder, "Config");
+    for (const char* at = path; tree && *at;) {
+        size_t length = strcspn(at, ".");
+        if (length > 0) {
+            lua_pushlstring(L, at, length);
+            tree = json_object_get(tree, lua_tostring(L, -1));
+            lua_pop(L, 1);
+        }
+        at += length + (at[length] == '.');
+    }
+    if (tree) {
+        json_to_lua(L, tree, true);
+    } else {
+        lua_newtable(L);
+    }
+    holder_clear(holder);
+    return 1;
+}
+
+/// ox.select(selector): a table of paths and their values, and the paths in their order.
+int select(lua_State* L) {
+    const char* selector = luaL_checkstring(L, 1);
+    Holder* holder = holder_push(L);
+    json_t* params = json_pack("{s:s}", "Selector", selector);
+    if (!params) return luaL_argerror(L, 1, "a selector must be valid UTF-8");
+    if (!exchange(L, holder, ox_jrpcmsg_create_new("Select", params))) return failure(L, holder);
+    json_t* matches = result_member(holder, "Matches");
+    lua_newtable(L);
+    lua_newtable(L);
+    lua_Integer count = 0;
+    const char* key;
+    json_t* value;
+    json_object_foreach(matches, key, value) {
+        json_to_lua(L, value, true);
+        lua_setfield(L, -3, key);
+        lua_pushstring(L, key);
+        lua_rawseti(L, -2, ++count);
+    }
+    holder_clear(holder);
+    return 2;
+}
+
+}  // namespace
+
+bool push_value(lua_State* L, Holder* holder, const char* path) {
+    json_t* names = json_pack("[s]", path);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) return false;
+    json_to_lua(L, json_object_get(json_array_get(result_member(holder, "ParameterList"), 0), "Value"));
+    return true;
+}
+
+void add_values(lua_State* L, int index, json_t* list, const char* prefix) {
+    luaL_checkstack(L, LUA_MINSTACK, "values nested too deep");
+    luaL_argcheck(L, strlen(prefix) < 4096, 1, "values nested too deep");
+    index = lua_absindex(L, index);
+    lua_pushnil(L);
+    while (lua_next(L, index) != 0) {
+        if (lua_type(L, -2) != LUA_TSTRING && lua_type(L, -2) != LUA_TNUMBER) {
+            luaL_error(L, "a path expected, got a %s", luaL_typename(L, -2));
+        }
+        lua_pushvalue(L, -2);
+        lua_pushfstring(L, "%s%s", prefix, lua_tostring(L, -1));
+        lua_remove(L, -2);
+        const char* path = check_path(L, lua_gettop(L));
+        bool object = path[strlen(path) - 1] == '.';
+        // Below an object, a table with names is an object too; with a list it is a value.
+        if (lua_istable(L, -2) && (object || (*prefix && lua_rawlen(L, -2) == 0))) {
+            if (!object) {
+                lua_pushliteral(L, ".");
+                lua_concat(L, 2);
+            }
+            add_values(L, lua_gettop(L) - 1, list, lua_tostring(L, -1));
+        } else {
+            json_add(L, lua_gettop(L) - 1, add_named(L, list, path), "Value");
+        }
+        lua_pop(L, 2);
+    }
+}
+
+// Called with the table `ox` on top.
+void values_open(lua_State* L) {
+    static const luaL_Reg functions[] = {
+        {"get", get}, {"set", set}, {"config", config}, {"select", select}, {nullptr, nullptr}};
+    luaL_setfuncs(L, functions, 0);
+}
