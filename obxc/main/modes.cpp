@@ -103,7 +103,7 @@ int mode_run(const StartOptions* options) {
         case MODE_SCRIPT:
             return script_mode_run(options);
         case MODE_SCRIPT_LUA:
-            return lua_script_run(options->target, options->args);
+            return lua_script_run(options->script_path, options->args);
         default:
             return shell_loop();
     }
