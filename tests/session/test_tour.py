@@ -114,3 +114,13 @@ def test_the_shell_in_a_pipe_is_plain_text(shared_obxd):
     assert "\x1b" not in end.out
     assert end.out.endswith(":Device\n")
     assert "DeviceInfo." in end.out.split("\n")
+
+
+def test_a_script_survives_a_reboot():
+    """After the daemon's return the next request works, logged in again as before."""
+    daemon = harness.Obxd("--reboot-ms", "200")
+    end = obxc("-a", "admin:admin", "-s", daemon=daemon,
+               stdin="cat Device.Users.CurrentUser\nreboot\nsleep 1\ncat Device.Users.CurrentUser\n")
+    daemon.close()
+    assert end.status == 0
+    assert re.fullmatch(r" = 'admin'\n(.*\n)* = 'admin'\n", end.out)
