@@ -27,7 +27,8 @@ static bool schema_walk(Impl& impl, Schema* schema, const std::string& path, std
                 error = name + ": the default " + why;
                 return false;
             }
-            child->initial.reset(value_normal(child.get(), child->initial));
+            JsonRef normal(value_normal(child.get(), child->initial));
+            if (normal.get() != child->initial.get()) child->initial = std::move(normal);
         }
         if (child->input && !schema_walk(impl, child->input.get(), name + ".#input.", error)) return false;
         if (!schema_walk(impl, child.get(), name + ".", error)) return false;

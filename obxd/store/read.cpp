@@ -237,12 +237,23 @@ static Schema* pattern_schema(Impl& impl, std::string_view path, std::vector<std
     return schema->kind == Schema::PARAMETER ? schema : nullptr;
 }
 
+/// Puts an entry in the place of one for the same path, or behind the others.
+template <typename Entry>
+static void pattern_put(std::vector<Entry>& entries, Entry entry) {
+    for (Entry& present : entries) {
+        if (present.pattern != entry.pattern) continue;
+        present = std::move(entry);
+        return;
+    }
+    entries.push_back(std::move(entry));
+}
+
 void Store::set_live(std::string_view path, std::function<json_t*(const std::string& path)> reader) {
     Live live;
     Schema* schema = pattern_schema(*impl_, path, live.pattern);
     if (!schema) return;
     live.reader = std::move(reader);
-    schema->live.push_back(std::move(live));
+    pattern_put(schema->live, std::move(live));
 }
 
 void Store::set_hook(std::string_view path,
@@ -251,7 +262,7 @@ void Store::set_hook(std::string_view path,
     Schema* schema = pattern_schema(*impl_, path, entry.pattern);
     if (!schema) return;
     entry.run = std::move(hook);
-    schema->hooks.push_back(std::move(entry));
+    pattern_put(schema->hooks, std::move(entry));
 }
 
 void hooks_run(const Schema* parameter, const std::string& path, json_t* value) {

@@ -77,7 +77,9 @@ std::unique_ptr<Condition> comparison(Parser& parser) {
     if (condition->quoted) {
         if (!quoted_text(parser, condition->text)) return nullptr;
     } else {
-        condition->text = run(parser, "&|()[]{} \t\"'=<>");
+        // Blanks inside belong to it: the shell takes plain quotes away.
+        condition->text = run(parser, "&|()[]{}\"'=<>");
+        while (!condition->text.empty() && strchr(" \t", condition->text.back())) condition->text.pop_back();
         if (condition->text.empty()) return parser.fail("value expected"), nullptr;
     }
     parser.blanks();

@@ -338,6 +338,8 @@ TEST_F(StoreTest, LiveValues) {
               "Device.Hosts.Host.1.Stats.Sent=30 Device.Hosts.Host.2.Stats.Sent=30 "
               "Device.Hosts.Host.5.Stats.Sent=7");
     EXPECT_TRUE(changes.empty());
+    store->set_live("Device.Info.UpTime", [](const std::string&) { return json_integer(77); });
+    EXPECT_EQ(value("Device.Info.UpTime"), "77");
 }
 
 TEST_F(StoreTest, InstancesOfAnObject) {
