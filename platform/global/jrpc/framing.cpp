@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "json_pool.hpp"
 #include "ox_socket.hpp"
 
 namespace {
@@ -130,7 +131,10 @@ json_t* frame_parse(FrameReader* reader, bool* text_kept) {
     *text_kept = size < BIG_MESSAGE;
     if (*text_kept) return json_loadb(data, size, JSON_ALLOW_NUL, nullptr);
     BigText text = {data, size, 0, 0};
-    return json_load_callback(take_text, &text, JSON_ALLOW_NUL, nullptr);
+    json_pool_begin();
+    json_t* json = json_load_callback(take_text, &text, JSON_ALLOW_NUL, nullptr);
+    json_pool_end();
+    return json;
 }
 
 void frame_consume(FrameReader* reader) {
