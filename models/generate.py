@@ -56,11 +56,11 @@ def instances(count):
 
 
 def deep(count):
-    # A branch is 1 object, 10 rows and 90 cells of one parameter each with their own object: 191 nodes.
+    # A branch, its table of 10 rows, in each a table of 9 cells with one parameter: 202 nodes.
     cell = {"#attr": {"multi": True}, "Value": {"type": "string"}}
     row = {"#attr": {"multi": True}, "Cell": cell}
     schema, values = {}, {}
-    for number in range(1, count // 191 + 1):
+    for number in range(1, count // 202 + 1):
         name = "Branch%d" % number
         schema[name] = {"Row": row}
         values[name] = {"Row": {str(r): {"Cell": {str(c): {"Value": "%d.%d" % (r, c)} for c in range(1, 10)}}

@@ -122,12 +122,8 @@ JsonRef attrs_make(const Schema* schema, const char* type, bool writable, json_t
     if (!writable) json_object_set_new(attrs, "const", json_true());
     for (const Known& known : KNOWN) {
         json_t* value = known.wire ? json_object_get(given, known.name) : nullptr;
-        if (value && !json_is_false(value))
-            json_object_set(attrs, known.name, value);
-        else if (value && strcmp(known.name, "default") == 0)
-            json_object_set(attrs, known.name, value);
-        else if (value && strcmp(known.name, "offValue") == 0)
-            json_object_set(attrs, known.name, value);
+        bool is_value = strcmp(known.name, "default") == 0 || strcmp(known.name, "offValue") == 0;
+        if (value && (is_value || !json_is_false(value))) json_object_set(attrs, known.name, value);
     }
     return attrs;
 }

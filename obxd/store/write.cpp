@@ -144,6 +144,7 @@ void commit(Setter& setter) {
     }
     // What is told must not hang on the tree: a listener or hook may change it.
     std::vector<JsonRef> held;
+    held.reserve(changed.size());
     for (auto& [entry, value] : changed) held.emplace_back(json_incref(value));
     for (auto& [entry, value] : changed) {
         json_t* shown = entry->target.schema->hidden ? json_string("") : json_incref(value);
