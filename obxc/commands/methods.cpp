@@ -114,6 +114,7 @@ int select_command(const char* name, json_t* args) {
         printf("syntax: %s <selector>\n", name);
         return -1;
     }
+    ox_confapi_ignore_next_error_exec(1);  // what is wrong with a selector is told once, below
     JsonRef model(dm_schema_get(ox_dynarray_get(selector)));
     JsonRef matches(ox_confapi_select_new(ox_dynarray_get(selector), 0, 0));
     if (!matches) {

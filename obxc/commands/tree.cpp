@@ -31,6 +31,7 @@ void tree_show(const char* path, int flags) {
     if (!canonical_path(path, canonical)) return;
     bool values = flags & TREE_VALUES;
     JsonRef config(values ? _ox_confapi_getconfig_fullpath(canonical, 0) : nullptr);
+    ox_confapi_ignore_next_error_exec(1);  // an unknown path draws what there is, and says nothing
     JsonRef scheme(dm_schema_get(canonical));
     const json_t* scheme_node = tree_descend(scheme, canonical);
     const json_t* root = values ? tree_descend(config, canonical) : scheme_node;
