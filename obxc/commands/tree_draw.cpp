@@ -6,6 +6,7 @@
 #include "commands/tree.hpp"
 #include "model/path.hpp"
 #include "ox_log.hpp"
+#include "ox_out.hpp"
 #include "ox_rl.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
@@ -95,7 +96,10 @@ void count_children(const Drawing* drawing, TreeNode* node, size_t own) {
     json_object_keylen_foreach(const_cast<json_t*>(node->value), key, length, member) {
         if (is_attr(key)) continue;
         if (!drawing->entries[at].empty) node->child_count++;
-        if (!json_is_object(member) && length > node->name_width) node->name_width = length;
+        if (!json_is_object(member)) {
+            size_t size = ox_out_size(key, static_cast<long>(length));
+            if (size > node->name_width) node->name_width = size;
+        }
         at += drawing->entries[at].size;
     }
 }
