@@ -1,0 +1,424 @@
+"""The line editor as a person sees it: typing, hints, completion, paste, events, resize, stop, poor terminals, pipes."""
+
+import os
+import re
+import signal
+import termios
+import time
+
+import pytest
+
+import harness
+from harness import environment, obxc
+
+GREY_GREEN = "008700"  # the hint colour on 256 colours
+OCHRE = "878700"       # the autocomplete colour
+LEFT, RIGHT, UP = "\x1b[D", "\x1b[C", "\x1b[A"
+
+
+@pytest.fixture
+def daemon(scripted):
+    return scripted()
+
+
+@pytest.fixture
+def open_shell(daemon, terminal):
+    def start(**options):
+        opened = terminal(daemon=daemon, **options)
+        opened.prompt()
+        return opened
+    return start
+
+
+@pytest.fixture
+def session(open_shell):
+    return open_shell()
+
+
+def type_line(session, text, shown=None):
+    """Types and waits until the cursor's line shows it."""
+    session.send(text)
+    session.wait_line(re.escape("root@obxc:> " + (text if shown is None else shown)))
+
+
+def modes(session):
+    """Whether the terminal echoes and whether it gives whole lines."""
+    local = termios.tcgetattr(session.master)[3]
+    return bool(local & termios.ECHO), bool(local & termios.ICANON)
+
+
+# Typing
+
+def test_editing_keys(session):
+    session.send("abcd" + LEFT + LEFT + "X\x7fY")
+    session.wait_line("root@obxc:> abYcd")
+    session.send("\x01>\x05<")
+    session.wait_line("root@obxc:> >abYcd<")
+    session.send("\x15")
+    session.prompt()
+
+
+def test_text_beyond_ascii(session):
+    session.send("sh echo \u4e2d\u6587e\u0301\u00e9x")
+    session.wait_line("root@obxc:> sh echo .*x")
+    assert session.cursor()[0] == len("root@obxc:> sh echo ") + 4 + 1 + 1 + 1
+    session.send(LEFT + LEFT + "\x7f" + "\r")
+    session.wait_for("^\u4e2d\u6587\u00e9x$")
+
+
+def test_plain_typing_costs_one_byte_a_key(session):
+    session.settle()
+    before = len(session.raw)
+    text = "zz plain typing of a line"
+    for key in text:
+        session.send(key)
+    session.wait_line("root@obxc:> " + text)
+    session.settle()
+    assert len(session.raw) - before <= 1.2 * len(text)
+
+
+def test_commands_get_a_terminal_in_line_mode(session):
+    assert modes(session) == (False, False)
+    shown = session.run("sh stty -a")
+    for mode in ("icanon", "echo", "isig"):
+        assert re.search(r"(?<!-)\b%s\b" % mode, shown), shown
+    assert modes(session) == (False, False)
+
+
+def test_what_was_typed_ahead_is_for_the_command(session):
+    session.send("sh head -n 1\rfor head\n")
+    session.wait_for("^for head$")
+    session.prompt()
+    assert "command not found" not in session.text()
+
+
+def test_end_signal_gives_the_terminal_back(session):
+    session.send("half a line")
+    session.wait_line("root@obxc:> half a line")
+    pid = session.process.pid
+    children = open("/proc/%d/task/%d/children" % (pid, pid)).read().split()
+    os.kill(int(children[0]) if children else pid, signal.SIGTERM)
+    session.end()
+    assert modes(session) == (True, True)
+    assert b"\x1b[?2004l" in session.raw[-60:]
+
+
+def test_search_in_history(session):
+    session.run("sh echo first")
+    session.run("sh echo second")
+    session.send("\x12irs")
+    session.wait_line(r"\(reverse-i-search\)`irs': sh echo first")
+    session.send("\r")
+    session.wait_for("first\n.*second(.|\n)*^first$")
+    session.prompt()
+    session.send(UP)
+    session.wait_line("root@obxc:> sh echo first")
+
+
+# The user's own settings
+
+@pytest.fixture
+def inputrc(directory):
+    def write(text):
+        path = os.path.join(directory, "inputrc")
+        with open(path, "w") as file:
+            file.write(text)
+        return environment(INPUTRC=path, leaks=False)
+    return write
+
+
+def test_vi_mode(open_shell, inputrc):
+    session = open_shell(env=inputrc("set editing-mode vi\nset keyseq-timeout 50\n"))
+    session.send("sh echo oone")
+    session.wait_line("root@obxc:> sh echo oone")
+    session.send("\x1b")
+    session.settle()
+    session.send("bx")
+    session.wait_line("root@obxc:> sh echo one")
+    session.send("A two\r")
+    session.wait_for("^one two$")
+
+
+def test_own_bindings_and_conditions(open_shell, inputrc):
+    session = open_shell(env=inputrc('$if obxc\n"\\C-t": "sh echo bound"\n"\\C-o": complete\n$endif\n'))
+    session.send("\x14")
+    session.wait_line("root@obxc:> sh echo bound")
+    session.send("\x15rebo\x0f")
+    session.wait_line("root@obxc:> reboot")
+
+
+# Hints
+
+def test_hint_is_drawn_behind_the_cursor_and_taken_with_the_right_arrow(session):
+    session.send("reb")
+    session.wait_line("root@obxc:> reboot")
+    assert session.cursor()[0] == len("root@obxc:> reb")
+    row = session.cursor()[1]
+    assert session.colour_at(len("root@obxc:> reb"), row) == GREY_GREEN
+    assert session.colour_at(len("root@obxc:> "), row) == "default"
+    session.send(RIGHT)
+    session.wait(lambda: session.cursor()[0] == len("root@obxc:> reboot"))
+    session.settle()
+    assert session.line() == "root@obxc:> reboot"
+    assert session.colour_at(len("root@obxc:> reb"), row) == "default"
+
+
+def test_hint_is_no_part_of_the_line(session):
+    session.send("cle")
+    session.wait_line("root@obxc:> clear")
+    session.send("\r")
+    session.wait_for("^cle: command not found")
+    assert "root@obxc:> clear" not in session.text()
+    assert re.search("^root@obxc:> cle$", session.text(), re.M)
+
+
+def test_hint_goes_with_ctrl_c_and_with_the_cursor(session):
+    session.send("cle")
+    session.wait_line("root@obxc:> clear")
+    session.send(LEFT)
+    session.wait_line("root@obxc:> cle")
+    session.send(RIGHT)
+    session.wait_line("root@obxc:> clear")
+    session.interrupt()
+    session.prompt()
+    assert re.search(r"^root@obxc:> cle\^C$", session.text(), re.M), session.text()
+
+
+def test_hint_is_cut_at_the_edge(open_shell):
+    session = open_shell(columns=19)
+    session.send("downl")
+    # One column stays free: root@obxc:> downl takes 17 of 19.
+    session.wait_line("root@obxc:> downlo")
+    assert session.cursor()[0] == 17
+    session.send("oad")
+    session.wait(lambda: session.line() == "d")
+    assert session.screen()[session.cursor()[1] - 1] == "root@obxc:> downloa"
+
+
+def test_no_hint_without_colour_or_on_a_poor_terminal(open_shell):
+    session = open_shell(env=environment(TERM="vt100", leaks=False))
+    session.send("reb")
+    session.wait_line("root@obxc:> reboot")
+    assert b"\x1b[38" not in session.raw
+    poor = open_shell(env=environment(TERM="dumb", leaks=False))
+    poor.send("reb")
+    poor.settle()
+    assert poor.line() == "root@obxc:> reb"
+
+
+# Completion
+
+def test_tab_inserts_what_is_sure_and_lists_the_rest(session):
+    session.send("luar\t")
+    session.wait_line("root@obxc:> luarecord")
+    session.send("\x15re\t")
+    session.wait_for("^reboot  reset  record$")
+    session.wait_line("root@obxc:> re")
+    row = session.cursor()[1]
+    assert session.colour_at(0, row - 1) == OCHRE
+    session.send("c\t")
+    session.wait_line("root@obxc:> record")
+
+
+def test_tab_within_the_line_keeps_what_follows(session):
+    session.send("rebo x" + LEFT + LEFT)
+    session.wait_line("root@obxc:> rebo x")
+    session.send("\t")
+    session.wait_line("root@obxc:> reboot x")
+    session.send("\x1f")
+    session.wait_line("root@obxc:> rebo x")
+
+
+def test_tab_without_candidates_changes_nothing(session):
+    session.send("zzz\t")
+    session.settle()
+    assert session.line() == "root@obxc:> zzz"
+
+
+def test_long_list_asks_first(open_shell, directory):
+    for i in range(150):
+        open(os.path.join(directory, "file%03d" % i), "w").close()
+    session = open_shell(cwd=directory)
+    session.send("upload config fi\t")
+    session.wait_line("root@obxc:> upload config file")
+    session.send("\t")
+    session.wait_line(r"Display all 150 possibilities\? \(y or n\)")
+    session.send("n")
+    session.wait_line("root@obxc:> upload config file")
+    assert "file149" not in session.text()
+    session.send("\ty")
+    session.wait_for("file149")
+    session.wait_line("root@obxc:> upload config file")
+    session.send("\t")
+    session.wait_line("Display all 150.*")
+    session.interrupt()
+    session.prompt()
+    session.send("pw\t")
+    session.wait_line("root@obxc:> pwd")
+
+
+# Paste
+
+def paste(text):
+    return "\x1b[200~" + text + "\x1b[201~"
+
+
+def test_paste_is_text_not_keys(session):
+    session.send(paste("sh echo 'a\tb'"))
+    session.wait_line(r"root@obxc:> sh echo 'a +b'")
+    session.send("\r")
+    session.wait_for("^a +b$")
+    session.prompt()
+
+
+def test_pasted_lines_run_one_by_one(session):
+    lines = ["sh echo line-%d" % i for i in range(200)]
+    session.send(paste("\r\n".join(lines[:100]) + "\n" + "\r".join(lines[100:]) + "\rsh echo the rest"))
+    session.wait_line("root@obxc:> sh echo the rest")
+    assert re.findall(r"^line-(\d+)$", session.text(), re.M) == [str(i) for i in range(200)]
+    session.send(" of it\r")
+    session.wait_for("^the rest of it$")
+
+
+def test_interrupt_drops_the_rest_of_a_paste(session, daemon):
+    healthy = daemon.answer
+    daemon.answer = lambda request, connection: None if request["method"] == "SaveConfig" else healthy(
+        request, connection)
+    session.send(paste("save\nsh echo never\n"))
+    daemon.wait_for_request("SaveConfig")
+    session.settle()
+    session.interrupt()
+    session.prompt()
+    session.run("sh echo later")
+    assert not re.search("^never$", session.text(), re.M)
+
+
+def test_lines_typed_all_at_once(session):
+    session.send("".join("pwd%d\r" % i for i in range(50)))
+    session.wait_for("^pwd49: command not found")
+    found = re.findall(r"^pwd(\d+): command not found", session.text(), re.M)
+    assert found == [str(i) for i in range(50)]
+
+
+def test_unfinished_paste_does_not_hang(session):
+    session.send("\x1b[200~half")
+    session.wait_line("root@obxc:> half")
+    session.send("\x15")
+    session.prompt()
+
+
+# Events and the terminal's changes
+
+def test_event_is_printed_above_a_long_half_typed_line(open_shell, daemon):
+    session = open_shell(columns=30)
+    text = "set a line that takes more than one row"
+    session.send(text + LEFT * 4)
+    session.wait(lambda: " ".join(session.text().split("root@obxc:>")[-1].split("\n")))
+    session.settle()
+    column, row = session.cursor()
+    daemon.send_event(2, {"What": "happened"})
+    session.wait_for("^EVENT 2:$")
+    session.settle()
+    shown = session.text()
+    assert shown.count("set a line") == 1
+    assert shown.index("happened") < shown.index("set a line")
+    assert session.cursor()[0] == column
+    session.send("X\x05")
+    session.settle()
+    assert "one" + "X row" in session.text().replace("\n", "") or "oneX row" in session.text().replace("\n", "")
+
+
+def test_resize_redraws_and_is_no_interrupt(session):
+    text = "sh echo " + "x" * 40
+    session.send(text)
+    session.wait_line("root@obxc:> " + text)
+    session.resize(30, 20)
+    session.settle()
+    session.send("y")
+    session.settle()
+    assert "^C" not in session.text()
+    session.resize(100, 30)
+    session.settle()
+    session.send("\r")
+    session.wait_for("^x{40}y$")
+
+
+def test_resize_during_a_command(session):
+    session.send("sh echo ready; sleep 0.3\r")
+    session.wait_for("^ready$")
+    session.resize(40)
+    session.prompt()
+    session.send("z" * 40)
+    session.settle()
+    assert session.screen()[session.cursor()[1] - 1] == "root@obxc:> " + "z" * 28
+
+
+def test_stop_and_continue(daemon, terminal):
+    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ ", leaks=False))
+    session.wait_line(r"outer\$")
+    session.send("%s -u %s\r" % (harness.OBXC, daemon.socket))
+    session.prompt()
+    session.send("sh echo half")
+    session.wait_line("root@obxc:> sh echo half")
+    session.send("\x1a")
+    session.wait_line(r"outer\$")
+    session.send("stty -a\r")
+    session.wait_for(r"(?<!-)\bicanon\b")
+    session.wait_line(r"outer\$")
+    session.send("fg\r")
+    session.wait_line("root@obxc:> sh echo half")
+    session.send(" whole\r")
+    session.wait_for("^half whole$")
+    assert "^C" not in session.text()[session.text().rindex("fg"):]
+    session.prompt()
+    session.send("q\r")
+    session.wait_line(r"outer\$")
+
+
+def test_interrupted_password_leaves_echo_on(session):
+    session.send("login somebody\r")
+    session.wait_line(r"\[obxc\] password for somebody:")
+    assert modes(session)[0] is False
+    session.interrupt()
+    session.wait_line(".*root@obxc:>")
+    session.send("sh stty -a\r")
+    session.wait_for(r"(?<!-)\becho\b")
+
+
+# Poor terminals and pipes
+
+@pytest.mark.parametrize("term", [None, "", "dumb", "no-such-terminal"])
+def test_poor_terminals_get_no_escape_codes(open_shell, term):
+    session = open_shell(env=environment(TERM=term, leaks=False))
+    session.send("sh echo hellp\x7fo\r")
+    session.wait_for("^hello$")
+    session.prompt()
+    session.send("rec\t")
+    session.wait_line("root@obxc:> record")
+    session.send("\x15q\r")
+    session.end()
+    assert b"\x1b" not in session.raw
+
+
+def test_lines_from_a_pipe(daemon):
+    done = obxc(daemon=daemon, stdin="sh echo one\nsh cat\nfor cat\n")
+    assert done.out.endswith("one\nfor cat\n")
+    assert "\x1b" not in done.out and "obxc:>" not in done.out
+    assert obxc(daemon=daemon, stdin="sh echo last").out.endswith("last\n")
+
+
+def test_long_line_from_a_pipe(daemon):
+    started = time.monotonic()
+    done = obxc(daemon=daemon, stdin="# " + "x" * (1 << 20) + "\nsh echo after\n")
+    assert done.out.endswith("after\n")
+    assert time.monotonic() - started < harness.PATIENCE
+
+
+def test_output_into_a_pipe(daemon, terminal):
+    session = terminal(command=["sh", "-c", '"$1" -u "$2" | cat', "sh", harness.OBXC, daemon.socket])
+    session.wait_for("for exit")
+    session.send("sh echo piped\n")
+    session.wait_for("^piped$")
+    session.send("q\n")
+    session.end()
+    assert b"\x1b" not in session.raw
