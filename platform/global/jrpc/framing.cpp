@@ -46,12 +46,13 @@ struct BigText {
 
 /// The pages of the text that are parsed and inside of it only.
 void release_pages(BigText* text) {
-    auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    auto base = reinterpret_cast<uintptr_t>(text->data);
-    uintptr_t from = (base + text->released + page - 1) / page * page;
-    uintptr_t to = (base + text->taken) / page * page;
+    auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    size_t lead = page - reinterpret_cast<uintptr_t>(text->data) % page;  // to the first page boundary inside
+    if (text->taken < lead + page) return;
+    size_t from = text->released < lead ? lead : lead + (text->released - lead) / page * page;
+    size_t to = lead + (text->taken - lead) / page * page;
     text->released = text->taken;
-    if (to > from) madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+    if (to > from) madvise(text->data + from, to - from, MADV_DONTNEED);
 }
 
 size_t take_text(void* buffer, size_t room, void* context) {
