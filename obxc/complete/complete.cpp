@@ -138,20 +138,36 @@ constexpr Rule rules[] = {
 void offer_commands(const Line& line) {
     const char* prefix = word_at(line, 0);
     size_t length = prefix ? strlen(prefix) : 0;
-    for (size_t i = 0; i < command_count && !candidates_full(line.candidates); ++i) {
+    for (size_t i = 0; i < command_count; ++i) {
         const char* name = command_rows[i].name;
-        if (length == 0 || strncmp(name, prefix, length) == 0) {
+        if (length == 0 || (*name == *prefix && strncmp(name, prefix, length) == 0)) {
             json_array_append_new(line.candidates, json_string(name));
+            if (candidates_full(line.candidates)) return;
         }
     }
 }
 
 void offer_by_rules(const Line& line, const char* command) {
     for (const Rule& rule : rules) {
-        if (line.count < rule.first || line.count > rule.last || strcmp(rule.command, command) != 0) continue;
+        if (*rule.command != *command || strcmp(rule.command, command) != 0) continue;
+        if (line.count < rule.first || line.count > rule.last) continue;
         rule.offer(line, rule);
     }
     if (candidate_limit == 0) ox_qsort_json(line.candidates, 1);
+}
+
+/// Whether the first word is whole and no command: told without splitting the line, since a hint is asked for
+/// at each key.
+bool names_no_command(const char* line) {
+    const char* blanks = " \t\n\v\f\r";
+    line += strspn(line, blanks);
+    size_t length = strcspn(line, " \t\n\v\f\r'\"\\#");
+    char word[64];
+    if (!command_find || length == 0 || !line[length] || !strchr(blanks, line[length])) return false;
+    if (length >= sizeof word) return true;
+    memcpy(word, line, length);
+    word[length] = '\0';
+    return !command_find(word);
 }
 
 }  // namespace
@@ -168,6 +184,7 @@ bool candidates_full(const json_t* candidates) {
 }
 
 void candidates_collect(const char* line, int cursor, json_t* candidates) {
+    if (cursor > 0 && line[cursor] == '\0' && names_no_command(line)) return;
     CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
     unsigned count = 0;
     JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));
