@@ -56,6 +56,8 @@ ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
 
 /// The connection with OX_JRPCAPI_EVENTS, or null.
 ox_jrpcapi* ox_jrpcapi_events(void);
+/// Whether one of the process's connections has joined the group.
+bool ox_jrpcapi_has_joined(uint32_t group);
 /// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
 void ox_jrpcapi_return_event(const json_t* event);
 

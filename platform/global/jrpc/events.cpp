@@ -113,6 +113,15 @@ ox_jrpcapi* ox_jrpcapi_events(void) {
     return nullptr;
 }
 
+bool ox_jrpcapi_has_joined(uint32_t group) {
+    for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
+        for (size_t i = 0; i < api->groups.count; ++i) {
+            if (api->groups.items[i] == group) return true;
+        }
+    }
+    return false;
+}
+
 void ox_jrpcapi_return_event(const json_t* event) {
     events_deliver(event, nullptr, 0);
     events_signal();

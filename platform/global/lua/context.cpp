@@ -196,6 +196,7 @@ void ox_lua_free(ox_lua_ctx* ctx) {
     LuaContext* context = full(ctx);
     if (context->L) lua_close(context->L);
     output_close(context);
+    events_give_back(context);
     ox_str_free(context->out);
     ox_str_free(context->err);
     free(context);

@@ -8,14 +8,13 @@
 
 #include "ox_lua.hpp"
 
-struct LuaEventList;
-
 struct LuaContext : ox_lua_ctx {
     int flags;
     FILE* capture;       ///< the stream that ends up in `out`
     lua_State* running;  ///< the coroutine that runs, which a stop has to reach
     volatile int stopped;
     ox_lua_guard guard;
+    json_t* kept;  ///< events that other readers get when the context is freed, or null
 };
 
 LuaContext* context_of(lua_State* L);
@@ -29,6 +28,10 @@ void guarded(lua_State* L, void (*run)(void*), void* argument);
 void require_writable(lua_State* L);
 /// A stop that was asked for reaches the coroutine that is about to run, and the one that goes on afterwards.
 void stop_follow(lua_State* from, lua_State* to);
+
+// events.cpp
+/// Gives the events that were kept to the process's other readers.
+void events_give_back(LuaContext* context);
 
 // output.cpp
 /// Replaces print and os.exit, and makes io.stdout the captured stream.

@@ -2,8 +2,6 @@
 //
 // Events are taken in on the process's events connection, wherever they arrive. A process without one makes
 // the context's connection that one.
-#include <stdlib.h>
-
 #include "bindings.hpp"
 #include "ox_wait.hpp"
 
@@ -11,34 +9,6 @@ namespace {
 
 const char* const HANDLERS = "ox.handlers";
 enum { PREDICATE_STEP_MS = 200 };  // a predicate is asked at least that often
-
-/// Events that the process's other readers want too; they are given back when the waiting is over, also when
-/// an error ends it.
-struct KeptEvents {
-    json_t* list;
-};
-
-int kept_return(lua_State* L) {
-    auto* kept = static_cast<KeptEvents*>(lua_touserdata(L, 1));
-    for (size_t i = 0; i < json_array_size(kept->list); ++i) {
-        ox_jrpcapi_return_event(json_array_get(kept->list, i));
-    }
-    json_decref(kept->list);
-    kept->list = nullptr;
-    return 0;
-}
-
-KeptEvents* kept_push(lua_State* L) {
-    auto* kept = static_cast<KeptEvents*>(lua_newuserdata(L, sizeof(KeptEvents)));
-    kept->list = nullptr;
-    if (luaL_newmetatable(L, "ox.kept")) {
-        lua_pushcfunction(L, kept_return);
-        lua_setfield(L, -2, "__gc");
-    }
-    lua_setmetatable(L, -2);
-    if (context_of(L)->flags & OX_LUA_KEEP_EVENTS) kept->list = json_array();
-    return kept;
-}
 
 ox_jrpcapi* events_connection(lua_State* L) {
     LuaContext* context = context_of(L);
@@ -49,33 +19,17 @@ ox_jrpcapi* events_connection(lua_State* L) {
     return context->api;
 }
 
-/// ox.on(group, function or nil)
-int on(lua_State* L) {
-    require_writable(L);
-    lua_Integer group = luaL_checkinteger(L, 1);
-    luaL_argcheck(L, group >= 1 && group <= 4294967295, 1, "a group of 1 to 4294967295 expected");
-    bool leave = lua_isnil(L, 2);
-    if (!leave) luaL_checktype(L, 2, LUA_TFUNCTION);
-    lua_settop(L, 2);
-    events_connection(L);
-    luaL_getsubtable(L, LUA_REGISTRYINDEX, HANDLERS);
-    bool joined = lua_rawgeti(L, 3, group) != LUA_TNIL;
-    lua_pop(L, 1);
-    Holder* holder = holder_push(L);
-    if (!joined && !leave && !exchange(L, holder, ox_jrpcmsg_cmd_join_group(static_cast<uint32_t>(group)))) {
-        return failure(L, holder);
-    }
-    holder_clear(holder);
-    lua_pushvalue(L, 2);
-    lua_rawseti(L, 3, group);
-    lua_pushboolean(L, 1);
-    return 1;
+/// Keeps an event for the process's other readers until the context is freed.
+void keep_event(LuaContext* context, const ox_jrpcmsg* event) {
+    if (!(context->flags & OX_LUA_KEEP_EVENTS) || event->group == 0) return;
+    if (!context->kept) context->kept = json_array();
+    json_array_append_new(context->kept, ox_jrpcmsg_json(event));
 }
 
 /// Hands an event to its function. Returns whether it had one.
-bool dispatch(lua_State* L, Holder* holder, KeptEvents* kept) {
+bool dispatch(lua_State* L, Holder* holder) {
     uint32_t group = holder->message->group;
-    if (kept->list && group != 0) json_array_append_new(kept->list, ox_jrpcmsg_json(holder->message));
+    keep_event(context_of(L), holder->message);
     luaL_getsubtable(L, LUA_REGISTRYINDEX, HANDLERS);
     if (lua_rawgeti(L, -1, group) == LUA_TNIL) {
         lua_pop(L, 2);
@@ -109,11 +63,37 @@ void run_pause(void* argument) {
 
 /// Takes one event that is there. 1: it had a function, 0: it had none, -1: nothing is there, -2: the
 /// connection is lost.
-int take_event(lua_State* L, ox_jrpcapi* api, Holder* holder, KeptEvents* kept) {
+int take_event(lua_State* L, ox_jrpcapi* api, Holder* holder) {
     holder->message = ox_jrpcapi_recv(api);
-    if (holder->message) return dispatch(L, holder, kept) ? 1 : 0;
+    if (holder->message) return dispatch(L, holder) ? 1 : 0;
     int error = ox_jrpcapi_get_socket_err(api);
     return error == OX_SOCKET_EEMPTY || error == OX_SOCKET_EPARTIAL ? -1 : -2;
+}
+
+/// ox.on(group, function or nil)
+int on(lua_State* L) {
+    require_writable(L);
+    lua_Integer group = luaL_checkinteger(L, 1);
+    luaL_argcheck(L, group >= 1 && group <= 4294967295, 1, "a group of 1 to 4294967295 expected");
+    bool leave = lua_isnil(L, 2);
+    if (!leave) luaL_checktype(L, 2, LUA_TFUNCTION);
+    lua_settop(L, 2);
+    ox_jrpcapi* api = events_connection(L);
+    Holder* holder = holder_push(L);  // 3
+    // What came earlier is not for the new function.
+    while (take_event(L, api, holder) >= 0) {
+    }
+    luaL_getsubtable(L, LUA_REGISTRYINDEX, HANDLERS);
+    bool joined = lua_rawgeti(L, 4, group) != LUA_TNIL || ox_jrpcapi_has_joined(static_cast<uint32_t>(group));
+    lua_pop(L, 1);
+    if (!joined && !leave && !exchange(L, holder, ox_jrpcmsg_cmd_join_group(static_cast<uint32_t>(group)))) {
+        return failure(L, holder);
+    }
+    holder_clear(holder);
+    lua_pushvalue(L, 2);
+    lua_rawseti(L, 4, group);
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 /// Calls the predicate (argument 1); leaves its value on the stack when it is true.
@@ -134,13 +114,12 @@ int wait(lua_State* L) {
     luaL_argcheck(L, seconds < 1e9, predicate ? 2 : 1, "seconds expected");
     lua_settop(L, 2);
     ox_jrpcapi* api = events_connection(L);
-    KeptEvents* kept = kept_push(L);
     Holder* holder = holder_push(L);
     long long end = ox_wait_now_ms() + static_cast<long long>(seconds * 1000);
     lua_Integer count = 0;
     for (;;) {
         if (predicate && predicate_holds(L)) break;
-        int taken = take_event(L, api, holder, kept);
+        int taken = take_event(L, api, holder);
         if (taken >= 0) {
             count += taken;
             continue;
@@ -159,13 +138,18 @@ int wait(lua_State* L) {
         Pause pause = {api, static_cast<int>(left < step ? left : step)};
         guarded(L, run_pause, &pause);
     }
-    lua_pushcfunction(L, kept_return);
-    lua_pushvalue(L, 3);
-    lua_call(L, 1, 0);
     return 1;
 }
 
 }  // namespace
+
+void events_give_back(LuaContext* context) {
+    for (size_t i = 0; i < json_array_size(context->kept); ++i) {
+        ox_jrpcapi_return_event(json_array_get(context->kept, i));
+    }
+    json_decref(context->kept);
+    context->kept = nullptr;
+}
 
 // Called with the table `ox` on top.
 void events_open(lua_State* L) {

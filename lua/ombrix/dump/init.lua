@@ -1,0 +1,70 @@
+-- A printer of tables: aligned rows for lists of records, sorted keys for the rest.
+--
+--   local dump = require "ombrix.dump"
+--   dump.print(ox.config("Device.WiFi.Radio.1."))
+--   dump.rows(ox.config("Device.Hosts.Host."), {"HostName", "IPAddress"})
+
+local dump = {}
+
+local function text_of(value)
+    if type(value) == "string" then return string.format("%q", value):gsub("\\\n", "\\n") .. "" end
+    return tostring(value)
+end
+
+local function sorted_keys(values)
+    local keys = {}
+    for key in pairs(values) do keys[#keys + 1] = key end
+    table.sort(keys, function(a, b)
+        if type(a) == type(b) and (type(a) == "number" or type(a) == "string") then return a < b end
+        return tostring(type(a)) < tostring(type(b))
+    end)
+    return keys
+end
+
+local function add(lines, indent, label, value, seen)
+    if type(value) ~= "table" or getmetatable(value) and getmetatable(value).__tostring then
+        lines[#lines + 1] = indent .. label .. text_of(value)
+    elseif seen[value] then
+        lines[#lines + 1] = indent .. label .. "(shown above)"
+    else
+        seen[value] = true
+        lines[#lines + 1] = indent .. label .. (next(value) == nil and "{}" or "")
+        for _, key in ipairs(sorted_keys(value)) do
+            add(lines, indent .. "  ", tostring(key) .. ": ", value[key], seen)
+        end
+    end
+end
+
+-- The text of any value, one entry a line.
+function dump.text(value)
+    local lines = {}
+    add(lines, "", "", value, {})
+    if lines[1] == "" then table.remove(lines, 1) end
+    return table.concat(lines, "\n")
+end
+
+function dump.print(value) print(dump.text(value)) end
+
+-- Prints a table of records as aligned rows with a heading. `columns` are the names of the fields.
+function dump.rows(records, columns)
+    local rows = {{"#", table.unpack(columns)}}
+    for _, key in ipairs(sorted_keys(records)) do
+        local row = {tostring(key)}
+        for _, column in ipairs(columns) do
+            local value = records[key][column]
+            row[#row + 1] = value == nil and "-" or tostring(value)
+        end
+        rows[#rows + 1] = row
+    end
+    local widths = {}
+    for _, row in ipairs(rows) do
+        for i, cell in ipairs(row) do widths[i] = math.max(widths[i] or 0, #cell) end
+    end
+    for _, row in ipairs(rows) do
+        local line = {}
+        for i, cell in ipairs(row) do line[i] = i < #row and cell .. (" "):rep(widths[i] - #cell) or cell end
+        print(table.concat(line, "  "))
+    end
+end
+
+return dump
