@@ -45,16 +45,19 @@ end
 
 function dump.print(value) print(dump.text(value)) end
 
--- Prints a table of records as aligned rows with a heading. `columns` are the names of the fields.
+-- Prints a table of records as aligned rows with a heading; what is no table is left out. `columns` are the names of the fields.
 function dump.rows(records, columns)
     local rows = {{"#", table.unpack(columns)}}
     for _, key in ipairs(sorted_keys(records)) do
-        local row = {tostring(key)}
-        for _, column in ipairs(columns) do
-            local value = records[key][column]
-            row[#row + 1] = value == nil and "-" or tostring(value)
+        local record = records[key]
+        if type(record) == "table" then
+            local row = {tostring(key)}
+            for _, column in ipairs(columns) do
+                local value = record[column]
+                row[#row + 1] = value == nil and "-" or tostring(value)
+            end
+            rows[#rows + 1] = row
         end
-        rows[#rows + 1] = row
     end
     local widths = {}
     for _, row in ipairs(rows) do

@@ -90,6 +90,7 @@ int exec(lua_State* L) {
 int call(lua_State* L) {
     require_writable(L);
     const char* method = luaL_checkstring(L, 1);
+    lua_settop(L, 2);
     Holder* holder = holder_push(L);
     holder->json = json_object();
     if (!lua_isnoneornil(L, 2)) {

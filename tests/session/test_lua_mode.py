@@ -1,0 +1,282 @@
+"""Lua mode at the prompt."""
+
+import os
+import re
+
+import pytest
+
+import harness
+
+LUA_PROMPT = r"\S*obxc-lua(\(fail\))?:\S*>"
+
+
+class LuaMode:
+    """A terminal in Lua mode."""
+
+    def __init__(self, terminal):
+        self.terminal = terminal
+        terminal.prompt()
+        terminal.send("lua\r")
+        self.prompt()
+
+    def prompt(self):
+        return self.terminal.wait_line(LUA_PROMPT).group(0)
+
+    def run(self, line):
+        """Types a line; returns what was printed until the next prompt of any kind."""
+        mark = self.terminal.shown()
+        self.terminal.send(line + "\r")
+        self.terminal.wait(lambda: self.terminal.shown() > mark and
+                           re.fullmatch(LUA_PROMPT + "|>", self.terminal.line()), "the prompt after %r" % line)
+        return self.terminal.since(mark)
+
+    def complete(self, text):
+        """Types text and Tab; returns the line that stands there afterwards, without the prompt."""
+        self.terminal.send("\x15" + text + "\t")
+        self.terminal.settle(0.15)
+        line = re.sub("^" + LUA_PROMPT + " ?", "", self.terminal.line())
+        return line
+
+
+@pytest.fixture
+def lua(obxd, terminal):
+    return LuaMode(terminal("-a", "root", daemon=obxd))
+
+
+def test_results_are_numbered(lua):
+    assert lua.run("1+1") == "_[1] = 2"
+    assert lua.run("_[1]*10") == "_[2] = 20"
+    assert lua.run("x = 5") == ""
+    assert lua.run("x, 'y', {1, k = x}") == '_[3] = 5\n_[4] = "y"\n_[5] = { 1,\n  k = 5,\n}'
+    assert lua.run("nil") == "_[6] = nil"
+    assert lua.run("_ = 7 return _") == "_[7] = 7"
+    assert lua.run("_ and _[2]") == "_[8] = 20"
+    assert lua.run("#_") == "_[9] = 8"
+
+
+def test_errors_are_red_on_standard_error_and_keep_the_mode(lua):
+    text = lua.run("error('bad', 0)")
+    assert text.startswith("bad\n\nStack trace:\n")
+    assert "#0 [C]: in function ?" in text
+    assert "#1 [C]: in function 'error'" in text
+    assert '#2 [string "stdin"]:1: in the main chunk' in text
+    assert b"\x1b[0;31mbad" in lua.terminal.raw
+    assert lua.prompt().endswith("obxc-lua:>")
+    assert "unexpected symbol" in lua.run("x = = 1")
+    assert lua.prompt().endswith("obxc-lua(fail):>")
+    lua.run("x = 1")
+    assert lua.prompt().endswith("obxc-lua:>")
+    assert lua.run("error(setmetatable({}, {__tostring = function() return 'mine' end}))").startswith("mine\n")
+    assert lua.run("error({})").startswith("(no error message)\n")
+
+
+def test_statement_over_several_lines(lua):
+    assert lua.run("for i = 1, 3 do") == ""
+    assert lua.terminal.line() == ">"
+    assert lua.run("q = i") == ""
+    assert lua.run("print(i) end") == "1\n2\n3"
+    lua.terminal.send("\x1b[A")
+    lua.terminal.wait_for(r"print\(i\) end\s*\Z")
+    lua.terminal.send("\x15")
+
+
+def test_q_inside_a_statement_is_lua(lua):
+    lua.run("q = 5")
+    lua.run("f = function() return")
+    lua.run("q")
+    lua.run("end")
+    assert lua.run("f()") == "_[1] = 5"
+
+
+def test_paste_of_a_function(lua):
+    lua.terminal.send("function add(a, b)\r  local sum = a + b\r  return sum\rend\radd(40, 2)\r")
+    lua.terminal.wait_for(r"^_\[1\] = 42")
+
+
+def test_prints_go_straight_out(lua):
+    assert lua.run("print('a') io.write('b\\n') io.stdout:write('c\\n')") == "a\nb\nc"
+
+
+def test_leading_blank_keeps_it_out_of_the_history(lua):
+    lua.run("first = 1")
+    lua.run(" second = 2")
+    lua.terminal.send("\x1b[A")
+    lua.terminal.wait_line(LUA_PROMPT + " first = 1")
+    lua.terminal.send("\x15")
+    assert lua.run("second") == "_[1] = 2"
+
+
+def test_leaving_and_coming_back(lua):
+    lua.run("kept = 1")
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.send("lua\r")
+    lua.prompt()
+    assert lua.run("kept") == "_[1] = nil"
+    lua.terminal.send("\x1b[A\x1b[A")
+    lua.terminal.wait_line(LUA_PROMPT + " kept = 1")
+    lua.terminal.send("\x15\x04")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.send("\x1b[A")
+    lua.terminal.wait_line(r"\S*obxc:> lua")
+
+
+@pytest.mark.parametrize("statement", [
+    "while true do end",
+    "while true do pcall(function() while true do end end) end",
+    "ox.sleep(60)",
+    "coroutine.wrap(function() while true do end end)()",
+    "setmetatable({}, {__tostring = function() while true do end end})",
+])
+def test_ctrl_c_and_its_consequence(lua, statement):
+    lua.run("before = 1")
+    lua.terminal.send(statement + "\r")
+    lua.terminal.settle(0.4)
+    lua.terminal.interrupt()
+    lua.prompt()
+    assert "1" not in lua.run("print(before)")
+    assert "1" not in lua.run("print(before)")
+    lua.terminal.send("quit\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.send("lua\r")
+    lua.prompt()
+    assert lua.run("40 + 2") == "_[1] = 42"
+    assert lua.run("ox.get('Device.WiFi.Radio.1.Enable')") == "_[2] = true"
+
+
+def test_ctrl_c_at_the_prompt_only_drops_the_line(lua):
+    lua.terminal.send("half")
+    lua.terminal.wait_line(LUA_PROMPT + " half")
+    lua.terminal.interrupt()
+    lua.prompt()
+    assert lua.run("1") == "_[1] = 1"
+
+
+def test_ctrl_c_while_the_daemon_is_silent(scripted, terminal):
+    daemon = scripted(lambda request, connection: None if "Slow" in str(request.get("params"))
+                      else harness.ScriptedDaemon.result({}))
+    lua = LuaMode(terminal(daemon=daemon))
+    lua.terminal.send("ox.get('Slow')\r")
+    daemon.wait_for_request("GetParameterValues")
+    lua.terminal.interrupt()
+    lua.prompt()
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+
+
+def test_values_from_elsewhere_cannot_steer_the_terminal(lua):
+    lua.run("('x\\27[31my\\n'):rep(30)")
+    assert b"\x1b[31my" not in lua.terminal.raw
+    assert "\\x1b[31m" in lua.terminal.text()
+
+
+def test_globals_that_refuse_unknown_names(lua):
+    lua.run("x = setmetatable(_G, {__index = function(_, k) error('no ' .. k) end, __newindex = function() error('no') end})")
+    assert lua.run("1 + 1") == "_[1] = 2"
+    lua.complete("unkn")
+    lua.terminal.send("\x15")
+    assert lua.run("_[1]") == "_[2] = 2"
+
+
+def test_record(lua, obxd, directory):
+    path = os.path.join(directory, "recorded.lua")
+    lua.run("not_recorded = 1")
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.send("luarecord %s\r" % path)
+    lua.prompt()
+    lua.run("x = 1")
+    lua.run("for i = 1, 3 do")
+    lua.run("x = x * 2 end")
+    lua.run("x = x + 1")
+    lua.run("x = x + 1")
+    lua.run("x -- shown")
+    lua.run("x = = nonsense")
+    lua.run(" x = 1000")
+    lua.run("print('x is', x)")
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    with open(path, encoding="utf-8") as file:
+        assert file.read() == ("x = 1\nfor i = 1, 3 do\nx = x * 2 end\nx = x + 1\nx = x + 1\n"
+                               "print(x -- shown\n)\n-- x = = nonsense\nprint('x is', x)\n")
+    assert harness.obxc("-S", path, daemon=obxd).out == "10\nx is\t10\n"
+
+
+def test_record_command_checks(shell, directory):
+    assert shell.run("luarecord") == "syntax: luarecord <filename>|abort"
+    assert shell.run("luarecord abort") == "luarecord: no record found."
+    assert shell.run("luarecord /nonexistent/x") == "luarecord: can't create record file /nonexistent/x."
+    shell.run("record %s" % os.path.join(directory, "r"))
+    assert shell.run("luarecord %s" % os.path.join(directory, "s")) == "luarecord: already recording."
+
+
+def test_completion(lua):
+    assert lua.complete("retu") == "return"
+    assert lua.complete("strin") == "string."
+    assert lua.complete("x=string.forma") == "x=string.format("
+    assert lua.complete("print(string.rever") == "print(string.reverse("
+    lua.terminal.send("\x15")
+    lua.run("t = {alpha = 1, beta = function() end, nested = {gamma = 2}, [10] = true, ['a b'] = 1}")
+    assert lua.complete("t.al") == "t.alpha"
+    assert lua.complete("t:be") == "t:beta("
+    assert lua.complete("t.nested.ga") == "t.nested.gamma"
+    assert lua.complete("t[1") == "t[10]"
+    assert lua.complete("t['alp") == "t['alpha']"
+    assert lua.complete("t.nes") == "t.nested."
+    lua.terminal.send("\x15")
+    lua.run("m = setmetatable({}, {__index = {method = print}})")
+    assert lua.complete("m:me") == "m:method("
+
+
+def test_completion_in_the_model(lua, obxd):
+    lua.run("dev = ox.object('Device.')")
+    assert lua.complete("dev.WiFi.Radi").startswith("dev.WiFi.Radio")
+    assert lua.complete("dev.WiFi.Radio[1].ChannelsIn") == "dev.WiFi.Radio[1].ChannelsInUse"
+
+
+def test_completion_changes_nothing(lua, obxd):
+    client = obxd.client()
+    client.set("Device.WiFi.Radio.1.RetryLimit", 4)
+    lua.run("function f() os.execute('touch /tmp/called') ran = true return {} end")
+    lua.run("bad = setmetatable({}, {__index = function() ox.set('Device.WiFi.Radio.1.RetryLimit', 7) "
+            "ox.call('Reboot', {}) return {} end})")
+    lua.run("dev = ox.object('Device.')")
+    for text in ("f().x", "f'x'.y", "f{}.", "f[[x]].y", "f\"x\".z", "bad.x.y", "bad.x", "bad[1].",
+                 "ox.set('Device.WiFi.Radio.1.RetryLimit',7).", "dev.WiFi.Radio[1].RetryLimit="):
+        lua.complete(text)
+    lua.terminal.send("\x15")
+    assert lua.run("ran, io.open('/tmp/called')").startswith("_[1] = nil\n_[2] = nil")
+    assert client.get("Device.WiFi.Radio.1.RetryLimit") == 4
+
+
+def test_completion_survives_hostile_values(lua):
+    lua.run("h = setmetatable({}, {__index = function() error('i') end, __pairs = function() error('p') end, "
+            "__tostring = function() error('t') end})")
+    lua.run("slow = setmetatable({}, {__index = function() while true do pcall(error) end end, "
+            "__pairs = function() while true do end end})")
+    lua.run("endless = setmetatable({}, {__pairs = function() return function() return 'x' end end})")
+    lua.run("odd = setmetatable({}, {__pairs = function() return 5, {}, print end, __index = io.stdout})")
+    for text in ("h.", "h.a.b", "h[", "slow.", "slow.x.", "endless.", "odd.", "odd:", "h:", ".", "[", ":", "'", "\"",
+                 "a[b[", "[[", "x]", "..", "-", "%", "*"):
+        lua.complete(text)
+    lua.terminal.send("\x15")
+    assert lua.run("6 * 7") == "_[1] = 42"
+
+
+def test_completion_loads_a_module(lua, directory):
+    with open(os.path.join(directory, "obxmod.lua"), "w", encoding="utf-8") as file:
+        file.write("return {answer = 42}")
+    os.mkdir(os.path.join(directory, "obxpack"))
+    for name in ("init", "part"):
+        with open(os.path.join(directory, "obxpack", name + ".lua"), "w", encoding="utf-8") as file:
+            file.write("return {}")
+    lua.run("package.path = '%s/?.lua'" % directory)
+    assert lua.complete("obxmo") == "obxmod"
+    lua.complete("obxmod")
+    lua.terminal.wait_for("^Loaded module 'obxmod'\\.")
+    lua.terminal.send("\x15")
+    assert lua.run("obxmod.answer") == "_[1] = 42"
+    lua.run("obxmod = nil")
+    lua.complete("obxmod")
+    lua.terminal.wait_for("^Globalized module 'obxmod'\\.")
+    assert lua.complete("require 'obxpack.") == "require 'obxpack.part'"

@@ -1,0 +1,254 @@
+"""Lua script files (-S, the name obxc_lua) and the lua command."""
+
+import os
+
+import pytest
+
+import harness
+from harness import obxc
+
+
+@pytest.fixture
+def script(directory):
+    """A function that writes a script and returns its path."""
+    def write(text, name="script.lua"):
+        path = os.path.join(directory, name)
+        with open(path, "wb") as file:
+            file.write(text if isinstance(text, bytes) else text.encode())
+        return path
+    return write
+
+
+def test_arguments(shared_obxd, script):
+    path = script("print(...) print(arg[0], arg[1], arg[2], #arg, select('#', ...))")
+    done = obxc("-S", path, "one", "two words", daemon=shared_obxd)
+    assert done.out == "one\ttwo words\n%s\tone\ttwo words\t2\t2\n" % path
+    assert done.status == 0
+
+
+def test_under_its_own_name(shared_obxd, script):
+    path = script("print(arg[0], ...)")
+    done = obxc("-u", shared_obxd.socket, path, "x", "y", program="obxc_lua")
+    assert done.out == "%s\tx\ty\n" % path
+
+
+def test_first_line_of_an_interpreter(shared_obxd, script):
+    path = script("#!/usr/bin/env obxc_lua\nprint('runs')\nerror('here')\n")
+    done = obxc("-S", path, daemon=shared_obxd)
+    assert done.out.startswith("runs\n%s:3: here\nstack traceback:\n" % path)
+    assert done.status == 0
+
+
+def test_first_line_without_newline_is_left(shared_obxd, script):
+    done = obxc("-S", script("#!/usr/bin/env obxc_lua"), daemon=shared_obxd)
+    assert "unexpected symbol near '#'" in done.out
+    assert done.status == 0
+
+
+def test_empty_file(shared_obxd, script):
+    done = obxc("-S", script(""), daemon=shared_obxd)
+    assert (done.out, done.err, done.status) == ("", "", 0)
+
+
+def test_missing_file(shared_obxd):
+    done = obxc("-S", "/nonexistent.lua", daemon=shared_obxd)
+    assert done.out == "Cannot open script file /nonexistent.lua\n"
+    assert done.status == 255
+
+
+@pytest.mark.parametrize("error, text", [
+    ("error('text')", "%s:1: text\n"),
+    ("error('text', 0)", "text\n"),
+    ("error(12)", "12\n"),
+    ("error({})", "(error object is a table value)\n"),
+    ("error(nil)", "(error object is a nil value)\n"),
+    ("error(true)", "(error object is a boolean value)\n"),
+    ("error(setmetatable({}, {__tostring = function() return 'mine' end}))", "mine\n"),
+    ("x = = 1", "%s:1: unexpected symbol near '='\n"),
+    ("local t = nil; t.x = 1", "%s:1: attempt to index a nil value (local 't')\n"),
+])
+def test_errors_of_any_type_become_text(shared_obxd, script, error, text):
+    path = script(error)
+    done = obxc("-S", path, daemon=shared_obxd)
+    assert done.out.startswith(text.replace("%s", path)), done
+    assert done.status == 0
+
+
+def test_output_of_all_kinds_in_order(shared_obxd, script):
+    path = script("print(1, nil, true) io.write('a', 2, '\\n'):write('b\\n') io.stdout:write('c\\n') print()"
+                  "io.output():write('d\\0e\\n') print(setmetatable({}, {__tostring = function() return 'T' end}))")
+    done = obxc("-S", path, daemon=shared_obxd)
+    assert done.raw == b"1\tnil\ttrue\na2\nb\nc\n\nd\0e\nT\n"
+
+
+def test_nothing_printed_is_lost(shared_obxd, script):
+    path = script("for i = 1, 200000 do print('line', i) end\nerror('end', 0)")
+    done = obxc("-S", path, daemon=shared_obxd)
+    lines = done.out.splitlines()
+    assert lines[:200000] == ["line\t%d" % i for i in range(1, 200001)]
+    assert lines[200000] == "end"
+    path = script("print('before') os.exit(3)")
+    done = obxc("-S", path, daemon=shared_obxd, leaks=False)
+    assert (done.out, done.status) == ("before\n", 3)
+
+
+def test_output_appears_while_a_script_waits(shared_obxd, script, terminal):
+    path = script("print('at once') ox.sleep(30) print('late')")
+    session = terminal("-S", path, daemon=shared_obxd)
+    session.wait_for("^at once", 10)
+
+
+def test_command_in_request_mode(shared_obxd):
+    done = obxc("-r", "lua", "print(1)", daemon=shared_obxd)
+    assert (done.out, done.status) == ("print(1) \n1\n", 0)
+    done = obxc("-r", "lua", "io.write('no newline')", daemon=shared_obxd)
+    assert done.out == "io.write('no newline') \nno newline"
+    done = obxc("-r", "lua", "error('x')", daemon=shared_obxd)
+    assert (done.out, done.status) == ("error('x') \nLUA ERROR: lua:1: x\n", 0)
+    done = obxc("-r", "lua", "print(", "'a", "b')", daemon=shared_obxd)
+    assert done.out == "print( 'a b') \na b\n"
+
+
+def test_command_in_the_shell(shell):
+    assert shell.run("lua print('a # b')") == "print('a # b')\na # b"
+    assert shell.run("lua x = 1; print(x)") == "x = 1; print(x)\n1"
+    assert shell.run("lua print(x)") == "print(x)\nnil"  # a state of its own each time
+    assert shell.run("lua (").startswith("(\nLUA ERROR: ")
+
+
+def test_ctrl_c_leaves_the_command(shell):
+    for statement in ("while true do end", "ox.sleep(60)", "pcall(function() while true do end end) ox.sleep(60)",
+                      "coroutine.wrap(function() while true do pcall(error) end end)()"):
+        shell.send("lua %s\r" % statement)
+        shell.settle(0.3)
+        shell.interrupt()
+        shell.prompt()
+    assert shell.run("lua print(ox.get('Device.WiFi.Radio.1.Channel') ~= nil)").endswith("\ntrue")
+
+
+def test_integers_are_64_bits(shared_obxd, script):
+    path = script("local t = ox.json.decode('[9223372036854775807, -9223372036854775808, 1.0]')"
+                  "print(t[1], t[2], t[3], math.type(t[1]), ox.json.encode(t))")
+    done = obxc("-S", path, daemon=shared_obxd)
+    assert done.out == ("9223372036854775807\t-9223372036854775808\t1.0\tinteger\t"
+                        "[9223372036854775807,-9223372036854775808,1.0]\n")
+
+
+def test_what_cannot_be_json(shared_obxd, script):
+    path = script("""
+for _, value in ipairs{print, 0/0, 1/0, "\\xff", {[{}] = 1}, {x = coroutine.create(print)}} do
+  print((select(2, pcall(ox.json.encode, value))))
+end
+local t = {} t.t = t
+print((select(2, pcall(ox.json.encode, t))))
+print(ox.json.decode("{"))
+print(ox.json.decode("[1,"))
+""")
+    done = obxc("-S", path, daemon=shared_obxd)
+    lines = done.out.splitlines()
+    assert lines[:7] == [
+        "a function cannot be JSON", "a number that is not finite cannot be JSON",
+        "a number that is not finite cannot be JSON", "a text is not valid UTF-8",
+        "a table cannot be a key in JSON", "a thread cannot be JSON",
+        "a table is nested too deep for JSON, or contains itself"]
+    assert lines[7].startswith("nil\t") and lines[7].endswith("\t-32700")
+
+
+def test_wrong_arguments_raise(shared_obxd, script):
+    path = script("""
+for _, f in ipairs{ox.get, ox.set, ox.add, ox.del, ox.names, ox.attrs, ox.exec, ox.call, ox.on, ox.select, ox.sleep} do
+  assert(not pcall(f))
+  assert(not pcall(f, print))
+  assert(not pcall(f, {}, {}, {}) or f == ox.set)
+end
+assert(not pcall(ox.set, "Device.X", nil))
+assert(not pcall(ox.get, "Device.\\0X"))
+assert(not pcall(ox.on, 0, print))
+assert(not pcall(ox.wait, {}))
+print("fine")
+""")
+    assert obxc("-S", path, daemon=shared_obxd).out == "fine\n"
+
+
+def test_daemon_that_goes_away(scripted, script):
+    def answer(request, connection):
+        if request["method"] == "GetParameterValues":
+            return scripted_daemon.CLOSE
+        return scripted_daemon.result({})
+    scripted_daemon = scripted(answer)
+    path = script("local v, message, code = ox.get('Device.X') print(v, type(message), code)")
+    done = obxc("-S", path, daemon=scripted_daemon)
+    assert done.out == "nil\tstring\t-7\n", done
+
+
+def test_broken_answers(scripted, script):
+    answers = [{}, {"ParameterList": 5}, {"ParameterList": [5, {}, {"Name": 1}]}, {"ParameterList": []}, None, "text"]
+    daemon = scripted(lambda request, connection: harness.ScriptedDaemon.result(
+        answers[0] if request["method"] != "GetParameterValues" else answers[request["id"] % len(answers)]))
+    path = script("""
+for i = 1, 12 do
+  print(pcall(ox.get, "Device.A", "Device.B."))
+  for _, f in ipairs{ox.names, ox.attrs, ox.config, ox.select, ox.exec, ox.add} do pcall(f, "Device.A.") end
+  pcall(function() for k, v in pairs(ox.object("Device.A")) do print(k, v) end end)
+end
+print("to the end")
+""")
+    done = obxc("-S", path, daemon=daemon)
+    assert done.out.endswith("to the end\n")
+
+
+def test_every_binding_keeps_its_error(scripted, script):
+    daemon = scripted(lambda request, connection: harness.ScriptedDaemon.result({})
+                      if request["method"] in ("Login", "JoinGroup") else
+                      harness.ScriptedDaemon.error(9001, "Request denied", {"Detail": "why", "Extra": 7}))
+    path = script("""
+local function show(v, message, code, data) print(v, message, code, data and data.Extra) end
+show(ox.get("A.")) show(ox.set("A", 1)) show(ox.set{A = 1, B = 2}) show(ox.add("A.")) show(ox.del("A."))
+show(ox.names("A.")) show(ox.attrs("A.")) show(ox.config("A.")) show(ox.select("A.")) show(ox.exec("A"))
+show(ox.call("Any"))
+ox.strict = true
+local ok, err = pcall(ox.get, "A.")
+print(ok, err.code, err.message, err.data.Extra, err)
+print(pcall(function() return ox.object("A.").B end))
+""")
+    done = obxc("-S", path, daemon=daemon)
+    lines = done.out.splitlines()
+    assert lines[:11] == ["nil\tRequest denied: why\t9001\t7"] * 11
+    assert lines[11] == "false\t9001\tRequest denied: why\t7\t[9001] Request denied: why"
+    assert lines[12].startswith("false\t") and "[9001] Request denied: why" in lines[12]
+
+
+def test_set_of_many_is_one_request(scripted, script):
+    daemon = scripted()
+    obxc("-S", script("ox.set{['A.B'] = 1, ['A.C.'] = {D = true, E = {F = 'x'}}}"), daemon=daemon)
+    requests = daemon.requests("SetParameterValues")
+    assert len(requests) == 1
+    assert sorted((entry["Name"], entry["Value"]) for entry in requests[0]["ParameterList"]) == [
+        ("A.B", 1), ("A.C.D", True), ("A.C.E.F", "x")]
+
+
+def test_refused_values_take_the_new_instance_away(obxd, script):
+    path = script("""
+local before = #ox.object("Device.NAT.PortMapping.")
+print(ox.add("Device.NAT.PortMapping.", {ExternalPort = 700000}))
+print(#ox.object("Device.NAT.PortMapping.") == before)
+""")
+    done = obxc("-a", "root", "-S", path, daemon=obxd)
+    lines = done.out.splitlines()
+    assert lines[0].startswith("nil\t") and lines[1] == "true"
+
+
+def test_events_reach_the_right_function(obxd, script, terminal):
+    path = script("""
+ox.on(77, function(params, group) print("got", params.X, group) if params.X == 3 then stop = true end end)
+print("ready")
+print(ox.wait(function() return stop end, 30))
+ox.on(77, nil)
+print(ox.wait(0.05))
+""")
+    session = terminal("-S", path, daemon=obxd)
+    session.wait_for("^ready")
+    client = obxd.client()
+    for x in (1, 2, 3):
+        client.send({"jsonrpc": "2.0", "method": "Event", "group": 77, "params": {"X": x}})
+    session.wait_for("got\\s+1\\s+77\ngot\\s+2\\s+77\ngot\\s+3\\s+77\ntrue\n0")
