@@ -380,9 +380,8 @@ def test_interrupted_password_leaves_echo_on(session):
     session.wait_line(r"\[obxc\] password for somebody:")
     assert modes(session)[0] is False
     session.interrupt()
-    session.wait_line(".*root@obxc:>")
-    session.send("sh stty -a\r")
-    session.wait_for(r"(?<!-)\becho\b")
+    session.prompt()
+    assert re.search(r"(?<!-)\becho\b", session.run("sh stty -a"))
 
 
 # Poor terminals and pipes
@@ -422,3 +421,12 @@ def test_output_into_a_pipe(daemon, terminal):
     session.send("q\n")
     session.end()
     assert b"\x1b" not in session.raw
+
+
+def test_interrupted_search_starts_afresh(session):
+    session.run("sh echo found")
+    session.send("\x12ech")
+    session.wait_line(r"\(reverse-i-search\)`ech': sh echo found")
+    session.interrupt()
+    session.prompt()
+    assert session.run("sh echo next") == "next"

@@ -42,17 +42,21 @@ void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
 /// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
 /// text is kept for the next prepare. After a finished line there is nothing to wipe.
 void ox_rl_async_restore(ox_rl_async* editor);
-/// Discards the line being edited.
+/// Discards the line being edited, what is left of a paste included. The caller has ended the row that it was
+/// drawn on ("^C" and a newline).
 void ox_rl_async_clear(ox_rl_async* editor);
-/// One byte from the terminal (standard input), -1 at its end.
+/// One byte from standard input, -1 at its end. Bytes are read one by one: what follows a finished line is
+/// left to the command that it starts. Only a bracketed paste is read to its end at once. At the end of a
+/// pipe poll reports POLLHUP without POLLIN.
 int ox_rl_getch(void);
 /// True when bytes that were read ahead wait for ox_rl_getch, although the descriptor is not readable.
 bool ox_rl_pending(void);
 /// Feeds one byte. `status` becomes 1 while the line is being edited, 0 once it is complete or abandoned.
-/// Returns the complete line (heap, the caller frees it), else null.
+/// Returns the complete line (heap, the caller frees it), else null. -1 is the input's end: a last line
+/// without its newline is returned, and the next -1 ends the input.
 char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
-/// To be asked when a wait for a key ends with EINTR: true when the terminal was the reason (it has a new size,
-/// or the program goes on after a stop) and not Ctrl-C. The line has then been drawn anew.
+/// To be asked when a wait for a key ends with EINTR: true when the terminal was the reason (it has a new
+/// size, or the program goes on after a stop) and not Ctrl-C. The line has then been drawn anew.
 bool ox_rl_resized(void);
 /// Whether the last key was Ctrl-D on an empty line, or the input ended.
 bool ox_rl_ctrl_d_is_pressed(void);
@@ -65,7 +69,8 @@ char* ox_rl(const char* prompt, int timeout_ms);
 /// by a jump.
 void ox_rl_echo_off(int fd);
 void ox_rl_echo_on(int fd);
-/// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump.
+/// Puts the terminal back into line mode with echo, whatever was interrupted, and ends the row where somebody
+/// was typing. For the way back from a jump.
 void ox_rl_recover(void);
 
 /// Prints a JSON array of strings in columns, down then across, as wide as the terminal; one a line when

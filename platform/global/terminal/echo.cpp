@@ -4,7 +4,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "ox_rl.hpp"
+#include "editor.hpp"
 
 namespace {
 
@@ -58,4 +58,8 @@ void ox_rl_echo_on(int fd) {
     swap_handlers(on_end, SIG_DFL);
     tcsetattr(hidden_fd, TCSADRAIN, &shown_modes);
     hidden_fd = -1;
+}
+
+bool echo_hidden(void) {
+    return hidden_fd >= 0;
 }

@@ -113,6 +113,24 @@ void take_line(char* line) {
     hint_forget();
 }
 
+void draw_nothing(void) {}
+
+/// Ends the edited line without a result; what is drawn of it stays.
+void abandon_line(void) {
+    if (!editor.active) return;
+    hint_forget();
+    // readline draws the line anew when it forgets it.
+    rl_redisplay_function = draw_nothing;
+    rl_free_line_state();
+    rl_callback_sigcleanup();
+    rl_redisplay_function = hint_redisplay;
+    rl_callback_handler_remove();
+    guard_off();
+    editor.active = false;
+    editor.shown = false;
+    editor.fed = -1;
+}
+
 /// The prompt in its colour, or null when out of memory.
 char* coloured(const char* prompt) {
     char start[32] = "";
@@ -179,15 +197,6 @@ void feed_key(int key) {
     // Whatever a control key does, the hint must not be in its way.
     if (key < 0x20 || key == 0x7F) hint_erase();
     run_key(key);
-}
-
-void draw_nothing(void) {}
-
-/// readline draws the line anew when it forgets it.
-void free_line_state_unseen(void) {
-    rl_redisplay_function = draw_nothing;
-    rl_free_line_state();
-    rl_redisplay_function = hint_redisplay;
 }
 
 }  // namespace
@@ -270,16 +279,8 @@ void ox_rl_async_clear(ox_rl_async*) {
     paste_drop();
     plain_drop();
     completion_forget();
-    if (!editor.active) return;
     if (editor.shown) hint_erase_above();
-    hint_forget();
-    free_line_state_unseen();
-    rl_callback_sigcleanup();
-    rl_callback_handler_remove();
-    guard_off();
-    editor.active = false;
-    editor.shown = false;
-    editor.fed = -1;
+    abandon_line();
 }
 
 int ox_rl_getch(void) {
@@ -342,15 +343,11 @@ void ox_rl_recover(void) {
     paste_drop();
     plain_drop();
     completion_forget();
-    ox_rl_echo_on(-1);
-    if (!editor.active) return;
+    // The row where somebody was typing is left as it is; nothing else ends it.
+    bool ends_row = echo_hidden() || editor.shown;
     if (editor.shown) hint_erase();
-    hint_forget();
-    free_line_state_unseen();
-    rl_callback_sigcleanup();
-    rl_callback_handler_remove();
-    guard_off();
-    editor.active = false;
-    editor.shown = false;
-    editor.fed = -1;
+    ox_rl_echo_on(-1);
+    abandon_line();
+    if (ends_row) putchar('\n');
+    fflush(stdout);
 }

@@ -75,5 +75,8 @@ void guard_off(void);
 bool guard_take_resize(void);
 bool guard_take_resume(void);
 
+/// Whether a terminal's echo is switched off.
+bool echo_hidden(void);
+
 /// Draws the line anew on an empty row.
 void editor_redraw(void);
