@@ -15,7 +15,7 @@ namespace {
 
 constexpr int STEPS = 50;
 constexpr int64_t SHOW_END_MS = 400;  // the end of flashing can be seen before the device goes down
-constexpr int64_t KEEP_MS = 15 * 60 * 1000;
+constexpr int64_t KEEP_MS = int64_t{15} * 60 * 1000;
 
 /// Values of "Status" in the answer of a firmware check.
 enum CheckStatus { FLASHING_BEGAN = 0, WAITS_FOR_ORDER = 1 };

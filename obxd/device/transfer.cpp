@@ -90,7 +90,7 @@ int upload_path(const json_t* params, const char* default_name, std::string& pat
 
 }  // namespace
 
-void start_fetch(Device& device, const Request& request, FetchDone done) {
+void start_fetch(Device& device, const Request& request, const FetchDone& done) {
     auto fetch = std::make_shared<Fetch>();
     Reply reply = request.reply;
     const char* url = text_param(request.params, "URL");

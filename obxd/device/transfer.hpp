@@ -19,6 +19,6 @@ struct FetchDone {
 
 /// Fetches what the request's URL, MD5 and FileSize say, without holding up the loop; every failure is
 /// answered.
-void start_fetch(Device& device, const Request& request, FetchDone done);
+void start_fetch(Device& device, const Request& request, const FetchDone& done);
 
 }  // namespace obxd

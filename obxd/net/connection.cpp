@@ -12,8 +12,8 @@ namespace obxd {
 
 namespace {
 
-constexpr size_t READ_SIZE = 64 * 1024;
-constexpr size_t KEEP_CAPACITY = 1024 * 1024;
+constexpr size_t READ_SIZE = size_t{64} * 1024;
+constexpr size_t KEEP_CAPACITY = size_t{1024} * 1024;
 constexpr size_t MAX_GROUPS = 4096;
 constexpr unsigned char TLS_HANDSHAKE_BYTE = 0x16;
 

@@ -4,7 +4,7 @@ namespace obxd {
 
 namespace {
 
-constexpr size_t KEEP_CAPACITY = 1024 * 1024;
+constexpr size_t KEEP_CAPACITY = size_t{1024} * 1024;
 
 bool is_space(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';

@@ -18,8 +18,10 @@ constexpr uint64_t TAG_TCP = 3;
 constexpr size_t MAX_CONNECTIONS = 256;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
-constexpr size_t HIGH_WATER = 256 * 1024;  // no more requests are taken from who has so much to read
-constexpr size_t MAX_EVENT_BYTES = 8 * 1024 * 1024;
+constexpr size_t HIGH_WATER = size_t{256} * 1024;  // no more requests are taken from who has so much to read
+constexpr size_t MAX_EVENT_BYTES = size_t{8} * 1024 * 1024;
+constexpr size_t LARGE_INPUT = size_t{1024} * 1024;
+constexpr size_t MAX_INPUTS = size_t{256} * 1024 * 1024;  // of all connections together
 constexpr int64_t HANDSHAKE_MS = 10000;
 constexpr int64_t STALL_MS = 60000;
 constexpr int64_t LINGER_MS = 1000;
@@ -60,6 +62,14 @@ void start_linger(Connection& c) {
     c.in = Input();
 }
 
+// Half messages of many clients must not fill the memory, however slowly they come.
+bool too_much_input(const Server& server, const Connection& c) {
+    if (c.in.bytes.size() < LARGE_INPUT) return false;
+    size_t sum = 0;
+    for (const auto& entry : server.connections) sum += entry.second->in.bytes.size();
+    return sum > MAX_INPUTS;
+}
+
 // Takes messages while it is this connection's turn. True when there may be more to do at once.
 bool take_messages(Server& server, Connection& c) {
     int messages = MESSAGES_PER_TURN;
@@ -79,7 +89,10 @@ bool take_messages(Server& server, Connection& c) {
             if (c.eof) c.closing = true;
             if (c.eof || c.drained) return false;
             reads--;
-            if (!connection_read(c)) server_close(server, c);
+            if (too_much_input(server, c))
+                refuse_stream(server, c, -32700, "Too much is being received at once");
+            else if (!connection_read(c))
+                server_close(server, c);
         }
     }
     return false;

@@ -114,6 +114,26 @@ def test_a_message_of_64_mib_is_taken_and_a_longer_one_is_not(obxd):
     assert is_well(obxd)
 
 
+def test_many_unfinished_messages_are_bounded(obxd):
+    block = b"y" * (8 << 20)
+    clients = []
+    for _ in range(6):
+        client = obxd.client(login=None)
+        clients.append(client)
+        client.send(b'{"x":"')
+        try:
+            for _ in range(7):
+                client.socket.sendall(block)
+        except ConnectionError:
+            break
+    answer = clients[-1].receive()
+    assert answer["id"] is None and fault(answer) == (-32700, "Too much is being received at once")
+    assert is_well(obxd)
+    for client in clients:
+        client.close()
+    harness.wait_until(lambda: resident_mb(obxd) < 200 or harness.SANITIZED, "memory to be given back")
+
+
 def test_too_many_connections(obxd):
     clients = [harness.Client(obxd.socket) for _ in range(256)]
     for client in clients:
