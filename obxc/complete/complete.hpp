@@ -18,13 +18,20 @@ void complete_line(const char* line, int cursor, json_t* candidates);
 /// not come in time is left to the next completion.
 char* hint_line(const char* line);
 
+/// The word under the cursor as it stands on the line, for candidates that hold quotes and blanks.
+struct TypedWord {
+    const char* name;  ///< the word's text behind its last "/"
+    char quote;        ///< the quote that is open at the cursor, or 0
+};
+
 /// Completes a data-model path or, after "=", a value; `flags` of NodeCandidates.
 void path_complete(const char* word, json_t* candidates, int flags);
 void method_args_complete(const char* method_word, const char* word, json_t* candidates);
-/// File names for word `index`; `files` 0: command names along PATH for the first word. The names stand as
-/// they are (the editor quotes what it inserts); those with control characters and those that are no UTF-8
-/// cannot be typed and are left out.
-void file_complete(int index, json_t* words, json_t* candidates, int files);
+/// File names for word `index`; `files` 0: command names along PATH for the first word. Names with blanks,
+/// quotes and the like are offered as they must be typed behind `typed` (null: the word itself, no quote
+/// open): what is typed stays, blanks open a double quote, a file's last character closes it. Names with
+/// control characters and names that are not UTF-8 cannot be typed and are left out.
+void file_complete(int index, json_t* words, json_t* candidates, int files, const TypedWord* typed = nullptr);
 /// The enumeration of Device.DeviceInfo.DeviceMode, borrowed, or null.
 json_t* device_modes(void);
 

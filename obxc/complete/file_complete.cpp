@@ -18,7 +18,8 @@ struct Search {
     const char* prefix;
     size_t prefix_length;
     int access_mode;  // what access() must grant
-    json_t* seen;     // names that were found already, as keys
+    TypedWord typed;
+    json_t* seen;  // names that were found already, as keys
     json_t* candidates;
 };
 
@@ -39,6 +40,31 @@ bool has_control_characters(const char* name) {
     return false;
 }
 
+/// Appends one character of a name as the tokenizer wants it. Returns the quote that is open behind it.
+char add_quoted(ox_str* out, char c, char quote) {
+    if (!quote && c == ' ') {
+        ox_str_add(out, "\"");
+        quote = '"';
+    }
+    bool special = c == '\\' || (quote ? c == quote : c == '\'' || c == '"' || c == '#');
+    if (special) ox_str_add(out, "\\");
+    ox_str_add_n(out, &c, 1);
+    return quote;
+}
+
+/// What stands on the line when the name is inserted: what was typed, then the rest of the name.
+json_t* as_typed(const Search& search, const char* name, bool directory) {
+    StrRef out(ox_str_init_chars(search.typed.name));
+    char quote = search.typed.quote;
+    for (const char* c = name + search.prefix_length; *c != '\0'; ++c) quote = add_quoted(out, *c, quote);
+    if (directory) {
+        ox_str_add(out, "/");
+    } else if (quote) {
+        ox_str_add_n(out, &quote, 1);
+    }
+    return json_stringn(ox_dynarray_get(out), ox_str_length(out));
+}
+
 void offer_entry(const Search& search, const char* directory, const char* name) {
     if (strncmp(name, search.prefix, search.prefix_length) != 0) return;
     if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || has_control_characters(name)) return;
@@ -49,8 +75,7 @@ void offer_entry(const Search& search, const char* directory, const char* name) 
     if (access(path, search.access_mode) != 0) return;
     bool is_directory = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
     if (json_object_set_new(search.seen, name, json_true()) != 0) return;  // no UTF-8
-    snprintf(path, sizeof path, "%s%s", name, is_directory ? "/" : "");
-    json_array_append_new(search.candidates, json_string(path));
+    json_array_append_new(search.candidates, as_typed(search, name, is_directory));
 }
 
 void offer_directory(const Search& search, const char* path) {
@@ -85,14 +110,15 @@ bool directory_of(const char* text, const char* slash, char out[DIRECTORY_SIZE])
 
 }  // namespace
 
-void file_complete(int index, json_t* words, json_t* candidates, int files) {
+void file_complete(int index, json_t* words, json_t* candidates, int files, const TypedWord* typed) {
     const char* text = json_string_value(json_array_get(words, static_cast<size_t>(index)));
     if (!text) text = "";
     bool programs = files == 0 && index < 2;
     const char* slash = programs ? nullptr : strrchr(text, '/');
     const char* prefix = slash ? slash + 1 : text;
     JsonRef seen(json_object());
-    Search search = {prefix, strlen(prefix), programs ? X_OK : F_OK, seen, candidates};
+    Search search = {prefix, strlen(prefix), programs ? X_OK : F_OK, typed ? *typed : TypedWord{prefix, 0},
+                     seen,   candidates};
     if (programs) {
         offer_programs(search);
     } else {

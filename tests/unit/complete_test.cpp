@@ -417,7 +417,7 @@ TEST_F(Complete, CtrlCAbandonsASlowCompletion) {
     long long start = ox_wait_now_ms();
     JsonRef found(json_array());
     {
-        AcceptLeaks what_the_jump_loses;
+        [[maybe_unused]] AcceptLeaks what_the_jump_loses;
         complete_line("cat Device.Ho", 13, found);
     }
     EXPECT_LT(ox_wait_now_ms() - start, 500);
@@ -526,7 +526,8 @@ TEST_F(CompleteFiles, Names) {
     EXPECT_EQ(hint("record ab"), "ort");
 }
 
-TEST_F(CompleteFiles, NamesThatAreNotPlain) {
+// What is inserted must be read back by the tokenizer as the name.
+TEST_F(CompleteFiles, NamesThatNeedQuotes) {
     file("my file.bin");
     file("it's");
     file("say \"hi\"");
@@ -541,28 +542,28 @@ TEST_F(CompleteFiles, NamesThatAreNotPlain) {
         const char* line;
         Texts expected;
     } rows[] = {
-        {"upgrade my", {"my file.bin"}},
-        {"upgrade \"my", {"my file.bin"}},
-        {"upgrade \"my fi", {"my file.bin"}},
-        {"upgrade 'my fi", {"my file.bin"}},
-        {"upgrade i", {"it's"}},
-        {"upgrade \"it'", {"it's"}},
-        {"upgrade sa", {"say \"hi\""}},
-        {"upgrade bac", {"back\\slash"}},
-        {"upgrade back\\\\s", {"back\\slash"}},
-        {"upgrade \\#", {"#hash"}},
-        {"upgrade h\xc3\xa4", {"h\xc3\xa4user \xe2\x82\xac"}},
-        {"upgrade ba", {"back\\slash"}},
+        {"upgrade my", {"my\" file.bin\""}},
+        {"upgrade \"my", {"\"my file.bin\""}},
+        {"upgrade \"my fi", {"\"my file.bin\""}},
+        {"upgrade 'my fi", {"'my file.bin'"}},
+        {"upgrade my\" fi", {"my\" file.bin\""}},
+        {"upgrade i", {"it\\'s"}},
+        {"upgrade 'i", {"'it\\'s'"}},
+        {"upgrade \"i", {"\"it's\""}},
+        {"upgrade sa", {"say\" \\\"hi\\\"\""}},
+        {"upgrade bac", {"back\\\\slash"}},
+        {"upgrade \\#", {"\\#hash"}},
+        {"upgrade h\xc3\xa4", {"h\xc3\xa4user\" \xe2\x82\xac\""}},
+        {"upgrade ba", {"back\\\\slash"}},
         {"upgrade no", {}},
-        {"upgrade a", {"a dir/"}},
-        {"upgrade \"a dir/", {"in side"}},
-        {"upgrade \"a dir/in s", {"in side"}},
+        {"upgrade a", {"a\" dir/"}},
+        {"upgrade a\" dir/", {"in side\""}},
+        {"upgrade \"a dir/in s", {"in side\""}},
     };
     for (const auto& row : rows) EXPECT_EQ(complete(row.line), row.expected) << row.line;
-    EXPECT_EQ(hint("upgrade my"), " file.bin");
-    EXPECT_EQ(hint("upgrade \"my fi"), "le.bin");
-    EXPECT_EQ(hint("upgrade \"a dir/in s"), "ide");
-    EXPECT_EQ(hint("upgrade h\xc3\xa4us"), "er \xe2\x82\xac");
+    EXPECT_EQ(hint("upgrade my"), "\" file.bin\"");
+    EXPECT_EQ(hint("upgrade \"my fi"), "le.bin\"");
+    EXPECT_EQ(hint("upgrade \"a dir/in s"), "ide\"");
 }
 
 TEST_F(CompleteFiles, Programs) {
