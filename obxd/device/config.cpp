@@ -48,6 +48,12 @@ bool write_all(int fd, const std::string& text) {
     return fsync(fd) == 0;
 }
 
+// Does the configuration say in which mode the device is? Not where the model has it read-only.
+bool names_mode(const json_t* config) {
+    const json_t* info = json_object_get(json_object_get(config, "Device"), "DeviceInfo");
+    return json_object_get(info, "DeviceMode") != nullptr;
+}
+
 }  // namespace
 
 bool write_file(const std::string& path, const std::string& text) {
@@ -72,7 +78,7 @@ std::string config_text(Device& device) {
     return text.get() ? std::string(text.get()) + "\n" : "";
 }
 
-bool config_load(Device& device, const std::string& file, std::string& error) {
+bool config_load(Device& device, const std::string& file, bool adopt_mode, std::string& error) {
     json_error_t where;
     JsonRef root(json_load_file(file.c_str(), 0, &where));
     const char* format = text_param(root, "format");
@@ -81,7 +87,9 @@ bool config_load(Device& device, const std::string& file, std::string& error) {
         error = root ? "No configuration file" : where.text;
         return false;
     }
-    return device.server.store->restore(config, error);
+    if (!device.server.store->restore(config, error)) return false;
+    if (adopt_mode && names_mode(config)) device.mode.clear();
+    return true;
 }
 
 void device_save_config(Request& request) {
@@ -96,6 +104,9 @@ void device_save_config(Request& request) {
     bool saved = !text.empty();
     if (saved && name) saved = write_file(device.state_dir + "/restore/" + name + ".json", text);
     if (saved) saved = write_file(config_path(device), text);
+    JsonRef config(device.server.store->snapshot());
+    if (names_mode(config)) device.mode.clear();
+    if (saved) saved = device_save_state(device);
     if (!saved) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     journal_add(request.server.journal, "configuration saved%s%s", name ? " as " : "", name ? name : "");
     device_event(device, "ConfigSaved", name ? json_pack("{s:s}", "RestorePointName", name) : nullptr);

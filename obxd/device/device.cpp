@@ -65,7 +65,7 @@ void load_state(Device& device) {
 void boot(Device& device) {
     std::string path = config_path(device);
     std::string error;
-    if (access(path.c_str(), F_OK) == 0 && !config_load(device, path, error)) {
+    if (access(path.c_str(), F_OK) == 0 && !config_load(device, path, false, error)) {
         fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
         journal_add(device.server.journal, "saved configuration not usable: %s", error.c_str());
     }
@@ -79,6 +79,7 @@ void boot(Device& device) {
 
 void come_back(Device& device) {
     device.server.store->reset_defaults({});
+    load_state(device);
     boot(device);
     server_come_up(device.server);
 }
@@ -102,6 +103,7 @@ bool device_start(Device& device, std::string& error) {
     if (!make_state_dir(device, error)) return false;
     load_state(device);
     live_register(device);
+    device.server.store->set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
     boot(device);
     return true;
 }
@@ -120,6 +122,8 @@ void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause) {
 void device_apply(Device& device) {
     Store& store = *device.server.store;
     store.set_value(VERSION_PATH, json_string(device.version.c_str()));
+    std::string image = text_value(store, "Device.DeviceInfo.ActiveFirmwareImage");
+    if (!image.empty()) store.set_value(image + ".Version", json_string(device.version.c_str()));
     if (!device.mode.empty()) store.set_value(MODE_PATH, json_string(device.mode.c_str()));
     int status = device.flashing ? UPGRADE_WRITING : UPGRADE_IDLE;
     store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));

@@ -30,7 +30,7 @@ struct Device {
     std::string state_dir;   ///< absolute
     bool temporary = false;  ///< the directory is removed at the end
     std::string version;     ///< of the running firmware
-    std::string mode;        ///< DeviceMode; "" when none was set yet
+    std::string mode;        ///< DeviceMode of the last Reboot; "" where the configuration says it
     int64_t booted = 0;      ///< ms of the monotonic clock
     uint64_t boots = 0;      ///< work of an earlier boot is void
     bool rebooting = false;
@@ -65,8 +65,9 @@ void device_event(Device& device, const char* name, json_t* params);
 
 /// The running configuration as a file's text.
 std::string config_text(Device& device);
-/// Puts a configuration file in force. False with `error`, the old one still in force.
-bool config_load(Device& device, const std::string& file, std::string& error);
+/// Puts a configuration file in force. False with `error`, the old one still in force. `adopt_mode`: its
+/// device mode counts more than the one of the last Reboot.
+bool config_load(Device& device, const std::string& file, bool adopt_mode, std::string& error);
 std::string config_path(const Device& device);
 
 /// Replaces or makes the file in one step. False with errno.

@@ -32,7 +32,7 @@ std::string last_component(const std::string& url) {
 
 void install_config(Device& device, const std::string& file, const Reply& reply) {
     std::string error;
-    bool loaded = config_load(device, file, error);
+    bool loaded = config_load(device, file, true, error);
     unlink(file.c_str());
     if (!loaded) return reply(answer_fault(FAULT_CORRUPTED, error));
     device_apply(device);

@@ -69,7 +69,7 @@ void finish_jobs(Loop& loop) {
 void run_timers(Loop& loop) {
     int64_t now = now_ms();
     while (!loop.timers.empty() && loop.timers.begin()->first <= now) {
-        auto action = std::move(loop.timers.begin()->second.second);
+        auto action = std::move(loop.timers.begin()->second);
         loop.timers.erase(loop.timers.begin());
         action();
     }
@@ -135,16 +135,8 @@ void loop_unwatch(Loop& loop, int fd) {
     epoll_ctl(loop.epoll_fd, EPOLL_CTL_DEL, fd, nullptr);
 }
 
-uint64_t loop_after(Loop& loop, int64_t delay_ms, std::function<void()> action) {
-    uint64_t number = loop.next_timer++;
-    loop.timers.emplace(now_ms() + delay_ms, std::make_pair(number, std::move(action)));
-    return number;
-}
-
-void loop_cancel(Loop& loop, uint64_t timer) {
-    auto found = std::find_if(loop.timers.begin(), loop.timers.end(),
-                              [timer](const auto& entry) { return entry.second.first == timer; });
-    if (found != loop.timers.end()) loop.timers.erase(found);
+void loop_after(Loop& loop, int64_t delay_ms, std::function<void()> action) {
+    loop.timers.emplace(now_ms() + delay_ms, std::move(action));
 }
 
 bool loop_start_job(Loop& loop, std::function<void()> work, std::function<void()> done) {

@@ -18,8 +18,7 @@ struct Loop {
     int signal_fd = -1;
     int wake_fd = -1;
     bool stopping = false;
-    uint64_t next_timer = 1;
-    std::multimap<int64_t, std::pair<uint64_t, std::function<void()>>> timers;  ///< by deadline
+    std::multimap<int64_t, std::function<void()>> timers;  ///< by deadline
     std::shared_ptr<JobQueue> jobs;
 
     Loop() = default;
@@ -40,9 +39,8 @@ int loop_watch(Loop& loop, int fd, uint64_t tag, uint32_t events);
 int loop_change(Loop& loop, int fd, uint64_t tag, uint32_t events);
 void loop_unwatch(Loop& loop, int fd);
 
-/// Calls `action` once after `delay_ms`. Returns a number for loop_cancel.
-uint64_t loop_after(Loop& loop, int64_t delay_ms, std::function<void()> action);
-void loop_cancel(Loop& loop, uint64_t timer);
+/// Calls `action` once after `delay_ms`.
+void loop_after(Loop& loop, int64_t delay_ms, std::function<void()> action);
 
 /// Runs `work` on a thread, then `done` on the loop. What they share belongs to both closures. False when too
 /// many jobs are running already (neither is called then).

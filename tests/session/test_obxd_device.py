@@ -3,13 +3,14 @@
 import hashlib
 import os
 import socket
+import subprocess
 import threading
 import time
 
 import pytest
 
 import harness
-from obxd_support import daemon, fault, make_image
+from obxd_support import daemon, fault, make_image, tcp_client
 
 HOST = "Device.DeviceInfo.HostName"
 
@@ -119,6 +120,39 @@ def test_device_modes(obxd, client):
     assert client.get("Device.DeviceInfo.DeviceMode") == "Bridge"
     assert client.call("FactoryReset") == {}
     assert client.get("Device.DeviceInfo.DeviceMode") == "Router"
+
+
+def test_a_mode_that_is_set_and_saved_counts_more_than_an_earlier_reboots():
+    obxd = harness.Obxd("--reboot-ms", "50")
+    mode = "Device.DeviceInfo.DeviceMode"
+    client = reboot(obxd, obxd.client(), DeviceMode="Bridge")
+    client.call("SaveConfig")
+    client = reboot(obxd, client)
+    assert client.get(mode) == "Bridge"
+    assert "result" in client.set(mode, "Repeater")
+    client = reboot(obxd, client)
+    assert client.get(mode) == "Bridge"
+    assert "result" in client.set(mode, "Repeater")
+    client.call("SaveConfig")
+    client = reboot(obxd, client)
+    assert client.get(mode) == "Repeater"
+    obxd.close()
+
+
+def test_a_reboot_comes_back_on_the_same_port():
+    obxd = daemon("--listen", "127.0.0.1:0")
+    reboot(obxd, obxd.client())
+    client = tcp_client(obxd)
+    assert "result" in client.login("admin", "admin")
+    obxd.close()
+
+
+def test_a_signal_during_a_reboot_ends_it():
+    obxd = daemon("--reboot-ms", "600000")
+    client = obxd.client()
+    client.call("Reboot")
+    assert client.receive() is None
+    obxd.close()
 
 
 def test_factory_reset(obxd, client):
@@ -339,6 +373,14 @@ def test_the_running_version_is_flashed_without_an_order(obxd, client, tmp_path)
     assert client.call("Download", {**params, "NeedPreUpdate": False})["Status"] == 0
     assert watch_flashing(client)[0][1] >= 0
     assert back_again(obxd).get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
+
+
+def test_the_documented_recipe_makes_an_image(client, tmp_path):
+    with open(os.path.join(harness.SOURCE, "docs", "obxd.md")) as page:
+        recipe = page.read().split("so does a shell:\n\n```\n")[1].split("```")[0]
+    write(tmp_path / "payload", os.urandom(5000))
+    subprocess.run(["sh", "-c", recipe], cwd=tmp_path, check=True)
+    assert client.call("Download", {**order(tmp_path / "fw.img"), "NeedPreUpdate": True})["NewVersion"] == "3.5.0"
 
 
 def test_an_image_that_is_served_once_serves_both_checks(obxd, client, tmp_path):
