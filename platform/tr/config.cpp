@@ -13,6 +13,15 @@ size_t next_component(const char** name, const char** component) {
     return length;
 }
 
+/// Whether a name is deeper than a tree may be: releasing one goes down it level by level.
+bool is_too_deep(const char* name) {
+    enum { DEPTH_LIMIT = 1024 };
+    int depth = 0;
+    const char* component = nullptr;
+    while (depth <= DEPTH_LIMIT && next_component(&name, &component) > 0) depth++;
+    return depth > DEPTH_LIMIT;
+}
+
 /// Where `name` goes on below `base`, component by component; null when it lies outside.
 const char* below_base(const char* name, const char* base) {
     for (;;) {
@@ -94,7 +103,7 @@ json_t* ox_tr_names_to_config(const json_t* list, const char* base) {
     json_t* element = nullptr;
     json_array_foreach(list, index, element) {
         const char* name = json_string_value(json_object_get(element, "Name"));
-        const char* rest = name ? below_base(name, base ? base : ".") : nullptr;
+        const char* rest = name && !is_too_deep(name) ? below_base(name, base ? base : ".") : nullptr;
         json_t* node = rest ? make_node(config, rest) : nullptr;
         if (node) json_object_set_new(node, "#info", element_info(element));
     }
@@ -108,7 +117,7 @@ json_t* ox_tr_namevalues_to_config(const json_t* list, const char* prefix) {
     json_t* element = nullptr;
     json_array_foreach(list, index, element) {
         const char* name = json_string_value(json_object_get(element, "Name"));
-        if (!name) continue;
+        if (!name || is_too_deep(name)) continue;
         if (!config) config = json_object();
         if (prefix_length > 0 && strncmp(name, prefix, prefix_length) == 0) name += prefix_length;
         set_value(config, name, json_object_get(element, "Value"));

@@ -86,6 +86,12 @@ def test_answers_in_request_mode(scripted, answer, shown, status):
     assert daemon.requests("Execute")[0]["Path"] == "Some.Method"
 
 
+def test_names_that_are_too_deep_are_left_out(scripted):
+    answer = values(("a." * 1000000, 1), ("b", 2))
+    done = obxc("-r", "execute", "Some.Method", daemon=scripted(SmallModel(Execute=answer)))
+    assert (done.out, done.status) == ("Some.Method\n└── b = 2\n", 0)
+
+
 def test_request_mode_knows_no_input_arguments(scripted):
     daemon = scripted(SmallModel())
     done = obxc("-r", "execute", "Some.Method", "a=1", daemon=daemon)

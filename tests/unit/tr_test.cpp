@@ -177,4 +177,15 @@ TEST(Tr, NamesAndValuesBecomeTrees) {
     }
 }
 
+TEST(Tr, NamesTooDeepForATreeAreSkipped) {
+    std::string deep;
+    for (int i = 0; i < 1000000; i++) deep += "a.";
+    JsonRef list(
+        json_pack("[{s:s,s:i},{s:s,s:i}]", "Name", deep.c_str(), "Value", 1, "Name", "B", "Value", 2));
+    JsonRef values(ox_tr_namevalues_to_config(list, nullptr));
+    EXPECT_EQ(dump(values), R"({"B":2})");
+    JsonRef names(ox_tr_names_to_config(list, "."));
+    EXPECT_EQ(dump(names), R"({"B":{"#info":{"Value":2}}})");
+}
+
 }  // namespace
