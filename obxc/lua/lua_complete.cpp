@@ -88,6 +88,7 @@ void run_part(lua_State* L, lua_CFunction part, Job* job) {
 
 void lua_complete_use(ox_lua_ctx* ctx) {
     context = ctx;
+    lua_complete_forget();
 }
 
 void lua_complete(const char* line, int cursor, json_t* candidates) {

@@ -23,6 +23,8 @@ extern LuaFieldSource lua_field_source;
 /// A generator: `state` 0 starts an enumeration of the fields that continue `word`, 1, 2, ... continue it. A
 /// heap text, or null at the end.
 char* lua_complete_expression(lua_State* L, const char* word, int state);
+/// Forgets an enumeration of another state.
+void lua_complete_forget(void);
 /// Whether a text consists of names and constant indexes alone: evaluating it calls nothing by itself.
 bool lua_is_plain_expression(const char* text, size_t length);
 /// Whether a text is a name, or names joined by dots.

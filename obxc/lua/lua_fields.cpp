@@ -65,30 +65,31 @@ const char* skip_expression(const char* at, const char* end, int depth) {
     return at;
 }
 
-/// The enumeration under way: an iterator, its state and the last key, held in the registry.
+/// The enumeration under way: a table in the registry with the iterator, its state and the last key.
 struct Enumeration {
     bool active;
-    int iterator;
-    int state;
-    int key;
+    int table;
     char separator;  ///< ".", ":", "[" or 0
     size_t stem;     ///< bytes of the word up to and with the separator
 };
+enum { ITERATOR = 1, STATE = 2, KEY = 3 };
 Enumeration fields = {};
 
 void end_enumeration(lua_State* L) {
     if (!fields.active) return;
-    luaL_unref(L, LUA_REGISTRYINDEX, fields.iterator);
-    luaL_unref(L, LUA_REGISTRYINDEX, fields.state);
-    luaL_unref(L, LUA_REGISTRYINDEX, fields.key);
+    luaL_unref(L, LUA_REGISTRYINDEX, fields.table);
     fields.active = false;
 }
 
 /// Starts with the iterator, its state and its first key on top of the stack.
 void begin_enumeration(lua_State* L) {
-    fields.key = luaL_ref(L, LUA_REGISTRYINDEX);
-    fields.state = luaL_ref(L, LUA_REGISTRYINDEX);
-    fields.iterator = luaL_ref(L, LUA_REGISTRYINDEX);
+    lua_createtable(L, KEY, 0);
+    lua_insert(L, -KEY - 1);
+    int table = lua_gettop(L) - KEY;
+    lua_rawseti(L, table, KEY);
+    lua_rawseti(L, table, STATE);
+    lua_rawseti(L, table, ITERATOR);
+    fields.table = luaL_ref(L, LUA_REGISTRYINDEX);
     fields.active = true;
 }
 
@@ -148,12 +149,12 @@ bool begin(lua_State* L, const char* word) {
 
 /// Pushes the next key and its value; false at the end.
 bool next_field(lua_State* L) {
-    lua_rawgeti(L, LUA_REGISTRYINDEX, fields.iterator);
-    lua_rawgeti(L, LUA_REGISTRYINDEX, fields.state);
-    lua_rawgeti(L, LUA_REGISTRYINDEX, fields.key);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, fields.table);
+    int table = lua_gettop(L);
+    for (int i = ITERATOR; i <= KEY; ++i) lua_rawgeti(L, table, i);
     if (lua_pcall(L, 2, 2, 0) != LUA_OK || lua_isnil(L, -2)) return false;
     lua_pushvalue(L, -2);
-    lua_rawseti(L, LUA_REGISTRYINDEX, fields.key);
+    lua_rawseti(L, table, KEY);
     return true;
 }
 
@@ -204,6 +205,10 @@ char* next_match(lua_State* L, const char* word) {
 }
 
 }  // namespace
+
+void lua_complete_forget(void) {
+    fields.active = false;
+}
 
 bool lua_is_plain_expression(const char* text, size_t length) {
     return skip_expression(text, text + length, 0) == text + length;

@@ -212,20 +212,22 @@ def test_record_command_checks(shell, directory):
 
 def test_completion(lua):
     assert lua.complete("retu") == "return"
-    assert lua.complete("strin") == "string."
-    assert lua.complete("x=string.forma") == "x=string.format("
-    assert lua.complete("print(string.rever") == "print(string.reverse("
+    assert lua.complete("str") == "string"
+    assert lua.complete("string") == "string."
+    assert lua.complete("x=string.fo") == "x=string.format"
+    assert lua.complete("print(string.rever") == "print(string.reverse"
     lua.terminal.send("\x15")
     lua.run("t = {alpha = 1, beta = function() end, nested = {gamma = 2}, [10] = true, ['a b'] = 1}")
     assert lua.complete("t.al") == "t.alpha"
-    assert lua.complete("t:be") == "t:beta("
+    assert lua.complete("t:be") == "t:beta"
     assert lua.complete("t.nested.ga") == "t.nested.gamma"
     assert lua.complete("t[1") == "t[10]"
     assert lua.complete("t['alp") == "t['alpha']"
-    assert lua.complete("t.nes") == "t.nested."
+    assert lua.complete("t.nes") == "t.nested"
+    assert lua.complete("t.nested") == "t.nested."
     lua.terminal.send("\x15")
     lua.run("m = setmetatable({}, {__index = {method = print}})")
-    assert lua.complete("m:me") == "m:method("
+    assert lua.complete("m:me") == "m:method"
 
 
 def test_completion_in_the_model(lua, obxd):
