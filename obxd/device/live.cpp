@@ -88,8 +88,9 @@ const Counters* host_counters(Store& store, const std::string& path, std::string
     interface = path.substr(0, stats);
     const char* name = json_string_value(store.value(interface + ".Name"));
     if (!name) return nullptr;
-    auto found = net_dev().find(name);
-    return found == net_dev().end() ? nullptr : &found->second;
+    const auto& table = net_dev();
+    auto found = table.find(name);
+    return found == table.end() ? nullptr : &found->second;
 }
 
 json_t* read_counter(Device& device, const std::string& path, size_t column) {
