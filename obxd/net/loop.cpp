@@ -136,7 +136,8 @@ void loop_unwatch(Loop& loop, int fd) {
 }
 
 void loop_after(Loop& loop, int64_t delay_ms, std::function<void()> action) {
-    loop.timers.emplace(now_ms() + delay_ms, std::move(action));
+    // One more for the part of a millisecond that has passed already: never early.
+    loop.timers.emplace(now_ms() + delay_ms + 1, std::move(action));
 }
 
 bool loop_start_job(Loop& loop, std::function<void()> work, std::function<void()> done) {

@@ -1,5 +1,6 @@
 """What the tests of the daemon itself share."""
 
+import atexit
 import os
 import socket
 import ssl
@@ -14,7 +15,9 @@ QUICK = ["--reboot-ms", "100", "--flash-ms", "300"]
 
 def daemon(*args, **options):
     """obxd with the small model of these tests."""
-    return harness.Obxd(*QUICK, *args, model=MODEL, **options)
+    obxd = harness.Obxd(*QUICK, *args, model=MODEL, **options)
+    atexit.register(lambda: obxd.process and obxd.kill())  # a test that failed may have left it
+    return obxd
 
 
 def tcp_port(obxd):
