@@ -28,6 +28,31 @@ json_t* password_value(const char* password) {
     return password ? json_string(password) : nullptr;
 }
 
+/// The terminal is the command's until the end of the scope. A command that dies may leave it without echo,
+/// or in the foreground of a process group that is gone: modes and foreground are taken back.
+class TerminalLoan {
+public:
+    TerminalLoan() : lent_(tcgetpgrp(STDIN_FILENO) == getpgrp() && tcgetattr(STDIN_FILENO, &modes_) == 0) {}
+    TerminalLoan(const TerminalLoan&) = delete;
+    TerminalLoan& operator=(const TerminalLoan&) = delete;
+    ~TerminalLoan() {
+        if (!lent_) return;
+        // Who asks for the foreground from the background is stopped, unless it blocks that signal.
+        sigset_t ttou;
+        sigset_t before;
+        sigemptyset(&ttou);
+        sigaddset(&ttou, SIGTTOU);
+        pthread_sigmask(SIG_BLOCK, &ttou, &before);
+        tcsetpgrp(STDIN_FILENO, getpgrp());
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &modes_);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+
+private:
+    struct termios modes_ = {};
+    bool lent_;
+};
+
 }  // namespace
 
 int debug_command(const char*, json_t* args) {
@@ -64,10 +89,7 @@ int sh_command(const char*, json_t* args) {
         ox_str_printf_append(line, "%s ", text);
     }
     fflush(stdout);
-    // A command that dies may leave the terminal without echo, or worse.
-    struct termios modes;
-    bool saved = tcgetattr(STDIN_FILENO, &modes) == 0;
+    TerminalLoan loan;
     [[maybe_unused]] int status = system(ox_dynarray_get(line));
-    if (saved) tcsetattr(STDIN_FILENO, TCSADRAIN, &modes);
     return 0;
 }

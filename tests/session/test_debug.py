@@ -119,3 +119,12 @@ def test_ctrl_z_stops_shell_and_command_together(obxd, terminal):
     outer.wait_line(r"outer\$")
     outer.send("exit\r")
     outer.end()
+
+
+def test_the_terminal_comes_back_from_a_shell_that_was_killed(shell):
+    """An interactive shell puts itself in the foreground; one that dies does not put obxc back there."""
+    shell.prompt()
+    shell.send("sh bash --norc -i\r")
+    shell.wait_line(r"bash.*[#$]")
+    shell.send("stty -icanon -echo; kill -9 $$\r")
+    assert shell.run("pwd") == ":"
