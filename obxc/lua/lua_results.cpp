@@ -179,7 +179,7 @@ void lua_results_hide(ox_lua_ctx* ctx, const LuaResults* results) {
 
 ox_str* lua_statement_for_script(lua_State* L, const char* source) {
     ox_str* text = ox_str_init();
-    if (loads(L, "", source, "\n;")) {
+    if (loads(L, "", source, "\n;;")) {
         // An opening parenthesis would continue the statement before it.
         if (source[strspn(source, " \t\n")] == '(') ox_str_add(text, ";");
         ox_str_add(text, source);
