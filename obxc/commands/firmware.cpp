@@ -9,6 +9,7 @@
 #include "ox_rl.hpp"
 #include "ox_tr.hpp"
 #include "ox_wait.hpp"
+#include "session/editor.hpp"
 #include "session/request.hpp"
 
 namespace {
@@ -138,5 +139,6 @@ int firmware_transaction(json_t* params) {
     response_report(message);
     fflush(stdout);
     ox_rl_recover();
+    editor_shell_off();  // the shell, if this is one, keeps its history
     exit(0);
 }

@@ -202,6 +202,16 @@ def test_progress_is_one_line_on_a_terminal(scripted, terminal, local_file):
     assert re.match(r"Flashing: \[#+\] 100%", lines[0])
 
 
+def test_the_shells_history_outlives_the_upgrade(scripted, terminal, local_file):
+    daemon = scripted(Device(("1.0", "1.0")))
+    command = "%s -u %s; echo history:; cat /tmp/.obxc.hist" % (harness.OBXC, daemon.socket)
+    shell = terminal(command=["sh", "-c", command])
+    shell.run("pwd")
+    shell.send("upgrade '%s'\r" % local_file)
+    assert shell.end() == 0
+    assert shell.text().split("history:\n")[1] == "pwd\nupgrade '%s'" % local_file
+
+
 def test_a_daemon_that_goes_away_ends_the_flashing(scripted, local_file):
     device = Device(("1.0", "1.0"), progress=[(3, 0)])
 
