@@ -114,6 +114,10 @@ void lua_complete(const char* line, int cursor, json_t* candidates) {
     run_part(L, complete_fields, &job);
     ox_lua_resume(context);
     ox_lua_set_flags(context, flags);
-    if (!armed) interrupt_disarm();
+    if (armed) {
+        interrupt_armed = 1;
+    } else {
+        interrupt_disarm();
+    }
     fflush(stdout);
 }

@@ -144,6 +144,15 @@ def test_ctrl_c_and_its_consequence(lua, statement):
     assert lua.run("ox.get('Device.WiFi.Radio.1.Enable')") == "_[2] = true"
 
 
+def test_ctrl_c_drops_a_pending_statement(lua):
+    lua.run("for i = 1, 3 do")
+    assert lua.terminal.line() == ">"
+    lua.terminal.interrupt()
+    lua.prompt()
+    # As after any Ctrl-C in a statement: nothing runs until Lua mode is left.
+    assert "1" not in lua.run("print(1 + 0)")
+
+
 def test_ctrl_c_at_the_prompt_only_drops_the_line(lua):
     lua.terminal.send("half")
     lua.terminal.wait_line(LUA_PROMPT + " half")
@@ -208,6 +217,19 @@ def test_record_command_checks(shell, directory):
     assert shell.run("luarecord /nonexistent/x") == "luarecord: can't create record file /nonexistent/x."
     shell.run("record %s" % os.path.join(directory, "r"))
     assert shell.run("luarecord %s" % os.path.join(directory, "s")) == "luarecord: already recording."
+
+
+def test_luarecord_abort_ends_the_recording_and_enters_lua_mode(shell, directory):
+    path = os.path.join(directory, "aborted")
+    shell.run("record %s" % path)
+    shell.send("luarecord abort\r")
+    shell.wait_line(LUA_PROMPT)
+    shell.send("x = 1\r")
+    shell.wait_line(LUA_PROMPT)
+    shell.send("q\r")
+    shell.wait_line(r"\S*obxc:>")
+    with open(path, encoding="utf-8") as file:
+        assert file.read() == ""
 
 
 def test_completion(lua):
