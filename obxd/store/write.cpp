@@ -37,11 +37,21 @@ bool moves(const Target& target) {
     return target.pseudo == Pseudo::INDEX || (target.schema && target.schema->mirrors_order);
 }
 
+/// Finds what a value is for. An instance of an ordered object stands for its `index`: `order PATH NUMBER` in
+/// a script names the instance, because there is no model to look the child up in.
+bool assignment_target(Impl& impl, const char* name, Target& target) {
+    if (!target_find(impl, name, target)) return false;
+    const Node* node = target.node;
+    if (!target.schema && target.pseudo == Pseudo::NONE && node->number && node->schema->ordered)
+        target.pseudo = Pseudo::INDEX;
+    return target.is_parameter();
+}
+
 /// Checks everything about one value but what depends on the others.
 void assignment_check(Setter& setter, const char* name, json_t* value) {
     Assignment entry;
     entry.path = name;
-    if (!target_find(setter.impl, name, entry.target) || !entry.target.is_parameter())
+    if (!assignment_target(setter.impl, name, entry.target))
         return setter.refuse(name, FAULT_INVALID_NAME, "there is no such parameter");
     const Target& target = entry.target;
     bool index = target.pseudo == Pseudo::INDEX;

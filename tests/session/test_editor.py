@@ -172,6 +172,14 @@ def test_hint_is_no_part_of_the_line(session):
     assert re.search("^root@obxc:> cle$", session.text(), re.M)
 
 
+def test_hint_stays_out_of_a_line_that_comes_all_at_once(session):
+    """Typed ahead, by a program or without bracketed paste: readline runs the Enter itself."""
+    for _ in range(5):
+        session.send("rebo\r")
+        session.wait_line("root@obxc:>")
+    assert "reboot" not in session.text(), session.text()
+
+
 def test_hint_goes_with_ctrl_c_and_with_the_cursor(session):
     session.send("cle")
     session.wait_line("root@obxc:> clear")

@@ -300,6 +300,18 @@ TEST_F(StoreTest, IndexMovesAnInstance) {
               refusal("Device.Rules.Rule.1.index", 9001, "only admin may set it"));
 }
 
+TEST_F(StoreTest, AnOrderedInstanceStandsForItsIndex) {
+    EXPECT_EQ(set("'Device.Rules.Rule.4':1"), "{}");
+    EXPECT_EQ(value("Device.Rules.Rule.4.order"), "1");
+    EXPECT_EQ(set("'Device.Rules.Rule.4.':2"), "{}");
+    EXPECT_EQ(value("Device.Rules.Rule.4.order"), "2");
+    EXPECT_EQ(set("'Device.Rules.Rule.4':9"), refusal("Device.Rules.Rule.4", 9007, "must be 1 to 3"));
+    EXPECT_EQ(set("'Device.Rules.Rule.4':1", user),
+              refusal("Device.Rules.Rule.4", 9001, "only admin may set it"));
+    for (const char* other : {"Device.Rules.Rule", "Device.Rules.Rule.9", "Device.Hosts.Host.1"})
+        EXPECT_EQ(set(std::string("'") + other + "':1"), refusal(other, 9005, "there is no such parameter"));
+}
+
 TEST_F(StoreTest, UniqueKeys) {
     EXPECT_EQ(set("'Device.Net.Interface.1.Name':'wan'"),
               refusal("Device.Net.Interface.1.Name", 9007, "has the same Name as Device.Net.Interface.2."));

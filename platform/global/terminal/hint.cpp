@@ -18,7 +18,8 @@ struct Hint {
 } hint;
 
 const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
-                        RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_DONE | RL_STATE_COMPLETING;
+                        RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_DONE | RL_STATE_COMPLETING |
+                        RL_STATE_INPUTPENDING;  // readline runs the next key itself, an Enter too
 
 /// Whether a hint may stand behind the line as readline draws it.
 bool has_place(void) {

@@ -1,0 +1,90 @@
+"""Whole jobs that people do with a router, and what goes wrong around a shell."""
+
+import os
+
+import pytest
+
+import harness
+from harness import obxc
+
+# Lines that mean the same to the shell and to a script: whole paths, and values that are JSON once the shell has
+# taken nothing off them but the quotes of a text.
+MAPPING = "Device.NAT.PortMapping.%d"
+CHAIN = "Device.Firewall.Chain.1.Rule"
+
+
+def job(mapping, rule):
+    """A router configured from scratch; the numbers are those that the new instances get."""
+    mapping = MAPPING % mapping
+    rule = "%s.%d" % (CHAIN, rule)
+    return [
+        "add Device.NAT.PortMapping",
+        'set %s.Interface="Device.IP.Interface.1" %s.Protocol="TCP"' % (mapping, mapping),
+        'set %s.ExternalPort=8443 %s.InternalPort=443 %s.InternalClient="192.168.1.20"' % (mapping, mapping, mapping),
+        'set %s.Description="-l=odd,but=fine"' % mapping,
+        "set %s.Enable=true" % mapping,
+        'set Device.WiFi.SSID.1.SSID="Kaffeehaus-Grün"',
+        'set Device.WiFi.AccessPoint.1.Security.ModeEnabled="WPA2-Personal"',
+        'set Device.WiFi.AccessPoint.1.Security.KeyPassphrase="correct-horse-battery"',
+        "set Device.WiFi.Radio.1.AutoChannelEnable=false Device.WiFi.Radio.1.Channel=11",
+        "add " + CHAIN,
+        'set %s.Target="Drop" %s.Protocol=6 %s.DestPort=8080' % (rule, rule, rule),
+        'set %s.SourceMask="203.0.113.0/24"' % rule,
+        "order %s 1" % rule,
+        "set %s.Enable=true" % rule,
+    ]
+
+
+def configuration(daemon):
+    """Everything that people configure: what can be set, and which instances there are; nothing that lives."""
+    client = daemon.client()
+    names = client.call("GetParameterNames", {"ParameterPath": ".", "NextLevel": False})["ParameterList"]
+    writable = {entry["Name"] for entry in names if entry["Writable"] and not entry["Name"].endswith(".")}
+    found = {entry["Name"]: None for entry in names if entry["Name"].endswith(".")}
+
+    def collect(node, path):
+        for key, value in node.items():
+            name = path + key
+            if isinstance(value, dict) and name + "." in found:
+                collect(value, name + ".")
+            elif name in writable or key in ("max_instance", "order") or key.endswith("NumberOfEntries"):
+                found[name] = value
+
+    collect(client.call("GetConfig", {"Path": "."})["Config"], "")
+    client.close()
+    return found
+
+
+def test_a_router_is_configured_recorded_and_replayed(obxd, shell, directory):
+    recording = os.path.join(directory, "recording")
+    fresh = configuration(obxd)
+    # What a new instance is called is seen in the shell first; the recording relies on it.
+    lines = job(fresh["Device.NAT.PortMapping.max_instance"] + 1, fresh[CHAIN + ".max_instance"] + 1)
+    assert shell.run("record " + recording) == ""
+    for line in lines:
+        shown = shell.run(line).split("\n")
+        assert shown[-1] == "Status: OK", (line, shown)
+    shell.send("q\r")
+    shell.wait_line("root@obxc:>")
+    with open(recording) as text:
+        assert text.read().split("\n") == lines + [""]
+
+    configured = configuration(obxd)
+    rule = "%s.%d." % (CHAIN, configured[CHAIN + ".max_instance"])
+    assert configured[rule + "Order"] == 1 and configured[rule + "SourceMask"] == "203.0.113.0/24"
+    assert configured["Device.WiFi.SSID.1.SSID"] == "Kaffeehaus-Grün"
+    assert configured["Device.WiFi.Radio.1.Channel"] == 11
+
+    def replay(daemon):
+        assert configuration(daemon) == fresh != configured
+        done = obxc("-s", recording, daemon=daemon)
+        assert done.status == 0 and done.out.count("Status: OK\n") == len(lines), done
+        assert configuration(daemon) == configured
+
+    assert shell.run("reset all") == "Status: OK"
+    replay(obxd)
+    other = harness.Obxd()
+    try:
+        replay(other)
+    finally:
+        other.close()
