@@ -56,6 +56,14 @@ int channel_check(ox_jrpcapi* api, const char* name) {
     return EXIT_FAILURE;
 }
 
+/// Plain text to a daemon that expects TLS: known only now, but told like any connection that fails.
+[[noreturn]] void channel_mismatched(ox_jrpcapi* api) {
+    channel_check(api, api == request_channel ? "requests" : "events");
+    ox_jrpcapi_deinit(request_channel);
+    ox_jrpcapi_deinit(event_channel);
+    exit(EXIT_FAILURE);
+}
+
 /// Whether connecting takes handshakes, which are given more time than an exchange on the events connection.
 bool is_afar(const StartOptions* options) {
     return options->use_ssl || (options->unix_path && strncmp(options->unix_path, "tcp://", 6) == 0);
@@ -149,6 +157,7 @@ int session_start(const Channels* channels, const StartOptions* options) {
     ox_confapi_set_ctx(channels->requests);
     request_channel = channels->requests;
     event_channel = channels->events;
+    ox_jrpcapi_on_mismatch(channel_mismatched);
     prompt_set_path_source(path_text);
     identity_on_change(dm_identity_changed);
     const char* password = *options->password ? options->password : nullptr;

@@ -36,14 +36,22 @@ bool start_tls(Connection& c, TlsServer* server) {
     return c.tls != nullptr;
 }
 
+// Plain text where TLS is a must: the client is told in the language that it should have spoken.
+void refuse_plain_text(Connection& c) {
+    static const char alert[] = {0x15, 3, 3, 0, 2, 2, 70};  // fatal: protocol_version
+    c.phase = Connection::OPEN;
+    c.out.assign(alert, sizeof alert);
+    c.closing = true;
+}
+
 bool sniff(Connection& c, TlsServer* server) {
     unsigned char first = 0;
     ssize_t got = recv(c.fd, &first, 1, MSG_PEEK | MSG_DONTWAIT);
     if (got == 0) return false;
     if (got < 0) return errno == EAGAIN || errno == EINTR;
     if (first == TLS_HANDSHAKE_BYTE && server) return start_tls(c, server);
-    if (c.must_use_tls) return false;
     c.phase = Connection::OPEN;
+    if (c.must_use_tls) refuse_plain_text(c);
     return true;
 }
 

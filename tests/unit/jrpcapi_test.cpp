@@ -185,13 +185,14 @@ TEST(JrpcApi, ATimeOutLeavesTheConnectionUsable) {
 TEST(JrpcApi, BrokenMessagesCloseTheConnection) {
     struct Row {
         const char* bytes;
+        int error;
         const char* text;
     };
     const Row rows[] = {
-        {"hello", "Broken message"},
-        {"[1]", "Broken message"},
-        {"{\"a\":}", "Broken message"},
-        {"\x15\x03\x03\x01\x02\x02", "Broken message: the other side speaks TLS"},
+        {"hello", -10, "Broken message"},
+        {"[1]", -10, "Broken message"},
+        {"{\"a\":}", -10, "Broken message"},
+        {"\x15\x03\x03\x01\x02\x02", -9, "the other side speaks TLS"},
     };
     for (const Row& row : rows) {
         TempDir dir;
@@ -205,12 +206,38 @@ TEST(JrpcApi, BrokenMessagesCloseTheConnection) {
         });
         Api api = connection(dir / "s");
         MsgRef message = request();
-        EXPECT_EQ(ox_jrpcapi_exec(api, message), OX_SOCKET_EPROTO) << row.bytes;
-        EXPECT_EQ(message->error_code, -10);
+        EXPECT_EQ(ox_jrpcapi_exec(api, message), row.error) << row.bytes;
+        EXPECT_EQ(message->error_code, row.error);
         EXPECT_STREQ(message->error_message, row.text);
         EXPECT_EQ(ox_jrpcapi_socket(api), nullptr);
         EXPECT_EQ(ox_jrpcapi_exec(api, message), 0);  // a new connection
     }
+}
+
+int mismatches = 0;
+
+TEST(JrpcApi, PlainTextToTlsIsToldOnceItIsKnown) {
+    TempDir dir;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        for (const char* answer : {"\x15\x03\x03", "hello", "", "\x15\x03\x03"}) {
+            Peer peer = self.accept();
+            peer.line();
+            if (!*answer) peer.say("{\"jsonrpc\":\"2.0\",\"id\":3,\"result\":{}}");
+            peer.say(*answer ? answer : "?");
+            peer.line();
+        }
+    });
+    ox_jrpcapi_on_mismatch([](ox_jrpcapi*) { ++mismatches; });
+    Api api = connection(dir / "s");
+    MsgRef message = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), -9);
+    EXPECT_EQ(mismatches, 1);
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), -10);
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), 0);
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), -10);
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), -9);  // what once answered was no mistake of the person's
+    EXPECT_EQ(mismatches, 1);
+    ox_jrpcapi_on_mismatch(nullptr);
 }
 
 TEST(JrpcApi, AnEndlessMessageIsRefused) {

@@ -12,6 +12,7 @@ namespace {
 enum { DEFAULT_TIMEOUT_MS = 5000 };
 
 ox_jrpcapi* first_connection = nullptr;
+void (*mismatch_hook)(ox_jrpcapi*) = nullptr;
 
 char* copy_text(const char* text) {
     char* copy = text ? strdup(text) : nullptr;
@@ -94,6 +95,10 @@ int ox_jrpcapi_get_socket_err(const ox_jrpcapi* api) {
 void ox_jrpcapi_set_auth(ox_jrpcapi* api, int /*kind*/, const char* token, int /*flags*/,
                          int /*timeout_ms*/) {
     set_text(&api->auth, token && *token ? token : nullptr);
+}
+
+void ox_jrpcapi_on_mismatch(void (*mismatched)(ox_jrpcapi*)) {
+    mismatch_hook = mismatched;
 }
 
 const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api) {
@@ -235,6 +240,8 @@ int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
         ox_jrpcmsg_set_error(message, rc, ox_socket_strerror(rc), nullptr);
     }
     events_signal();
+    bool mismatch = rc == OX_SOCKET_ETLS && !api->answered && !(api->flags & OX_JRPCAPI_SSL);
+    if (mismatch && mismatch_hook) mismatch_hook(api);
     return rc;
 }
 

@@ -124,12 +124,13 @@ int connection_fill(ox_jrpcapi* api) {
 
 namespace {
 
-/// The error of bytes that are no message; the likeliest mistake behind it is named.
-int broken_bytes(const FrameReader* reader) {
+/// The error of bytes that are no message. A server that expects TLS answers plain text with an alert.
+int broken_bytes(const ox_jrpcapi* api) {
+    const FrameReader* reader = &api->in;
     const char* bytes = reader->data + reader->start;
     bool tls = reader->size - reader->start >= 2 && (bytes[0] == 0x15 || bytes[0] == 0x16) && bytes[1] == 3;
-    return socket_failure(OX_SOCKET_EPROTO,
-                          tls ? "Broken message: the other side speaks TLS" : "Broken message");
+    if (tls && !api->socket.tls) return socket_failure(OX_SOCKET_ETLS, "the other side speaks TLS");
+    return socket_failure(OX_SOCKET_EPROTO, "Broken message");
 }
 
 }  // namespace
@@ -137,7 +138,7 @@ int broken_bytes(const FrameReader* reader) {
 json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
     for (;;) {
         *error = frame_find(&api->in);
-        if (*error == OX_SOCKET_EPROTO) connection_fail(api, broken_bytes(&api->in));
+        if (*error == OX_SOCKET_EPROTO) *error = connection_fail(api, broken_bytes(api));
         if (*error != OX_SOCKET_OK) return nullptr;
         size_t size = 0;
         const char* text = frame_text(&api->in, &size);
@@ -147,6 +148,7 @@ json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
             *error = connection_fail(api, socket_failure(OX_SOCKET_EPROTO, "Broken message"));
             return nullptr;
         }
+        api->answered = true;
         int kind = jrpcmsg_kind_of(json);
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
         int delivered = deliver ? events_deliver(json, text_kept ? text : nullptr, size) : 0;

@@ -1,0 +1,50 @@
+"""A daemon afar: certificates, and obxd on TCP behind them."""
+
+import os
+import subprocess
+
+import harness
+from obxd_support import tcp_port
+
+NEW_KEY = ["openssl", "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"]
+
+
+class Authority:
+    """Signs certificates; `cert` is the file that its friends trust."""
+
+    def __init__(self, directory, name):
+        self.directory = directory
+        self.cert, self.key = self._files(name)
+        subprocess.run(NEW_KEY + ["-x509", "-keyout", self.key, "-out", self.cert, "-days", "2", "-subj", "/CN=" + name],
+                       check=True, capture_output=True)
+
+    def _files(self, name):
+        return tuple(os.path.join(self.directory, name + end) for end in (".crt", ".key"))
+
+    def issue(self, name, names="DNS:localhost,IP:127.0.0.1", days=2):
+        """A certificate for these names: (certificate file, key file). Negative days: it has expired."""
+        cert, key = self._files(name)
+        subprocess.run(NEW_KEY + ["-keyout", key, "-out", cert + ".request", "-subj", "/CN=" + name],
+                       check=True, capture_output=True)
+        with open(cert + ".extensions", "w") as file:
+            file.write("subjectAltName=%s\n" % names)
+        subprocess.run(["openssl", "x509", "-req", "-in", cert + ".request", "-CA", self.cert, "-CAkey", self.key,
+                        "-CAcreateserial", "-days", str(days), "-extfile", cert + ".extensions", "-out", cert],
+                       check=True, capture_output=True)
+        return cert, key
+
+
+def remote_obxd(*args, tls=None, **options):
+    """obxd on a TCP port of the loopback address, with TLS when `tls` is (certificate, key)."""
+    if tls:
+        args += ("--tls-cert", tls[0], "--tls-key", tls[1])
+    return harness.Obxd("--listen", "127.0.0.1:0", *args, **options)
+
+
+def url(daemon, host="127.0.0.1"):
+    return "tcp://%s:%d" % (host, tcp_port(daemon))
+
+
+def trusting(authority, **extra):
+    """The environment of an obxc that trusts this authority."""
+    return harness.environment(OBX_CA_FILE=authority.cert, **extra)
