@@ -237,9 +237,6 @@ void complete_line(const char* line, int cursor, json_t* candidates) {
         json_array_clear(candidates);
         request_recover();
     }
-    // The loop's own handler comes back, with no moment between in which Ctrl-C would end the program.
-    interrupt_hold(true);
     interrupt_disarm();
     sigaction(SIGINT, &loop_action, nullptr);
-    interrupt_hold(false);
 }

@@ -112,11 +112,7 @@ void words_run_armed(json_t* words) {
             interrupt_recover();
         }
     }
-    // From here to the handler of the next wait the default action would end the program.
-    interrupt_hold(true);
     interrupt_disarm();
-    interrupt_install(idle_interrupt);
-    interrupt_hold(false);
 }
 
 void line_run(Shell* shell, char* line) {
@@ -210,7 +206,7 @@ Step shell_pass(Shell* shell) {
     shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(ox_jrpcapi_socket(event_channel));
     if (shell->entries[ENTRY_EVENTS].fd < 0) return events_serve(shell);
     bool read_ahead = ox_rl_pending();
-    int count = ox_wait_poll(shell->entries, ENTRY_COUNT, read_ahead ? 0 : -1);
+    int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : -1);
     if (count < 0) return poll_failed(shell, errno);
     if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;
     if (read_ahead || is_ready(shell->entries[ENTRY_INPUT])) return input_serve(shell);

@@ -18,7 +18,6 @@ namespace {
 
 volatile sig_atomic_t waiting = 0;
 volatile sig_atomic_t marked = 0;
-volatile sig_atomic_t idle_marked = 0;
 pthread_t main_thread;
 
 [[noreturn]] void jump() {
@@ -62,8 +61,7 @@ void interrupt_install(void (*handler)(int)) {
 
 void interrupt_disarm(void) {
     interrupt_armed = 0;
-    marked = 0;
-    signal(SIGINT, SIG_DFL);
+    interrupt_install(idle_interrupt);
 }
 
 void shell_interrupt(int signal) {
@@ -94,18 +92,9 @@ void interrupt_recover(void) {
 }
 
 void idle_interrupt(int) {
-    idle_marked = 1;
+    ox_wait_note_interrupt();
 }
 
 bool idle_interrupt_taken(void) {
-    bool taken = idle_marked;
-    idle_marked = 0;
-    return taken;
-}
-
-void interrupt_hold(bool held) {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    pthread_sigmask(held ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+    return ox_wait_take_interrupt();
 }

@@ -15,7 +15,7 @@ extern sigjmp_buf interrupt_context;
 void interrupt_init(void);
 /// Installs `handler` for SIGINT (before sigsetjmp is taken); the caller then sets `interrupt_armed`.
 void interrupt_install(void (*handler)(int));
-/// Clears flag and mark, and sets SIGINT back to its default action.
+/// Clears flag and mark, and installs idle_interrupt: at no moment would Ctrl-C end the program.
 void interrupt_disarm(void);
 /// The SIGINT handler while a command runs: does nothing unless armed.
 void shell_interrupt(int signal);
@@ -26,9 +26,8 @@ void interrupt_point(void);
 /// Puts right what a jump may have left behind: terminal modes and echo, colours, the connection's time-out,
 /// a login that was cut off, the prompt. Call it where the jump lands.
 void interrupt_recover(void);
-/// The SIGINT handler of a loop that waits for keys: it only ends the wait (EINTR) and is remembered.
+/// The SIGINT handler of a loop that waits for keys: it only ends that wait, or the next one (EINTR), and is
+/// remembered.
 void idle_interrupt(int signal);
 /// True once after each SIGINT that idle_interrupt took.
 bool idle_interrupt_taken(void);
-/// While held, SIGINT is kept back: for the moments in which another handler is put in its place.
-void interrupt_hold(bool held);

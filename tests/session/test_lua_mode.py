@@ -161,6 +161,16 @@ def test_ctrl_c_at_the_prompt_only_drops_the_line(lua):
     assert lua.run("1") == "_[1] = 1"
 
 
+def test_ctrl_c_and_text_at_once(lua):
+    for _ in range(20):
+        lua.terminal.send("drop me")
+        lua.terminal.wait_line(LUA_PROMPT + " drop me")
+        lua.terminal.send("\x03keep me")
+        lua.terminal.wait_line(LUA_PROMPT + " keep me")
+        lua.terminal.interrupt()
+        lua.prompt()
+
+
 def test_ctrl_c_while_the_daemon_is_silent(scripted, terminal):
     daemon = scripted(lambda request, connection: None if "Slow" in str(request.get("params"))
                       else harness.ScriptedDaemon.result({}))

@@ -313,6 +313,17 @@ def test_ctrl_c_drops_the_line(session):
     assert session.run("color hint") == "120 100 55"
 
 
+def test_ctrl_c_and_text_at_once(session):
+    """The interrupt counts although keys are there to be read."""
+    for _ in range(20):
+        session.send("drop me")
+        session.wait_line(".*> drop me")
+        session.send("\x03keep me")
+        session.wait_line(".*> keep me")
+        session.interrupt()
+        session.prompt()
+
+
 def test_ctrl_c_at_an_empty_prompt(session):
     for _ in range(5):
         session.interrupt()

@@ -91,14 +91,14 @@ TEST_F(Interrupt, UnarmedItDoesNothing) {
     ox_wait_sleep_ms(1);
 }
 
-TEST_F(Interrupt, DisarmingForgetsTheMarkAndRestoresTheDefault) {
+TEST_F(Interrupt, DisarmingForgetsTheMarkAndEndsNothing) {
     EXPECT_FALSE(jumps([] { raise(SIGINT); }));
     interrupt_disarm();
     EXPECT_FALSE(interrupt_pending());
     EXPECT_FALSE(interrupt_armed);
     struct sigaction now;
     sigaction(SIGINT, nullptr, &now);
-    EXPECT_EQ(now.sa_handler, SIG_DFL);
+    EXPECT_EQ(now.sa_handler, idle_interrupt);
     interrupt_install(shell_interrupt);
     interrupt_armed = 1;
     interrupt_point();  // an old mark would jump into a frame that is gone
@@ -133,13 +133,36 @@ TEST_F(Interrupt, TheIdleHandlerEndsAWait) {
     EXPECT_FALSE(idle_interrupt_taken());
 }
 
-TEST_F(Interrupt, HeldBackItArrivesLater) {
+TEST_F(Interrupt, NoIdleInterruptIsLostBetweenWaits) {
     interrupt_install(idle_interrupt);
-    interrupt_hold(true);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    struct pollfd ready = {ends[0], POLLIN, 0};
+    EXPECT_EQ(ox_wait_poll_keys(&ready, 1, 20000), 1);
     raise(SIGINT);
-    EXPECT_FALSE(idle_interrupt_taken());
-    interrupt_hold(false);
+    EXPECT_EQ(ox_wait_poll_keys(nullptr, 0, 20000), -1);  // although it came before
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(ox_wait_poll_keys(&ready, 1, 20000), -1);  // whatever else is ready
     EXPECT_TRUE(idle_interrupt_taken());
+    EXPECT_EQ(ox_wait_poll_keys(&ready, 1, 20000), 1);
+    EXPECT_EQ(ox_wait_poll_keys(nullptr, 0, 1), 0);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Interrupt, AWaitForKeysCanBeLeftByAJump) {
+    EXPECT_TRUE(jumps([] {
+        pthread_t self = pthread_self();
+        pthread_t other;
+        ASSERT_EQ(pthread_create(&other, nullptr, interrupt_soon, &self), 0);
+        pthread_detach(other);
+        ox_wait_poll_keys(nullptr, 0, 20000);
+    }));
+    EXPECT_FALSE(idle_interrupt_taken());
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGINT), 0);
 }
 
 }  // namespace

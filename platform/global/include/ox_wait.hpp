@@ -12,6 +12,15 @@ void ox_wait_set_hooks(void (*enter)(void), void (*leave)(void));
 /// bound. Returns what poll returns; errno is poll's (EINTR included).
 int ox_wait_poll(struct pollfd* fds, nfds_t count, int timeout_ms);
 
+/// The same for a loop that waits for keys: it also fails with EINTR, at once, while a noted interrupt has
+/// not been taken, so that no Ctrl-C is lost between two waits, whatever else is ready.
+int ox_wait_poll_keys(struct pollfd* fds, nfds_t count, int timeout_ms);
+
+/// For a handler of SIGINT: remembers it.
+void ox_wait_note_interrupt(void);
+/// True once after interrupts that were noted.
+bool ox_wait_take_interrupt(void);
+
 /// Waits until the pause has passed. A signal handler that returns does not shorten it; one that jumps ends
 /// it.
 void ox_wait_sleep_ms(long ms);

@@ -1,4 +1,5 @@
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <time.h>
@@ -9,6 +10,18 @@ namespace {
 
 void (*enter_hook)(void) = nullptr;
 void (*leave_hook)(void) = nullptr;
+volatile sig_atomic_t interrupt_noted = 0;
+
+int wait_between_hooks(struct pollfd* fds, nfds_t count, int timeout_ms, const sigset_t* mask) {
+    if (__fpending(stdout) > 0) fflush(stdout);
+    if (enter_hook) enter_hook();
+    struct timespec time = {timeout_ms / 1000, timeout_ms % 1000 * 1000000L};
+    int result = ppoll(fds, count, timeout_ms < 0 ? nullptr : &time, mask);
+    int error = errno;
+    if (leave_hook) leave_hook();
+    errno = error;
+    return result;
+}
 
 }  // namespace
 
@@ -18,13 +31,30 @@ void ox_wait_set_hooks(void (*enter)(void), void (*leave)(void)) {
 }
 
 int ox_wait_poll(struct pollfd* fds, nfds_t count, int timeout_ms) {
-    if (__fpending(stdout) > 0) fflush(stdout);
-    if (enter_hook) enter_hook();
-    int result = poll(fds, count, timeout_ms);
+    return wait_between_hooks(fds, count, timeout_ms, nullptr);
+}
+
+int ox_wait_poll_keys(struct pollfd* fds, nfds_t count, int timeout_ms) {
+    sigset_t interrupt;
+    sigset_t before;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, &before);
+    int result = interrupt_noted ? 0 : wait_between_hooks(fds, count, timeout_ms, &before);
     int error = errno;
-    if (leave_hook) leave_hook();
-    errno = error;
-    return result;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = interrupt_noted ? EINTR : error;
+    return interrupt_noted ? -1 : result;
+}
+
+void ox_wait_note_interrupt(void) {
+    interrupt_noted = 1;
+}
+
+bool ox_wait_take_interrupt(void) {
+    bool noted = interrupt_noted;
+    interrupt_noted = 0;
+    return noted;
 }
 
 void ox_wait_sleep_ms(long ms) {

@@ -9,7 +9,9 @@
 
 namespace {
 
-void on_interrupt(int) {}
+void on_interrupt(int) {
+    ox_wait_note_interrupt();
+}
 
 /// Waits for the next byte: 1 when there is one, 0 on time-out, -1 on Ctrl-C.
 int wait_key(int timeout_ms) {
@@ -24,12 +26,12 @@ int wait_key(int timeout_ms) {
             sigaction(SIGINT, &quiet, nullptr);
         }
         struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-        int result = ox_wait_poll(&input, 1, timeout_ms);
+        int result = ox_wait_poll_keys(&input, 1, timeout_ms);
         int error = errno;
         if (ours) sigaction(SIGINT, &before, nullptr);
         if (result >= 0) return result > 0;
         if (error != EINTR) return 1;
-        if (!ox_rl_resized()) return -1;
+        if (ox_wait_take_interrupt() || !ox_rl_resized()) return -1;
     }
 }
 
