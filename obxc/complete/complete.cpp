@@ -178,8 +178,15 @@ void offer_by_rules(const Line& line, const char* command) {
     if (candidate_limit == 0) ox_qsort_json(line.candidates, 1);
 }
 
-/// Whether the first word is whole and no command: told without splitting the line, since a hint is asked for
-/// at each key.
+}  // namespace
+
+void complete_set_commands(const ShellCommand* rows, size_t count,
+                           const ShellCommand* (*lookup)(const char* word)) {
+    command_rows = rows;
+    command_count = count;
+    command_find = lookup;
+}
+
 bool names_no_command(const char* line) {
     const char* blanks = " \t\n\v\f\r";
     line += strspn(line, blanks);
@@ -190,15 +197,6 @@ bool names_no_command(const char* line) {
     memcpy(word, line, length);
     word[length] = '\0';
     return !command_find(word);
-}
-
-}  // namespace
-
-void complete_set_commands(const ShellCommand* rows, size_t count,
-                           const ShellCommand* (*lookup)(const char* word)) {
-    command_rows = rows;
-    command_count = count;
-    command_find = lookup;
 }
 
 bool candidates_full(const json_t* candidates) {

@@ -39,5 +39,8 @@ json_t* device_modes(void);
 extern size_t candidate_limit;
 /// True when as many candidates are there as are wanted.
 bool candidates_full(const json_t* candidates);
+/// Whether the first word of a line is whole and no command, so that nothing completes it: told without
+/// splitting the line.
+bool names_no_command(const char* line);
 /// Appends the candidates for the text left of the cursor.
 void candidates_collect(const char* line, int cursor, json_t* candidates);

@@ -28,6 +28,7 @@ const char* inserted_part(const char* line, const char* candidate) {
 char* hint_line(const char* line) {
     if (!line || *line == '\0') return nullptr;
     dm_settle();
+    if (names_no_command(line)) return nullptr;
     JsonRef candidates(json_array());
     candidate_limit = 2;
     node_fetch_limit(HINT_WAIT_MS);

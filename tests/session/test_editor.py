@@ -77,6 +77,68 @@ def test_plain_typing_costs_one_byte_a_key(session):
     assert len(session.raw) - before <= 1.2 * len(text)
 
 
+def type_slowly(session, text):
+    """Key by key, each one shown before the next."""
+    for key in text:
+        before = len(session.raw)
+        session.send(key)
+        session.wait(lambda: len(session.raw) > before, "the echo")
+
+
+@pytest.mark.parametrize("keys, line, cursor", [
+    ("\x7f\x7f", "zz one tw", 9),
+    (LEFT + LEFT + LEFT + "X", "zz one tXwo!", 9),
+    ("\x17\x17", "zz ", 3),
+    ("\x17\x19", "zz one two!", 11),
+    ("\x15\x1f", "zz one two!", 11),
+    ("\x01\x0b", "", 0),
+    ("\x01>", ">zz one two!", 1),
+    ("\x0c", "zz one two!", 11),
+    ("\x0cx", "zz one two!x", 12),
+    ("\x1bu", "zz one two!", 11),
+    ("\x1b3x", "zz one two!xxx", 14),
+    ("\x16a", "zz one two!a", 12),
+    ("\u00e9", "zz one two!\u00e9", 12),
+    ("\x1b[200~ paste\x1b[201~x", "zz one two! pastex", 18),
+    ("\x12zz\x05", "zz one two!", 11),
+    ("\t", "zz one two!", 11),
+    ("\x14", "zz one tw!o", 11),
+])
+def test_editing_after_plain_typing(session, keys, line, cursor):
+    type_slowly(session, "zz one two!")
+    session.send(keys)
+    session.settle()
+    assert session.line() == ("root@obxc:> " + line).rstrip()
+    assert session.cursor()[0] == len("root@obxc:> ") + cursor
+    type_slowly(session, "q")
+    session.send("\x05")
+    session.settle()
+    assert session.line() == "root@obxc:> " + line[:cursor] + "q" + line[cursor:]
+
+
+def test_plain_typing_goes_over_the_edge(open_shell):
+    session = open_shell(columns=30)
+    text = "zz " + "0123456789" * 5
+    type_slowly(session, text)
+    session.settle()
+    assert "".join(line for line in session.screen() if line).endswith("root@obxc:> " + text)
+    session.send("\x7f" * 40)
+    session.wait_line("root@obxc:> " + text[:-40])
+    type_slowly(session, "abc")
+    assert session.line() == "root@obxc:> " + text[:-40] + "abc"
+
+
+def test_event_above_a_plainly_typed_line(session, daemon):
+    type_slowly(session, "zz one two")
+    daemon.send_event(2, {"a": 1})
+    session.wait_for("^EVENT")
+    session.wait_line("root@obxc:> zz one two")
+    type_slowly(session, "!")
+    session.send("\x7f\x7f")
+    session.wait_line("root@obxc:> zz one tw")
+    assert session.text().count("zz one") == 1
+
+
 def test_commands_get_a_terminal_in_line_mode(session):
     assert modes(session) == (False, False)
     shown = session.run("sh stty -a")

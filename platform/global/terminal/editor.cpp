@@ -100,6 +100,7 @@ void start_readline(void) {
     replace_command(rl_forward_char, forward_key);
     replace_command(rl_end_of_line, end_key);
     replace_command(rl_bracketed_paste_begin, paste_key);
+    replace_command(rl_re_read_init_file, typed_inputrc_key);
 }
 
 void take_line(char* line) {
@@ -111,6 +112,7 @@ void take_line(char* line) {
     editor.shown = false;
     guard_off();
     hint_forget();
+    typed_forget();
 }
 
 void draw_nothing(void) {}
@@ -119,6 +121,7 @@ void draw_nothing(void) {}
 void abandon_line(void) {
     if (!editor.active) return;
     hint_forget();
+    typed_forget();
     // readline draws the line anew when it forgets it.
     rl_redisplay_function = draw_nothing;
     rl_free_line_state();
@@ -180,10 +183,12 @@ void run_key(int key) {
 
 void feed_key(int key) {
     if (editor.asking) {
+        typed_key(-1);
         completion_answer(key);
         return;
     }
     if (paste_take_back()) {
+        typed_key(-1);
         hint_erase();
         bool line_end = paste_insert_line();
         if (!line_end) {
@@ -194,6 +199,7 @@ void feed_key(int key) {
         run_key('\r');
         return;
     }
+    typed_key(key);
     // Whatever a control key does, the hint must not be in its way.
     if (key < 0x20 || key == 0x7F) hint_erase();
     run_key(key);
@@ -203,6 +209,7 @@ void feed_key(int key) {
 
 void editor_redraw(void) {
     hint_forget();
+    typed_forget();
     rl_on_new_line();
     (*rl_redisplay_function)();
 }
@@ -267,6 +274,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
 void ox_rl_async_restore(ox_rl_async*) {
     if (!editor.shown) return;
     hint_erase();
+    typed_forget();
     rl_clear_visible_line();
     rl_deprep_terminal();
     guard_off();
@@ -330,6 +338,7 @@ bool ox_rl_resized(void) {
     } else if (resized) {
         hint_erase();
         hint_forget();
+        typed_forget();
         // readline moves to the old line's place only when it draws by itself.
         rl_redisplay_function = rl_redisplay;
         rl_resize_terminal();

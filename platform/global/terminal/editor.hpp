@@ -42,6 +42,17 @@ void hint_erase_above(void);
 /// Takes the hint of the line into it: false when there is none or the cursor is not at the end.
 bool hint_accept(void);
 
+/// Draws the line as it is now (readline's redisplay, or less where less does).
+void typed_draw(void);
+/// To be told before each key (-1: something else than a key) that readline takes, or that draws.
+void typed_key(int key);
+/// What is drawn was wiped, ended, or is drawn anew.
+void typed_forget(void);
+/// Whether nothing but prompt and line stands on the row.
+bool typed_row_is_plain(void);
+/// Reads the user's inputrc again.
+int typed_inputrc_key(int count, int key);
+
 /// The Tab key, and its like that only lists.
 int completion_key(int count, int key);
 int completion_list_key(int count, int key);
@@ -71,6 +82,8 @@ void plain_drop(void);
 void guard_before(void);
 void guard_on(void);
 void guard_off(void);
+/// Whether the terminal showed what is typed before it gave single keys: readline shows it only then.
+bool guard_echoes(void);
 /// What happened since the last call.
 bool guard_take_resize(void);
 bool guard_take_resume(void);

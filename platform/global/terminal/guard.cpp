@@ -99,6 +99,10 @@ void guard_before(void) {
     line_modes_known = tcgetattr(STDIN_FILENO, &line_modes) == 0;
 }
 
+bool guard_echoes(void) {
+    return line_modes_known && (line_modes.c_lflag & ECHO);
+}
+
 bool guard_take_resize(void) {
     bool taken = resized;
     resized = 0;

@@ -23,19 +23,7 @@ const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION 
 
 /// Whether a hint may stand behind the line as readline draws it.
 bool has_place(void) {
-    static int possible = -1;
-    if (!editor.hint || rl_end == 0 || rl_point != rl_end || RL_ISSTATE(no_state)) return false;
-    if (possible < 0) {
-        auto on = [](const char* name) {
-            const char* value = rl_variable_value(name);
-            return value && strcmp(value, "on") == 0;
-        };
-        // Where readline puts more on the row than prompt and line, the place of the line's end is its
-        // secret.
-        possible = ox_rl_get_terminal_capabilities(nullptr)->cursor && !on("horizontal-scroll-mode") &&
-                   !on("show-mode-in-prompt") && !on("mark-modified-lines");
-    }
-    return possible;
+    return editor.hint && rl_end > 0 && rl_point == rl_end && !RL_ISSTATE(no_state) && typed_row_is_plain();
 }
 
 bool is_of_line(void) {
@@ -107,7 +95,7 @@ void hint_erase_above(void) {
 void hint_redisplay(void) {
     if (!has_place()) {
         hint_erase();
-        rl_redisplay();
+        typed_draw();
         return;
     }
     size_t before = ox_str_length(&hint.line);
@@ -118,11 +106,11 @@ void hint_redisplay(void) {
     size_t size = room(&column);
     if (longer && stays(rl_line_buffer + before, rl_end - before, size)) {
         if (before != static_cast<size_t>(rl_end)) ox_dynarray_cut(&hint.drawn, 0, rl_end - before);
-        rl_redisplay();
+        typed_draw();
         return;
     }
     hint_erase();
-    rl_redisplay();
+    typed_draw();
     if (size > 0) draw(column, size);
 }
 

@@ -1,0 +1,168 @@
+// Plain typing at the line's end: the character alone is written. readline's own drawing goes through the
+// whole line, most of what a key press would cost. readline does not know of these characters then, so the
+// cursor is put back to where it was before readline draws again; it writes them itself that time.
+#include <stdio.h>
+// readline.h needs stdio.h before it.
+#include <readline/keymaps.h>
+#include <readline/readline.h>
+#include <string.h>
+
+#include "editor.hpp"
+
+namespace {
+
+enum { COLUMN_UNKNOWN = -1, COLUMN_NONE = -2 };
+
+struct Row {
+    bool known;          // readline drew the line last, with the cursor at its end
+    ox_str line;         // the line as it is on the screen
+    size_t ahead;        // characters of it that readline did not draw
+    int column;          // of the cursor
+    int columns;         // of the screen
+    const char* prompt;  // as readline drew it
+} row;
+
+bool is_plain_key = false;
+int is_plain_row = -1;
+
+const size_t special_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
+                             RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_METANEXT | RL_STATE_DONE |
+                             RL_STATE_COMPLETING | RL_STATE_MACROINPUT | RL_STATE_INPUTPENDING;
+
+int screen_columns(void) {
+    int rows = 0;
+    int columns = 0;
+    rl_get_screen_size(&rows, &columns);
+    return columns;
+}
+
+bool region_is_marked(void) {
+#if RL_READLINE_VERSION >= 0x0801
+    return rl_mark_active_p();
+#else
+    return false;
+#endif
+}
+
+bool is_printable(char c) {
+    return c >= 0x20 && c < 0x7F;
+}
+
+/// Columns of a text without anything but printable ASCII and what \001 and \002 enclose; COLUMN_NONE for
+/// any other.
+int plain_width(const char* text) {
+    int width = 0;
+    for (; *text != '\0'; ++text) {
+        if (*text == '\001') {
+            text = strchr(text, '\002');
+            if (!text) return COLUMN_NONE;
+            continue;
+        }
+        if (!is_printable(*text)) return COLUMN_NONE;
+        width++;
+    }
+    return width;
+}
+
+int cursor_column(void) {
+    int prompt = plain_width(row.prompt);
+    int line = plain_width(ox_dynarray_get(&row.line));
+    return prompt < 0 || line < 0 ? COLUMN_NONE : prompt + line;
+}
+
+rl_command_func_t* command_of(int key) {
+    if (RL_ISSTATE(special_state) || rl_pending_input) return nullptr;
+    Keymap map = rl_get_keymap();
+    return map && map[key].type == ISFUNC ? map[key].function : nullptr;
+}
+
+bool extends_row(void) {
+    size_t before = ox_str_length(&row.line);
+    return static_cast<size_t>(rl_end) >= before &&
+           memcmp(ox_dynarray_get(&row.line), rl_line_buffer, before) == 0;
+}
+
+/// Whether the line is the drawn one with a character behind it that has its place on the row.
+bool is_one_longer(void) {
+    // A key that was read ahead may do anything, and it is not announced.
+    if (!row.known || rl_pending_input || RL_ISSTATE(special_state)) return false;
+    size_t before = ox_str_length(&row.line);
+    if (before == 0 || static_cast<size_t>(rl_end) != before + 1 || rl_point != rl_end) return false;
+    if (!is_printable(rl_line_buffer[before]) || !extends_row()) return false;
+    if (rl_display_prompt != row.prompt || screen_columns() != row.columns) return false;
+    if (row.column == COLUMN_UNKNOWN) row.column = cursor_column();
+    // The last column stays free: behind it the cursor's place differs between terminals.
+    return row.column >= 0 && row.column + 1 < row.columns;
+}
+
+void append(char c) {
+    putc(c, rl_outstream);
+    ox_str_add_n(&row.line, &c, 1);
+    row.ahead++;
+    row.column++;
+}
+
+void draw_whole(void) {
+    if (row.ahead > 0) {
+        fprintf(rl_outstream, "\033[%zuD", row.ahead);
+        // readline writes anew what stays of it, and wipes nothing that it does not know of.
+        if (!extends_row()) fputs("\033[K", rl_outstream);
+        row.ahead = 0;
+    }
+    rl_redisplay();
+    row.known = rl_point == rl_end && rl_display_prompt && typed_row_is_plain() && guard_echoes() &&
+                !region_is_marked();
+    row.prompt = rl_display_prompt;
+    row.columns = screen_columns();
+    row.column = COLUMN_UNKNOWN;
+    ox_str_clear(&row.line);
+    ox_str_add_n(&row.line, rl_line_buffer, rl_end);
+}
+
+}  // namespace
+
+bool typed_row_is_plain(void) {
+    if (is_plain_row < 0) {
+        auto on = [](const char* name) {
+            const char* value = rl_variable_value(name);
+            return value && strcmp(value, "on") == 0;
+        };
+        // Where readline puts more on the row than prompt and line, the place of the line's end is its
+        // secret.
+        is_plain_row = ox_rl_get_terminal_capabilities(nullptr)->cursor && !on("horizontal-scroll-mode") &&
+                       !on("show-mode-in-prompt") && !on("mark-modified-lines");
+    }
+    return is_plain_row;
+}
+
+int typed_inputrc_key(int count, int key) {
+    is_plain_row = -1;
+    return rl_re_read_init_file(count, key);
+}
+
+void typed_key(int key) {
+    is_plain_key = false;
+    if (!row.known) return;
+    rl_command_func_t* command = key >= 0 && key < 0x7F ? command_of(key) : nullptr;
+    is_plain_key = command == rl_insert && key >= 0x20;
+    // Enter leaves the row as it is.
+    if (is_plain_key || command == rl_newline) return;
+    if (row.ahead > 0) draw_whole();
+    row.known = false;
+}
+
+void typed_forget(void) {
+    row.known = false;
+    row.ahead = 0;
+    is_plain_key = false;
+}
+
+void typed_draw(void) {
+    bool appends = is_plain_key && is_one_longer();
+    is_plain_key = false;
+    if (appends) {
+        append(rl_line_buffer[rl_end - 1]);
+    } else {
+        draw_whole();
+    }
+}
