@@ -4,10 +4,12 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "commands/commands.hpp"
+#include "ox_rl.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
 
@@ -89,7 +91,11 @@ int sh_command(const char*, json_t* args) {
         ox_str_printf_append(line, "%s ", text);
     }
     fflush(stdout);
-    TerminalLoan loan;
-    [[maybe_unused]] int status = system(ox_dynarray_get(line));
+    int status;
+    {
+        TerminalLoan loan;
+        status = system(ox_dynarray_get(line));
+    }
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) ox_rl_end_row();
     return 0;
 }

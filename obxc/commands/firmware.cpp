@@ -138,7 +138,6 @@ int firmware_transaction(json_t* params) {
     follow_flashing();
     response_report(message);
     fflush(stdout);
-    ox_rl_recover();
     editor_shell_off();  // the shell, if this is one, keeps its history
     exit(0);
 }

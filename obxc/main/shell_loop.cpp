@@ -108,8 +108,10 @@ void words_run_armed(json_t* words) {
         if (sigsetjmp(interrupt_context, 1) == 0) {
             interrupt_armed = 1;
             words_dispatch(words);
+            interrupt_point();  // a Ctrl-C that no wait took
         } else {
             interrupt_recover();
+            ox_rl_end_row();
         }
     }
     interrupt_disarm();
@@ -186,6 +188,7 @@ bool is_ready(const struct pollfd& entry) {
 
 Step poll_failed(Shell* shell, int error) {
     if (error != EINTR) {
+        ox_rl_async_restore(shell->editor);
         printf("Error poll(): %s\n", strerror(error));
         return STEP_LEAVE;
     }

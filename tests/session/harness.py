@@ -377,7 +377,7 @@ def obxc(*args, daemon=None, stdin="", env=None, program=None, leaks=True, cwd=N
     return finished
 
 
-PROMPT = r"\S*obxc\S*>"
+PROMPT = r"[^\s^]*obxc\S*>"  # alone on its line: no "^C" stands in front
 
 
 class Terminal:

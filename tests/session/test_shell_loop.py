@@ -3,6 +3,7 @@
 import os
 import random
 import re
+import resource
 import signal
 import socket
 import subprocess
@@ -325,10 +326,10 @@ def test_ctrl_c_and_text_at_once(session):
 
 
 def test_ctrl_c_at_an_empty_prompt(session):
-    for _ in range(5):
+    for count in range(1, 6):
         session.interrupt()
+        session.wait(lambda: session.text().count("^C") == count, "mark %d" % count)
         session.prompt()
-    session.wait(lambda: session.text().count("^C") == 5, "five marks")
     assert session.run("color hint") == "120 100 55"
 
 
@@ -350,6 +351,27 @@ def test_ctrl_c_leaves_a_hanging_request(terminal, scripted):
     daemon.answer = lambda request, connection: daemon.result({})
     assert shell.run("save") == "Status: OK"
     assert "late" not in shell.text()
+
+
+def test_the_prompt_after_ctrl_c_has_a_line_of_its_own(session):
+    session.daemon.answer = lambda request, connection: None
+    session.send("save\r")
+    session.daemon.wait_for_request("SaveConfig")
+    session.interrupt()
+    session.wait_for(r"save\n\^C\n\w+@obxc:>$")
+    # The editor and the screen agree on the column: a line that wraps is wiped whole.
+    session.send("x" * 95)
+    session.settle()
+    session.send("\x15color hint\r")
+    session.wait_for(r"obxc:> color hint\n120 100 55\n")
+
+
+def test_ctrl_c_in_a_program_of_the_system(session):
+    session.send("sh echo started; sleep 30\r")
+    session.wait_for("^started$")
+    session.interrupt()
+    session.wait_for(r"started\n\^C\n\w+@obxc:>$")
+    assert session.run("color hint") == "120 100 55"
 
 
 def test_ctrl_c_in_the_password_prompt_restores_the_echo(session):
@@ -451,6 +473,18 @@ def test_a_signal_at_random_moments(scripted, terminal):
     shell.send("\x15")
     shell.prompt()
     assert shell.run("color hint").split("\n")[-1] == "120 100 55"
+
+
+# --- the system fails --------------------------------------------------------------------------------------------
+
+
+def test_poll_fails(session):
+    pid = int(subprocess.check_output(["pgrep", "-n", "-f", "obxc -u " + session.daemon.socket]).split()[0])
+    # poll refuses more entries than the process may have descriptors.
+    resource.prlimit(pid, resource.RLIMIT_NOFILE, (1, 1))
+    session.send("x")
+    assert session.end() == 0
+    assert session.text().endswith("\nError poll(): Invalid argument")
 
 
 # --- recording --------------------------------------------------------------------------------------------------

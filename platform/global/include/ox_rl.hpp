@@ -69,9 +69,12 @@ char* ox_rl(const char* prompt, int timeout_ms);
 /// by a jump.
 void ox_rl_echo_off(int fd);
 void ox_rl_echo_on(int fd);
-/// Puts the terminal back into line mode with echo, whatever was interrupted, and ends the row where somebody
-/// was typing. For the way back from a jump.
+/// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
+/// the row is left as it is.
 void ox_rl_recover(void);
+/// Ends the row on which the terminal has shown a Ctrl-C, so that the next prompt starts in column 0. Nothing
+/// where input or output is no terminal.
+void ox_rl_end_row(void);
 
 /// Prints a JSON array of strings in columns, down then across, as wide as the terminal; one a line when
 /// standard output is no terminal. Names are escaped where standard output is a terminal (ox_out.hpp).

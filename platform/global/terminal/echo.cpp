@@ -59,7 +59,3 @@ void ox_rl_echo_on(int fd) {
     tcsetattr(hidden_fd, TCSADRAIN, &shown_modes);
     hidden_fd = -1;
 }
-
-bool echo_hidden(void) {
-    return hidden_fd >= 0;
-}

@@ -352,11 +352,14 @@ void ox_rl_recover(void) {
     paste_drop();
     plain_drop();
     completion_forget();
-    // The row where somebody was typing is left as it is; nothing else ends it.
-    bool ends_row = echo_hidden() || editor.shown;
     if (editor.shown) hint_erase();
     ox_rl_echo_on(-1);
     abandon_line();
-    if (ends_row) putchar('\n');
+    fflush(stdout);
+}
+
+void ox_rl_end_row(void) {
+    if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return;
+    putchar('\n');
     fflush(stdout);
 }

@@ -88,8 +88,5 @@ bool guard_echoes(void);
 bool guard_take_resize(void);
 bool guard_take_resume(void);
 
-/// Whether a terminal's echo is switched off.
-bool echo_hidden(void);
-
 /// Draws the line anew on an empty row.
 void editor_redraw(void);
