@@ -55,6 +55,11 @@ private:
     bool lent_;
 };
 
+int run_on_terminal(const char* command) {
+    TerminalLoan loan;
+    return system(command);
+}
+
 }  // namespace
 
 int debug_command(const char*, json_t* args) {
@@ -91,11 +96,7 @@ int sh_command(const char*, json_t* args) {
         ox_str_printf_append(line, "%s ", text);
     }
     fflush(stdout);
-    int status;
-    {
-        TerminalLoan loan;
-        status = system(ox_dynarray_get(line));
-    }
+    int status = run_on_terminal(ox_dynarray_get(line));
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) ox_rl_end_row();
     return 0;
 }

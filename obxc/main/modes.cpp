@@ -9,12 +9,14 @@
 #include "main/script.hpp"
 #include "main/shell_loop.hpp"
 #include "obxc.hpp"
+#include "ox_wait.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
 
 namespace {
 
 constexpr int LISTEN_STEP_MS = 10;
+constexpr int RECONNECT_PAUSE_MS = 500;
 
 const char* first_arg(const StartOptions* options) {
     return json_string_value(json_array_get(options->args, 0));
@@ -56,6 +58,15 @@ void print_queued_events() {
     fflush(stdout);
 }
 
+/// Connects again what was lost; the library then joins its groups again.
+void reconnect(int error) {
+    fprintf(stderr, "Connection dropped - %s(%d)\n", ox_socket_strerror(error), error);
+    do {
+        ox_wait_sleep_ms(RECONNECT_PAUSE_MS);
+        if (ox_jrpcapi_pump(0) > 0) return;
+    } while (ox_jrpcapi_connect(request_channel) != 0 || ox_jrpcapi_connect(event_channel) != 0);
+}
+
 int listen_run() {
     struct sigaction action = {};
     action.sa_handler = ignore_interrupt;
@@ -66,10 +77,7 @@ int listen_run() {
     while (running) {
         int error = ox_jrpcapi_pump(LISTEN_STEP_MS);
         if (error > 0) break;  // nobody reads any more
-        if (error < 0) {
-            printf("Connection dropped - %s(%d)\n", ox_socket_strerror(error), error);
-            return 1;
-        }
+        if (error < 0) reconnect(error);
     }
     return 0;
 }

@@ -296,13 +296,36 @@ def test_listen_prints_events_and_survives_ctrl_c(scripted):
     assert listener.end() == -signal.SIGTERM
 
 
-def test_listen_ends_when_the_daemon_goes(scripted):
+def test_listen_outlives_the_daemon(obxd):
+    listener = Listener(obxd, "-a", "root", "-g", "2")
+
+    def hears(word):
+        obxc("-a", "root", "-e", "2", '["%s"]' % word, daemon=obxd)
+        listener.output += listener.process.stdout.read() or b""
+        return b'\nEVENT 2:\n[\n    "%s"\n]\n' % word.encode() in listener.output
+    harness.wait_until(lambda: hears("before"), "the first event")
+    obxd.stop()
+    time.sleep(0.7)
+    assert listener.process.poll() is None
+    obxd.start()
+    harness.wait_until(lambda: hears("after"), "an event of the new daemon")
+    listener.process.terminate()
+    listener.process.wait(harness.PATIENCE)
+    assert b"dropped" not in listener.output
+    assert re.fullmatch(rb"Connection dropped - .+\(-7\)\n", listener.process.stderr.read())
+
+
+def test_listen_waits_between_its_attempts(scripted):
     daemon = scripted()
     listener = Listener(daemon)
     daemon.wait_for_request("JoinGroup")
-    daemon.drop_connections()
-    assert listener.end() == 1
-    assert re.fullmatch(rb"Connection dropped - .+\(-7\)\n", listener.output)
+    end = time.monotonic() + 1.2
+    while time.monotonic() < end:
+        daemon.drop_connections()
+        time.sleep(0.01)
+    assert 2 < len(daemon.connections) < 10
+    listener.process.terminate()
+    listener.end()
 
 
 def test_listen_ends_quietly_when_nobody_reads(scripted):
