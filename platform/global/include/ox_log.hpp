@@ -3,10 +3,15 @@
 
 #include <stddef.h>
 
-/// Does nothing while `ok` is true; else prints file, line, function, the condition's text and `message`, and
-/// aborts.
-void __ox_log_assert(bool ok, const char* condition, const char* file, int line, const char* function,
-                     const char* message);
+/// Prints file, line, function, the condition's text and `message`, and aborts.
+[[noreturn]] void ox_log_fail(const char* condition, const char* file, int line, const char* function,
+                              const char* message);
+
+/// Does nothing while `ok` is true; else fails.
+inline void __ox_log_assert(bool ok, const char* condition, const char* file, int line, const char* function,
+                            const char* message) {
+    if (!ok) ox_log_fail(condition, file, line, function, message);
+}
 
 /// The same with a printf format for the message.
 void __ox_log_assert_fmt(bool ok, const char* condition, const char* file, int line, const char* function,

@@ -4,9 +4,8 @@
 
 #include "ox_log.hpp"
 
-void __ox_log_assert(bool ok, const char* condition, const char* file, int line, const char* function,
-                     const char* message) {
-    if (ok) return;
+void ox_log_fail(const char* condition, const char* file, int line, const char* function,
+                 const char* message) {
     fflush(stdout);
     fprintf(stderr, "%s:%d: %s: assertion '%s' failed: %s\n", file, line, function, condition, message);
     abort();
@@ -20,7 +19,7 @@ void __ox_log_assert_fmt(bool ok, const char* condition, const char* file, int l
     va_start(args, format);
     vsnprintf(message, sizeof(message), format, args);
     va_end(args);
-    __ox_log_assert(false, condition, file, line, function, message);
+    ox_log_fail(condition, file, line, function, message);
 }
 
 void* _xmalloc(size_t size, const char* function, size_t line, const char* file) {

@@ -10,7 +10,7 @@ namespace {
 /// Room for `extra` more bytes behind those in use; the storage doubles, so that appending stays linear.
 void grow(ox_dynarray* array, size_t extra) {
     size_t needed = array->size + extra;
-    if (needed <= array->capacity) return;
+    if (array->data && needed <= array->capacity) return;
     size_t capacity = array->capacity < 32 ? 32 : array->capacity;
     while (capacity < needed) capacity *= 2;
     auto* data = static_cast<char*>(realloc(array->data, capacity));
