@@ -1,4 +1,5 @@
 #include <errno.h>
+#include <limits.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -46,8 +47,17 @@ std::string beside(const std::string& path, const char* name) {
     return slash == std::string::npos ? name : path.substr(0, slash + 1) + name;
 }
 
+// The router's model: where it was installed beside the program, else in the source tree that it was built
+// from.
 std::string default_model() {
-    return is_file(OBX_SOURCE_MODEL) ? OBX_SOURCE_MODEL : OBX_INSTALLED_MODEL;
+    char program[PATH_MAX];
+    ssize_t length = readlink("/proc/self/exe", program, sizeof(program) - 1);
+    if (length > 0) {
+        program[length] = '\0';
+        std::string installed = beside(program, "../share/obxd/router.json");
+        if (is_file(installed)) return installed;
+    }
+    return OBX_SOURCE_MODEL;
 }
 
 // The users of the model's directory, or of the router's that comes with the daemon.
