@@ -64,6 +64,7 @@ void offer_keywords(const Line& line, const Rule& rule) {
         }
         word += length + strspn(word + length, " ");
     }
+    candidates_sort(line.candidates);
 }
 
 void offer_paths(const Line& line, const Rule& rule) {
@@ -86,6 +87,7 @@ void offer_modes(const Line& line, const Rule& /*rule*/) {
             offer_text(line, json_string_value(mode), json_string_length(mode));
         }
     }
+    candidates_sort(line.candidates);
 }
 
 void offer_reboot(const Line& line, const Rule& rule) {
@@ -175,7 +177,6 @@ void offer_by_rules(const Line& line, const char* command) {
         if (line.count < rule.first || line.count > rule.last) continue;
         rule.offer(line, rule);
     }
-    if (candidate_limit == 0) ox_qsort_json(line.candidates, 1);
 }
 
 }  // namespace
@@ -201,6 +202,10 @@ bool names_no_command(const char* line) {
 
 bool candidates_full(const json_t* candidates) {
     return candidate_limit > 0 && json_array_size(candidates) >= candidate_limit;
+}
+
+void candidates_sort(json_t* candidates) {
+    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
 }
 
 void candidates_collect(const char* line, int cursor, json_t* candidates) {

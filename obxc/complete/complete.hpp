@@ -42,5 +42,7 @@ bool candidates_full(const json_t* candidates);
 /// Whether the first word of a line is whole and no command, so that nothing completes it: told without
 /// splitting the line.
 bool names_no_command(const char* line);
+/// Sorts them, unless they are only counted.
+void candidates_sort(json_t* candidates);
 /// Appends the candidates for the text left of the cursor.
 void candidates_collect(const char* line, int cursor, json_t* candidates);

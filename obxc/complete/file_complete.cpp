@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "complete/complete.hpp"
-#include "ox_string.hpp"
 
 namespace {
 
@@ -19,7 +18,7 @@ struct Search {
     size_t prefix_length;
     int access_mode;  // what access() must grant
     TypedWord typed;
-    json_t* seen;  // names that were found already, as keys
+    json_t* seen;  // the candidates that were found already, as keys
     json_t* candidates;
 };
 
@@ -68,14 +67,16 @@ json_t* as_typed(const Search& search, const char* name, bool directory) {
 void offer_entry(const Search& search, const char* directory, const char* name) {
     if (strncmp(name, search.prefix, search.prefix_length) != 0) return;
     if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || has_control_characters(name)) return;
-    if (json_object_get(search.seen, name)) return;
     char path[DIRECTORY_SIZE + NAME_MAX + 2];
     snprintf(path, sizeof path, "%s/%s", directory, name);
     struct stat status;
     if (access(path, search.access_mode) != 0) return;
     bool is_directory = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-    if (json_object_set_new(search.seen, name, json_true()) != 0) return;  // no UTF-8
-    json_array_append_new(search.candidates, as_typed(search, name, is_directory));
+    JsonRef candidate(as_typed(search, name, is_directory));  // null where the name is no UTF-8
+    const char* text = json_string_value(candidate);
+    if (!text || json_object_get(search.seen, text)) return;
+    json_object_set(search.seen, text, candidate);
+    json_array_append(search.candidates, candidate);
 }
 
 void offer_directory(const Search& search, const char* path) {
@@ -126,5 +127,5 @@ void file_complete(int index, json_t* words, json_t* candidates, int files, cons
         if (!directory_of(text, slash, directory)) return;
         offer_directory(search, directory);
     }
-    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
+    candidates_sort(candidates);
 }

@@ -6,6 +6,7 @@
 #include "complete/complete.hpp"
 #include "model/metadata.hpp"
 #include "ox_confapi.hpp"
+#include "ox_tr.hpp"
 #include "session/request.hpp"
 
 json_t* pending_model_events = nullptr;
@@ -84,7 +85,7 @@ json_t* fetch_instances(json_t* missing) {
     request_exec(message, timeout);
     if (timeout >= 0 && request_lost(message)) return nullptr;
     json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
-    return node_list_to_tree(list, nullptr);
+    return ox_tr_names_to_config(list, nullptr);
 }
 
 void apply(const Change& change, json_t* fetched, json_t* missing) {

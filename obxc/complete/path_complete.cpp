@@ -5,7 +5,6 @@
 #include "complete/model_events.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
-#include "ox_string.hpp"
 #include "ox_tr.hpp"
 
 namespace {
@@ -31,7 +30,7 @@ void offer_enumeration(json_t* candidates, const json_t* values, const char* pre
 void offer_children(NodePath* base, const char* prefix, json_t* candidates, int flags) {
     node_candidates_add(candidates, base, prefix, flags | CANDIDATES_DOT | CANDIDATES_PREFIX,
                         candidate_limit);
-    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
+    candidates_sort(candidates);
 }
 
 /// Resolves the first `length` bytes of a text.

@@ -1,7 +1,6 @@
 #include "model/metadata.hpp"
 
 #include <string.h>
-#include <strings.h>
 
 #include "model/path.hpp"
 #include "ox_log.hpp"
@@ -15,8 +14,6 @@ json_t* dm_root = nullptr;
 
 namespace {
 
-/// No path that can be typed or shown is longer or deeper; what is, is left out.
-enum { DEPTH_LIMIT = 260, NAME_LIMIT = 2048 };
 /// The socket errors lie above this code, the daemon's own errors do not.
 enum { SOCKET_ERRORS = -100 };
 
@@ -55,11 +52,7 @@ json_t* fetch_attributes(json_t* names, int level, const char* query) {
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level));
     if (instances) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
     if (!ask(message)) return nullptr;
-    json_t* tree = node_list_to_tree(result_list(message), query);
-    if (!json_is_object(tree)) {
-        json_decref(tree);
-        return json_object();
-    }
+    json_t* tree = ox_tr_names_to_config(result_list(message), query);
     node_info_normalize(tree);
     return tree;
 }
@@ -75,7 +68,6 @@ json_t* fetch_instances(const char* query) {
         json_t* name = json_object_get(item, "Name");
         if (json_is_string(name)) json_array_append(names, name);
     }
-    if (json_array_size(names) == 0) return json_object();
     return fetch_attributes(names, -1, query);
 }
 
@@ -145,25 +137,6 @@ void fetch_failed(NodePath* p) {
     json_object_set_new(p->node, "#lost", json_true());
 }
 
-void normalize(json_t* value, int depth) {
-    if (!json_is_object(value)) return;
-    json_t* info = json_object_get(value, "#info");
-    if (info) {
-        json_t* attributes = json_object_get(info, "Attributes");
-        if (attributes) json_object_set(value, "#attr", attributes);
-        json_object_del(value, "#info");
-    }
-    if (depth == 0) {
-        json_object_clear(value);
-        return;
-    }
-    const char* key;
-    json_t* member;
-    json_object_foreach(value, key, member) {
-        if (strcmp(key, "#attr") != 0) normalize(member, depth - 1);
-    }
-}
-
 }  // namespace
 
 void node_fetch_limit(int ms) {
@@ -214,35 +187,21 @@ json_t* node_child_get(NodePath* p, const char* name) {
     return json_object_get(p->node, "#template");
 }
 
-const char* node_member_spelling(const json_t* node, const char* name) {
-    auto* object = const_cast<json_t*>(node);
-    void* exact = json_object_iter_at(object, name);
-    if (exact) return json_object_iter_key(exact);
-    if (is_instance_number(name, -1)) return nullptr;  // digits have no other case
-    const char* key;
-    json_t* value;
-    json_object_foreach(object, key, value) {
-        if (strcasecmp(key, name) == 0) return key;
-    }
-    return nullptr;
-}
-
 void node_member_drop(json_t* node, const char* key) {
     retire(json_object_get(node, key));
     json_object_del(node, key);
 }
 
 void node_info_normalize(json_t* value) {
-    normalize(value, DEPTH_LIMIT);
-}
-
-json_t* node_list_to_tree(json_t* list, const char* query) {
-    // A name of millions of components would become a tree too deep to be released.
-    for (size_t i = json_array_size(list); i-- > 0;) {
-        json_t* name = json_object_get(json_array_get(list, i), "Name");
-        if (json_string_length(name) > NAME_LIMIT) json_array_set_new(list, i, json_null());
+    json_t* info = json_object_get(value, "#info");
+    if (info) {
+        json_t* attributes = json_object_get(info, "Attributes");
+        if (attributes) json_object_set(value, "#attr", attributes);
+        json_object_del(value, "#info");
     }
-    return ox_tr_names_to_config(list, query);
+    const char* key;
+    json_t* member;
+    json_object_foreach(value, key, member) node_info_normalize(member);
 }
 
 json_t* dm_reload(void) {
@@ -257,7 +216,6 @@ json_t* dm_reload(void) {
     paths_pin();
     node_fetch(&current_path);
     prompt_rebuild();
-    json_object_del(dm_root, "DataModelVersion");
     return dm_root;
 }
 

@@ -34,9 +34,6 @@ bool node_needs_fetch(const json_t* node);
 json_t* node_child_get(NodePath* p, const char* name);
 /// Removes a member of a cached node; who still holds its node may use it until dm_settle.
 void node_member_drop(json_t* node, const char* key);
-/// ox_tr_names_to_config for a list from the daemon: elements with names beyond all measure are taken out of
-/// it first.
-json_t* node_list_to_tree(json_t* list, const char* base);
 /// Rewrites "#info" into "#attr" throughout a tree.
 void node_info_normalize(json_t* value);
 /// Drops the cache and rebuilds its root; resets the current node. The previous path keeps its text and is
@@ -58,6 +55,3 @@ void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, 
 json_t* dm_schema_get(const char* path);
 /// True for an object whose values are objects all the way down.
 bool json_is_object_tree(const json_t* value);
-/// The first member whose key equals `name` ignoring case; its own spelling, or null. Costs no walk over all
-/// siblings when the spelling is right.
-const char* node_member_spelling(const json_t* node, const char* name);

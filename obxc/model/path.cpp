@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 
 #include "model/metadata.hpp"
 #include "ox_out.hpp"
@@ -87,12 +88,23 @@ bool descend_template(NodePath* p) {
     return push_child(p, child, "#template") == 0;
 }
 
+/// The spelling of the first member that is called like that, ignoring case, or `name` itself.
+const char* model_spelling(json_t* node, const char* name) {
+    const char* key;
+    json_t* value;
+    json_object_foreach(node, key, value) {
+        if (strcasecmp(key, name) == 0) return key;
+    }
+    return name;
+}
+
 bool descend(NodePath* p, const char* name) {
-    if (node_needs_fetch(p->node)) node_fetch(p);
-    const char* spelling = node_member_spelling(p->node, name);
-    // A fetch frees the members, and their keys with them.
-    char own[sizeof p->path];
-    if (ox_string_strlcpy(own, spelling ? spelling : name, sizeof own) >= sizeof own) return false;
+    char own[sizeof p->path];  // a fetch frees the members, and their keys with them
+    if (!is_instance_number(name, -1)) {
+        if (node_needs_fetch(p->node)) node_fetch(p);
+        name = model_spelling(p->node, name);
+    }
+    if (ox_string_strlcpy(own, name, sizeof own) >= sizeof own) return false;
     json_t* child = node_child_get(p, own);
     return child && push_child(p, child, own) == 0;
 }

@@ -36,12 +36,20 @@ const char* below_base(const char* name, const char* base) {
 
 /// Keys of the cache's own that a name from outside must not take.
 bool is_reserved(const char* component, size_t length) {
-    static const char* const keys[] = {"#info", "#attr", "#fetched"};
+    static const char* const keys[] = {"#info", "#attr", "#fetched", "#lost"};
     if (component[0] != '#') return false;
     for (const char* key : keys) {
         if (strlen(key) == length && memcmp(key, component, length) == 0) return true;
     }
     return false;
+}
+
+/// The object under a key, made when there is nothing; null when something else is in the way.
+json_t* child_object(json_t* node, const char* key, size_t length) {
+    json_t* child = json_object_getn(node, key, length);
+    if (child) return json_is_object(child) ? child : nullptr;
+    child = json_object();
+    return json_object_setn_new(node, key, length, child) == 0 ? child : nullptr;
 }
 
 /// The object named by the rest of a name, made with all on its way; null when something else is in the way.
@@ -50,13 +58,8 @@ json_t* make_node(json_t* root, const char* name) {
     const char* component = nullptr;
     while (size_t length = next_component(&name, &component)) {
         if (is_reserved(component, length)) return nullptr;
-        json_t* child = json_object_getn(node, component, length);
-        if (!child) {
-            child = json_object();
-            if (json_object_setn_new(node, component, length, child) != 0) return nullptr;
-        }
-        if (!json_is_object(child)) return nullptr;
-        node = child;
+        node = child_object(node, component, length);
+        if (!node) return nullptr;
     }
     return node;
 }
@@ -83,13 +86,8 @@ void set_value(json_t* root, const char* name, json_t* value) {
             json_object_setn_new(node, component, length, value ? json_incref(value) : json_null());
             return;
         }
-        json_t* child = json_object_getn(node, component, length);
-        if (!child) {
-            child = json_object();
-            if (json_object_setn_new(node, component, length, child) != 0) return;
-        }
-        if (!json_is_object(child)) return;
-        node = child;
+        node = child_object(node, component, length);
+        if (!node) return;
         component = next;
         length = next_length;
     }

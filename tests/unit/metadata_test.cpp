@@ -77,6 +77,24 @@ TEST_F(Metadata, InstancesComeWithAllBelowThem) {
     EXPECT_EQ(json_object_get(node("Device.Hosts.Host.3"), "#info"), nullptr);
 }
 
+TEST_F(Metadata, AnInstanceThatIsNotThereIsAskedForOnce) {
+    node("Device.Hosts.Host");
+    daemon.take_requests();
+    EXPECT_NE(node("Device.Hosts.Host.99"), nullptr);
+    EXPECT_EQ(daemon.take_requests().size(), 3u);
+}
+
+TEST_F(Metadata, AnObjectWithoutInstancesTakesThreeRequestsToo) {
+    daemon.remove("Device.Hosts.Host.1.");
+    daemon.remove("Device.Hosts.Host.2.");
+    node("Device.Hosts.Host");
+    daemon.take_requests();
+    EXPECT_EQ(candidates("Device.Hosts.Host", nullptr, 0), Texts({"max_instance"}));
+    EXPECT_EQ(daemon.take_requests(),
+              Texts({"GetParameterAttributes Device.Hosts.Host. 1", "GetParameterNames Device.Hosts.Host.",
+                     "GetParameterAttributes -1"}));
+}
+
 TEST_F(Metadata, AnUnknownInstanceShowsItsTemplate) {
     EXPECT_EQ(candidates("Device.Hosts.Host.99", nullptr, 0), Texts({"IPAddress"}));
     EXPECT_EQ(candidates("Device.Hosts.Host.*", nullptr, 0), Texts({"IPAddress"}));
@@ -224,7 +242,7 @@ TEST_F(Metadata, InfoBecomesAttributes) {
                              0, nullptr));
     node_info_normalize(value);
     JsonRef expected(json_loads(R"({"#attr":{"type":"object"},
-        "A":{"#attr":{"type":"int","#info":{"Attributes":1}},"B":{},"C":{}}})",
+        "A":{"#attr":{"type":"int","#attr":1},"B":{},"C":{}}})",
                                 0, nullptr));
     EXPECT_TRUE(json_equal(value, expected));
     node_info_normalize(nullptr);

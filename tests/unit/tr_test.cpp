@@ -140,7 +140,7 @@ TEST(Tr, NamesBecomeTrees) {
         {".", R"([{"Name":".","x":1},{"NoName":1},{"Name":5},7,null,{"Name":"A"}])",
          R"({"#info":{"x":1},"A":{"#info":{}}})"},
         {".",
-         R"([{"Name":"A.#info.B","x":1},{"Name":"#attr","x":1},{"Name":"#fetched","x":1},{"Name":"#input.B","x":1}])",
+         R"([{"Name":"A.#info.B","x":1},{"Name":"#attr","x":1},{"Name":"#fetched","x":1},{"Name":"A.#lost.x"},{"Name":"#input.B","x":1}])",
          R"({"A":{},"#input":{"B":{"#info":{"x":1}}}})"},
         {".", "[]", "{}"},
         {".", "{}", "{}"},
