@@ -88,25 +88,30 @@ bool descend_template(NodePath* p) {
     return push_child(p, child, "#template") == 0;
 }
 
-/// The spelling of the first member that is called like that, ignoring case, or `name` itself.
-const char* model_spelling(json_t* node, const char* name) {
+/// The member that is called `*name`: exactly, else the first one ignoring case, whose spelling `*name`
+/// becomes.
+json_t* find_member(json_t* node, const char** name) {
+    json_t* exact = json_object_get(node, *name);
+    if (exact) return exact;
     const char* key;
     json_t* value;
     json_object_foreach(node, key, value) {
-        if (strcasecmp(key, name) == 0) return key;
+        if (strcasecmp(key, *name) != 0) continue;
+        *name = key;
+        return value;
     }
-    return name;
+    return nullptr;
 }
 
 bool descend(NodePath* p, const char* name) {
-    char own[sizeof p->path];  // a fetch frees the members, and their keys with them
-    if (!is_instance_number(name, -1)) {
+    json_t* child;
+    if (is_instance_number(name, -1)) {
+        child = node_child_get(p, name);
+    } else {
         if (node_needs_fetch(p->node)) node_fetch(p);
-        name = model_spelling(p->node, name);
+        child = find_member(p->node, &name);
     }
-    if (ox_string_strlcpy(own, name, sizeof own) >= sizeof own) return false;
-    json_t* child = node_child_get(p, own);
-    return child && push_child(p, child, own) == 0;
+    return child && push_child(p, child, name) == 0;
 }
 
 bool resolve_component(NodePath* p, const char* text, size_t length, bool quiet) {

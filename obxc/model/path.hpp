@@ -16,8 +16,8 @@ void path_reset(NodePath* p);
 /// Descends to a child. Returns 0, or -1 when the text would exceed 258 characters (nothing changes then).
 int path_push(NodePath* p, json_t* child, const char* name, int multi, int ordered);
 /// Walks `text` from `p`, in place. 0; -1 when a component cannot be resolved (`p` holds what was reached);
-/// -2 when `text` is absent. With `quiet`, "-" prints nothing. Names match ignoring case; the first
-/// member in the cache's order wins, its spelling is what the path holds.
+/// -2 when `text` is absent. With `quiet`, "-" prints nothing. Names match ignoring case; where two members
+/// differ in nothing else, the exact spelling wins, else the first one in the cache's order.
 int path_resolve(NodePath* p, const char* text, bool quiet = false);
 
 /// True when the first `max` characters (-1: all) are 1 to 20 decimal digits and nothing else.

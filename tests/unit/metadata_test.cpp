@@ -5,6 +5,7 @@
 
 #include "model/path.hpp"
 #include "model_daemon.hpp"
+#include "ox_confapi.hpp"
 #include "ox_wait.hpp"
 #include "session/prompt.hpp"
 
@@ -261,6 +262,31 @@ TEST_F(Metadata, ObjectTrees) {
         EXPECT_EQ(json_is_object_tree(value), row.expected) << row.json;
     }
     EXPECT_FALSE(json_is_object_tree(nullptr));
+}
+
+TEST_F(Metadata, Schemas) {
+    ox_confapi_set_ctx(request_channel);
+    daemon.has_schema = true;
+    const char* rows[][2] = {
+        {"Device.Hosts", "GetDataModel Device.Hosts -1"},
+        {"Device.Hosts.Host.*.IPAddress", "GetDataModel Device.Hosts.Host. -1"},
+        {"Device.Hosts.Host.[A==1].{B,C}", "GetDataModel Device.Hosts.Host. -1"},
+        {"Device.{Hosts,DeviceInfo}.*", "GetDataModel Device. -1"},
+        {"", "GetDataModel . -1"},
+        {"*", "GetDataModel . -1"},
+    };
+    for (const auto& row : rows) {
+        daemon.take_requests();
+        JsonRef schema(dm_schema_get(row[0]));
+        EXPECT_NE(json_object_get(schema, "Device"), nullptr) << row[0];
+        EXPECT_EQ(daemon.take_requests(), Texts({row[1]}));
+    }
+    daemon.has_schema = false;
+    EXPECT_EQ(dm_schema_get("Device"), nullptr);
+    daemon.failing = true;
+    ox_confapi_ignore_next_error_exec(1);
+    EXPECT_EQ(dm_schema_get("Device"), nullptr);
+    ox_confapi_set_ctx(nullptr);
 }
 
 TEST_F(Metadata, HostileAnswers) {

@@ -25,9 +25,10 @@ struct ModelEntry {
 class ModelDaemon {
 public:
     std::vector<ModelEntry> model;
-    std::atomic<int> delay_ms{0};      // before each answer
-    std::atomic<bool> failing{false};  // answers are errors
-    std::string raw_list;              // when set, the "ParameterList" of every answer
+    std::atomic<int> delay_ms{0};         // before each answer
+    std::atomic<bool> failing{false};     // answers are errors
+    std::atomic<bool> has_schema{false};  // answers hold a "Datamodel"
+    std::string raw_list;                 // when set, the "ParameterList" of every answer
 
     ModelDaemon() {
         snprintf(path_, sizeof path_, "/tmp/obxmodel.%d.%d", getpid(), serial_++);
@@ -177,6 +178,10 @@ private:
             json_object_set_new(response, "error", json_pack("{s:i,s:s}", "code", 9005, "message", "bad"));
         } else {
             json_object_set_new(response, "result", json_pack("{s:o}", "ParameterList", list));
+            if (has_schema) {
+                json_t* schema = json_pack("{s:{s:{}}}", "Datamodel", "Device");
+                json_object_update_new(json_object_get(response, "result"), schema);
+            }
         }
         char* text = json_dumps(response, JSON_COMPACT);
         std::string out = std::string(text) + "\n";

@@ -199,12 +199,13 @@ TEST_F(Paths, LongTextsAreRefused) {
     EXPECT_STREQ(p.path, "");
 }
 
-// The order of the cache is the order of the daemon's answer.
-TEST_F(Paths, TheFirstOfTwoCapitalisationsWins) {
-    daemon.add("Device.name.", R"({"type":"object"})");
-    daemon.add("Device.NAME.", R"({"type":"object"})");
-    const char* rows[][2] = {
-        {"Device.name", "Device.name"}, {"Device.NAME", "Device.name"}, {"Device.Name", "Device.name"}};
+// An ordered rule may have a parameter Order beside the pseudo-parameter order.
+TEST_F(Paths, ExactSpellingWinsOverAnotherCase) {
+    daemon.add("Device.Firewall.Order", R"({"type":"int"})");
+    daemon.add("Device.Firewall.order", R"({"type":"int"})");
+    const char* rows[][2] = {{"Device.Firewall.order", "Device.Firewall.order"},
+                             {"Device.Firewall.Order", "Device.Firewall.Order"},
+                             {"Device.Firewall.ORDER", "Device.Firewall.Order"}};
     for (const auto& row : rows) {
         ScopedPath p;
         ASSERT_EQ(path_resolve(&p, row[0]), 0);
