@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "answers.hpp"
+#include "device/image.hpp"
 #include "net/server.hpp"
 
 namespace obxd {
@@ -54,21 +55,48 @@ std::string text_value(Store& store, const char* path) {
     return text ? text : "";
 }
 
+void complain(Device& device, const std::string& path, const std::string& error) {
+    fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
+    journal_add(device.server.journal, "%s: %s", path.c_str(), error.c_str());
+}
+
+// Version and mode as they were written down. False with `error` when the file is not one of ours.
+bool read_state(Device& device, const std::string& path, std::string& error) {
+    json_error_t where;
+    JsonRef state(json_load_file(path.c_str(), 0, &where));
+    const json_t* version = json_object_get(state, "SoftwareVersion");
+    const json_t* mode = json_object_get(state, "DeviceMode");
+    if (!json_is_string(version) || (mode && !json_is_string(mode))) {
+        error = state ? "No state file" : where.text;
+        return false;
+    }
+    bool given_by_model = device.version == json_string_value(version);
+    if (!given_by_model && !version_ok(json_string_value(version))) {
+        error = std::string("No version: ") + json_string_value(version);
+        return false;
+    }
+    if (mode && !device_mode_allowed(device, json_string_value(mode))) {
+        error = std::string("No such device mode: ") + json_string_value(mode);
+        return false;
+    }
+    device.version = json_string_value(version);
+    device.mode = mode ? json_string_value(mode) : "";
+    return true;
+}
+
 void load_state(Device& device) {
-    JsonRef state(json_load_file((device.state_dir + "/state.json").c_str(), 0, nullptr));
-    const char* version = text_param(state, "SoftwareVersion");
-    const char* mode = text_param(state, "DeviceMode");
-    device.version = version ? version : text_value(*device.server.store, VERSION_PATH);
-    device.mode = mode ? mode : "";
+    device.version = text_value(*device.server.store, VERSION_PATH);
+    device.mode.clear();
+    std::string path = device.state_dir + "/state.json";
+    std::string error;
+    if (access(path.c_str(), F_OK) == 0 && !read_state(device, path, error)) complain(device, path, error);
 }
 
 void boot(Device& device) {
     std::string path = config_path(device);
     std::string error;
-    if (access(path.c_str(), F_OK) == 0 && !config_load(device, path, false, error)) {
-        fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
-        journal_add(device.server.journal, "saved configuration not usable: %s", error.c_str());
-    }
+    if (access(path.c_str(), F_OK) == 0 && !config_load(device, path, false, error))
+        complain(device, path, error);
     device.booted = now_ms();
     device.rebooting = device.flashing = false;
     device.progress = 0;

@@ -29,14 +29,6 @@ bool wrong(std::string& error, std::string what) {
     return false;
 }
 
-bool version_ok(std::string_view version) {
-    if (version.empty() || version.size() > MAX_VERSION) return false;
-    for (char c : version) {
-        if (!isalnum(static_cast<unsigned char>(c)) && !strchr("._+-", c)) return false;
-    }
-    return true;
-}
-
 void set_field(Image& image, std::string_view line) {
     size_t colon = line.find(": ");
     if (colon == std::string_view::npos) return;
@@ -98,6 +90,14 @@ bool copy_rest(FILE* from, FILE* to) {
 }
 
 }  // namespace
+
+bool version_ok(std::string_view version) {
+    if (version.empty() || version.size() > MAX_VERSION) return false;
+    for (char c : version) {
+        if (!isalnum(static_cast<unsigned char>(c)) && !strchr("._+-", c)) return false;
+    }
+    return true;
+}
 
 bool image_check(const std::string& file, Image& image, std::string& error) {
     FilePtr in(fopen(file.c_str(), "rbe"));

@@ -11,6 +11,7 @@
 #include <stdint.h>
 
 #include <string>
+#include <string_view>
 
 namespace obxd {
 
@@ -24,7 +25,10 @@ struct Image {
 /// reading the file does: call it on a job's thread.
 bool image_check(const std::string& file, Image& image, std::string& error);
 
-/// Makes an image of the file `payload`. A version is 1 to 64 letters, digits, "." "_" "+" "-".
+/// True for 1 to 64 letters, digits, "." "_" "+" "-".
+bool version_ok(std::string_view version);
+
+/// Makes an image of the file `payload`.
 bool image_make(const std::string& version, const std::string& payload, const std::string& file,
                 std::string& error);
 

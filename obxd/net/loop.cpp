@@ -107,6 +107,7 @@ int loop_open(Loop& loop) {
     sigaddset(&signals, SIGINT);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     loop.epoll_fd = epoll_create1(EPOLL_CLOEXEC);
     loop.signal_fd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
     loop.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);

@@ -81,6 +81,8 @@ void node_path(const Node* node, std::string& out);
 std::string node_path(const Node* node);
 /// Takes over `value`.
 void slot_set(Node* node, const Schema* parameter, json_t* value);
+/// Puts the status that belongs to an "Enable" right. True when it was another one.
+bool status_follow(Node* node, const Schema* enable);
 
 // Paths (path.cpp)
 /// What a path without "#template" names; false when nothing.

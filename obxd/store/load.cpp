@@ -27,8 +27,7 @@ static bool schema_walk(Impl& impl, Schema* schema, const std::string& path, std
                 error = name + ": the default " + why;
                 return false;
             }
-            JsonRef normal(value_normal(child.get(), child->initial));
-            if (normal.get() != child->initial.get()) child->initial = std::move(normal);
+            child->initial.reset(value_normal(child.get(), child->initial));
         }
         if (child->input && !schema_walk(impl, child->input.get(), name + ".#input.", error)) return false;
         if (!schema_walk(impl, child.get(), name + ".", error)) return false;

@@ -336,8 +336,8 @@ bool keys_load(Loader& loader, Schema* schema, const json_t* keys) {
     return true;
 }
 
-/// Ties parameters to what they show: counters to the objects they count, an "Order" to the place, an alias.
-bool roles_assign(Loader& loader, Schema* schema, const json_t* given) {
+/// Ties counters to the objects they count.
+bool counters_tie(Loader& loader, Schema* schema, const json_t* given) {
     for (Schema* parameter : schema->parameters) {
         const char* counts = text_of(json_object_get(given, parameter->name.c_str()), "counts");
         std::string_view name = parameter->name;
@@ -353,15 +353,6 @@ bool roles_assign(Loader& loader, Schema* schema, const json_t* given) {
         if (!object || !object->multi) continue;
         parameter->counts = object;
         object->counter = parameter;
-    }
-    if (!schema->multi) return true;
-    Schema* alias = schema_child(schema, "Alias");
-    if (alias && alias->kind == Schema::PARAMETER && strcmp(text_of(alias->attrs, "type"), "Alias") == 0)
-        schema->alias = alias;
-    Schema* order = schema->ordered ? schema_child(schema, "Order") : nullptr;
-    if (order && order->kind == Schema::PARAMETER) {
-        order->mirrors_order = true;
-        schema->order_mirror = order;
     }
     return true;
 }
@@ -389,7 +380,8 @@ bool object_load(Loader& loader, Schema* schema, json_t* given, int depth) {
     json_t* child;
     json_object_foreach(given, name, child) if (strcmp(name, "#attr") != 0 &&
                                                 !child_load(loader, schema, name, child, depth)) return false;
-    return keys_load(loader, schema, json_object_get(own, "keys")) && roles_assign(loader, schema, given);
+    schema_roles(schema);
+    return keys_load(loader, schema, json_object_get(own, "keys")) && counters_tie(loader, schema, given);
 }
 
 }  // namespace

@@ -77,6 +77,8 @@ struct Schema {
     std::shared_ptr<const Limits> limits;  ///< of a parameter; never null there
     std::vector<Relation> relations;
     Schema* counts = nullptr;  ///< the sibling object whose instances this parameter counts
+    Schema* status = nullptr;  ///< of an "Enable": the "Status" beside it, which follows it
+    JsonRef states[2];         ///< what that status is while this is false, and true
 
     std::vector<std::unique_ptr<Schema>> children;  ///< in the model's order
     std::vector<Schema*> parameters, objects;       ///< the children by slot
@@ -107,6 +109,10 @@ bool instance_number(std::string_view text, uint32_t& number);
 /// Splits a dotted path; a final "." makes no component. False for an empty component or an empty path; "."
 /// gives no components.
 bool path_split(std::string_view path, std::vector<std::string_view>& parts);
+
+/// Ties the parameters of a loaded object to what they show by their names: an alias that is given when an
+/// instance is added, an "Order" to the place, a "Status" to the "Enable" beside it.
+void schema_roles(Schema* schema);
 
 /// Reads the "types" and "schema" members of a model file into `root` (whose children are the top's).
 /// False with `error` naming the path that is wrong.

@@ -79,6 +79,13 @@ struct Applier {
         slot_set(instance, alias, json_string(("cpe-" + std::to_string(instance->number)).c_str()));
     }
 
+    /// The device takes notice of what changes.
+    void value_restore(Node* node, const Schema* parameter, json_t* value) const {
+        bool same = json_equal(node->values[parameter->slot], value);
+        slot_set(node, parameter, value_normal(parameter, value));
+        if (!same) status_follow(node, parameter);
+    }
+
     void orders_assign(Node* node, const json_t* values) const {
         std::vector<std::pair<json_int_t, Node*>> places;
         for (auto& instance : node->instances) {
@@ -125,7 +132,9 @@ struct Applier {
                 continue;
             if (!keep.empty() && kept(path + parameter->name)) continue;
             json_t* value = json_object_get(values, parameter->name.c_str());
-            if (value)
+            if (value && only_config)
+                value_restore(node, parameter, value);
+            else if (value)
                 slot_set(node, parameter, value_normal(parameter, value));
             else if (!only_config)
                 slot_set(node, parameter, json_incref(parameter->initial.get()));

@@ -87,4 +87,11 @@ void slot_set(Node* node, const Schema* parameter, json_t* value) {
     json_decref(old);
 }
 
+bool status_follow(Node* node, const Schema* enable) {
+    json_t* wanted = enable->states[json_is_true(node->values[enable->slot]) ? 1 : 0];
+    if (!enable->status || json_equal(node->values[enable->status->slot], wanted)) return false;
+    slot_set(node, enable->status, json_incref(wanted));
+    return true;
+}
+
 }  // namespace obxd

@@ -138,8 +138,20 @@ void value_tell(Impl& impl, const std::string& path, json_t* value) {
     if (impl.listener) impl.listener({Change::VALUE, path, 0, value});
 }
 
+/// What is told must not hang on the tree: a listener or hook may change it.
+struct Told {
+    std::string path;
+    const Schema* schema;
+    JsonRef value;
+};
+
+void changed_add(std::vector<Told>& changed, const std::string& path, const Node* node,
+                 const Schema* schema) {
+    changed.push_back({path, schema, JsonRef(json_incref(node->values[schema->slot]))});
+}
+
 void commit(Setter& setter) {
-    std::vector<std::pair<const Assignment*, json_t*>> changed;
+    std::vector<Told> changed;
     for (Assignment& entry : setter.assignments) {
         Node* node = entry.target.node;
         if (entry.place) {
@@ -149,19 +161,17 @@ void commit(Setter& setter) {
             orders_tell(setter.impl, node->parent, std::min(old, entry.place), std::max(old, entry.place));
             continue;
         }
-        json_t* value = node->values[entry.target.schema->slot];
-        if (!json_equal(value, entry.old)) changed.emplace_back(&entry, value);
+        const Schema* schema = entry.target.schema;
+        if (json_equal(node->values[schema->slot], entry.old)) continue;
+        changed_add(changed, entry.path, node, schema);
+        if (status_follow(node, schema))
+            changed_add(changed, node_path(node) + schema->status->name, node, schema->status);
     }
-    // What is told must not hang on the tree: a listener or hook may change it.
-    std::vector<JsonRef> held;
-    held.reserve(changed.size());
-    for (auto& [entry, value] : changed) held.emplace_back(json_incref(value));
-    for (auto& [entry, value] : changed) {
-        json_t* shown = entry->target.schema->hidden ? json_string("") : json_incref(value);
-        value_tell(setter.impl, entry->path, shown);
-        json_decref(shown);
+    for (Told& told : changed) {
+        JsonRef shown(told.schema->hidden ? json_string("") : json_incref(told.value));
+        value_tell(setter.impl, told.path, shown);
     }
-    for (auto& [entry, value] : changed) hooks_run(entry->target.schema, entry->path, value);
+    for (Told& told : changed) hooks_run(told.schema, told.path, told.value);
 }
 
 }  // namespace

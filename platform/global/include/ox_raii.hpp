@@ -31,10 +31,11 @@ public:
         pointer_ = nullptr;
         return pointer;
     }
+    /// Takes over the pointer and releases the old one: a reference to the same value must be one of its own.
     void reset(T* pointer = nullptr) {
         T* old = pointer_;
         pointer_ = pointer;
-        if (old != pointer) Release(old);
+        Release(old);
     }
 
 private:
