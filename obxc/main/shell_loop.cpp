@@ -196,6 +196,7 @@ Step poll_failed(Shell* shell, int error) {
         ox_rl_resized();
         return STEP_GO_ON;
     }
+    ox_rl_async_to_end(shell->editor);
     puts("^C");
     ox_rl_async_clear(shell->editor);
     redraw(shell);

@@ -500,3 +500,28 @@ def test_interrupted_search_starts_afresh(session):
     session.interrupt()
     session.prompt()
     assert session.run("sh echo next") == "next"
+
+
+def test_ctrl_c_covers_nothing_of_a_long_line(open_shell):
+    """Wherever the cursor is, the line stays readable and the prompt stands below all of its rows."""
+    session = open_shell(columns=40)
+    line = "sh echo " + "0123456789" * 9
+    session.send(line + "\x01")
+    session.wait(lambda: session.cursor()[0] == len("root@obxc:> "))
+    session.interrupt()
+    session.prompt()
+    assert session.text().replace("\n", "").endswith("root@obxc:> " + line + "^Croot@obxc:>"), session.text()
+
+
+def test_stop_of_the_terminals_first_process(session):
+    """Nobody could continue it, so it goes on, and the line is as it was."""
+    session.send("sh echo half")
+    session.wait_line("root@obxc:> sh echo half")
+    for _ in range(3):
+        session.send("\x1a")
+        session.settle()
+        assert session.line() == "root@obxc:> sh echo half"
+    session.send(" whole\r")
+    session.wait_for("^half whole$")
+    session.prompt()
+    assert modes(session) == (False, False)

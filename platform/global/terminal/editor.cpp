@@ -283,6 +283,14 @@ void ox_rl_async_restore(ox_rl_async*) {
     fflush(stdout);
 }
 
+void ox_rl_async_to_end(ox_rl_async*) {
+    if (!editor.shown || editor.asking) return;
+    hint_erase();
+    rl_point = rl_end;
+    rl_redisplay();
+    fflush(stdout);
+}
+
 void ox_rl_async_clear(ox_rl_async*) {
     paste_drop();
     plain_drop();

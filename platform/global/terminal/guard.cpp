@@ -44,11 +44,12 @@ void on_stop_or_end(int number) {
     sigaddset(&only, number);
     raise(number);
     sigprocmask(SIG_UNBLOCK, &only, &before);
-    // Here the program goes on after a stop.
+    // Here the program goes on: after a stop, which on_continue then knows about, or at once where nobody
+    // could continue it (it is the terminal's first process).
     sigprocmask(SIG_SETMASK, &before, nullptr);
     sigaction(number, &own, nullptr);
     tcsetattr(STDIN_FILENO, TCSADRAIN, &key_modes);
-    resumed = 1;
+    if (editor.bracketed) write_all("\033[?2004h", 8);
     errno = error;
 }
 

@@ -31,7 +31,8 @@ int wait_key(int timeout_ms) {
         if (ours) sigaction(SIGINT, &before, nullptr);
         if (result >= 0) return result > 0;
         if (error != EINTR) return 1;
-        if (ox_wait_take_interrupt() || !ox_rl_resized()) return -1;
+        if (ox_wait_take_interrupt()) return -1;
+        ox_rl_resized();
     }
 }
 
@@ -45,8 +46,11 @@ char* ox_rl(const char* prompt, int timeout_ms) {
         int ready = wait_key(timeout_ms);
         if (ready <= 0) {
             editor.ctrl_d = false;
-            if (ready < 0) puts("^C");
-            if (ready < 0) ox_rl_async_clear(handle);
+            if (ready < 0) {
+                ox_rl_async_to_end(handle);
+                puts("^C");
+                ox_rl_async_clear(handle);
+            }
             ox_rl_async_restore(handle);
             ox_rl_async_clear(handle);
             return nullptr;
