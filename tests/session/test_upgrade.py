@@ -1,0 +1,249 @@
+"""Firmware and other transfers with the real daemon to the end: over the local socket, and over TLS, where the
+program serves the file to the daemon."""
+
+import os
+import re
+import shutil
+
+import pytest
+
+import harness
+from harness import obxc
+from obxd_support import QUICK, make_image
+from remote_support import Authority, remote_obxd, trusting, url
+
+HOST = "Device.DeviceInfo.HostName"
+VERSION = "Device.DeviceInfo.SoftwareVersion"
+CURRENT = "3.4.1"
+QUESTION = r"Reset config\[\(N\)o/\(y\)es/\(c\)ancel\]"
+FLASHED = r"Flashing: [*@]*@[*@]*\nStatus: OK\n"
+
+
+@pytest.fixture(scope="module")
+def house():
+    """An authority; its directory holds what the tests transfer, too."""
+    directory = harness.temp_dir()
+    yield Authority(directory, "house")
+    shutil.rmtree(directory, ignore_errors=True)
+
+
+@pytest.fixture(scope="module")
+def certificate(house):
+    return house.issue("device")
+
+
+class Router:
+    """The device, near or afar. A change of its configuration was saved."""
+
+    def __init__(self, house, certificate, afar):
+        self.house = house
+        self.afar = afar
+        self.daemon = remote_obxd(*QUICK, tls=certificate)
+        self.env = trusting(house)
+        self.args = ["-u", self.daemon.socket, "-a", "root:"]
+        if afar:
+            self.args = ["-u", url(self.daemon), "--ssl", "-a", "admin:admin"]
+        client = self.daemon.client()
+        assert client.get(VERSION) == CURRENT
+        self.default_host = client.get(HOST)
+        client.set(HOST, "kept")
+        client.call("SaveConfig")
+        client.close()
+        self.witness = self.daemon.client()
+        self.witness.call("JoinGroup", {"Group": 2})
+
+    def image(self, version):
+        return make_image(self.house.directory, version)
+
+    def obxc(self, *words):
+        return obxc(*self.args, *words, env=self.env)
+
+    def sending(self, path):
+        """A pattern of what is printed first when a file is served."""
+        if not self.afar:
+            return ""
+        return r"Sending file \(%s, %d bytes\) via netcat \(netcat://127\.0\.0\.1:\d+\)\.\.\.\n" % (
+            re.escape(path), os.path.getsize(path))
+
+    def rebooted(self):
+        """Waits until the device went down and is back; returns its version and host name."""
+        while self.witness.receive():
+            pass
+        harness.wait_until(lambda: os.path.exists(self.daemon.socket), "the socket")
+        client = self.daemon.client()
+        found = client.get(VERSION), client.get(HOST)
+        client.close()
+        return found
+
+    def close(self):
+        self.witness.close()
+        self.daemon.close()
+
+
+@pytest.fixture(params=["near", "afar"])
+def router(request, house, certificate):
+    made = Router(house, certificate, request.param == "afar")
+    yield made
+    made.close()
+
+
+@pytest.mark.parametrize("version, text, resets", [
+    ("3.4.2", "Build upgrade...\n", False),
+    ("3.4.0", "Build downgrade...\n", False),
+    ("3.4.1-rc1", "Build downgrade...\n", False),
+    ("3.5.0", "Minor upgrade...\n", False),
+    ("3.3.9", "Minor downgrade...\n", False),
+    (CURRENT, "", False),
+    ("foreign", "Resetting config...\nStatus: OK\n", True),
+    ("4.0", "Major upgrade...\n", False),  # nobody answers the question
+])
+def test_upgrade(router, version, text, resets):
+    image = router.image(version)
+    done = router.obxc("-r", "upgrade", image)
+    assert re.fullmatch(router.sending(image) + re.escape(text) + FLASHED, done.out), done
+    assert done.status == 0
+    assert router.rebooted() == (version, router.default_host if resets else "kept")
+
+
+@pytest.mark.parametrize("answer, resets", [("n", False), ("", False), ("y", True), ("Y", True)])
+@pytest.mark.parametrize("version, text", [("4.0.0", "Major upgrade..."), ("2.9.9", "Major downgrade...")])
+def test_upgrade_to_another_major_version(router, terminal, version, text, answer, resets):
+    shell = terminal(*router.args, env=router.env)
+    shell.prompt()
+    image = router.image(version)
+    shell.send("upgrade %s\r" % image)
+    shell.wait_line(QUESTION)
+    assert text in shell.text()
+    shell.send(answer + "\r")
+    assert shell.end() == 0
+    lines = shell.text().split("\n")
+    assert lines[-1] == "Status: OK"
+    assert re.match(r"Flashing: \[#+\] 100%", lines[-2])
+    assert ("Resetting config..." in lines) == resets
+    assert router.rebooted() == (version, router.default_host if resets else "kept")
+
+
+@pytest.mark.parametrize("answer", ["c", "C"])
+def test_a_cancelled_upgrade_changes_nothing(router, terminal, answer):
+    shell = terminal(*router.args, env=router.env)
+    shell.prompt()
+    shell.send("upgrade %s\r" % router.image("4.0"))
+    shell.wait_line(QUESTION)
+    shell.send(answer + "\r")
+    shell.prompt()
+    assert shell.run("cat " + VERSION) == " = '%s'" % CURRENT
+    assert os.listdir(os.path.join(router.daemon.directory, "state", "firmware")) == []
+    # And the next one is a transaction of its own.
+    shell.send("upgrade %s\r" % router.image("3.5"))
+    shell.wait_for(r"^Minor upgrade\.\.\.")
+    assert shell.end() == 0
+    assert router.rebooted() == ("3.5", "kept")
+
+
+def test_ctrl_c_at_the_question_leaves_the_device_as_it_is(router, terminal):
+    shell = terminal(*router.args, env=router.env)
+    shell.prompt()
+    shell.send("upgrade %s\r" % router.image("4.0"))
+    shell.wait_line(QUESTION)
+    shell.interrupt()
+    shell.prompt()
+    assert shell.run("cat " + VERSION) == " = '%s'" % CURRENT
+    assert shell.run("save") == "Status: OK"
+
+
+def test_ctrl_c_during_the_flashing_leaves_only_the_display(house, certificate, terminal):
+    router = Router(house, certificate, True)
+    shell = terminal(*router.args, env=router.env)
+    shell.prompt()
+    shell.send("upgrade %s\r" % router.image("3.5.1"))
+    shell.wait_line(r"Flashing: \[#+\.+\] .*")
+    shell.interrupt()
+    shell.wait_for("Connection dropped")  # the device goes on, and down
+    assert shell.end() == 0
+    assert router.rebooted() == ("3.5.1", "kept")
+    router.close()
+
+
+def damaged(router, name, change):
+    with open(router.image("5.0"), "rb") as file:
+        data = change(file.read())
+    path = os.path.join(router.house.directory, name)
+    with open(path, "wb") as file:
+        file.write(data)
+    return path
+
+
+@pytest.mark.parametrize("name, change", [
+    ("truncated", lambda data: data[:-100]),
+    ("longer", lambda data: data + b"x"),
+    ("altered", lambda data: data[:-1] + b"!"),
+    ("rubbish", lambda data: b"\x7fELF" * 100),
+    ("header-only", lambda data: data[:20]),
+])
+def test_images_that_are_refused(router, name, change):
+    path = damaged(router, name, change)
+    done = router.obxc("-r", "upgrade", path)
+    assert re.fullmatch(router.sending(path) + r"\[9018\] .+\n", done.out), done
+    assert done.status == 255
+    assert router.witness.get(VERSION) == CURRENT
+
+
+def test_an_empty_image(router):
+    path = damaged(router, "empty", lambda data: b"")
+    done = router.obxc("-r", "upgrade", path)
+    assert done.status == 255
+    assert len(done.out.splitlines()) == 1
+
+
+@pytest.mark.parametrize("path, code", [
+    ("file:///nonexistent/image", 9010), ("file:///", 9010), ("netcat://127.0.0.1:1", 9010),
+    ("http://192.0.2.1/image", 9013), ("tftp://192.0.2.1/image", 9013),
+])
+@pytest.mark.parametrize("kind", ["firmware", "config", "file"])
+def test_urls_that_are_refused(house, certificate, kind, path, code):
+    for afar in (False, True):
+        router = Router(house, certificate, afar)
+        done = router.obxc("-r", "download", kind, path, "name")
+        assert re.fullmatch(r"\[%d\] .+\n" % code, done.out), done
+        assert done.status == 255
+        router.close()
+
+
+def test_a_digest_that_does_not_fit(router):
+    image = router.image("5.0")
+    message = {"jsonrpc": "2.0", "id": 1, "method": "Download",
+               "params": {"FileType": "Firmware", "URL": "file://" + image, "MD5": "0" * 32, "NeedPreUpdate": True}}
+    done = router.obxc("--raw", harness.json.dumps(message))
+    assert '"code": 9018' in done.out
+    assert done.status == 9018 % 256
+
+
+def test_a_local_file_that_is_missing(router):
+    done = router.obxc("-r", "upgrade", "/nonexistent/image")
+    if router.afar:
+        assert done.out == "Cannot open file (/nonexistent/image), aborting.\n"
+    else:
+        assert done.out == "syntax: download <firmware|config|file> <path_to_file> [<target_file_name>]\n"
+    assert done.status == 255
+
+
+def test_configuration_there_and_back(router):
+    exported = os.path.join(router.house.directory, "exported-%d.json" % router.afar)
+    assert (router.obxc("-r", "upload", "config", "file://" + exported).out) == ""
+    assert router.obxc("-r", "reset").out == "Status: OK\n"
+    assert router.witness.get(HOST) == router.default_host
+    done = router.obxc("-r", "download", "config", exported)
+    assert re.fullmatch(router.sending(exported), done.out) and done.status == 0
+    assert router.witness.get(HOST) == "kept"
+
+
+@pytest.mark.parametrize("size", [1, 100000, 20 << 20])
+def test_a_file_to_the_device(router, size):
+    path = os.path.join(router.house.directory, "a file")
+    data = os.urandom(4096) * (size // 4096) + os.urandom(size % 4096)
+    with open(path, "wb") as file:
+        file.write(data)
+    done = router.obxc("-r", "download", "file", path, "target")
+    assert re.fullmatch(router.sending(path), done.out) and done.status == 0
+    with open(os.path.join(router.daemon.directory, "state", "files", "target"), "rb") as file:
+        assert file.read() == data
