@@ -242,10 +242,11 @@ void server_go_down(Server& server) {
     if (server.local_listener.get() >= 0) unlink(server.options.socket.c_str());
     server.local_listener.reset();
     server.tcp_listener.reset();
+    // Last words first: a client of two connections must not see one end before the other's event.
     for (auto& entry : server.connections) {
         if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
-        server_close(server, *entry.second);
     }
+    for (auto& entry : server.connections) server_close(server, *entry.second);
 }
 
 void server_come_up(Server& server) {

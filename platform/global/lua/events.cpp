@@ -105,6 +105,18 @@ bool predicate_holds(lua_State* L) {
     return false;
 }
 
+void run_connect(void* argument) {
+    ox_jrpcapi_connect(static_cast<ox_jrpcapi*>(argument));
+}
+
+/// Connects again what an earlier call found lost, for the groups that were joined on it. Not in a shell: its
+/// own loop answers the loss. Returns 0 or the socket error.
+int reconnect(lua_State* L, ox_jrpcapi* api) {
+    if ((context_of(L)->flags & OX_LUA_KEEP_EVENTS) || ox_jrpcapi_socket(api)) return OX_SOCKET_OK;
+    guarded(L, run_connect, api);
+    return ox_jrpcapi_socket(api) ? static_cast<int>(OX_SOCKET_OK) : ox_jrpcapi_get_socket_err(api);
+}
+
 /// ox.wait(seconds): the number of events that were handed over. ox.wait(predicate [, seconds]): the
 /// predicate's value once it is true, or false.
 int wait(lua_State* L) {
@@ -114,6 +126,8 @@ int wait(lua_State* L) {
     luaL_argcheck(L, seconds < 1e9, predicate ? 2 : 1, "seconds expected");
     lua_settop(L, 2);
     ox_jrpcapi* api = events_connection(L);
+    int error = reconnect(L, api);
+    if (error != OX_SOCKET_OK) return failure_text(L, ox_socket_strerror(error), error);
     Holder* holder = holder_push(L);
     long long end = ox_wait_now_ms() + static_cast<long long>(seconds * 1000);
     lua_Integer count = 0;
