@@ -1,5 +1,7 @@
 """debug and sh."""
 
+import re
+
 import pytest
 
 import harness
@@ -8,10 +10,10 @@ from harness import ScriptedDaemon, obxc
 LOGIN_AGAIN = "You must log out and log back in for the changes to take effect."
 
 
-def guarded(daemon, words):
+def guarded(daemon, words, options=""):
     """obxc under a parent that tells whether it was hung up: debug ends the login session of its parent."""
-    script = "trap 'echo hung up; exit 3' HUP; %s -u %s -r %s; echo status $?" % (
-        harness.OBXC, daemon.socket, " ".join(words))
+    script = "trap 'echo hung up; exit 3' HUP; %s -u %s %s -r %s; echo status $?" % (
+        harness.OBXC, daemon.socket, options, " ".join(words))
     return ["sh", "-c", script]
 
 
@@ -49,7 +51,19 @@ def test_a_refusal_hangs_up_nobody(scripted, terminal):
     shell.end()
 
 
-@pytest.mark.parametrize("words", [["debug"], ["debug", "on"]])
+@pytest.mark.parametrize("password, accepted", [("admin", True), ("wrong", False), ("", False)])
+def test_the_device_checks_the_password(obxd, terminal, password, accepted):
+    shell = terminal(command=guarded(obxd, ["debug", "permanent"], "-a admin:admin"))
+    shell.wait_line(r"\[obxc\] password for current user:")
+    shell.send(password + "\r")
+    shell.wait_for("hung up" if accepted else "status 0")
+    shell.end()
+    assert (LOGIN_AGAIN in shell.text()) == accepted
+    assert ("Status: OK" in shell.text()) == accepted
+    assert bool(re.search(r"^\[9\d+\] .+$", shell.text(), re.M)) != accepted
+
+
+@pytest.mark.parametrize("words", [["debug"], ["debug", "on"], ["debug", "Tempo"], ["debug", ""]])
 def test_debug_syntax(scripted, words):
     daemon = scripted()
     done = obxc("-r", *words, daemon=daemon)

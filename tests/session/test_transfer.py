@@ -298,6 +298,20 @@ def test_remote_upload_needs_a_url(remote, local_file):
     assert daemon.received == []
 
 
+def test_served_file_that_nobody_fetches(remote, local_file, terminal):
+    """The shell goes on at once; the server gives up by itself, and leaves nothing open."""
+    shell = terminal(daemon=remote())
+    shell.prompt()
+    assert re.fullmatch(r"Sending file \(.+, 9000 bytes\) via netcat \(netcat://[\d.]+:\d+\)\.\.\.",
+                        shell.run("download config '%s'" % local_file).replace("\n", ""))
+    descriptors = len(os.listdir("/proc/%d/fd" % shell.process.pid))
+    assert shell.run("save") == "Status: OK"
+    shell.wait_for(r"Waiting timeout, abort\.")
+    harness.wait_until(lambda: len(os.listdir("/proc/%d/fd" % shell.process.pid)) < descriptors, "the end of the server")
+    shell.send("\r")
+    assert shell.run("pwd") == ":"
+
+
 @pytest.mark.parametrize("kind", ["hangs up", "never reads", "file vanishes"])
 def test_served_file_survives_a_bad_client(remote, directory, kind):
     """Whatever the fetching side does, the shell goes on."""
