@@ -136,6 +136,8 @@ INSERTED = [
     ("reboot Bridge ", "reboot Bridge -f"),
     ("reset Bri", "reset Bridge"),
     ("upload c", "upload config"),
+    ("cat De\"vi", "cat De\"vi"),
+    ("ls # note", "ls # note"),
     ("upload config uni", "upload config unique.cfg"),
     ("upgrade fw.b", "upgrade fw.bin"),
     ("upgrade my", "upgrade my\" file.img\""),

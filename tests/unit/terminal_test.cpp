@@ -255,6 +255,9 @@ TEST(Completion, InsertsWhatTheCandidatesShare) {
                         {"cd ", {"a", "b"}, nullptr},
                         {"cd ", {"a1", "a2"}, "cd a"},
                         {"x", {}, nullptr},
+                        {"cd xyz", {"Device."}, nullptr},  // there is no place for it
+                        {"cd De\"vi", {"Device."}, nullptr},
+                        {"ls # note", {"Device."}, nullptr},
                         {"f \xc3", {"\xc3\xa9", "\xc3\xa8"}, nullptr},
                         {"f ", {"\xc3\xa9", "\xc3\xa8"}, nullptr},  // half a character is none
                         {"f ", {"a\xc3\xa9", "a\xc3\xa8"}, "f a"}};

@@ -62,7 +62,8 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
     }
     common = whole_characters(first, common);
     size_t typed = cursor - edit.start;
-    if (common < typed) return edit;
+    bool in_word = cursor > 0 && !strchr(rules.boundaries, line[cursor - 1]);
+    if (common < typed || (typed == 0 && in_word)) return edit;
 
     edit.text = strndup(first, common);
     bool equal = common == typed && memcmp(line + edit.start, first, common) == 0;

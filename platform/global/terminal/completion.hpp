@@ -19,6 +19,6 @@ struct CompletionEdit {
     bool changes;  ///< whether that makes a difference
 };
 /// What the candidates have in common, put in place of the word left of the cursor. An array without strings
-/// changes nothing.
+/// changes nothing, nor do candidates that do not begin with the word.
 CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* candidates,
                                const CompletionRules& rules);
