@@ -1,7 +1,7 @@
 // Lua script files.
-#include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "lua/lua.hpp"
 #include "lua/lua_session.hpp"
@@ -14,18 +14,20 @@ void file_close(FILE* file) {
 }
 using FileRef = ox_owner<FILE, file_close>;
 
-/// The whole file.
+/// The whole file; null when it cannot be read to its end.
 ox_str* read_script(FILE* file) {
-    long size = fseek(file, 0, SEEK_END) == 0 ? ftell(file) : 0;
-    rewind(file);
-    ox_str* text = ox_dynarray_init_reserved(size > 0 ? static_cast<size_t>(size) + 1 : 0);
+    struct stat info;
+    bool regular = fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode);
+    ox_str* text = ox_dynarray_init_reserved(regular ? static_cast<size_t>(info.st_size) + 1 : 0);
     char* line = nullptr;
     size_t capacity = 0;
     for (ssize_t length = 0; (length = getline(&line, &capacity, file)) >= 0;) {
         ox_str_add_n(text, line, static_cast<size_t>(length));
     }
     free(line);
-    return text;
+    if (!ferror(file)) return text;
+    ox_str_free(text);
+    return nullptr;
 }
 
 /// Empties a first line that begins with "#!"; its newline stays, so that lines keep their numbers.
@@ -47,23 +49,22 @@ int lua_script_run(const char* path, json_t* args) {
         if (!path) path = "";
     }
     FileRef file(fopen(path, "r"));
-    if (!file) {
+    StrRef text(file ? read_script(file) : nullptr);
+    if (!text) {
         printf("Cannot open script file %s\n", path);
         return -1;
     }
-    StrRef text(read_script(file));
     cut_first_line(text);
     ox_lua_ctx* ctx = lua_context_new();
     if (!ctx) {
         puts("not enough memory");
         return 0;
     }
+    // What the script printed goes out while it runs, and the rest when the context is freed.
     ox_lua_set_flags(ctx, OX_LUA_STREAM);
     size_t size = ox_dynarray_size(text);
     if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0) {
         puts(ox_dynarray_get(ctx->err));
-    } else {
-        fwrite(ox_dynarray_get(ctx->out), 1, ox_str_length(ctx->out), stdout);
     }
     ox_lua_free(ctx);
     return 0;

@@ -9,7 +9,7 @@
 #include "ox_colors.hpp"
 #include "session/interrupt.hpp"
 
-LuaPrinter lua_printer = {nullptr, 0, 0, 0, 0, 80, LUA_NOREF};
+LuaPrinter lua_printer = {nullptr, 0, 0, 0, 0, 80, LUA_NOREF, LUA_NOREF, false};
 
 namespace {
 
@@ -22,29 +22,12 @@ const char* bold_off(void) {
 }
 
 // The C locale's classes, whatever locale the line editor has chosen.
-bool is_printable(unsigned char c) {
-    return c >= 32 && c < 127;
-}
-
 bool is_letter(unsigned char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 bool is_digit(unsigned char c) {
     return c >= '0' && c <= '9';
-}
-
-/// Writes without wrapping.
-void write_n(const char* text, size_t length) {
-    printer_reserve(length);
-    memcpy(lua_printer.text + lua_printer.length, text, length);
-    lua_printer.length += length;
-    lua_printer.text[lua_printer.length] = 0;
-    lua_printer.column += visible_width(text, length);
-}
-
-void write(const char* text) {
-    write_n(text, strlen(text));
 }
 
 /// Appends a short formatted text as one atom.
@@ -59,106 +42,6 @@ __attribute__((format(printf, 1, 2))) void append_format(const char* format, ...
     free(text);
 }
 
-/// Tells whether a string is short enough, its special bytes weighed in, to stand between double quotes.
-bool fits_quotes(const char* text, size_t length) {
-    long width = static_cast<long>(lua_printer.line_width);
-    long cost = static_cast<long>(length);
-    for (size_t i = 0; i < length; ++i) {
-        auto c = static_cast<unsigned char>(text[i]);
-        if (c == '\t' || c == '\n' || c == '\v' || c == '\r') {
-            cost += width / 2;
-        } else if (!is_printable(c)) {
-            cost -= width / 4;
-        }
-    }
-    return cost <= width;
-}
-
-/// Equals signs that a long bracket around the string takes. One more than needed after "]=]=]": kept so.
-size_t bracket_level(const char* text, size_t length) {
-    size_t level = 0;
-    size_t equals = 0;
-    bool closing = false;
-    for (size_t i = 0; i < length; ++i) {
-        if (!closing) {
-            if (text[i] != ']') continue;
-            closing = true;
-            equals = 0;
-        } else if (text[i] == '=') {
-            ++equals;
-        } else if (text[i] == ']') {
-            if (equals >= level) level = equals + 1;
-        } else {
-            closing = false;
-        }
-    }
-    return level;
-}
-
-const char* short_escape(unsigned char c) {
-    switch (c) {
-        case '"':
-            return "\\\"";
-        case '\\':
-            return "\\\\";
-        case '\a':
-            return "\\a";
-        case '\b':
-            return "\\b";
-        case '\f':
-            return "\\f";
-        case '\n':
-            return "\\n";
-        case '\r':
-            return "\\r";
-        case '\t':
-            return "\\t";
-        case '\v':
-            return "\\v";
-        default:
-            return nullptr;
-    }
-}
-
-void write_quoted(const char* text, size_t length) {
-    write("\"");
-    for (size_t i = 0; i < length; ++i) {
-        auto c = static_cast<unsigned char>(text[i]);
-        const char* escape = short_escape(c);
-        if (escape) {
-            write(escape);
-        } else if (is_printable(c)) {
-            write_n(text + i, 1);
-        } else {
-            char code[8];
-            snprintf(code, sizeof(code), "\\%03u", c);
-            printer_append(code, 4);
-        }
-    }
-    write("\"");
-}
-
-void write_long_bracket(const char* text, size_t length) {
-    size_t level = bracket_level(text, length);
-    write("[");
-    for (size_t i = 0; i < level; ++i) write("=");
-    write("[\n");
-    printer_append(text, length);
-    write("]");
-    for (size_t i = 0; i < level; ++i) write("=");
-    write("]");
-}
-
-void print_string(lua_State* L, int index) {
-    size_t length = 0;
-    const char* text = lua_tolstring(L, index, &length);
-    if (fits_quotes(text, length)) {
-        write_quoted(text, length);
-    } else {
-        write_long_bracket(text, length);
-    }
-}
-
 void print_number(lua_State* L, int index) {
     lua_pushvalue(L, index);
     size_t length = 0;
@@ -167,18 +50,48 @@ void print_number(lua_State* L, int index) {
     lua_pop(L, 1);
 }
 
-/// Names a table that is being printed further out, when the value at `index` is one: the marker is written.
-bool print_ancestor(lua_State* L, int index, int list) {
-    auto count = static_cast<lua_Integer>(lua_rawlen(L, list));
-    for (lua_Integer i = 0; i < count; ++i) {
-        lua_rawgeti(L, list, count - i);
-        bool same = lua_compare(L, index, -1, LUA_OPEQ) != 0;
-        lua_pop(L, 1);
-        if (!same) continue;
-        append_format("{ %s[%d]...%s }", bold_on(), static_cast<int>(-(i + 1)), bold_off());
-        return true;
+bool has_equality(lua_State* L, int index) {
+    if (luaL_getmetafield(L, index, "__eq") == LUA_TNIL) return false;
+    lua_pop(L, 1);
+    return true;
+}
+
+/// The place of the last one of the `count` ancestors that equals the table, 0 when none does.
+lua_Integer find_ancestor(lua_State* L, int table, int list, lua_Integer count) {
+    if (lua_printer.any_equality || has_equality(L, table)) {
+        for (lua_Integer place = count; place > 0; --place) {
+            lua_rawgeti(L, list, place);
+            bool same = lua_compare(L, table, -1, LUA_OPEQ) != 0;
+            lua_pop(L, 1);
+            if (same) return place;
+        }
+        return 0;
     }
-    return false;
+    // A table is equal to itself alone. The list grows with every nested table, so it is not searched.
+    lua_rawgeti(L, LUA_REGISTRYINDEX, lua_printer.places_ref);
+    lua_pushvalue(L, table);
+    lua_rawget(L, -2);
+    lua_Integer place = lua_tointeger(L, -1);
+    lua_rawgeti(L, list, place);
+    bool there = place <= count && lua_rawequal(L, table, -1) != 0;
+    lua_pop(L, 3);
+    return there ? place : 0;
+}
+
+void add_ancestor(lua_State* L, int table, int list, lua_Integer place) {
+    lua_pushvalue(L, table);
+    lua_rawseti(L, list, place);
+    if (has_equality(L, table)) lua_printer.any_equality = true;
+    lua_rawgeti(L, LUA_REGISTRYINDEX, lua_printer.places_ref);
+    lua_pushvalue(L, table);
+    lua_rawget(L, -2);
+    // A place behind the first is never given up.
+    if (lua_tointeger(L, -1) < place) {
+        lua_pushvalue(L, table);
+        lua_pushinteger(L, place);
+        lua_rawset(L, -4);
+    }
+    lua_pop(L, 2);
 }
 
 /// Whether the key at the top was already shown in an array part of `length` elements.
@@ -206,9 +119,9 @@ void print_key(lua_State* L, int key) {
             return;
         }
     }
-    write("[");
+    printer_write("[");
     lua_value_to_text(L, key);
-    write("]");
+    printer_write("]");
 }
 
 /// A long print is left between two entries when the person asks for it.
@@ -230,7 +143,7 @@ bool print_array_part(lua_State* L, int table, lua_Integer length) {
             multi_line = true;
         }
         lua_value_to_text(L, -1);
-        write(", ");
+        printer_write(", ");
         line_ended = nested && k != length;
         if (line_ended) printer_newline();
         lua_pop(L, 1);
@@ -250,9 +163,9 @@ bool print_hash_part(lua_State* L, int table, lua_Integer length) {
         stop_point(L);
         printer_newline();
         print_key(L, value - 1);
-        write(" = ");
+        printer_write(" = ");
         lua_value_to_text(L, value);
-        write(",");
+        printer_write(",");
         multi_line = true;
         lua_pop(L, 1);
     }
@@ -266,11 +179,15 @@ void print_table(lua_State* L, int table) {
     }
     lua_rawgeti(L, LUA_REGISTRYINDEX, lua_printer.seen_ref);
     int list = lua_gettop(L);
-    if (print_ancestor(L, table, list)) return;
-    lua_pushvalue(L, table);
-    lua_rawseti(L, list, static_cast<lua_Integer>(lua_rawlen(L, list)) + 1);
+    auto count = static_cast<lua_Integer>(lua_rawlen(L, list));
+    lua_Integer same = find_ancestor(L, table, list, count);
+    if (same > 0) {
+        append_format("{ %s[%d]...%s }", bold_on(), static_cast<int>(same - count - 1), bold_off());
+        return;
+    }
+    add_ancestor(L, table, list, count + 1);
 
-    write("{ ");
+    printer_write("{ ");
     size_t saved_indent = lua_printer.indent;
     lua_printer.indent = lua_printer.column;
     auto length = static_cast<lua_Integer>(lua_rawlen(L, table));
@@ -283,11 +200,11 @@ void print_table(lua_State* L, int table) {
     lua_rawseti(L, list, 1);
     lua_printer.indent = saved_indent;
     if (!multi_line) {
-        write(" }");
+        printer_write(" }");
         return;
     }
     printer_newline();
-    write("}");
+    printer_write("}");
 }
 
 /// Prints by the value's own "__tostring"; false when it has none.
@@ -330,6 +247,18 @@ void printer_reserve(size_t count) {
     lua_printer.text = static_cast<char*>(realloc(lua_printer.text, lua_printer.capacity));
 }
 
+void printer_write_n(const char* text, size_t length) {
+    printer_reserve(length);
+    memcpy(lua_printer.text + lua_printer.length, text, length);
+    lua_printer.length += length;
+    lua_printer.text[lua_printer.length] = 0;
+    lua_printer.column += visible_width(text, length);
+}
+
+void printer_write(const char* text) {
+    printer_write_n(text, strlen(text));
+}
+
 void printer_newline(void) {
     printer_reserve(lua_printer.indent + 1);
     char* end = lua_printer.text + lua_printer.length;
@@ -345,7 +274,7 @@ void printer_append(const char* text, size_t length) {
         lua_printer.indent + width <= lua_printer.line_width) {
         printer_newline();
     }
-    write_n(text, length);
+    printer_write_n(text, length);
 }
 
 void lua_printer_begin(lua_State* L) {
@@ -357,11 +286,19 @@ void lua_printer_begin(lua_State* L) {
     lua_printer.text[0] = 0;
     lua_newtable(L);
     lua_printer.seen_ref = luaL_ref(L, LUA_REGISTRYINDEX);
+    lua_newtable(L);
+    lua_printer.places_ref = luaL_ref(L, LUA_REGISTRYINDEX);
+    lua_printer.any_equality = false;
 }
 
 void lua_printer_end(lua_State* L) {
+    // An error may have ended the print behind a new line, which writes no zero.
+    printer_reserve(0);
+    lua_printer.text[lua_printer.length] = 0;
     luaL_unref(L, LUA_REGISTRYINDEX, lua_printer.seen_ref);
+    luaL_unref(L, LUA_REGISTRYINDEX, lua_printer.places_ref);
     lua_printer.seen_ref = LUA_NOREF;
+    lua_printer.places_ref = LUA_NOREF;
 }
 
 void lua_value_to_text(lua_State* L, int index) {
@@ -383,7 +320,7 @@ void lua_value_to_text(lua_State* L, int index) {
             print_number(L, index);
             break;
         case LUA_TSTRING:
-            print_string(L, index);
+            printer_string(L, index);
             break;
         case LUA_TTABLE:
             print_table(L, index);

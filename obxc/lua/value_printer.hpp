@@ -14,6 +14,8 @@ struct LuaPrinter {
     size_t indent;      ///< blanks at the start of a new line
     size_t line_width;  ///< columns of a line
     int seen_ref;       ///< registry reference of the list of tables being printed, outermost first
+    int places_ref;     ///< registry reference of a table: the last place of each table in that list
+    bool any_equality;  ///< a table in the list has "__eq"
 };
 extern LuaPrinter lua_printer;
 
@@ -29,5 +31,12 @@ void lua_value_to_text(lua_State* L, int index);
 size_t visible_width(const char* text, size_t length);
 void printer_reserve(size_t count);
 void printer_newline(void);
+/// Write without wrapping.
+void printer_write_n(const char* text, size_t length);
+void printer_write(const char* text);
 /// Appends an atom, on a fresh line when it fits there and not here.
 void printer_append(const char* text, size_t length);
+
+// value_strings.cpp
+/// Appends the text of the string at `index`.
+void printer_string(lua_State* L, int index);

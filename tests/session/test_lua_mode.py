@@ -93,6 +93,15 @@ def test_paste_of_a_function(lua):
     lua.terminal.wait_for(r"^_\[1\] = 42")
 
 
+def test_value_whose_printing_fails(lua):
+    # Longer texts stand in the printer's buffer first: nothing of them is shown again.
+    lua.run("('old'):rep(30)")
+    lua.run("bad = setmetatable({}, {__eq = function() error({}) end})")
+    assert lua.run("{bad}") == "_[2] = {\n"
+    lua.run("bad = setmetatable({}, {__eq = function() error('no', 0) end})")
+    assert lua.run("{bad}") == "_[3] = {\n  no"
+
+
 def test_prints_go_straight_out(lua):
     assert lua.run("print('a') io.write('b\\n') io.stdout:write('c\\n')") == "a\nb\nc"
 

@@ -56,6 +56,12 @@ def test_missing_file(shared_obxd):
     assert done.status == 255
 
 
+def test_directory_is_no_script(shared_obxd, directory):
+    done = obxc("-S", directory, daemon=shared_obxd)
+    assert (done.out, done.err) == ("Cannot open script file %s\n" % directory, "")
+    assert done.status == 255
+
+
 @pytest.mark.parametrize("error, text", [
     ("error('text')", "%s:1: text\n"),
     ("error('text', 0)", "text\n"),
@@ -90,6 +96,27 @@ def test_nothing_printed_is_lost(shared_obxd, script):
     path = script("print('before') os.exit(3)")
     done = obxc("-S", path, daemon=shared_obxd, leaks=False)
     assert (done.out, done.status) == ("before\n", 3)
+
+
+def test_output_of_finalizers_is_not_lost(shared_obxd, script):
+    path = script("kept = setmetatable({}, {__gc = function() print('at the end', "
+                  "ox.get('Device.NoSuchThing') == nil) end}) print('first')")
+    assert obxc("-S", path, daemon=shared_obxd).out == "first\nat the end\ttrue\n"
+
+
+@pytest.mark.parametrize("write", ["io.write(text)", "io.stdout:write(text)", "print(text)"])
+def test_large_output_takes_no_memory(shared_obxd, script, write):
+    path = script("""
+local text = ("x"):rep(999)
+for i = 1, 50000 do %s end
+for line in io.lines("/proc/self/status") do
+  if line:match("VmHWM") then io.stderr:write(line:match("%%d+")) end
+end
+""" % write)
+    done = obxc("-S", path, daemon=shared_obxd)
+    assert len(done.out) >= 999 * 50000
+    if "asan" not in harness.BUILD and "sanitize" not in harness.BUILD:
+        assert int(done.err) < 16000, done.err
 
 
 def test_output_appears_while_a_script_waits(shared_obxd, script, terminal):
@@ -136,7 +163,8 @@ def test_integers_are_64_bits(shared_obxd, script):
 
 def test_what_cannot_be_json(shared_obxd, script):
     path = script("""
-for _, value in ipairs{print, 0/0, 1/0, "\\xff", {[{}] = 1}, {x = coroutine.create(print)}} do
+for _, value in ipairs{print, 0/0, 1/0, "\\xff", {[{}] = 1}, {x = coroutine.create(print)},
+                       {["a\\0b"] = 1}} do
   print((select(2, pcall(ox.json.encode, value))))
 end
 local t = {} t.t = t
@@ -146,12 +174,12 @@ print(ox.json.decode("[1,"))
 """)
     done = obxc("-S", path, daemon=shared_obxd)
     lines = done.out.splitlines()
-    assert lines[:7] == [
+    assert lines[:8] == [
         "a function cannot be JSON", "a number that is not finite cannot be JSON",
         "a number that is not finite cannot be JSON", "a text is not valid UTF-8",
         "a table cannot be a key in JSON", "a thread cannot be JSON",
-        "a table is nested too deep for JSON, or contains itself"]
-    assert lines[7].startswith("nil\t") and lines[7].endswith("\t-32700")
+        "a key with a zero byte cannot be JSON", "a table is nested too deep for JSON, or contains itself"]
+    assert lines[8].startswith("nil\t") and lines[8].endswith("\t-32700")
 
 
 def test_wrong_arguments_raise(shared_obxd, script):
@@ -165,6 +193,15 @@ assert(not pcall(ox.set, "Device.X", nil))
 assert(not pcall(ox.get, "Device.\\0X"))
 assert(not pcall(ox.on, 0, print))
 assert(not pcall(ox.wait, {}))
+for _, seconds in ipairs{-1, -1/0, 1/0, 0/0, "x"} do
+  assert(not pcall(ox.wait, seconds))
+  assert(not pcall(ox.wait, print, seconds))
+  assert(not pcall(ox.sleep, seconds))
+end
+for _, f in ipairs{ox.get, ox.set, ox.add, ox.del, ox.names, ox.attrs, ox.config, ox.select, ox.exec, ox.object} do
+  local ok, message = pcall(f, "Device.\\xff", f == ox.set and 1 or nil)
+  assert(not ok and message:find("must be valid UTF-8", 1, true), message)
+end
 print("fine")
 """)
     assert obxc("-S", path, daemon=shared_obxd).out == "fine\n"

@@ -98,12 +98,17 @@ TEST_F(LuaPrinterTest, QuotedStrings) {
         {"return '\\r'", "\"\\r\""},
         // 40 bytes with one tab: 40 + 40 is exactly the width.
         {"return ('a'):rep(39)..'\\t'", "\"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\\t\""},
+        // Another width, other costs: a tab 10 and a control byte -5 of 20 columns.
+        {"return ('a'):rep(9)..'\\t'", "\"aaaaaaaaa\\t\"", 20},
+        {"return ('a'):rep(10)..'\\t'", "[[\naaaaaaaaaa\t]]", 20},
+        {"return ('a'):rep(24)..'\\1'", "\"aaaaaaaaaaaaaaaaaaaaaaaa\n\\001\"", 20},
+        {"return ('a'):rep(25)..'\\1'", "[[\naaaaaaaaaaaaaaaaaaaaaaaaa\1]]", 20},
         // Two tabs cost 82, a byte that is not printable pays 20 - 1 back.
         {"return '\\t\\t\\1'", "\"\\t\\t\\001\""},
         {"return ('a'):rep(80)",
          "\"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\""},
     };
-    for (const Case& c : cases) EXPECT_EQ(text_of(c.code), c.expected) << c.code;
+    for (const Case& c : cases) EXPECT_EQ(text_of(c.code, c.width), c.expected) << c.code;
 }
 
 TEST_F(LuaPrinterTest, EscapedBytesWrapButPrintableOnesDoNot) {
@@ -166,6 +171,13 @@ TEST_F(LuaPrinterTest, Tables) {
         {"return {[-1] = 1}", "{ \n  [-1] = 1,\n}"},
         {"return {[2.5] = 1}", "{ \n  [2.5] = 1,\n}"},
         {"return {1, 2, 3, [2.5] = 'x'}", "{ 1, 2, 3, \n  [2.5] = \"x\",\n}"},
+        {"return {[-0.0] = 1}", "{ \n  [0] = 1,\n}"},
+        {"return {[1e300] = 1}", "{ \n  [1e+300] = 1,\n}"},
+        {"return {[1/0] = 1}", "{ \n  [inf] = 1,\n}"},
+        {"return {1, [1e-7] = 1}", "{ 1, \n  [1e-07] = 1,\n}"},
+        {"return {1, [math.maxinteger] = 1}", "{ 1, \n  [9223372036854775807] = 1,\n}"},
+        {"return {1, [math.mininteger] = 1}", "{ 1, \n  [-9223372036854775808] = 1,\n}"},
+        {"return {[2.0^53] = 1}", "{ \n  [9007199254740992] = 1,\n}"},
         {"return {[true] = 1}", "{ \n  [true] = 1,\n}"},
         {"return {[{1}] = 1}", "{ \n  [{ 1,  }] = 1,\n}"},
         // A key a little beside an index, but one and the same in single precision, has no exact integer.
@@ -189,6 +201,11 @@ TEST_F(LuaPrinterTest, AtomsWrapAtTheWidth) {
         {"return {10, 11, 12}", "{ 10, 11, \n  12,  }", 11},
         {"return {'abcdefgh', 5}", "{ \"abcdefgh\", \n  5,  }", 14},
         {"return {true, nil, false}", "{ true, \n  nil, \n  false,  }", 8},
+        // A key wraps behind its bracket, a value behind the equals sign; a marker is one atom of 11.
+        {"return {[100] = 1}", "{ \n  [\n  100] = \n  1,\n}", 5},
+        {"return {[10] = 1}", "{ \n  [10] = \n  1,\n}", 5},
+        {"local t = {} t.x = t return t", "{ \n  x = \n  { [-1]... },\n}", 13},
+        {"local t = {} t.x = t return t", "{ \n  x = { [-1]... },\n}", 12},
         // An atom that would not fit on a fresh line either stays where it is.
         {"return {1, 1234567890}", "{ 1, 1234567890,  }", 8},
     };
@@ -200,6 +217,12 @@ TEST_F(LuaPrinterTest, SelfReferences) {
         {"local t = {} t.x = t return t", "{ \n  x = { [-1]... },\n}"},
         {"local t = {} t[1] = t return t", "{ \n  { [-1]... }, \n}"},
         {"local t = {a = {}} t.a.b = t return t", "{ \n  a = { \n        b = { [-2]... },\n  },\n}"},
+        {"local t = {{{}}} t[1][1][1] = t return t",
+         "{ \n  { \n    { \n      { [-3]... }, \n    }, \n  }, \n}"},
+        // The outermost table left the list when the first nested one ended, so it is printed a second time.
+        // Then it is in the list again, and so are the two tables that stayed there.
+        {"local t = {{}} t[2] = {t} return t",
+         "{ \n  {  }, \n  { \n    { \n      { [-2]... }, \n      { [-1]... }, \n    }, \n  }, \n}"},
         // Tables without a cycle are printed as often as they are met.
         {"local s = {1} return {s, s}", "{ \n  { 1,  }, \n  { [-1]... }, \n}"},
         {"local e = setmetatable({}, {__eq = function() return true end}) "
@@ -207,6 +230,26 @@ TEST_F(LuaPrinterTest, SelfReferences) {
          "{ \n  x = { [-1]... },\n}"},
     };
     for (const Case& c : cases) EXPECT_EQ(text_of(c.code), c.expected) << c.code;
+}
+
+// A nested table stays in the list of ancestors, so the list grows with every one; printing stays linear.
+TEST_F(LuaPrinterTest, ManyNestedTables) {
+    std::string text = text_of("local t = {} for i = 1, 100000 do t[i] = {i} end return t");
+    EXPECT_NE(text.find("\n  { 100000,  }, \n}"), std::string::npos);
+}
+
+TEST_F(LuaPrinterTest, TextEndsWithZeroAfterAnError) {
+    text_of("return ('old'):rep(100)");
+    ASSERT_EQ(luaL_dostring(L, "return {setmetatable({}, {__eq = function() error({}) end})}"), LUA_OK);
+    lua_printer_begin(L);
+    lua_pushcfunction(L, [](lua_State* state) {
+        lua_value_to_text(state, 1);
+        return 0;
+    });
+    lua_insert(L, -2);
+    EXPECT_EQ(lua_pcall(L, 1, 0, 0), LUA_ERRRUN);
+    lua_printer_end(L);
+    EXPECT_STREQ(lua_printer.text, "{ \n  ");
 }
 
 TEST_F(LuaPrinterTest, DepthLimit) {
@@ -227,6 +270,10 @@ TEST_F(LuaPrinterTest, OwnTextByMetafield) {
         {"return setmetatable({}, {__tostring = function() error('bad', 0) end})", "bad"},
         {"return setmetatable({}, {__tostring = function() return {} end})", ""},
         {"return setmetatable({}, {__tostring = function() end})", ""},
+        {"return setmetatable({}, {__tostring = 5})", "attempt to call a number value"},
+        {"return {[setmetatable({}, {__tostring = function() return 'key' end})] = 1}",
+         "{ \n  [key] = 1,\n}"},
+        {"return setmetatable({1, x = 2}, {__pairs = function() error('called') end})", "{ 1, \n  x = 2,\n}"},
         // Elements are read with metamethods, and the length without.
         {"return setmetatable({1, nil, 3}, {__index = function(t, k) return 'k'..k end})",
          "{ 1, \"k2\", 3,  }"},
@@ -245,6 +292,10 @@ TEST_F(LuaPrinterTest, Colours) {
     EXPECT_EQ(text_of("return {x = 1}"), "{ \n  \x1b[1mx\x1b[22m = 1,\n}");
     EXPECT_EQ(text_of("return 5"), "5");
     EXPECT_EQ(text_of("local t = {} t[1] = t return t"), "{ \n  { \x1b[1m[-1]...\x1b[22m }, \n}");
+    EXPECT_EQ(text_of("return print").rfind("<\x1b[1mfunction:\x1b[22m 0x", 0), 0U);
+    EXPECT_EQ(text_of("return {['a b'] = 1}"), "{ \n  [\"a b\"] = 1,\n}");
+    EXPECT_NE(text_of("local t = {} for i = 1, 60 do t = {t} end return t").find("{ \x1b[1m...\x1b[22m }"),
+              std::string::npos);
     // Escape sequences take no columns.
     EXPECT_EQ(text_of("return {true, true}", 12), "{ \x1b[1mtrue\x1b[22m, \x1b[1mtrue\x1b[22m,  }");
     ox_colors_toggle(0);
@@ -258,6 +309,9 @@ TEST_F(LuaPrinterTest, VisibleWidth) {
 }
 
 TEST_F(LuaPrinterTest, BufferGrowsExactly) {
+    free(lua_printer.text);
+    lua_printer.text = nullptr;
+    lua_printer.capacity = 0;
     text_of("return 'x'");
     size_t before = lua_printer.capacity;
     std::string text = text_of("return ('y'):rep(5000)");

@@ -20,7 +20,8 @@ struct ox_lua_ctx {
 enum ox_lua_flags {
     OX_LUA_DIRECT_OUTPUT = 1,  ///< print and io.write go straight to standard output instead of `out`
     OX_LUA_STREAM = 2,     ///< `out` is passed on to standard output when the code flushes it or waits, when
-                           ///< it has grown large, before the process exits, and when the run fails
+                           ///< it has grown large, before the process exits, when the run fails, and when
+                           ///< the context is freed
     OX_LUA_READ_ONLY = 4,  ///< bindings that could change the device raise an error
     OX_LUA_KEEP_EVENTS = 8,  ///< events are left for the process's other readers too
 };

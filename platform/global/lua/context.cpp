@@ -195,6 +195,8 @@ void ox_lua_free(ox_lua_ctx* ctx) {
     if (!ctx) return;
     LuaContext* context = full(ctx);
     if (context->L) lua_close(context->L);
+    // What finalizers printed.
+    if (context->flags & OX_LUA_STREAM) output_drain(context);
     output_close(context);
     events_give_back(context);
     ox_str_free(context->out);

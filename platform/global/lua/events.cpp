@@ -122,8 +122,10 @@ int reconnect(lua_State* L, ox_jrpcapi* api) {
 int wait(lua_State* L) {
     require_writable(L);
     bool predicate = lua_isfunction(L, 1);
-    lua_Number seconds = predicate ? luaL_optnumber(L, 2, -1) : luaL_checknumber(L, 1);
-    luaL_argcheck(L, seconds < 1e9, predicate ? 2 : 1, "seconds expected");
+    int index = predicate ? 2 : 1;
+    bool endless = predicate && lua_isnoneornil(L, 2);
+    lua_Number seconds = endless ? 0 : luaL_checknumber(L, index);
+    luaL_argcheck(L, seconds >= 0 && seconds < 1e9, index, "seconds expected");
     lua_settop(L, 2);
     ox_jrpcapi* api = events_connection(L);
     int error = reconnect(L, api);
@@ -139,7 +141,7 @@ int wait(lua_State* L) {
             continue;
         }
         if (taken == -2) return failure_text(L, "the connection to the daemon is lost", OX_SOCKET_ECLOSED);
-        long long left = seconds < 0 ? static_cast<long long>(PREDICATE_STEP_MS) : end - ox_wait_now_ms();
+        long long left = endless ? static_cast<long long>(PREDICATE_STEP_MS) : end - ox_wait_now_ms();
         if (left <= 0) {
             if (predicate) {
                 lua_pushboolean(L, 0);

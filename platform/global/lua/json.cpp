@@ -104,6 +104,7 @@ void add_table(lua_State* L, int index, json_t* container, const char* key, int 
         }
         lua_pushvalue(L, -2);
         const char* name = lua_tostring(L, -1);
+        if (strlen(name) != lua_rawlen(L, -1)) luaL_error(L, "a key with a zero byte cannot be JSON");
         add_value(L, lua_gettop(L) - 1, json, name, depth + 1);
         lua_pop(L, 2);
     }

@@ -24,7 +24,8 @@ int add(lua_State* L) {
         return 1;
     }
     const char* dot = path[strlen(path) - 1] == '.' ? "" : ".";
-    const char* object = lua_pushfstring(L, "%s%s%d.", path, dot, static_cast<int>(lua_tointeger(L, -1)));
+    const char* object =
+        lua_pushfstring(L, "%s%s%I.", path, dot, static_cast<LUAI_UACINT>(lua_tointeger(L, -1)));
     holder->json = json_array();
     add_values(L, 2, holder->json, object);
     json_t* list = holder->json;

@@ -10,9 +10,16 @@ namespace {
 
 enum { STREAM_LIMIT = 1 << 16 };  // bytes of `out` that a streaming context holds back
 
+void write_out(LuaContext* context) {
+    fwrite(ox_dynarray_get(context->out), 1, ox_str_length(context->out), stdout);
+    ox_str_clear(context->out);
+}
+
 ssize_t capture_write(void* cookie, const char* data, size_t size) {
     auto* context = static_cast<LuaContext*>(cookie);
     ox_str_add_n(context->out, data, size);
+    bool stream = (context->flags & OX_LUA_STREAM) != 0;
+    if (stream && ox_str_length(context->out) > STREAM_LIMIT) write_out(context);
     return static_cast<ssize_t>(size);
 }
 
@@ -21,14 +28,8 @@ FILE* sink_of(const LuaContext* context) {
     return direct ? stdout : context->capture;
 }
 
-void drain_when_large(LuaContext* context) {
-    if (!(context->flags & OX_LUA_STREAM)) return;
-    if (ox_str_length(context->out) > STREAM_LIMIT) output_drain(context);
-}
-
 int print(lua_State* L) {
-    LuaContext* context = context_of(L);
-    FILE* sink = sink_of(context);
+    FILE* sink = sink_of(context_of(L));
     int count = lua_gettop(L);
     for (int i = 1; i <= count; ++i) {
         size_t length = 0;
@@ -38,7 +39,6 @@ int print(lua_State* L) {
         lua_pop(L, 1);
     }
     fputc('\n', sink);
-    drain_when_large(context);
     return 0;
 }
 
@@ -115,8 +115,7 @@ void output_sync(LuaContext* context) {
 
 void output_drain(LuaContext* context) {
     output_sync(context);
-    fwrite(ox_dynarray_get(context->out), 1, ox_str_length(context->out), stdout);
-    ox_str_clear(context->out);
+    write_out(context);
 }
 
 void output_close(LuaContext* context) {

@@ -137,6 +137,9 @@ const char* check_path(lua_State* L, int index) {
     if (!path) path = luaL_checkstring(L, index);
     luaL_argcheck(L, lua_type(L, index) != LUA_TSTRING || strlen(path) == lua_rawlen(L, index), index,
                   "a path without zero bytes expected");
+    json_t* utf8 = json_string(path);
+    json_decref(utf8);
+    luaL_argcheck(L, utf8, index, "a path must be valid UTF-8");
     while (*path == ':') ++path;
     luaL_Buffer text;
     luaL_buffinit(L, &text);
@@ -157,8 +160,6 @@ const char* check_path(lua_State* L, int index) {
 json_t* add_named(lua_State* L, json_t* list, const char* name) {
     json_t* entry = json_object();
     if (json_array_append_new(list, entry) != 0) luaL_error(L, "not enough memory");
-    if (json_object_set_new(entry, "Name", json_string(name)) != 0) {
-        luaL_error(L, "a path must be valid UTF-8");
-    }
+    if (json_object_set_new(entry, "Name", json_string(name)) != 0) luaL_error(L, "a path must be valid UTF-8");
     return entry;
 }

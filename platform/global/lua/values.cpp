@@ -62,9 +62,7 @@ int get(lua_State* L) {
     Holder* holder = holder_push(L);
     holder->json = json_array();
     for (int i = 1; i <= count; ++i) {
-        if (json_array_append_new(holder->json, json_string(check_path(L, i))) != 0) {
-            return luaL_argerror(L, i, "a path must be valid UTF-8");
-        }
+        json_array_append_new(holder->json, json_string(check_path(L, i)));
     }
     json_t* names = holder->json;
     holder->json = nullptr;
