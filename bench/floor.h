@@ -23,7 +23,8 @@ static inline int connect_to(const char* path) {
     return fd;
 }
 
-/* Sends a request; the answer up to its newline ends up in *buffer, which grows as needed. Returns its length. */
+/* Sends a request; the answer up to its newline ends up in *buffer, which grows as needed. Returns its
+ * length. */
 static inline size_t exchange(int fd, const char* request, char** buffer, size_t* capacity) {
     size_t length = strlen(request), used = 0;
     if (write(fd, request, length) != (ssize_t)length) die("write");
@@ -58,8 +59,9 @@ static inline json_t* answer_of(int fd, const char* request) {
 
 /* Logs in as root, as obxc's -a does; needed for values that a guest may not read. */
 static inline void log_in(int fd) {
-    json_decref(answer_of(fd, "{\"jsonrpc\":\"2.0\",\"id\":0,\"method\":\"Login\",\"params\":"
-                              "{\"Login\":\"root\",\"Password\":null}}\n"));
+    json_decref(answer_of(fd,
+                          "{\"jsonrpc\":\"2.0\",\"id\":0,\"method\":\"Login\",\"params\":"
+                          "{\"Login\":\"root\",\"Password\":null}}\n"));
 }
 
 #endif

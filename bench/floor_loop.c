@@ -15,7 +15,8 @@ int main(int argc, char** argv) {
                  i, argv[2]);
         size_t length = exchange(fd, request, &buffer, &capacity);
         json_t* answer = json_loadb(buffer, length, 0, NULL);
-        json_t* first = json_array_get(json_object_get(json_object_get(answer, "result"), "ParameterList"), 0);
+        json_t* first =
+            json_array_get(json_object_get(json_object_get(answer, "result"), "ParameterList"), 0);
         sum += json_integer_value(json_object_get(first, "Value"));
         json_decref(answer);
     }

@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
     log_in(fd);
     char request[512];
     snprintf(request, sizeof(request),
-             "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"GetConfig\",\"params\":{\"Path\":\"%s\"}}\n", argv[2]);
+             "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"GetConfig\",\"params\":{\"Path\":\"%s\"}}\n",
+             argv[2]);
     json_t* config = answer_of(fd, request);
     snprintf(request, sizeof(request),
              "{\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"GetDataModel\","

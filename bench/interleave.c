@@ -1,5 +1,6 @@
-/* interleave ROUNDS [--stdin FILE] -- COMMAND... -- COMMAND...: runs the commands in turn, ROUNDS times, their output
- * thrown away. Prints for each the median and the least wall time in microseconds, and the peak resident size in KiB. */
+/* interleave ROUNDS [--stdin FILE] -- COMMAND... -- COMMAND...: runs the commands in turn, ROUNDS times,
+ * their output thrown away. Prints for each the median and the least wall time in microseconds, and the peak
+ * resident size in KiB. */
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <spawn.h>
