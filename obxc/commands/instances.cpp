@@ -1,4 +1,5 @@
 // add, touch, take, del, rm, order: the instances of multi-instance objects.
+#include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -124,7 +125,8 @@ int order_command(const char* name, json_t* args) {
     const char* path = word_at(args, 0);
     const char* order = word_at(args, 1);
     uint64_t number = 0;
-    if (ox_string_strntoul(order, static_cast<int>(strlen(order)), 10, &number) < 0) {
+    int rc = ox_string_strntoul(order, static_cast<int>(strlen(order)), 10, &number);
+    if (rc < 0 || number > INT64_MAX) {  // a JSON integer is signed
         printf("%s: invalid order integer: %s\n", name, order);
         return -1;
     }

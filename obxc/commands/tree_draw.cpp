@@ -87,8 +87,10 @@ bool measure(Drawing* drawing, const json_t* value, unsigned depth) {
     return empty;
 }
 
-/// Fills the counters of a line whose value has the entry `own`.
+/// Fills the counters of a line whose value has the entry `own`. At the bound of the depth nothing below was
+/// measured, and nothing is drawn.
 void count_children(const Drawing* drawing, TreeNode* node, size_t own) {
+    if (node->depth >= TREE_DEPTH_LIMIT) return;
     size_t at = own + 1;
     const char* key;
     size_t length;
@@ -179,7 +181,7 @@ void draw_max_instance(Drawing* drawing, TreeNode* node, size_t own) {
 }
 
 void tree_draw_node(Drawing* drawing, TreeNode* node, TreeNode* parent, size_t own) {
-    if (drawing->entries[own].empty || node->depth > TREE_DEPTH_LIMIT) return;
+    if (drawing->entries[own].empty) return;
     draw_line(drawing, node, parent);
     if (!json_is_object(node->value) || node->depth == TREE_DEPTH_LIMIT) return;
     draw_children(drawing, node, own, true);

@@ -110,6 +110,13 @@ def test_answers_of_other_kinds(scripted, answer, expected):
     assert shown(scripted, answer, "cat Device.A") == expected
 
 
+def test_a_failed_read_is_no_failure_of_the_command(scripted):
+    daemon = scripted(SmallModel(GetParameterValues=ScriptedDaemon.error(9005, "Invalid parameter name")))
+    done = obxc("-r", "cat", "a", "b", daemon=daemon)
+    line = "[9005] Invalid parameter name\n"
+    assert (done.out, done.status) == ("a:\n" + line + "b:\n" + line, 0)
+
+
 def test_without_a_model_paths_go_as_typed(scripted):
     daemon = scripted(SmallModel(GetParameterValues=lambda params: values((params["ParameterNames"][0] + "X", 255))))
     for path in ("device.a.", "A<.*", "-x.", "Device.A.Mask"):

@@ -44,6 +44,7 @@ def test_add(scripted, lines, path):
     ("order Device.Rules.1 12x", "order: invalid order integer: 12x\n"),
     ("order Device.Rules.1 -1", "order: invalid order integer: -1\n"),
     ("order Device.Rules.1 0x1", "order: invalid order integer: 0x1\n"),
+    ("order Device.Rules.1 9223372036854775808", "order: invalid order integer: 9223372036854775808\n"),
     ("order None x", "order: invalid order integer: x\n"),
     ("order None 1", "order: None: no such node.\n"),
     ("order Device.List.1 1", "order: Device.List.1: is not an ordered instance.\n"),

@@ -1,5 +1,7 @@
 """ls: children in columns, and the table of their attributes."""
 
+import time
+
 import pytest
 
 from harness import ScriptedDaemon, obxc
@@ -63,6 +65,14 @@ def test_listings(scripted, lines, expected):
     assert typed(scripted(SmallModel()), *lines) == expected
 
 
+def test_the_dot_entry_stands_before_names_that_sort_before_it(scripted):
+    model = SmallModel()
+    model.nodes.append(("Device.A.$x", {"type": "string"}))
+    shown = typed(scripted(model), "cd Device.A", "ls -a", "ls")
+    assert shown.startswith(".\n$x\nBits\n")
+    assert shown.count("\n$x\nBits\n") == 2
+
+
 def test_the_long_form_asks_once_with_a_final_dot(scripted):
     daemon = scripted(SmallModel())
     typed(daemon, "ls -l")
@@ -90,13 +100,18 @@ def test_a_useless_answer_gives_the_heading_alone(scripted, answer):
 
 def test_a_silent_daemon_is_waited_for_a_second(scripted):
     daemon = scripted(SmallModel(GetParameterAttributes=refusing("Device.A.", None)))
+    start = time.monotonic()
     assert typed(daemon, "ls -l Device.A") == "Type  Access  Perms  Flags  Name\n"
+    assert 1 <= time.monotonic() - start < 4
 
 
 def test_without_a_model_the_root_is_listed(scripted):
     daemon = scripted(SmallModel())
     done = obxc("-r", "ls", daemon=daemon)
     assert (done.out, done.status) == ("DataModelVersion\nDevice.\n", 0)
+    done = obxc("-r", "GetParameterNames", "Device.A", daemon=daemon)
+    assert (done.out, done.status) == ("Device.A.DataModelVersion\nDevice.A.Device.\n", 0)
+    assert obxc("-r", "ls", "Device.None", "x", daemon=daemon).status == 0
     done = obxc("-r", "ls", "--", "-l", "Device.A", daemon=daemon)
     assert done.out == ("Type    Access  Perms  Flags  Name\n"
                         "object  RW             O      .\n"

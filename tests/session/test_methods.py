@@ -139,6 +139,15 @@ def test_a_failed_selection_is_told_once(scripted):
     assert obxc("-r", "select", daemon=daemon).out == "syntax: select <selector>\n"
 
 
+def test_a_selection_without_matches_in_its_answer_is_a_failure_of_its_own(scripted):
+    def answer(params):
+        return ScriptedDaemon.error(9003, "Earlier") if params["Selector"] == "x" else {}
+    shown = typed(scripted(SmallModel(Select=answer)), "select x", "select y")
+    assert shown == "[9003] Earlier\n[-10] Incomplete answer: Matches\n"
+    done = obxc("-r", "select", "y", daemon=scripted(SmallModel(Select={"Matches": 5})))
+    assert (done.out, done.status) == ("[-10] Incomplete answer: Matches\n", 255)
+
+
 def test_the_router(shared_obxd):
     assert typed(shared_obxd, "select Device.Hosts.Host[HostName=='nas'].IPAddress".replace("'", "\\\"")) == (
         "Device.Hosts.Host.1.IPAddress = '192.168.1.10'\n")

@@ -69,6 +69,10 @@ TEST(ConfApi, QueriesAskAndUnpack) {
     EXPECT_EQ(dump(matches), R"({"A.1":{"B":1}})");
     JsonRef missing(ox_confapi_select_new("", 0, 0));
     EXPECT_EQ(missing.get(), nullptr);
+    const ox_jrpcmsg* failed = ox_confapi_get_last_message(nullptr);
+    ASSERT_NE(failed, nullptr);
+    EXPECT_EQ(failed->error_code, -10);
+    EXPECT_STREQ(failed->error_detail, "Matches");
     EXPECT_EQ(context.seen(),
               R"({"jsonrpc":"2.0","id":1,"method":"GetParameterValues","params":{"ParameterNames":["A.B"]}}
 {"jsonrpc":"2.0","id":2,"method":"GetParameterValues","params":{"ParameterNames":["A.C"]}}

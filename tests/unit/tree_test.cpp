@@ -165,6 +165,15 @@ TEST(Tree, DepthIsBounded) {
     EXPECT_EQ(drawn(empty, nullptr, false), "");
 }
 
+/// What lies below the last drawn level was never measured, and is not looked at.
+TEST(Tree, WideObjectsAtTheBoundAreDrawnAlone) {
+    JsonRef wide(json_object());
+    for (int i = 0; i < 5000; i++) json_object_set_new(wide, std::to_string(i).c_str(), json_integer(i));
+    JsonRef value(json_incref(wide));
+    for (int i = 0; i < 256; i++) value.reset(json_pack("{s:O}", "n", value.get()));
+    EXPECT_EQ(line_count(drawn(value, nullptr, false)), 257U);
+}
+
 /// A tree of `count` nodes: objects of ten members, some of them empty subtrees.
 JsonRef large(int count) {
     json_t* top = json_object();

@@ -52,11 +52,16 @@ int execute(ox_jrpcmsg* message, bool print) {
     return -1;
 }
 
-/// A member of the result: a new reference, or null.
-json_t* query(ox_jrpcmsg* request, const char* member, bool print) {
+/// A member of the result: a new reference, or null. A result without it is kept as a failure too, so that
+/// the last message is never an older one.
+json_t* query(ox_jrpcmsg* request, const char* member, json_type type, bool print) {
     MsgRef message(request);
     if (execute(message, print) != 0) return nullptr;
-    return json_incref(json_object_get(ox_jrpcmsg_get_result_json(message), member));
+    json_t* value = json_object_get(ox_jrpcmsg_get_result_json(message), member);
+    if (value && json_typeof(value) == type) return json_incref(value);
+    ox_jrpcmsg_set_error(message, OX_SOCKET_EPROTO, "Incomplete answer", member);
+    keep_failed(message);
+    return nullptr;
 }
 
 ox_jrpcmsg* text_request(const char* method, const char* name, const char* text) {
@@ -83,16 +88,16 @@ json_t* ox_confapi_getconfig(const char* path) {
     json_t* names = json_array();
     json_array_append_new(names, jrpcmsg_text(path ? path : ""));
     ox_jrpcmsg* request = ox_jrpcmsg_cmd_get_parameter_values_new(names);
-    JsonRef list(query(request, "ParameterList", true));
+    JsonRef list(query(request, "ParameterList", JSON_ARRAY, true));
     return json_incref(json_object_get(json_array_get(list, 0), "Value"));
 }
 
 json_t* _ox_confapi_getconfig_fullpath(const char* path, int /*flags*/) {
-    return query(text_request("GetConfig", "Path", path), "Config", false);
+    return query(text_request("GetConfig", "Path", path), "Config", JSON_OBJECT, false);
 }
 
 json_t* ox_confapi_select_new(const char* selector, int /*flags*/, int /*reserved*/) {
-    return query(text_request("Select", "Selector", selector), "Matches", false);
+    return query(text_request("Select", "Selector", selector), "Matches", JSON_OBJECT, false);
 }
 
 ox_jrpcmsg* ox_confapi_get_last_message(void* /*reserved*/) {
