@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "main/command_table.hpp"
@@ -60,6 +61,12 @@ char* next_line(Script* script) {
     size_t length = strlen(line);
     if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
     return line;
+}
+
+bool script_open(Script* script, const char* path) {
+    script->file = fopen(path, "re");
+    struct stat info;
+    return script->file && fstat(fileno(script->file), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
 void pending_append(Script* script, const char* line, size_t length) {
@@ -154,8 +161,7 @@ int script_run(const char* path, int interactive) {
     Script script;
     script.interactive = interactive != 0;
     if (path) {
-        script.file = fopen(path, "re");
-        if (!script.file) {
+        if (!script_open(&script, path)) {
             printf("Cannot open script file %s\n", path);
             return -1;
         }

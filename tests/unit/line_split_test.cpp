@@ -1,9 +1,20 @@
 #include "session/line_split.hpp"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <string>
 #include <vector>
+
+#ifndef __SANITIZE_ADDRESS__
+namespace {
+bool memory_ends = false;
+}
+extern "C" void* __libc_realloc(void* block, size_t size);
+extern "C" void* realloc(void* block, size_t size) noexcept {
+    return memory_ends ? nullptr : __libc_realloc(block, size);
+}
+#endif
 
 namespace {
 
@@ -95,5 +106,17 @@ TEST(LineSplit, CountsOnlyWhenAsked) {
     EXPECT_EQ(count, 42u);
     EXPECT_EQ(split("a b c ", 6, nullptr), (Words{"a", "b", "c"}));
 }
+
+#ifndef __SANITIZE_ADDRESS__
+TEST(LineSplit, WithoutMemoryThereIsNoArray) {
+    memory_ends = true;
+    json_t* words = line_split("ls", 0, nullptr);
+    json_t* backslash = line_split("\\", 0, nullptr);
+    memory_ends = false;
+    EXPECT_EQ(words, nullptr);
+    EXPECT_EQ(backslash, nullptr);
+    EXPECT_EQ(split("ls"), Words{"ls"});
+}
+#endif
 
 }  // namespace

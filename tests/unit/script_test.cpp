@@ -176,6 +176,13 @@ TEST(Script, AFileThatCannotBeOpened) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Cannot open script file /nonexistent/script\n");
 }
 
+TEST(Script, ADirectoryIsNoScript) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(script_run("/", 0), -1);
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Cannot open script file /\n");
+}
+
 TEST(Script, WordsMustBeText) {
     Outcome o = run_text("set a=\xff\nls\n");
     EXPECT_EQ(o.result, -1);

@@ -8,6 +8,7 @@
 
 #include "ox_firmware.hpp"
 #include "ox_fs.hpp"
+#include "ox_log.hpp"
 #include "ox_md5.hpp"
 #include "ox_raii.hpp"
 #include "ox_url.hpp"
@@ -247,5 +248,16 @@ TEST(Firmware, VersionsCompare) {
             << (row.current ? row.current : "null") << " " << (row.next ? row.next : "null");
     }
 }
+
+#ifndef __SANITIZE_ADDRESS__
+TEST(Log, AnAllocationThatFailsIsFatal) {
+    void* block = _xmalloc(1, "try_login", 569, "obxc/main");
+    EXPECT_NE(block, nullptr);
+    free(block);
+    EXPECT_DEATH(_xmalloc(SIZE_MAX / 4, "try_login", 569, "obxc/main"),
+                 "^obxc/main:38: _xmalloc: assertion 'pointer != NULL' failed: "
+                 "xmalloc failed at func try_login:569 \\(obxc/main\\)\n$");
+}
+#endif
 
 }  // namespace
