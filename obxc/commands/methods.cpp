@@ -12,17 +12,9 @@
 
 namespace {
 
-/// A path record released at the end of its scope.
-struct OwnedPath : NodePath {
-    explicit OwnedPath(const NodePath* source) : NodePath{} { path_copy(this, source); }
-    ~OwnedPath() { path_free(this); }
-    OwnedPath(const OwnedPath&) = delete;
-    OwnedPath& operator=(const OwnedPath&) = delete;
-};
-
 /// The value of an input argument: a new value, or null after saying why there is none.
 json_t* argument_value(const char* command, const NodePath* input, const char* relative, const char* text) {
-    OwnedPath p(input);
+    ScopedPath p(input);
     if (path_resolve(&p, relative) < 0) {
         printf("%s: %s: no such node.\n", command, relative);
         return nullptr;

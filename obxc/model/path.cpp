@@ -149,8 +149,8 @@ void refresh(NodePath* p) {
 
 }  // namespace
 
-ScopedPath::ScopedPath() : NodePath{} {
-    path_copy(this, &current_path);
+ScopedPath::ScopedPath(const NodePath* source) : NodePath{} {
+    path_copy(this, source);
 }
 
 const char* path_copy(NodePath* destination, const NodePath* source) {

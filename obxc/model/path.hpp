@@ -36,9 +36,9 @@ void paths_pin(void);
 /// holds them, and pins them.
 void paths_refresh(void);
 
-/// A working copy of the current node for one command, released at the end of its scope.
+/// A working copy of a place, by default the current node, released at the end of its scope.
 struct ScopedPath : NodePath {
-    ScopedPath();
+    explicit ScopedPath(const NodePath* source = &current_path);
     ~ScopedPath() { path_free(this); }
     ScopedPath(const ScopedPath&) = delete;
     ScopedPath& operator=(const ScopedPath&) = delete;

@@ -5,6 +5,7 @@
         assert typed(daemon, "ls A") == "A.Bits\\n..."
 """
 
+import os
 import re
 
 from harness import ScriptedDaemon, obxc
@@ -125,3 +126,20 @@ def typed(daemon, *lines, status=0):
 def values(*pairs):
     """A ParameterList of names and values."""
     return {"ParameterList": [{"Name": name, "Value": value} for name, value in pairs]}
+
+
+def interrupt_listing(shell, line):
+    """Types a line that lists Name0 to Name49999, presses Ctrl-C early on, and checks that the listing was left and the
+    shell is sound."""
+    shell.prompt()
+    shell.send(line + "\r")
+    data = b""
+    while b"Name10 " not in data:
+        data += os.read(shell.master, 4096)
+    os.write(shell.master, b"\x03")
+    while b"obxc:> " not in data:
+        data += os.read(shell.master, 65536)
+    assert b"Name49999" not in data
+    shell.send("\r")
+    shell.prompt()
+    assert shell.run("pwd") == ":"

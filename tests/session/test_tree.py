@@ -4,7 +4,7 @@ import pytest
 
 import harness
 from harness import ScriptedDaemon, obxc
-from small_model import SmallModel, typed
+from small_model import SmallModel, interrupt_listing, typed
 
 LEAF = {"#attr": {"type": "string"}}
 SCHEME = {"Datamodel": {
@@ -166,3 +166,8 @@ def test_the_router(shared_obxd):
     assert "└── max_instance = 2\n" in shown
     assert "│   ├── Name               = 'Medium'\n" in shown
     assert typed(shared_obxd, "tree Device.None.Such") == ""
+
+
+def test_ctrl_c_ends_a_long_tree(terminal, scripted):
+    config = {"Config": {"Device": {"A": {"Name%d" % i: "v" * 50 for i in range(50000)}}}}
+    interrupt_listing(terminal(daemon=scripted(SmallModel(GetConfig=config))), "catree Device.A")
