@@ -109,6 +109,10 @@ public:
     /// Back to the values of the model file, silently. `keep` names subtrees to leave alone.
     void reset_defaults(const std::vector<std::string>& keep);
 
+    /// Sets the parameters of one object that can be set (not of those below it) to the values of the model
+    /// file; tells the listener. False when there is no such object.
+    bool reset_object(std::string_view path);
+
     /// Checks every present value against its own type, bounds, references and keys, as a request would be.
     /// False with the first that does not fit.
     bool validate(std::string& error);

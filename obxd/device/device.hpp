@@ -89,6 +89,8 @@ void firmware_download(Device& device, Request& request);
 /// Forgets the transaction and its file.
 void firmware_cancel(Device& device);
 
+/// The present time as a dateTime.
+std::string time_text();
 /// Registers the values that are computed when they are read.
 void live_register(Device& device);
 /// Counts from zero again for the interface that holds the object `stats` (as in

@@ -93,7 +93,12 @@ struct Ping {
     std::string address;
     int answered = 0;
     int64_t least_us = 0, most_us = 0, sum_us = 0;
+    std::string times;  ///< of the answers, in milliseconds
 };
+
+json_int_t milliseconds(int64_t us) {
+    return (us + 500) / 1000;
+}
 
 Fd echo_socket(int family) {
     int protocol = family == AF_INET ? static_cast<int>(IPPROTO_ICMP) : static_cast<int>(IPPROTO_ICMPV6);
@@ -178,12 +183,9 @@ void run_ping(Ping& ping) {
         ping.least_us = ping.answered == 0 ? took : std::min(ping.least_us, took);
         ping.most_us = std::max(ping.most_us, took);
         ping.sum_us += took;
+        ping.times += (ping.answered ? "," : "") + std::to_string(milliseconds(took));
         ping.answered++;
     }
-}
-
-json_int_t milliseconds(int64_t us) {
-    return (us + 500) / 1000;
 }
 
 json_t* ping_outputs(const Ping& ping) {
@@ -247,23 +249,45 @@ json_t* address_list(const Lookup& lookup) {
     return json_string(text.c_str());
 }
 
-}  // namespace
+// The loopback is one hop away.
+json_t* trace_outputs(const Ping& ping) {
+    bool there = ping.answered > 0;
+    bool sent = strcmp(ping.status, "Complete") == 0;
+    json_t* outputs = json_pack(
+        "{s:s, s:s, s:I}", "Status", there || !sent ? ping.status : "Error_NoRouteToHost", "IPAddressUsed",
+        ping.address.c_str(), "ResponseTime", milliseconds(there ? ping.sum_us / ping.answered : 0));
+    if (!there) return outputs;
+    json_object_set_new(outputs, "RouteHops.1.Host", json_string(ping.host.c_str()));
+    json_object_set_new(outputs, "RouteHops.1.HostAddress", json_string(ping.address.c_str()));
+    json_object_set_new(outputs, "RouteHops.1.ErrorCode", json_integer(0));
+    json_object_set_new(outputs, "RouteHops.1.RTTimes", json_string(ping.times.c_str()));
+    return outputs;
+}
 
-void method_ping(const CallPtr& call) {
+void ping_job(const CallPtr& call, const char* count_name, json_t* (*outputs)(const Ping&)) {
     auto ping = std::make_shared<Ping>();
     ping->host = call_text(call, "Host", "");
     ping->family = family_of(call);
-    ping->count =
-        static_cast<int>(std::clamp<int64_t>(call_number(call, "NumberOfRepetitions", 3), 1, MAX_PINGS));
+    ping->count = static_cast<int>(std::clamp<int64_t>(call_number(call, count_name, 3), 1, MAX_PINGS));
     ping->timeout_ms = timeout_of(call);
     ping->size = static_cast<size_t>(std::clamp<int64_t>(call_number(call, "DataBlockSize", 56), 1, 65000));
     if (ping->host.empty()) return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"Host\" is missing");
     call_job(
         call, [ping] { run_ping(*ping); },
-        [call, ping] {
-            if (!ping->refused) return call_finish(call, ping_outputs(*ping));
+        [call, ping, outputs] {
+            if (!ping->refused) return call_finish(call, outputs(*ping));
             call_fail(call, FAULT_REQUEST_DENIED, ping->address + " is no loopback address");
         });
+}
+
+}  // namespace
+
+void method_ping(const CallPtr& call) {
+    ping_job(call, "NumberOfRepetitions", ping_outputs);
+}
+
+void method_trace_route(const CallPtr& call) {
+    ping_job(call, "NumberOfTries", trace_outputs);
 }
 
 void method_lookup(const CallPtr& call) {

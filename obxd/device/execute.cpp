@@ -26,6 +26,17 @@ constexpr MethodRow METHODS[] = {
     {"Device.WiFi.Radio.*.Stats.Reset", method_reset_counters},
     {"Device.WiFi.SSID.*.Stats.Reset", method_reset_counters},
     {"Device.IP.Interface.*.Stats.Reset", method_reset_counters},
+    {"Device.IP.Diagnostics.TraceRoute", method_trace_route},
+    {"Device.IP.Interface.*.Reset", method_interface_reset},
+    {"Device.DHCPv4.Client.*.Renew", method_renew},
+    {"Device.DeviceInfo.TemperatureStatus.TemperatureSensor.*.Reset", method_sensor_reset},
+    {"Device.DeviceInfo.VendorConfigFile.*.Backup", method_config_backup},
+    {"Device.DeviceInfo.VendorConfigFile.*.Restore", method_config_restore},
+    {"Device.DeviceInfo.VendorLogFile.*.Upload", method_log_upload},
+    {"Device.WiFi.AccessPoint.*.Security.Reset", method_security_reset},
+    {"Device.WiFi.AccessPoint.*.WPS.InitiateWPSPBC", method_wps},
+    {"Device.WiFi.NeighboringWiFiDiagnostic", method_neighbors},
+    {"Device.WiFi.Radio.*.ChannelScan", method_channel_scan},
 };
 
 std::string_view cut_component(std::string_view& path) {
@@ -100,6 +111,10 @@ void call_fail(const CallPtr& call, int code, const std::string& detail) {
 void call_job(const CallPtr& call, std::function<void()> work, std::function<void()> done) {
     if (!loop_start_job(call->device.server.loop, std::move(work), std::move(done)))
         call_fail(call, FAULT_RESOURCES, "Too many jobs at once");
+}
+
+std::string call_object(const CallPtr& call) {
+    return call->path.substr(0, call->path.rfind('.'));
 }
 
 const char* call_text(const CallPtr& call, const char* name, const char* otherwise) {

@@ -146,7 +146,7 @@ void check_image(Device& device, Request& request, bool before_only) {
     // A file that is served once cannot be fetched again: the confirmation works with what the check saved.
     if (!before_only && !t.id.empty() && t.url == fresh->url && t.md5 == fresh->md5)
         return answer_check(device, false, request.reply);
-    start_fetch(device, request,
+    start_fetch(device, request.params, request.reply,
                 {[fresh](Fetch& fetch) {
                      Image image;
                      if (!image_check(fetch.file, image, fetch.detail)) fetch.code = FAULT_CORRUPTED;

@@ -129,21 +129,6 @@ int cpu_usage() {
     return last_usage;
 }
 
-std::string iso_time(time_t when, long nanoseconds) {
-    tm parts;
-    gmtime_r(&when, &parts);
-    char text[64];
-    size_t used = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-    snprintf(text + used, sizeof text - used, ".%06ldZ", nanoseconds / 1000);
-    return text;
-}
-
-json_t* current_time() {
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    return json_string(iso_time(now.tv_sec, now.tv_nsec).c_str());
-}
-
 double load_average() {
     double load = 0;
     return getloadavg(&load, 1) == 1 ? static_cast<double>(static_cast<int>(load * 100)) / 100 : 0;
@@ -156,7 +141,8 @@ void register_host(Store& store) {
                    [](const std::string&) { return json_integer(meminfo_kib("MemAvailable")); });
     store.set_live("Device.DeviceInfo.ProcessStatus.CPUUsage",
                    [](const std::string&) { return json_integer(cpu_usage()); });
-    store.set_live("Device.Time.CurrentLocalTime", [](const std::string&) { return current_time(); });
+    store.set_live("Device.Time.CurrentLocalTime",
+                   [](const std::string&) { return json_string(time_text().c_str()); });
     store.set_live("Device.System.LoadAverage", [](const std::string&) { return json_real(load_average()); });
 }
 
@@ -239,6 +225,17 @@ void register_caller(Server& server) {
 }
 
 }  // namespace
+
+std::string time_text() {
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts;
+    gmtime_r(&now.tv_sec, &parts);
+    char text[64];
+    size_t used = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+    snprintf(text + used, sizeof text - used, ".%06ldZ", now.tv_nsec / 1000);
+    return text;
+}
 
 void live_register(Device& device) {
     Store& store = *device.server.store;

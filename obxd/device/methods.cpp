@@ -52,7 +52,7 @@ void method_factory_reset(const CallPtr& call) {
 }
 
 void method_reset_counters(const CallPtr& call) {
-    live_reset_counters(call->device, call->path.substr(0, call->path.rfind('.')));
+    live_reset_counters(call->device, call_object(call));
     call_finish(call, json_object());
 }
 

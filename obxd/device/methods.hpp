@@ -28,6 +28,8 @@ void call_fail(const CallPtr& call, int code, const std::string& detail);
 /// Runs `work` on a thread and `done` on the loop, unless the device was rebooted meanwhile.
 void call_job(const CallPtr& call, std::function<void()> work, std::function<void()> done);
 
+/// The object that the call's method stands in, without the final ".".
+std::string call_object(const CallPtr& call);
 const char* call_text(const CallPtr& call, const char* name, const char* otherwise);
 int64_t call_number(const CallPtr& call, const char* name, int64_t otherwise);
 
@@ -42,5 +44,16 @@ void method_schedule_timer(const CallPtr& call);
 void method_debug(const CallPtr& call);
 void method_check_credentials(const CallPtr& call);
 void method_reboot(const CallPtr& call);
+void method_trace_route(const CallPtr& call);
+void method_interface_reset(const CallPtr& call);
+void method_renew(const CallPtr& call);
+void method_sensor_reset(const CallPtr& call);
+void method_config_backup(const CallPtr& call);
+void method_config_restore(const CallPtr& call);
+void method_log_upload(const CallPtr& call);
+void method_security_reset(const CallPtr& call);
+void method_wps(const CallPtr& call);
+void method_neighbors(const CallPtr& call);
+void method_channel_scan(const CallPtr& call);
 
 }  // namespace obxd

@@ -90,12 +90,11 @@ int upload_path(const json_t* params, const char* default_name, std::string& pat
 
 }  // namespace
 
-void start_fetch(Device& device, const Request& request, const FetchDone& done) {
+void start_fetch(Device& device, const json_t* params, const Reply& reply, const FetchDone& done) {
     auto fetch = std::make_shared<Fetch>();
-    Reply reply = request.reply;
-    const char* url = text_param(request.params, "URL");
-    const char* md5 = text_param(request.params, "MD5");
-    const json_t* size = json_object_get(request.params, "FileSize");
+    const char* url = text_param(params, "URL");
+    const char* md5 = text_param(params, "MD5");
+    const json_t* size = json_object_get(params, "FileSize");
     if (!url) return reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"URL\" is missing"));
     int code = fetch_check_url(url, fetch->detail);
     if (code != 0) return reply(answer_fault(code, fetch->detail));
@@ -118,15 +117,19 @@ void start_fetch(Device& device, const Request& request, const FetchDone& done) 
     if (!started) reply(answer_fault(FAULT_RESOURCES, "Too many transfers at once"));
 }
 
+void download_config(Device& device, const json_t* params, const Reply& reply,
+                     const std::function<void(Fetch&)>& check) {
+    start_fetch(device, params, reply, {check, [&device](const std::string& file, const Reply& answer) {
+                                            install_config(device, file, answer);
+                                        }});
+}
+
 void device_download(Request& request) {
     Device& device = *request.server.device;
     const char* type = text_param(request.params, "FileType");
     if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, request);
-    if (type && strcmp(type, "Config") == 0) {
-        return start_fetch(device, request, {nullptr, [&device](const std::string& file, const Reply& reply) {
-                                                 install_config(device, file, reply);
-                                             }});
-    }
+    if (type && strcmp(type, "Config") == 0)
+        return download_config(device, request.params, request.reply, nullptr);
     if (!type || strcmp(type, "File") != 0)
         return request.reply(
             answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Firmware, Config or File"));
@@ -136,29 +139,31 @@ void device_download(Request& request) {
     if (name.empty() && !target) name = "download";
     if (!file_name_ok(name))
         return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"TargetFileName\" is no file name"));
-    start_fetch(device, request, {nullptr, [&device, name](const std::string& file, const Reply& reply) {
-                                      install_file(device, file, name, reply);
-                                  }});
+    start_fetch(device, request.params, request.reply,
+                {nullptr, [&device, name](const std::string& file, const Reply& reply) {
+                     install_file(device, file, name, reply);
+                 }});
 }
 
-void device_upload(Request& request) {
-    Device& device = *request.server.device;
-    const char* type = text_param(request.params, "FileType");
-    std::string kind = type ? type : "";
+Answer upload_file(Device& device, const std::string& kind, const json_t* params) {
     std::string path;
     std::string detail;
     const char* name = kind == "Config" ? "config.json" : kind == "Log" ? "log.txt" : "buildconfig.txt";
     if (kind != "Config" && kind != "BuildConfig" && kind != "Log")
-        return request.reply(
-            answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Config, BuildConfig or Log"));
-    int code = upload_path(request.params, name, path, detail);
-    if (code != 0) return request.reply(answer_fault(code, detail));
+        return answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Config, BuildConfig or Log");
+    int code = upload_path(params, name, path, detail);
+    if (code != 0) return answer_fault(code, detail);
     std::string text = kind == "Config" ? config_text(device)
                        : kind == "Log"  ? journal_text(device.server.journal)
                                         : build_config_text(device);
-    if (!write_file(path, text)) return request.reply(answer_fault(FAULT_UPLOAD, strerror(errno)));
+    if (!write_file(path, text)) return answer_fault(FAULT_UPLOAD, strerror(errno));
     journal_add(device.server.journal, "%s uploaded", kind.c_str());
-    request.reply(answer_result());
+    return answer_result();
+}
+
+void device_upload(Request& request) {
+    const char* type = text_param(request.params, "FileType");
+    request.reply(upload_file(*request.server.device, type ? type : "", request.params));
 }
 
 }  // namespace obxd

@@ -1,4 +1,4 @@
-// What the kinds of Download share.
+// What requests and methods that move files share.
 #pragma once
 
 #include <functional>
@@ -17,8 +17,15 @@ struct FetchDone {
     std::function<void(const std::string& file, const Reply&)> on_loop;
 };
 
-/// Fetches what the request's URL, MD5 and FileSize say, without holding up the loop; every failure is
+/// Fetches what the URL, MD5 and FileSize of the params say, without holding up the loop; every failure is
 /// answered.
-void start_fetch(Device& device, const Request& request, const FetchDone& done);
+void start_fetch(Device& device, const json_t* params, const Reply& reply, const FetchDone& done);
+
+/// Fetches a configuration as start_fetch does and puts it in force. `check` as FetchDone::on_thread.
+void download_config(Device& device, const json_t* params, const Reply& reply,
+                     const std::function<void(Fetch&)>& check);
+
+/// Writes a "Config", "BuildConfig" or "Log" to where the params' URL and TargetFileName say.
+Answer upload_file(Device& device, const std::string& kind, const json_t* params);
 
 }  // namespace obxd

@@ -210,6 +210,22 @@ void Store::reset_defaults(const std::vector<std::string>& keep) {
     tree_apply(*impl_, impl_->pristine, false, keep);
 }
 
+bool Store::reset_object(std::string_view path) {
+    Target target;
+    if (!target_find(*impl_, path, target) || !target.is_object() || is_table(target.node)) return false;
+    std::string prefix = node_path(target.node);
+    std::vector<std::string_view> parts;
+    path_split(prefix, parts);
+    const json_t* values = impl_->pristine;
+    for (std::string_view part : parts) values = json_object_get(values, std::string(part).c_str());
+    for (const Schema* parameter : target.node->schema->parameters) {
+        if (!parameter->writable || parameter->mirrors_order) continue;
+        json_t* given = json_object_get(values, parameter->name.c_str());
+        set_value(prefix + parameter->name, json_incref(given ? given : parameter->initial.get()));
+    }
+    return true;
+}
+
 bool Store::validate(std::string& error) {
     return values_fit(*impl_, impl_->top.get(), error) && keys_fit(*impl_, impl_->top.get(), error);
 }

@@ -1,0 +1,113 @@
+// Methods that look after a part of the device: its files, lease, sensors and interfaces.
+
+#include <mbedtls/md.h>
+#include <string.h>
+#include <strings.h>
+
+#include <algorithm>
+
+#include "answers.hpp"
+#include "device/methods.hpp"
+#include "device/transfer.hpp"
+
+namespace obxd {
+
+namespace {
+
+constexpr int LEASE_SECONDS = 86400;
+
+// Ends the call as the transfer went.
+Reply finish_with(const CallPtr& call) {
+    return [call](Answer answer) {
+        if (answer.code == 0)
+            call_finish(call, json_object());
+        else
+            call_fail(call, answer.code, answer.detail);
+        answer_drop(answer);
+    };
+}
+
+// The digest of a file in hexadecimal; "" when it cannot be read. `algorithm` as in "SHA-256".
+std::string file_digest(std::string algorithm, const std::string& file) {
+    std::erase(algorithm, '-');
+    const mbedtls_md_info_t* info = mbedtls_md_info_from_string(algorithm.c_str());
+    unsigned char digest[MBEDTLS_MD_MAX_SIZE];
+    if (!info || mbedtls_md_file(info, file.c_str(), digest) != 0) return "";
+    std::string text;
+    for (int i = 0; i < mbedtls_md_get_size(info); i++) {
+        text += "0123456789abcdef"[digest[i] >> 4];
+        text += "0123456789abcdef"[digest[i] & 15];
+    }
+    return text;
+}
+
+void upload(const CallPtr& call, const char* kind) {
+    finish_with(call)(upload_file(call->device, kind, call->inputs));
+}
+
+Store& store_of(const CallPtr& call) {
+    return *call->device.server.store;
+}
+
+}  // namespace
+
+void method_config_backup(const CallPtr& call) {
+    upload(call, "Config");
+}
+
+void method_log_upload(const CallPtr& call) {
+    upload(call, "Log");
+}
+
+void method_config_restore(const CallPtr& call) {
+    // Without a size any will do.
+    if (call_number(call, "FileSize", 0) == 0) json_object_del(call->inputs, "FileSize");
+    std::string algorithm = call_text(call, "CheckSumAlgorithm", "SHA-1");
+    std::string wanted = call_text(call, "CheckSum", "");
+    download_config(call->device, call->inputs, finish_with(call), [algorithm, wanted](Fetch& fetch) {
+        if (wanted.empty() || strcasecmp(wanted.c_str(), file_digest(algorithm, fetch.file).c_str()) == 0)
+            return;
+        fetch.code = FAULT_CORRUPTED;
+        fetch.detail = "\"CheckSum\" does not fit";
+    });
+}
+
+void method_renew(const CallPtr& call) {
+    Store& store = store_of(call);
+    std::string client = call_object(call) + ".";
+    if (!json_is_true(store.value(client + "Enable")))
+        return call_fail(call, FAULT_REQUEST_DENIED, client + " is disabled");
+    store.set_value(client + "DHCPStatus", json_string("Renewing"));
+    store.set_value(client + "LeaseTimeRemaining", json_integer(LEASE_SECONDS));
+    store.set_value(client + "DHCPStatus", json_string("Bound"));
+    call_finish(call, json_object());
+}
+
+// Lowest and highest begin again from the present value.
+void method_sensor_reset(const CallPtr& call) {
+    Store& store = store_of(call);
+    std::string sensor = call_object(call) + ".";
+    json_int_t now = json_integer_value(store.value(sensor + "Value"));
+    store.set_value(sensor + "MinValue", json_integer(now));
+    store.set_value(sensor + "MaxValue", json_integer(now));
+    store.set_value(sensor + "LastUpdate", json_string(time_text().c_str()));
+    call_finish(call, json_object());
+}
+
+// Down and, where it is enabled, up again.
+void method_interface_reset(const CallPtr& call) {
+    Store& store = store_of(call);
+    std::string interface = call_object(call) + ".";
+    store.set_value(interface + "Status", json_string("Down"));
+    if (json_is_true(store.value(interface + "Enable")))
+        store.set_value(interface + "Status", json_string("Up"));
+    store.set_value(interface + "LastChange", json_integer(0));
+    call_finish(call, json_object());
+}
+
+void method_security_reset(const CallPtr& call) {
+    store_of(call).reset_object(call_object(call));
+    call_finish(call, json_object());
+}
+
+}  // namespace obxd
