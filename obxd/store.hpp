@@ -104,9 +104,11 @@ public:
     /// The running configuration (all writable values and instances): a new reference, for SaveConfig and
     /// restore.
     json_t* snapshot();
-    /// Replaces the running configuration by a snapshot, silently. False when it does not fit the model.
+    /// Replaces the running configuration by a snapshot. The listener is told of instances, not of values.
+    /// False when it does not fit the model.
     bool restore(const json_t* snapshot, std::string& error);
-    /// Back to the values of the model file, silently. `keep` names subtrees to leave alone.
+    /// Back to the values of the model file; the listener is told as by restore(). `keep` names subtrees to
+    /// leave alone.
     void reset_defaults(const std::vector<std::string>& keep);
 
     /// Sets the parameters of one object that can be set (not of those below it) to the values of the model

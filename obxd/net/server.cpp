@@ -274,12 +274,15 @@ void server_close(Server& server, Connection& c) {
 
 namespace {
 
+// The event as a message; "" when it would be too long for one.
 std::string event_text(uint32_t group, json_t* params) {
     JsonRef event(json_pack("{s:s, s:s, s:I}", "jsonrpc", "2.0", "method", "Event", "group",
                             static_cast<json_int_t>(group)));
     if (params) json_object_set(event, "params", params);
     CharsRef dump(json_dumps(event, JSON_COMPACT | JSON_REAL_PRECISION(15)));
-    return dump.get() ? std::string(dump.get()) + "\n" : "";
+    size_t length = dump ? strlen(dump) : 0;
+    if (length == 0 || length > MAX_MESSAGE) return "";
+    return std::string(dump.get(), length) + "\n";
 }
 
 // Who does not read its events is dropped once too many wait for it; a single one may be as long as a
@@ -300,7 +303,7 @@ void server_emit(Server& server, uint32_t group, json_t* params, uint64_t except
     for (auto& entry : server.connections) {
         Connection& c = *entry.second;
         if (c.id == except || c.phase != Connection::OPEN || !connection_in_group(c, group)) continue;
-        if (text.empty()) text = event_text(group, params);
+        if (text.empty() && (text = event_text(group, params)).empty()) return;
         queue_event(server, c, text);
     }
 }

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "impl.hpp"
 
@@ -171,6 +172,47 @@ json_t* snapshot_of(const Node* node) {
     return json_object_size(tree) ? tree.release() : nullptr;
 }
 
+/// The paths of all instances, in the model's order.
+void instances_gather(const Node* node, std::string& path, std::vector<std::string>& found) {
+    size_t length = path.size();
+    for (auto& instance : node->instances) {
+        path += std::to_string(instance->number) + ".";
+        found.push_back(path);
+        instances_gather(instance.get(), path, found);
+        path.resize(length);
+    }
+    for (auto& below : node->objects) {
+        path += below->schema->name + ".";
+        instances_gather(below.get(), path, found);
+        path.resize(length);
+    }
+}
+
+std::vector<std::string> instances_of(const Impl& impl) {
+    std::vector<std::string> found;
+    std::string path;
+    if (impl.listener) instances_gather(impl.top.get(), path, found);
+    return found;
+}
+
+void instance_tell(Impl& impl, Change::Kind kind, const std::string& path) {
+    size_t start = path.rfind('.', path.size() - 2) + 1;
+    uint32_t number = 0;
+    instance_number(std::string_view(path).substr(start, path.size() - 1 - start), number);
+    impl.listener({kind, kind == Change::ADD ? path.substr(0, start) : path, number, nullptr});
+}
+
+/// Tells which instances went and came since `before` was gathered; what holds others goes last and comes
+/// first.
+void instances_tell(Impl& impl, const std::vector<std::string>& before) {
+    std::vector<std::string> after = instances_of(impl);
+    std::unordered_set<std::string_view> had(before.begin(), before.end()), has(after.begin(), after.end());
+    for (auto path = before.rbegin(); path != before.rend(); ++path)
+        if (!has.count(*path)) instance_tell(impl, Change::DELETE, *path);
+    for (const std::string& path : after)
+        if (!had.count(path)) instance_tell(impl, Change::ADD, path);
+}
+
 bool values_fit(Impl& impl, Node* node, std::string& error) {
     for (auto& instance : node->instances)
         if (!values_fit(impl, instance.get(), error)) return false;
@@ -202,12 +244,16 @@ json_t* Store::snapshot() {
 
 bool Store::restore(const json_t* snapshot, std::string& error) {
     if (!tree_check(*impl_, snapshot, error)) return false;
+    std::vector<std::string> before = instances_of(*impl_);
     tree_apply(*impl_, snapshot, true, {});
+    instances_tell(*impl_, before);
     return true;
 }
 
 void Store::reset_defaults(const std::vector<std::string>& keep) {
+    std::vector<std::string> before = instances_of(*impl_);
     tree_apply(*impl_, impl_->pristine, false, keep);
+    instances_tell(*impl_, before);
 }
 
 bool Store::reset_object(std::string_view path) {

@@ -20,6 +20,16 @@ def daemon(*args, **options):
     return obxd
 
 
+def back_again(obxd):
+    """A fresh connection after a reboot. The socket is there a moment before it is listened on."""
+    def connected():
+        try:
+            return obxd.client()
+        except (FileNotFoundError, ConnectionRefusedError):
+            return None
+    return harness.wait_until(connected, "the daemon's return")
+
+
 def tcp_port(obxd):
     """The port of a daemon that was started with --listen."""
     return int(obxd.ready_line.split(", ")[1].split(" ")[0].rsplit(":", 1)[1])

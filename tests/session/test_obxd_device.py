@@ -10,7 +10,7 @@ import time
 import pytest
 
 import harness
-from obxd_support import daemon, fault, make_image, tcp_client
+from obxd_support import back_again, daemon, fault, make_image, tcp_client
 
 HOST = "Device.DeviceInfo.HostName"
 
@@ -29,12 +29,6 @@ def client(obxd):
 
 def state(obxd, *names):
     return os.path.join(obxd.directory, "state", *names)
-
-
-def back_again(obxd):
-    """A fresh connection after a reboot."""
-    harness.wait_until(lambda: os.path.exists(obxd.socket), "the socket")
-    return obxd.client()
 
 
 def reboot(obxd, client, **params):

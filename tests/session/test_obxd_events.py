@@ -50,6 +50,30 @@ def test_params_of_an_event_may_be_any_value(obxd, params):
     assert receiver.event()["params"] == params
 
 
+def test_an_event_that_grows_beyond_a_message_is_dropped(obxd):
+    receiver, sender = joined(obxd, 7), obxd.client(login=None)
+    big = b"[" + b"1e14," * (68 << 20 >> 4) + b"1]"  # each number is longer when it is written out
+    sender.send(b'{"jsonrpc":"2.0","method":"Event","group":7,"params":%s}' % big)
+    sender.send({"jsonrpc": "2.0", "method": "Event", "group": 7, "params": "small"})
+    assert receiver.event()["params"] == "small"
+
+
+def test_a_configuration_that_is_put_in_force_tells_of_instances(obxd, tmp_path):
+    client, listener = obxd.client(), joined(obxd, 4)
+    entries = "Device.List.Entry."
+    for number in (1, 2):
+        assert client.call("AddObject", {"ObjectName": entries})["InstanceNumber"] == number
+        listener.event()
+    url = "file://%s/config" % tmp_path
+    client.call("Upload", {"FileType": "Config", "URL": url})
+    client.call("FactoryReset")
+    assert [listener.event()["params"] for _ in (2, 1)] == [
+        {"Action": "Delete", "Path": entries + "%d." % number, "InstanceNumber": number} for number in (2, 1)]
+    client.call("Download", {"FileType": "Config", "URL": url})
+    assert [listener.event()["params"] for _ in (1, 2)] == [
+        {"Action": "Add", "Path": entries, "InstanceNumber": number} for number in (1, 2)]
+
+
 def test_a_left_group_is_quiet(obxd):
     client, sender = joined(obxd, 7), obxd.client(login=None)
     assert client.call("LeaveGroup", {"Group": 7}) == {}

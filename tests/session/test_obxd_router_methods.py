@@ -8,7 +8,7 @@ import re
 import pytest
 
 import harness
-from obxd_support import fault
+from obxd_support import back_again, fault
 
 with open(os.path.join(harness.SOURCE, "models", "router.json")) as file:
     MODEL = json.load(file)
@@ -194,8 +194,7 @@ def test_a_reboot_ends_what_was_running(router, client):
     client.call("Reboot")
     while client.receive():
         pass
-    harness.wait_until(lambda: os.path.exists(router.socket), "the socket")
-    again = router.client()
+    again = back_again(router)
     again.call("JoinGroup", {"Group": 2})
     assert "result" in execute(again, "Device.ScheduleTimer", DelaySeconds=2)
     while again.event()["params"]["Event"] != "OperationComplete":
