@@ -1,7 +1,5 @@
 // Parameters that mean something by their names.
 
-#include <algorithm>
-
 #include "schema.hpp"
 
 namespace obxd {
@@ -20,19 +18,13 @@ Schema* parameter_of(const Schema* schema, const char* name, int type) {
     return child->limits->type == type ? child : nullptr;
 }
 
-bool among(const json_t* choices, const json_t* value) {
-    for (size_t i = 0; i < json_array_size(choices); i++)
-        if (json_equal(json_array_get(choices, i), value)) return true;
-    return false;
-}
-
 void status_tie(const Schema* schema) {
     Schema* enable = parameter_of(schema, "Enable", OX_TR_BOOLEAN);
     Schema* status = parameter_of(schema, "Status", OX_TR_STRING);
     if (!enable || !status || !enable->writable || status->writable) return;
     for (const States& row : STATES) {
         JsonRef off(json_string(row.off)), on(json_string(row.on));
-        if (!among(status->limits->choices, off) || !among(status->limits->choices, on)) continue;
+        if (!choices_hold(*status->limits, off) || !choices_hold(*status->limits, on)) continue;
         enable->status = status;
         enable->states[0] = std::move(off);
         enable->states[1] = std::move(on);

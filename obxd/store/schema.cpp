@@ -38,6 +38,12 @@ Schema* schema_add(Schema* parent, std::string_view name) {
     return raw;
 }
 
+bool choices_hold(const Limits& limits, const json_t* value) {
+    for (size_t i = 0; i < json_array_size(limits.choices); i++)
+        if (json_equal(json_array_get(limits.choices, i), value)) return true;
+    return false;
+}
+
 bool instance_number(std::string_view text, uint32_t& number) {
     if (text.empty() || text.size() > 10 || text[0] == '0') return false;
     uint64_t sum = 0;

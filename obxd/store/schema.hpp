@@ -103,6 +103,9 @@ Schema* schema_add(Schema* parent, std::string_view name);
 const char* rank_text(int rank);
 int rank_parse(const char* text);
 
+/// True when the value is one of the choices.
+bool choices_hold(const Limits& limits, const json_t* value);
+
 /// True for "1" to "4294967295" without leading zeros.
 bool instance_number(std::string_view text, uint32_t& number);
 

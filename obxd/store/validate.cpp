@@ -29,12 +29,6 @@ std::string choices_text(const json_t* choices) {
     return text;
 }
 
-bool among(const json_t* choices, const json_t* value) {
-    for (size_t i = 0; i < json_array_size(choices); i++)
-        if (json_equal(json_array_get(choices, i), value)) return true;
-    return false;
-}
-
 bool among(const json_t* choices, std::string_view text) {
     for (size_t i = 0; i < json_array_size(choices); i++) {
         const json_t* choice = json_array_get(choices, i);
@@ -207,7 +201,7 @@ int value_check(Impl& impl, const Schema* parameter, const Node* node, const jso
     if (is_integer_type(type)) {
         if (!json_is_integer(value)) return wrong_type("an integer", why);
         int code = integer_check(limits, json_integer_value(value), why);
-        if (code || !limits.choices || among(limits.choices, value)) return code;
+        if (code || !limits.choices || choices_hold(limits, value)) return code;
         why = "must be one of " + choices_text(limits.choices);
         return FAULT_INVALID_VALUE;
     }
