@@ -177,8 +177,8 @@ char* password_prompt(const char* format, ...) {
     va_start(args, format);
     vprintf(format, args);
     va_end(args);
+    ox_rl_echo_off(STDIN_FILENO);  // before the prompt is seen, so that no quick hand is echoed
     fflush(stdout);
-    ox_rl_echo_off(STDIN_FILENO);
     char* line = read_line();
     ox_rl_echo_on(STDIN_FILENO);
     fputc('\n', stdout);

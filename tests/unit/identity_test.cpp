@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <setjmp.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <map>
@@ -76,7 +77,8 @@ void ox_rl_set_colors(const ox_hsv[OX_RL_COLOR_COUNT]) {
     calls += system_access ? "colours(root) " : "colours ";
 }
 void ox_rl_echo_off(int fd) {
-    printf("{off %d}", fd);
+    bool seen = __fpending(stdout) == 0;
+    printf(seen ? "{off %d, too late}" : "{off %d}", fd);
 }
 void ox_rl_echo_on(int fd) {
     printf("{on %d}", fd);
