@@ -65,12 +65,18 @@ class Router:
         return r"Sending file \(%s, %d bytes\) via netcat \(netcat://127\.0\.0\.1:\d+\)\.\.\.\n" % (
             re.escape(path), os.path.getsize(path))
 
+    def reconnected(self):
+        """A new connection, None while the device is down."""
+        try:
+            return self.daemon.client()
+        except OSError:
+            return None
+
     def rebooted(self):
         """Waits until the device went down and is back; returns its version and host name."""
         while self.witness.receive():
             pass
-        harness.wait_until(lambda: os.path.exists(self.daemon.socket), "the socket")
-        client = self.daemon.client()
+        client = harness.wait_until(self.reconnected, "the daemon's return")
         found = client.get(VERSION), client.get(HOST)
         client.close()
         return found

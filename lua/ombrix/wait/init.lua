@@ -16,7 +16,7 @@ function wait.wait_until(path, predicate, timeout)
     local found = ox.wait(function()
         value, message, code = ox.get(path)
         return (value == nil and message ~= nil) or predicate(value)
-    end, timeout or -1)
+    end, timeout)
     if value == nil and message then return nil, message, code end
     if not found then return nil, "time-out", -11 end
     return value
