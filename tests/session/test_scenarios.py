@@ -88,3 +88,29 @@ def test_a_router_is_configured_recorded_and_replayed(obxd, shell, directory):
         replay(other)
     finally:
         other.close()
+
+
+def test_several_shells_at_once(obxd, terminal):
+    """What one changes the others see; each has its own place and user."""
+    shells = [terminal(daemon=obxd) for _ in range(4)]
+    for number, shell in enumerate(shells):
+        assert shell.run("set Device.WiFi.SSID.1.SSID=net-%d" % number).endswith("Status: OK")
+    shells[0].run("cd Device.WiFi")
+    assert shells[0].line() == "root@obxc:Device.WiFi>" and shells[1].line() == "root@obxc:>"
+    for shell in shells:
+        assert shell.run("cat :Device.WiFi.SSID.1.SSID") == " = 'net-3'"
+        assert "EVENT" not in shell.text()
+
+
+@pytest.mark.parametrize("redirection", [">&-", ">/dev/full", "| head -1", "| true", "<&-"])
+@pytest.mark.parametrize("options", ["", "-r cat Device.", "-s"])
+def test_output_and_input_that_are_gone(shared_obxd, options, redirection):
+    """It ends, with nothing but a message of its own."""
+    line = "echo 'cat Device.' | \"$0\" -u \"$1\" %s %s" % (options, redirection)
+    if redirection == "<&-":
+        line = '"$0" -u "$1" %s %s' % (options, redirection)
+    done = harness.subprocess.run(["sh", "-c", line, harness.OBXC, shared_obxd.socket], capture_output=True,
+                                  env=harness.environment(leaks=False), timeout=harness.PATIENCE)
+    harness.check_sanitizers(done.stderr)
+    assert done.returncode in (0, 1, 255), done
+    assert done.stderr == b"" or b"standard output" in done.stderr, done

@@ -260,7 +260,10 @@ TEST(Completion, InsertsWhatTheCandidatesShare) {
                         {"ls # note", {"Device."}, nullptr},
                         {"f \xc3", {"\xc3\xa9", "\xc3\xa8"}, nullptr},
                         {"f ", {"\xc3\xa9", "\xc3\xa8"}, nullptr},  // half a character is none
-                        {"f ", {"a\xc3\xa9", "a\xc3\xa8"}, "f a"}};
+                        {"f ", {"a\xc3\xa9", "a\xc3\xa8"}, "f a"},
+                        {"f d", {"dev\x1b[2J"}, "f dev"},  // control characters stay out
+                        {"f d", {"dev\xc2\x9bx"}, "f dev"},
+                        {"f dev", {"dev\n"}, nullptr}};
     CompletionRules rules = {" \t/.=:\"'", false};
     for (const Row& row : rows) {
         json_t* candidates = json_array();

@@ -1,7 +1,10 @@
 #include "completion.hpp"
 
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include "width.hpp"
 
 namespace {
 
@@ -60,7 +63,8 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
         }
         common = common_length(first, other, common, rules.case_sensitive);
     }
-    common = whole_characters(first, common);
+    // Control characters stay out of the line: drawn, or echoed by a message, they could steer the terminal.
+    common = terminal_cut(first, whole_characters(first, common), SIZE_MAX);
     size_t typed = cursor - edit.start;
     bool in_word = cursor > 0 && !strchr(rules.boundaries, line[cursor - 1]);
     if (common < typed || (typed == 0 && in_word)) return edit;

@@ -2,6 +2,7 @@
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -34,6 +35,7 @@ bool is_of_line(void) {
 void ask(void) {
     free(hint.text);
     hint.text = editor.hint(rl_line_buffer);
+    if (hint.text) hint.text[terminal_cut(hint.text, strlen(hint.text), SIZE_MAX)] = '\0';
     ox_str_clear(&hint.line);
     ox_str_add_n(&hint.line, rl_line_buffer, rl_end);
 }
