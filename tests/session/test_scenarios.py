@@ -114,3 +114,26 @@ def test_output_and_input_that_are_gone(shared_obxd, options, redirection):
     harness.check_sanitizers(done.stderr)
     assert done.returncode in (0, 1, 255), done
     assert done.stderr == b"" or b"standard output" in done.stderr, done
+
+
+@pytest.mark.parametrize("word, value", [
+    ("-l", "-l"), ("--help", "--help"), ("-", "-"), ("", ""), ("a=b=", "a=b="), ("#5", ""), ("'#5'", "#5"),
+    ("'two  words'", "two  words"), ("ü日本", "ü日本"), ("%s%n", "%s%n"), ("x" * 33, None), ("\udcff", None)])
+def test_odd_texts_arrive_as_they_are(shared_obxd, word, value):
+    """Capitals of the path do not matter; a value that does not fit (None) leaves the old one; "#" starts a comment."""
+    client = shared_obxd.client()
+    client.set("Device.WiFi.SSID.1.SSID", "before")
+    obxc(daemon=shared_obxd, stdin="set dEVICE.wIfI.ssid.1.SsId=%s\n" % word)
+    assert client.get("Device.WiFi.SSID.1.SSID") == ("before" if value is None else value)
+    client.close()
+
+
+@pytest.mark.parametrize("text, value", [
+    ("0x10", 16), ("010", 8), ("65535", 65535), ("65536", None), ("4294967296", None), ("18446744073709551615", None),
+    ("9" * 400, None), ("-1", None), ("", None), ("1e3", None), ("1.5", None)])
+def test_odd_numbers(shared_obxd, text, value):
+    client = shared_obxd.client()
+    client.set("Device.NAT.PortMapping.1.ExternalPort", 2222)
+    obxc(daemon=shared_obxd, stdin="set 'Device.NAT.PortMapping.1.ExternalPort=%s'\n" % text)
+    assert client.get("Device.NAT.PortMapping.1.ExternalPort") == (2222 if value is None else value)
+    client.close()
