@@ -4,6 +4,8 @@
   generate.py flat N        N parameters, 50 to an object
   generate.py instances N   one multi-instance object with N instances
   generate.py deep N        about N nodes: objects, instances and parameters in several levels
+
+Everyone may read them, so that a measurement needs no login.
 """
 
 import json
@@ -76,7 +78,7 @@ def main():
     # What a client asks for on its own is there too.
     info = {"UpTime": {"type": "unsignedInt"}, "DeviceMode": {"type": "string", "enum": ["Router", "Bridge"]}}
     users = {"CurrentUser": {"type": "string", "read": "guest"}, "SystemAccess": {"type": "boolean", "read": "guest"}}
-    device = {"DeviceInfo": info, "Users": users}
+    device = {"#attr": {"read": "guest"}, "DeviceInfo": info, "Users": users}
     device.update(schema)
     top = {"DataModelVersion": {"type": "string", "read": "guest"}, "Device": device}
     model = {"schema": top, "values": {"DataModelVersion": "1.0", "Device": values}}
