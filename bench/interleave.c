@@ -1,6 +1,6 @@
-/* interleave ROUNDS [--stdin FILE] -- COMMAND... -- COMMAND...: runs the commands in turn, ROUNDS times,
- * their output thrown away. Prints for each the median and the least wall time in microseconds, and the peak
- * resident size in KiB. */
+/* interleave ROUNDS -- COMMAND... -- COMMAND...: runs the commands in turn, ROUNDS times, their output thrown
+ * away. Prints for each the median and the least wall time in microseconds, the peak resident size in KiB,
+ * and the median of the processor time in microseconds. */
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <spawn.h>
@@ -17,6 +17,11 @@ static double now(void) {
     struct timespec t;
     clock_gettime(CLOCK_MONOTONIC, &t);
     return (double)t.tv_sec * 1e6 + (double)t.tv_nsec / 1e3;
+}
+
+static double processor_time(const struct rusage* usage) {
+    return (double)(usage->ru_utime.tv_sec + usage->ru_stime.tv_sec) * 1e6 +
+           (double)(usage->ru_utime.tv_usec + usage->ru_stime.tv_usec);
 }
 
 static int by_value(const void* a, const void* b) {
@@ -36,8 +41,12 @@ int main(int argc, char** argv) {
         commands[count++] = argv + i + 1;
     }
     double* times[MOST];
+    double* busy[MOST];
     long peak[MOST] = {0};
-    for (int c = 0; c < count; ++c) times[c] = malloc(sizeof(double) * (size_t)rounds);
+    for (int c = 0; c < count; ++c) {
+        times[c] = malloc(sizeof(double) * (size_t)rounds);
+        busy[c] = malloc(sizeof(double) * (size_t)rounds);
+    }
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -56,13 +65,17 @@ int main(int argc, char** argv) {
                 fprintf(stderr, "%s failed\n", commands[c][0]);
                 return 1;
             }
-            if (round >= 0) times[c][round] = took;
+            if (round >= 0) {
+                times[c][round] = took;
+                busy[c][round] = processor_time(&usage);
+            }
             if (usage.ru_maxrss > peak[c]) peak[c] = usage.ru_maxrss;
         }
     }
     for (int c = 0; c < count; ++c) {
         qsort(times[c], (size_t)rounds, sizeof(double), by_value);
-        printf("%.1f %.1f %ld\n", times[c][rounds / 2], times[c][0], peak[c]);
+        qsort(busy[c], (size_t)rounds, sizeof(double), by_value);
+        printf("%.1f %.1f %ld %.1f\n", times[c][rounds / 2], times[c][0], peak[c], busy[c][rounds / 2]);
     }
     return 0;
 }
