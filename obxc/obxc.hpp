@@ -15,15 +15,14 @@ using CommandHandler = int (*)(const char* name, json_t* args);
 /// One row of the command table.
 struct ShellCommand {
     const char* name;
-    const char* method;      ///< daemon method that the command stands for, or null
-    uint32_t id;             ///< aliases share one; 0 is no command
-    uint32_t name_hash;      ///< filled in on the first lookup
-    uint32_t method_hash;    ///< filled in on the first lookup
-    CommandHandler handler;  ///< interactive, or null
-    CommandHandler
-        request_handler;  ///< request mode and scripts, or null where the command has no meaning there
-    const char* syntax;   ///< usage line of `help`, or null
-    const char* help;     ///< one-line description of `help`, or null
+    const char* method;              ///< daemon method that the command stands for, or null
+    uint32_t id;                     ///< aliases share one; 0 is no command
+    uint32_t name_hash;              ///< filled in on the first lookup
+    uint32_t method_hash;            ///< filled in on the first lookup
+    CommandHandler handler;          ///< of the shell, or null
+    CommandHandler request_handler;  ///< of request mode and scripts, null where it makes no sense there
+    const char* syntax;              ///< usage line of `help`, or null
+    const char* help;                ///< one-line description of `help`, or null
 };
 
 /// A place in the data model.
@@ -41,7 +40,7 @@ struct NodePath {
 /// The connection of all requests, and the one on which events are taken in.
 extern ox_jrpcapi* request_channel;
 extern ox_jrpcapi* event_channel;
-/// Default bound of value reads and raw requests, in milliseconds.
+/// Bound of raw requests, in milliseconds; -1: none.
 extern int request_timeout_ms;
 /// Cleared when the program should end its loops.
 extern bool running;

@@ -4,6 +4,7 @@
 
 #include "commands/attr_print.hpp"
 #include "commands/commands.hpp"
+#include "commands/words.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
 #include "ox_tr.hpp"
@@ -54,7 +55,7 @@ int show_node(const char* command, const char* path) {
 }  // namespace
 
 int attr_command(const char* name, json_t* args) {
-    if (json_array_size(args) < 2) return show_node(name, json_string_value(json_array_get(args, 0)));
+    if (json_array_size(args) < 2) return show_node(name, word_at(args, 0));
     size_t index;
     json_t* arg;
     json_array_foreach(args, index, arg) {

@@ -9,8 +9,6 @@ int ls_command(const char* name, json_t* args);
 int cat_command(const char* name, json_t* args);
 // set.cpp
 int set_command(const char* name, json_t* args);
-/// Converts a text to the type of a parameter's default value: a new value, or null when it does not fit.
-json_t* value_from_text(const char* text, json_type type);
 // instances.cpp
 int add_command(const char* name, json_t* args);
 int take_command(const char* name, json_t* args);

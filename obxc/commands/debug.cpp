@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "commands/commands.hpp"
+#include "commands/words.hpp"
 #include "ox_rl.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
@@ -63,7 +64,7 @@ int run_on_terminal(const char* command) {
 }  // namespace
 
 int debug_command(const char*, json_t* args) {
-    const char* mode = debug_mode(json_string_value(json_array_get(args, 0)));
+    const char* mode = debug_mode(word_at(args, 0));
     if (!mode) {
         printf("syntax: %s\n", "change system debug mode");
         return -1;

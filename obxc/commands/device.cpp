@@ -16,6 +16,11 @@ const char* word_text(json_t* word, int line, const char* function) {
     return arg;
 }
 
+int reboot_syntax(const char* name) {
+    printf("syntax: %s [-f] [<DeviceMode>]\n", name);
+    return -1;
+}
+
 }  // namespace
 
 int process_save(const char*, json_t* args) {
@@ -46,15 +51,6 @@ int process_reset(const char* name, json_t* args) {
     response_report(message);
     return 0;
 }
-
-namespace {
-
-int reboot_syntax(const char* name) {
-    printf("syntax: %s [-f] [<DeviceMode>]\n", name);
-    return -1;
-}
-
-}  // namespace
 
 int process_reboot(const char* name, json_t* args) {
     JsonRef params(json_object());

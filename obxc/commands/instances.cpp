@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "commands/commands.hpp"
+#include "commands/words.hpp"
 #include "model/path.hpp"
 #include "ox_colors.hpp"
 #include "ox_string.hpp"
@@ -13,10 +14,6 @@
 namespace {
 
 enum { OBJECT_PATH_SIZE = sizeof(NodePath::path) + 1 };
-
-const char* word_at(json_t* args, size_t index) {
-    return json_string_value(json_array_get(args, index));
-}
 
 void execute_and_report(ox_jrpcmsg* message) {
     request_exec(message, -1);

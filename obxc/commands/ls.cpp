@@ -5,6 +5,7 @@
 #include "commands/commands.hpp"
 #include "commands/listing.hpp"
 #include "commands/print.hpp"
+#include "commands/words.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
 #include "ox_out.hpp"
@@ -136,7 +137,7 @@ int ls_command(const char* name, json_t* args) {
     int options = 0;
     JsonRef paths(split_options(args, &options));
     if (json_array_size(paths) < 2) {
-        return list_node(name, json_string_value(json_array_get(paths, 0)), options);
+        return list_node(name, word_at(paths, 0), options);
     }
     size_t index;
     json_t* path;

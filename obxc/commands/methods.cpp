@@ -1,9 +1,9 @@
 // execute, select: methods of the model, and the paths that match a selector.
 #include <stdio.h>
-#include <string.h>
 
 #include "commands/commands.hpp"
 #include "commands/tree.hpp"
+#include "commands/words.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
 #include "ox_confapi.hpp"
@@ -13,38 +13,22 @@
 namespace {
 
 /// The value of an input argument: a new value, or null after saying why there is none.
-json_t* argument_value(const char* command, const NodePath* input, const char* relative, const char* text) {
+json_t* argument_value(const char* command, const NodePath* input, const Assignment& assignment) {
     ScopedPath p(input);
-    if (path_resolve(&p, relative) < 0) {
-        printf("%s: %s: no such node.\n", command, relative);
+    if (path_resolve(&p, assignment.path) < 0) {
+        printf("%s: %s: no such node.\n", command, assignment.path);
         return nullptr;
     }
-    const json_t* fallback = ox_tr_dm_node_default_get(p.node);
-    if (!fallback) {
-        printf("%s: %s: is an object or doesn't have default value.\n", command, relative);
-        return nullptr;
-    }
-    json_t* value = value_from_text(text, json_typeof(fallback));
-    if (!value) printf("%s: %s: invalid value %s.\n", command, relative, text);
-    return value;
+    return assignment_value(command, assignment, ox_tr_dm_node_default_get(p.node));
 }
 
 /// Adds the argument that a word like "path=value" gives. False after saying what is wrong with it.
 bool add_argument(const char* command, const NodePath* input, const char* word, json_t* list) {
-    StrRef buffer(ox_str_init());
-    ox_str_replace_text(buffer, word);
-    char* relative = ox_dynarray_get_unsafe(buffer);
-    char* equals = strchr(relative, '=');
-    if (!equals) {
-        printf("%s: %s: no value.\n", command, word);
-        return false;
-    }
-    *equals = '\0';
-    const char* text = equals + 1;
-    printf("key = %s, value = %s\n", relative, text);
-    JsonRef value(argument_value(command, input, relative, text));
+    Assignment assignment;
+    if (!assignment_split(command, word, &assignment)) return false;
+    JsonRef value(argument_value(command, input, assignment));
     if (!value) return false;
-    json_array_append_new(list, json_pack("{s : s, s : O}", "Name", relative, "Value", value.get()));
+    json_array_append_new(list, json_pack("{s : s, s : O}", "Name", assignment.path, "Value", value.get()));
     return true;
 }
 
@@ -56,7 +40,7 @@ bool gather_arguments(const char* command, NodePath* method, json_t* args, json_
         return false;
     }
     for (size_t i = 1; i < json_array_size(args); i++) {
-        const char* word = json_string_value(json_array_get(args, i));
+        const char* word = word_at(args, i);
         if (!word || !add_argument(command, method, word, list)) return false;
     }
     path_resolve(method, "<");
@@ -80,7 +64,7 @@ int show_answer(const ox_jrpcmsg* message, const char* path) {
 }  // namespace
 
 int execute_command(const char* name, json_t* args) {
-    const char* path = json_string_value(json_array_get(args, 0));
+    const char* path = word_at(args, 0);
     if (!path || !path[0]) {
         printf("%s: no method.\n", name);
         return -1;

@@ -7,12 +7,16 @@
 #include "ox_out.hpp"
 #include "session/prompt.hpp"
 
+namespace {
+
 void print_blanks(size_t count) {
     static const char blanks[] = "                                                                ";
     constexpr size_t piece = sizeof blanks - 1;
     for (; count > piece; count -= piece) fwrite(blanks, 1, piece, stdout);
     fwrite(blanks, 1, count, stdout);
 }
+
+}  // namespace
 
 void print_padded(const char* text, size_t length, size_t width) {
     ox_out_text(text, static_cast<long>(length));

@@ -1,12 +1,10 @@
-// What the commands' listings share: texts of known length, padding, the value colour.
+// What the commands' listings share: padded texts and values.
 #pragma once
 
 #include <stddef.h>
 
 #include "obxc.hpp"
 
-/// Writes `count` blanks.
-void print_blanks(size_t count);
 /// Writes `length` bytes of a text of the daemon, then blanks up to `width` columns.
 void print_padded(const char* text, size_t length, size_t width);
 /// Writes a text of the daemon; nothing for null.

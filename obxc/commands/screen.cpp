@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "commands/commands.hpp"
+#include "commands/words.hpp"
 #include "ox_rl.hpp"
 #include "ox_string.hpp"
 #include "session/editor.hpp"
@@ -11,10 +12,6 @@
 namespace {
 
 constexpr const char* COLOUR_WORDS[COLOUR_COUNT] = {"root-prompt", "prompt", "autocomplete", "hint"};
-
-const char* word_at(json_t* args, size_t index) {
-    return json_string_value(json_array_get(args, index));
-}
 
 bool same(const char* a, const char* b) {
     return a && strcmp(a, b) == 0;

@@ -7,6 +7,7 @@
 #include "commands/commands.hpp"
 #include "commands/firmware.hpp"
 #include "commands/serve_file.hpp"
+#include "commands/words.hpp"
 #include "ox_md5.hpp"
 #include "ox_string.hpp"
 #include "ox_url.hpp"
@@ -34,12 +35,12 @@ template <size_t N>
 bool read_words(json_t* args, const FileKind (&kinds)[N], TransferWords* words) {
     size_t count = json_array_size(args);
     if (count != 2 && count != 3) return false;
-    const char* word = json_string_value(json_array_get(args, 0));
+    const char* word = word_at(args, 0);
     words->type = nullptr;
     for (const FileKind& kind : kinds) {
         if (word && strcmp(word, kind.word) == 0) words->type = kind.type;
     }
-    words->path = json_string_value(json_array_get(args, 1));
+    words->path = word_at(args, 1);
     words->target = json_array_get(args, 2);
     return words->type && words->path;
 }

@@ -5,9 +5,11 @@
 #include <string.h>
 
 #include "commands/commands.hpp"
+#include "commands/words.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
 #include "ox_confapi.hpp"
+#include "ox_string.hpp"
 
 namespace {
 
@@ -22,7 +24,7 @@ bool canonical_path(const char* path, char out[TREE_PATH_SIZE]) {
                      : snprintf(full, sizeof full, "%s.%s", current_path.path, path ? path : "");
     if (length < 0 || length >= TREE_PATH_SIZE) return false;
     if (ox_conf_path_canonize(0, full, out) < 0) return false;
-    if (!out[0]) strcpy(out, ".");
+    if (!out[0]) ox_string_strlcpy(out, ".", TREE_PATH_SIZE);
     return true;
 }
 
@@ -41,7 +43,7 @@ void tree_show(const char* path, int flags) {
 }  // namespace
 
 int tree_command(const char* /*name*/, json_t* args) {
-    tree_show(json_string_value(json_array_get(args, 0)), TREE_SCHEME);
+    tree_show(word_at(args, 0), TREE_SCHEME);
     return 0;
 }
 

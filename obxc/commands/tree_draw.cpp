@@ -4,6 +4,7 @@
 
 #include "commands/print.hpp"
 #include "commands/tree.hpp"
+#include "model/metadata.hpp"
 #include "model/path.hpp"
 #include "ox_log.hpp"
 #include "ox_out.hpp"
@@ -13,8 +14,25 @@
 
 namespace {
 
-/// No JSON text that the parser accepts is deeper.
-enum { EMPTY_DEPTH_LIMIT = 4096 };
+/// Branch states: one for each depth of the line being drawn.
+enum TreeBranch : unsigned char {
+    BRANCH_CONTINUES = 0,  ///< an ancestor continues below
+    BRANCH_CHILD = 1,      ///< a child that is not the last
+    BRANCH_LAST = 2,       ///< the last child
+    BRANCH_BLANK = 3,      ///< below a last child
+};
+/// One drawn line.
+struct TreeNode {
+    const json_t* value;        ///< the node being drawn, borrowed
+    const json_t* scheme;       ///< the matching schema node, borrowed, or null
+    const char* name;           ///< the text drawn: the key, or the path for the root
+    unsigned depth;             ///< 0 for the root
+    unsigned printed_children;  ///< children drawn so far
+    unsigned child_count;       ///< children that will be drawn
+    size_t name_width;          ///< width to which the children's names are padded
+    bool has_max_instance;      ///< a child key is "max_instance": it is drawn last
+    unsigned char* branches;    ///< TREE_DEPTH_LIMIT states, shared by the whole tree
+};
 
 const char* const line_glyphs[] = {"│   ", "├── ", "└── ", "    "};
 const char* const plain_glyphs[] = {"|   ", "|-- ", "|__ ", "    "};
@@ -44,16 +62,6 @@ bool is_attr(const char* key) {
 
 bool is_max_instance(const char* key, size_t length) {
     return length == 12 && memcmp(key, "max_instance", 12) == 0;
-}
-
-bool empty_subtree(const json_t* value, int depth) {
-    if (!json_is_object(value) || depth == 0) return false;
-    const char* key;
-    json_t* member;
-    json_object_foreach(const_cast<json_t*>(value), key, member) {
-        if (!empty_subtree(member, depth - 1)) return false;
-    }
-    return true;
 }
 
 size_t entry_new(Drawing* drawing) {
@@ -192,7 +200,7 @@ void tree_draw_node(Drawing* drawing, TreeNode* node, TreeNode* parent, size_t o
 }  // namespace
 
 bool is_empty_subtree(const json_t* value) {
-    return empty_subtree(value, EMPTY_DEPTH_LIMIT);
+    return json_is_object_tree(value);
 }
 
 json_t* tree_lookup_child(const json_t* node, const char* key, size_t key_length) {

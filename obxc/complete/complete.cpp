@@ -50,18 +50,15 @@ bool is_typed(const Line& line, const char* text) {
 
 void offer_text(const Line& line, const char* text, size_t length) {
     const char* prefix = line.current ? line.current : "";
-    if (strncmp(text, prefix, strlen(prefix)) != 0) return;
+    size_t prefix_length = strlen(prefix);
+    if (prefix_length > length || memcmp(text, prefix, prefix_length) != 0) return;
     json_array_append_new(line.candidates, json_stringn(text, length));
 }
 
 void offer_keywords(const Line& line, const Rule& rule) {
     for (const char* word = rule.keywords; *word != '\0';) {
         size_t length = strcspn(word, " ");
-        const char* prefix = line.current ? line.current : "";
-        size_t prefix_length = strlen(prefix);
-        if (prefix_length <= length && memcmp(word, prefix, prefix_length) == 0) {
-            json_array_append_new(line.candidates, json_stringn(word, length));
-        }
+        offer_text(line, word, length);
         word += length + strspn(word + length, " ");
     }
     candidates_sort(line.candidates);

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr uint32_t GROUP_MODEL_CHANGES = 4;
-
 void queue_model_change(json_t* params) {
     // A change without one of the members cannot be folded in: it is dropped.
     json_t* change = json_pack("{s:O, s:O, s:O}", "Action", json_object_get(params, "Action"), "Path",

@@ -3,6 +3,9 @@
 
 #include "obxc.hpp"
 
+/// The group of the events that tell changes of the data model.
+inline constexpr uint32_t GROUP_MODEL_CHANGES = 4;
+
 /// Queues a data-model change for the completion cache, prints any other event, drops what is no event.
 void event_take(ox_jrpcmsg* message);
 /// Prints an event: its group and its params as indented JSON.

@@ -76,9 +76,6 @@ void redraw(Shell* shell) {
     ox_rl_async_prepare(shell->editor, prompt);
 }
 
-// --- running a line
-// -----------------------------------------------------------------------------------------
-
 /// The words of a line; those of a "lua " line are the command and its text, untouched. False when the line
 /// is no UTF-8 text.
 bool words_fill(Shell* shell, const char* line) {
@@ -148,9 +145,6 @@ Step line_take(Shell* shell, char* line) {
     line_run(shell, line);
     return STEP_GO_ON;
 }
-
-// --- the two inputs
-// -----------------------------------------------------------------------------------------
 
 Step input_serve(Shell* shell) {
     int key = ox_rl_getch();

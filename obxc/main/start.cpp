@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "main/events.hpp"
 #include "main/modes.hpp"
 #include "main/options.hpp"
 #include "main/script.hpp"
@@ -25,7 +26,6 @@
 namespace {
 
 constexpr int GO_ON = -1;
-constexpr uint32_t GROUP_MODEL_CHANGES = 4;
 constexpr int REQUESTS_TIMEOUT_MS = 5000;
 constexpr int EVENTS_TIMEOUT_MS = 100;
 constexpr int JOIN_TIMEOUT_MS = 1000;
@@ -97,9 +97,6 @@ void groups_join(const StartOptions* options) {
     for (size_t i = 0; i < options->group_count; i++) group_join(request_channel, options->groups[i]);
 }
 
-// --- the start-up script
-// ------------------------------------------------------------------------------------
-
 enum { CONFIG_PATH_SIZE = 256 };
 
 int config_path_default(char path[CONFIG_PATH_SIZE]) {
@@ -115,7 +112,7 @@ int config_path_default(char path[CONFIG_PATH_SIZE]) {
     return length < CONFIG_PATH_SIZE ? 0 : -1;
 }
 
-/// Runs the script with descriptor 1 on /dev/null.
+/// Runs the start-up script with descriptor 1 on /dev/null.
 void config_run_silently(const char* path) {
     fflush(stdout);
     Fd saved(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
@@ -142,9 +139,6 @@ void config_run(const StartOptions* options) {
     struct stat info;
     if (stat(path, &info) == 0 && S_ISREG(info.st_mode)) config_run_silently(path);
 }
-
-// --- the order of things
-// ------------------------------------------------------------------------------------
 
 const char* path_text() {
     return current_path.path;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "commands/commands.hpp"
+#include "commands/words.hpp"
 
 namespace {
 
