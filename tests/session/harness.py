@@ -48,6 +48,10 @@ if subprocess.run(OWN_TMP + ["true"], stderr=subprocess.DEVNULL).returncode != 0
     OWN_TMP = []
 
 
+def asan_options(leaks):
+    return "exitcode=99:detect_leaks=%d" % (1 if leaks else 0)
+
+
 def environment(home=None, leaks=True, **extra):
     """The environment of a program under test: nothing of the tester's own but PATH. A value of None removes one."""
     env = {
@@ -57,7 +61,7 @@ def environment(home=None, leaks=True, **extra):
         "LANG": "C.UTF-8",
         "USER": "root",
         "INPUTRC": "/dev/null",
-        "ASAN_OPTIONS": "exitcode=99:detect_leaks=%d" % (1 if leaks else 0),
+        "ASAN_OPTIONS": asan_options(leaks),
         "UBSAN_OPTIONS": "print_stacktrace=1:halt_on_error=1",
     }
     env.update(extra)
@@ -398,7 +402,7 @@ class Terminal:
         self.master, slave = pty.openpty()
         self._set_size(slave)
         self.process = subprocess.Popen(argv, stdin=slave, stdout=slave, stderr=slave, cwd=cwd,
-                                        env=env or environment(home=home, leaks=leaks),
+                                        env=dict(env or environment(home=home), ASAN_OPTIONS=asan_options(leaks)),
                                         preexec_fn=self._take_terminal)
         os.close(slave)
 
