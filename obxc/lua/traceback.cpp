@@ -8,11 +8,8 @@ namespace {
 
 /// Leaves the message, a string or number, as the only value on the stack.
 void message_of_error(lua_State* L) {
-    if (lua_isnoneornil(L, 1)) {
-        lua_pushliteral(L, "(no error message)");
-    } else if (!lua_isstring(L, 1) && !luaL_callmeta(L, 1, "__tostring")) {
-        lua_pushliteral(L, "(no error message)");
-    }
+    bool tells = !lua_isnoneornil(L, 1) && (lua_isstring(L, 1) || luaL_callmeta(L, 1, "__tostring"));
+    if (!tells) lua_pushliteral(L, "(no error message)");
     if (lua_gettop(L) >= 2) {
         lua_replace(L, 1);
         lua_settop(L, 1);

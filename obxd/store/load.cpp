@@ -24,7 +24,8 @@ static bool schema_walk(Impl& impl, Schema* schema, const std::string& path, std
             if (!child->relations.empty()) impl.referrers.push_back(child.get());
             std::string why;
             if (child->has_default && value_check(impl, child.get(), nullptr, child->initial, why) != 0) {
-                error = name + ": the default " + why;
+                error = name;
+                error += ": the default " + why;
                 return false;
             }
             child->initial.reset(value_normal(child.get(), child->initial));

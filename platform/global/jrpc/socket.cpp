@@ -120,9 +120,7 @@ ssize_t ox_socket_send(ox_socket* socket, const void* data, size_t size) {
             sent += static_cast<size_t>(count);
         } else if (count < 0 && errno == EINTR) {
             continue;
-        } else if (count < 0 && errno != EAGAIN) {
-            return sent > 0 ? static_cast<ssize_t>(sent) : -1;
-        } else if (ox_socket_wait(socket, 0, STALL_MS) <= 0) {
+        } else if ((count < 0 && errno != EAGAIN) || ox_socket_wait(socket, 0, STALL_MS) <= 0) {
             return sent > 0 ? static_cast<ssize_t>(sent) : -1;
         }
     }

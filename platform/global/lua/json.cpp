@@ -17,7 +17,7 @@ void push_array(lua_State* L, json_t* json, bool indexes) {
     lua_createtable(L, static_cast<int>(size < 1000000 ? size : 0), 0);
     for (size_t i = 0; i < size; ++i) {
         json_to_lua(L, json_array_get(json, i), indexes);
-        lua_rawseti(L, -2, static_cast<lua_Integer>(i + 1));
+        lua_rawseti(L, -2, static_cast<lua_Integer>(i) + 1);
     }
     if (size == 0) luaL_setmetatable(L, ARRAY);
 }

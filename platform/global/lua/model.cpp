@@ -62,7 +62,7 @@ int names(lua_State* L) {
     lua_newtable(L);
     for (size_t i = 0; i < json_array_size(list); ++i) {
         json_to_lua(L, json_object_get(json_array_get(list, i), "Name"));
-        lua_rawseti(L, -2, static_cast<lua_Integer>(i + 1));
+        lua_rawseti(L, -2, static_cast<lua_Integer>(i) + 1);
     }
     holder_clear(holder);
     return 1;

@@ -97,7 +97,7 @@ bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message) {
     ox_jrpcmsg_free(holder->message);
     holder->message = message;
     LuaContext* context = context_of(L);
-    if (!message) luaL_error(L, "not enough memory");
+    if (!message) return luaL_error(L, "not enough memory");
     if (!context->api) luaL_error(L, "there is no connection to the daemon");
     Exchange exchange = {context->api, message};
     guarded(L, run_exchange, &exchange);
@@ -160,6 +160,7 @@ const char* check_path(lua_State* L, int index) {
 json_t* add_named(lua_State* L, json_t* list, const char* name) {
     json_t* entry = json_object();
     if (json_array_append_new(list, entry) != 0) luaL_error(L, "not enough memory");
-    if (json_object_set_new(entry, "Name", json_string(name)) != 0) luaL_error(L, "a path must be valid UTF-8");
+    if (json_object_set_new(entry, "Name", json_string(name)) != 0)
+        luaL_error(L, "a path must be valid UTF-8");
     return entry;
 }
