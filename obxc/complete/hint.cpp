@@ -3,20 +3,18 @@
 
 #include "complete/complete.hpp"
 #include "model/metadata.hpp"
+#include "ox_rl.hpp"
 
 namespace {
 
 enum { HINT_WAIT_MS = 150 };
 
-/// Where a word that a candidate replaces may start: behind any of these, and at the start of the line.
-constexpr const char* BOUNDARIES = " \t/.=:\"'";
-
-/// What inserting the candidate would add: it replaces the longest text at the line's end that starts at a
-/// boundary and that it begins with. Null when there is no such text.
+/// What inserting the candidate would add: it replaces the longest text at the line's end that starts
+/// where a word may and that it begins with. Null when there is no such text.
 const char* inserted_part(const char* line, const char* candidate) {
     const char* end = line + strlen(line);
     for (const char* start = line; start <= end; ++start) {
-        if (start > line && !strchr(BOUNDARIES, start[-1])) continue;
+        if (start > line && !strchr(OX_RL_SHELL_BOUNDARIES, start[-1])) continue;
         size_t length = static_cast<size_t>(end - start);
         if (strncasecmp(candidate, start, length) == 0) return candidate + length;
     }

@@ -2,24 +2,12 @@
 
 #include <stdio.h>
 
-#include "ox_out.hpp"
+#include "ox_confapi.hpp"
 
 namespace {
 
 /// The time-out of `request_channel` between exchanges.
 constexpr int IDLE_TIMEOUT_MS = 5000;
-
-void print_error_data(json_t* data) {
-    const char* key;
-    json_t* value;
-    json_object_foreach(data, key, value) {
-        CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
-        ox_out_text(key);
-        fputs(": ", stdout);
-        if (text) ox_out_text(text);
-        fputc('\n', stdout);
-    }
-}
 
 }  // namespace
 
@@ -50,14 +38,5 @@ void response_report(const ox_jrpcmsg* message) {
         fflush(stdout);
         return;
     }
-    ox_colors_set(OX_COLOR_ERROR);
-    printf("[%d] ", message->error_code);
-    if (message->error_message) ox_out_text(message->error_message);
-    ox_colors_reset();
-    if (message->error_detail) {
-        fputs(": ", stdout);
-        ox_out_text(message->error_detail);
-    }
-    fputc('\n', stdout);
-    print_error_data(ox_jrpcmsg_get_errordata_json(message));
+    ox_confapi_print_failure(message);
 }

@@ -338,8 +338,6 @@ TEST_F(Output, EscapesControlCharactersOnATerminal) {
         written(false, measure);
         EXPECT_EQ(size, row.text.size());
     }
-    EXPECT_EQ(written(true, [] { ox_out_padded("a\033", 8); }), "a\\x1b   ");
-    EXPECT_EQ(written(false, [] { ox_out_padded("abc", 2); }), "abc");
 }
 
 TEST_F(Output, ListsFollowTheTerminal) {

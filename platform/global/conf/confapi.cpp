@@ -12,28 +12,6 @@ ox_jrpcapi* context = nullptr;
 bool ignore_next = false;
 ox_jrpcmsg* last_failed = nullptr;
 
-/// The common format of a failure: code and text in the error colour, detail, a line for each error datum.
-void print_failure(const ox_jrpcmsg* message) {
-    ox_colors_set(OX_COLOR_ERROR);
-    printf("[%d] ", message->error_code);
-    ox_out_text(message->error_message ? message->error_message : "");
-    ox_colors_reset();
-    if (message->error_detail) {
-        fputs(": ", stdout);
-        ox_out_text(message->error_detail);
-    }
-    putchar('\n');
-    const char* key = nullptr;
-    json_t* value = nullptr;
-    json_object_foreach(message->error_data, key, value) {
-        CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
-        ox_out_text(key);
-        fputs(": ", stdout);
-        ox_out_text(text ? text.get() : "");
-        putchar('\n');
-    }
-}
-
 void keep_failed(const ox_jrpcmsg* message) {
     ox_jrpcmsg_free(last_failed);
     last_failed = jrpcmsg_clone(message);
@@ -48,7 +26,7 @@ int execute(ox_jrpcmsg* message, bool print) {
     if (rc < 0 && ox_jrpcapi_get_socket_err(context) == OX_SOCKET_ECLOSED) ox_jrpcapi_exec(context, message);
     if (message->error_code == 0) return 0;
     keep_failed(message);
-    if (!silent) print_failure(message);
+    if (!silent) ox_confapi_print_failure(message);
     return -1;
 }
 
@@ -71,6 +49,27 @@ ox_jrpcmsg* text_request(const char* method, const char* name, const char* text)
 }
 
 }  // namespace
+
+void ox_confapi_print_failure(const ox_jrpcmsg* message) {
+    ox_colors_set(OX_COLOR_ERROR);
+    printf("[%d] ", message->error_code);
+    ox_out_text(message->error_message ? message->error_message : "");
+    ox_colors_reset();
+    if (message->error_detail) {
+        fputs(": ", stdout);
+        ox_out_text(message->error_detail);
+    }
+    putchar('\n');
+    const char* key = nullptr;
+    json_t* value = nullptr;
+    json_object_foreach(message->error_data, key, value) {
+        CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
+        ox_out_text(key);
+        fputs(": ", stdout);
+        ox_out_text(text ? text.get() : "");
+        putchar('\n');
+    }
+}
 
 void ox_confapi_set_ctx(ox_jrpcapi* api) {
     context = api;

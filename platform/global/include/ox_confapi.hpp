@@ -10,7 +10,9 @@
 void ox_confapi_set_ctx(ox_jrpcapi* api);
 /// Keeps the next query from printing its error (1), or not (0).
 void ox_confapi_ignore_next_error_exec(int ignore);
-/// Executes a request on the context's connection and prints a failure as "[code] text". Returns 0 for a
+/// Prints what a failed message says: "[code] text: detail", and a line for each member of its error data.
+void ox_confapi_print_failure(const ox_jrpcmsg* message);
+/// Executes a request on the context's connection and prints its failure. Returns 0 for a
 /// result, else negative. The message stays the caller's.
 int ox_confapi_exec(ox_jrpcmsg* message);
 

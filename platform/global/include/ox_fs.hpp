@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <sys/types.h>
 
 /// Creates the file (mode 0600) when it does not exist, leaves it alone otherwise. Never follows a symbolic
 /// link at the last component. Returns 0, or -1 with errno.
@@ -14,6 +15,6 @@ void ox_fs_munmap_file(void* data, size_t size);
 /// whole. A symbolic link at `path` is refused (ELOOP). Returns 0, or -1 with errno and the old file
 /// untouched.
 int ox_fs_replace_file(const char* path, const void* data, size_t size);
-/// Reads a whole file into a new heap block with a zero behind it. At most `limit` bytes (0: no limit), else
-/// EFBIG. Returns 0, or -1 with errno.
-int ox_fs_read_file(const char* path, size_t limit, char** data, size_t* size);
+/// Opens a regular file for reading (never waiting for the other end of a pipe) and stores its size, where
+/// `size` is given. Returns the descriptor, or -1 with errno.
+int ox_fs_open_regular(const char* path, off_t* size);

@@ -13,7 +13,5 @@ void ox_out_refresh(void);
 void ox_out_text(const char* text, long length = -1);
 /// Columns that ox_out_text takes for it, counted in bytes of what it writes.
 size_t ox_out_size(const char* text, long length = -1);
-/// The same text, then blanks up to `width` bytes.
-void ox_out_padded(const char* text, size_t width);
 /// A new heap text as ox_out_text would write it.
 char* ox_out_escape(const char* text, long length = -1);

@@ -24,8 +24,10 @@ using ox_rl_hint_cb = char* (*)(const char* line);
 
 void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback);
 void ox_rl_set_hint_cb(ox_rl_hint_cb callback);
-/// Characters at which a word that a candidate replaces may start, behind any of them (null: the shell's, "
-/// \t/.=:\"'", and the start of the line).
+/// Behind which characters a word may start in the shell.
+inline constexpr const char* OX_RL_SHELL_BOUNDARIES = " \t/.=:\"'";
+/// The characters behind which a word that a candidate replaces may start, besides the start of the line
+/// (null: the shell's). Copied.
 void ox_rl_set_word_boundaries(const char* characters);
 void ox_rl_case_insensitive(int on);
 

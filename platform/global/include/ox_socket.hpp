@@ -18,8 +18,7 @@ enum ox_socket_error {
     OX_SOCKET_EREFUSED = -4,      ///< connection refused
     OX_SOCKET_ENOENT = -5,        ///< no such socket
     OX_SOCKET_EACCES = -6,        ///< permission denied
-    OX_SOCKET_ECLOSED =
-        -7,  ///< closed, reset or unwritable: reconnecting and sending once more is worth a try
+    OX_SOCKET_ECLOSED = -7,    ///< closed, reset or unwritable: connecting and sending again is worth a try
     OX_SOCKET_EEMPTY = -8,     ///< nothing to read yet
     OX_SOCKET_ETLS = -9,       ///< TLS failure
     OX_SOCKET_EPROTO = -10,    ///< broken message

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <jansson.h>
-#include <stdarg.h>
 #include <stddef.h>
 
 /// A growable array of bytes. As a text buffer `size` counts the terminating zero; it is 0 while nothing was
@@ -24,8 +23,6 @@ char* ox_dynarray_get_unsafe(ox_dynarray* array);
 size_t ox_dynarray_size(const ox_dynarray* array);
 /// Removes `count` bytes from `start` on (less where the array ends earlier).
 void ox_dynarray_cut(ox_dynarray* array, size_t start, size_t count);
-/// Appends `size` bytes as they are (no terminating zero is kept). For binary content, not for texts.
-void ox_dynarray_append(ox_dynarray* array, const void* data, size_t size);
 
 ox_str* ox_str_init(void);
 ox_str* ox_str_init_chars(const char* text);
@@ -43,7 +40,6 @@ void ox_str_replace_text(ox_str* str, const char* text);
 /// Replaces the text by the formatted one.
 void ox_str_printf(ox_str* str, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void ox_str_printf_append(ox_str* str, const char* format, ...) __attribute__((format(printf, 2, 3)));
-void ox_str_vprintf_append(ox_str* str, const char* format, va_list args);
 /// A new heap text (the caller frees it with free).
 char* ox_str_printf_new(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// The array's strings joined by `separator` in a new buffer; null when `array` is no array or holds no

@@ -18,6 +18,6 @@ struct ox_url {
 };
 
 /// Non-zero when the first `length` bytes of `text` are a URL: a scheme (letter, then letters, digits, "+",
-/// "-", "."),
-/// "://", and a host or a path behind it. The record is filled with parts of `text`, zeroed before.
+/// "-", "."), "://", and a host or a path behind it. The record is filled with parts of `text`, zeroed
+/// before.
 int ox_url_parse_mem(ox_url* url, const char* text, size_t length);

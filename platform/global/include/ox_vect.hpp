@@ -14,6 +14,5 @@ int __ox_vect_add(ox_vect* vector, void* element);
 void ox_vect_sort(ox_vect* vector);
 /// Null past the end.
 void* ox_vect_get(const ox_vect* vector, size_t index);
-size_t ox_vect_size(const ox_vect* vector);
 /// Null-safe.
 void ox_vect_free(ox_vect* vector);

@@ -18,19 +18,6 @@ size_t page_size() {
     return static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
-/// Opens a regular file for reading and stores its size; -1 with errno.
-int open_regular(const char* path, off_t* size) {
-    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status;
-    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
-    if (!S_ISREG(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        return -1;
-    }
-    *size = status.st_size;
-    return fd.release();
-}
-
 bool write_all(int fd, const char* data, size_t size) {
     while (size > 0) {
         ssize_t count = write(fd, data, size);
@@ -44,6 +31,18 @@ bool write_all(int fd, const char* data, size_t size) {
 
 }  // namespace
 
+int ox_fs_open_regular(const char* path, off_t* size) {
+    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status;
+    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    if (size) *size = status.st_size;
+    return fd.release();
+}
+
 int ox_fs_touch(const char* path) {
     Fd fd(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     return fd.get() >= 0 ? 0 : -1;
@@ -51,7 +50,7 @@ int ox_fs_touch(const char* path) {
 
 void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int /*flags*/) {
     off_t length = 0;
-    Fd fd(open_regular(path, &length));
+    Fd fd(ox_fs_open_regular(path, &length));
     if (fd.get() < 0) return nullptr;
     if (offset < 0 || offset >= length || static_cast<uint64_t>(length - offset) > SIZE_MAX / 2) {
         errno = EINVAL;
@@ -91,34 +90,4 @@ int ox_fs_replace_file(const char* path, const void* data, size_t size) {
     unlink(name);
     errno = error;
     return -1;
-}
-
-int ox_fs_read_file(const char* path, size_t limit, char** data, size_t* size) {
-    off_t length = 0;
-    Fd fd(open_regular(path, &length));
-    if (fd.get() < 0) return -1;
-    size_t capacity = static_cast<size_t>(length) + 1;
-    size_t used = 0;
-    CharsRef bytes;
-    // The file may grow or shrink while it is read, and files of /proc tell no size at all.
-    for (;;) {
-        if (limit > 0 && (used > limit || capacity - 1 > limit)) capacity = limit + 2;
-        auto* grown = static_cast<char*>(realloc(bytes.release(), capacity + 1));
-        if (!grown) return -1;
-        bytes.reset(grown);
-        ssize_t count = read(fd.get(), grown + used, capacity - used);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return -1;
-        if (count == 0) break;
-        used += static_cast<size_t>(count);
-        if (limit > 0 && used > limit) {
-            errno = EFBIG;
-            return -1;
-        }
-        if (used == capacity) capacity *= 2;
-    }
-    bytes[used] = '\0';
-    *data = bytes.release();
-    *size = used;
-    return 0;
 }

@@ -1,9 +1,8 @@
 #include <errno.h>
-#include <fcntl.h>
 #include <mbedtls/md5.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include "ox_fs.hpp"
 #include "ox_md5.hpp"
 #include "ox_raii.hpp"
 
@@ -29,14 +28,8 @@ bool feed(mbedtls_md5_context* context, int fd, long length) {
 
 int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* path, int /*flags*/,
                                       long offset, long length) {
-    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status;
-    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
-    if (!S_ISREG(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        return -1;
-    }
-    if (lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
+    Fd fd(ox_fs_open_regular(path, nullptr));
+    if (fd.get() < 0 || lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
     mbedtls_md5_context context;
     mbedtls_md5_init(&context);
     mbedtls_md5_starts_ret(&context);
@@ -46,10 +39,6 @@ int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* p
     mbedtls_md5_free(&context);
     errno = error;
     return fine ? 0 : -1;
-}
-
-void ox_md5_calculate(uint8_t digest[OX_MD5_SIZE], const void* data, size_t size) {
-    mbedtls_md5_ret(static_cast<const unsigned char*>(data), size, digest);
 }
 
 int ox_md5_to_str(char text[OX_MD5_TEXT_SIZE], const uint8_t digest[OX_MD5_SIZE]) {

@@ -13,7 +13,7 @@
 #include "ox_wait.hpp"
 #include "width.hpp"
 
-EditorState editor = {.boundaries = EDITOR_SHELL_BOUNDARIES, .fed = -1};
+EditorState editor = {.boundaries = OX_RL_SHELL_BOUNDARIES, .fed = -1};
 
 struct ox_rl_async {
     char* prompt;  // as it was given
@@ -228,7 +228,7 @@ void ox_rl_set_word_boundaries(const char* characters) {
         snprintf(copy, sizeof copy, "%s", characters);
         characters = copy;
     }
-    editor.boundaries = characters ? characters : EDITOR_SHELL_BOUNDARIES;
+    editor.boundaries = characters ? characters : OX_RL_SHELL_BOUNDARIES;
 }
 
 void ox_rl_case_insensitive(int on) {

@@ -26,8 +26,6 @@ struct EditorState {
 };
 extern EditorState editor;
 
-inline constexpr const char* EDITOR_SHELL_BOUNDARIES = " \t/.=:\"'";
-
 /// The bounds of the wait for the rest of a key's bytes, where readline reads on by itself.
 inline constexpr int EDITOR_KEY_REST_MS = 1000;
 

@@ -81,12 +81,6 @@ size_t ox_out_size(const char* text, long length) {
     return total;
 }
 
-void ox_out_padded(const char* text, size_t width) {
-    ox_out_text(text);
-    size_t size = ox_out_size(text);
-    if (size < width) printf("%*s", static_cast<int>(width - size), "");
-}
-
 char* ox_out_escape(const char* text, long length) {
     size_t size = length < 0 ? strlen(text) : length;
     ox_str* result = ox_str_init();

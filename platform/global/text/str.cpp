@@ -1,3 +1,4 @@
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -22,6 +23,20 @@ void grow(ox_dynarray* array, size_t extra) {
 /// Where a text continues: the place of its terminating zero.
 size_t text_end(const ox_str* str) {
     return str->size > 0 ? str->size - 1 : 0;
+}
+
+void vprintf_append(ox_str* str, const char* format, va_list args) {
+    va_list again;
+    va_copy(again, args);
+    int length = vsnprintf(nullptr, 0, format, args);
+    if (length >= 0) {
+        size_t end = text_end(str);
+        size_t size = static_cast<size_t>(length) + 1;
+        grow(str, size);
+        vsnprintf(str->data + end, size, format, again);
+        str->size = end + size;
+    }
+    va_end(again);
 }
 
 }  // namespace
@@ -51,13 +66,6 @@ void ox_dynarray_cut(ox_dynarray* array, size_t start, size_t count) {
     if (count > left) count = left;
     memmove(array->data + start, array->data + start + count, left - count);
     array->size -= count;
-}
-
-void ox_dynarray_append(ox_dynarray* array, const void* data, size_t size) {
-    if (size == 0) return;
-    grow(array, size);
-    memcpy(array->data + array->size, data, size);
-    array->size += size;
 }
 
 ox_str* ox_str_init(void) {
@@ -101,32 +109,18 @@ void ox_str_replace_text(ox_str* str, const char* text) {
     ox_str_add(str, text);
 }
 
-void ox_str_vprintf_append(ox_str* str, const char* format, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    int length = vsnprintf(nullptr, 0, format, args);
-    if (length >= 0) {
-        size_t end = text_end(str);
-        size_t size = static_cast<size_t>(length) + 1;
-        grow(str, size);
-        vsnprintf(str->data + end, size, format, again);
-        str->size = end + size;
-    }
-    va_end(again);
-}
-
 void ox_str_printf(ox_str* str, const char* format, ...) {
     va_list args;
     va_start(args, format);
     ox_str_clear(str);
-    ox_str_vprintf_append(str, format, args);
+    vprintf_append(str, format, args);
     va_end(args);
 }
 
 void ox_str_printf_append(ox_str* str, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    ox_str_vprintf_append(str, format, args);
+    vprintf_append(str, format, args);
     va_end(args);
 }
 

@@ -44,10 +44,6 @@ void* ox_vect_get(const ox_vect* vector, size_t index) {
     return index < vector->count ? vector->items[index] : nullptr;
 }
 
-size_t ox_vect_size(const ox_vect* vector) {
-    return vector->count;
-}
-
 void ox_vect_free(ox_vect* vector) {
     if (!vector) return;
     if (vector->destroy) {
