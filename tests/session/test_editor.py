@@ -525,3 +525,13 @@ def test_stop_of_the_terminals_first_process(session):
     session.wait_for("^half whole$")
     session.prompt()
     assert modes(session) == (False, False)
+
+
+def test_rows_are_ended_once_after_ctrl_d(shell):
+    """Ctrl-D ends an edited line, not the ones that follow it (Lua mode was left, the shell goes on)."""
+    shell.send("lua\r")
+    shell.wait_line(r"\S*obxc-lua:>")
+    shell.send("\x04")
+    shell.wait_line(r"\S*obxc:>")
+    assert shell.run("pwd") == ":"
+    assert shell.run("pwd") == ":"

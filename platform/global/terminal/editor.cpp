@@ -267,6 +267,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     editor.active = true;
     editor.shown = true;
     guard_before();
+    rl_eof_found = 0;  // else readline ends the row at each further restore
     rl_callback_handler_install(handle->drawn, take_line);
     guard_on();
 }
