@@ -66,3 +66,18 @@ def directory():
     path = harness.temp_dir()
     yield path
     shutil.rmtree(path, ignore_errors=True)
+
+
+@pytest.fixture
+def daemon(scripted):
+    """A scripted daemon whose every answer is {}."""
+    return scripted()
+
+
+@pytest.fixture
+def session(daemon, terminal):
+    """A shell on that daemon (its member `daemon`), at its prompt."""
+    opened = terminal(daemon=daemon)
+    opened.prompt()
+    opened.daemon = daemon
+    return opened

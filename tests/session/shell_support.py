@@ -1,0 +1,23 @@
+"""Scripted answers and events for a shell."""
+
+import json
+
+from harness import ScriptedDaemon
+
+
+def values(daemon, **known):
+    """An answer function: values by the last component of their names, {} for every other request."""
+    def answer(request, connection):
+        if request["method"] == "GetParameterValues":
+            name = request["params"]["ParameterNames"][0]
+            last = name.rstrip(".").split(".")[-1]
+            if last in known:
+                return ScriptedDaemon.result({"ParameterList": [{"Name": name, "Value": known[last]}]})
+        return ScriptedDaemon.result({})
+    return answer
+
+
+def event_on(daemon, index, group, params=None):
+    """An event on one of the daemon's connections: 0 is the one of requests, 1 the one of events."""
+    event = {"jsonrpc": "2.0", "method": "Event", "group": group, "params": params}
+    daemon.connections[index].sendall(json.dumps(event).encode())

@@ -1,0 +1,63 @@
+"""Who is logged in, and how the prompt shows it."""
+
+import harness
+from shell_support import values
+
+
+def test_the_default_login_shows_in_the_prompt(session):
+    assert session.line() == "root@obxc:>"
+    session.run("logout")
+    assert session.line() == "obxc:>"
+    session.run("login admin -p secret")
+    assert session.line() == "admin@obxc:>"
+    assert session.daemon.requests("Login")[-1] == {"Login": "admin", "Password": "secret"}
+
+
+def test_a_password_is_typed_unseen(session):
+    session.send("login erin\r")
+    session.wait_line(r"\[obxc\] password for erin:.*")
+    session.send("se cret\r")
+    session.wait_line(r"erin@obxc:>")
+    assert "cret" not in session.text()
+    assert session.daemon.requests("Login")[-1] == {"Login": "erin", "Password": "se cret"}
+
+
+def test_a_failed_login(scripted, terminal):
+    def answer(request, connection):
+        if request["method"] == "GetParameterAttributes":
+            return daemon.result({})
+        return daemon.error(9001, "Request denied")
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    shell.prompt()
+    assert shell.line() == "obxc:>"
+    assert shell.run("login admin -p wrong") == "[9001] Request denied\nFailed to authenticate user"
+    assert [m.get("auth") for m in daemon.received if m["method"] == "Logout"] == [None, None]
+
+
+def test_system_access_changes_the_prompt_colour(scripted, terminal):
+    daemon = scripted()
+    daemon.answer = values(daemon, SystemAccess=True)
+    shell = terminal(daemon=daemon)
+    shell.prompt()
+    root = shell.colour_at(0, shell.cursor()[1])
+    daemon.answer = values(daemon, SystemAccess=False)
+    shell.run("login admin -p x")
+    assert shell.colour_at(0, shell.cursor()[1]) != root
+
+
+def test_a_user_name_does_not_steer_the_terminal(scripted, terminal):
+    def answer(request, connection):
+        if request["method"] == "Login":
+            return daemon.error(9001, "Request denied")
+        return values(daemon, CurrentUser="a\x1b[31mb")(request, connection)
+    daemon = scripted(answer)
+    shell = terminal(daemon=daemon)
+    shell.wait_line(r"a\\x1[bB]\[31mb@obxc:>")
+
+
+def test_without_colours(daemon, terminal):
+    for extra in ({"TERM": "dumb"}, {"TERM": None}, {"NO_COLOR": "1"}):
+        shell = terminal(daemon=daemon, env=harness.environment(**extra))
+        shell.prompt()
+        assert b"38;" not in shell.raw and b"\x1b[3" not in shell.raw
