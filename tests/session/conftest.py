@@ -75,9 +75,18 @@ def daemon(scripted):
 
 
 @pytest.fixture
-def session(daemon, terminal):
+def open_shell(daemon, terminal):
+    """A function that opens a shell on that daemon, at its prompt."""
+    def start(**options):
+        opened = terminal(daemon=daemon, **options)
+        opened.prompt()
+        return opened
+    return start
+
+
+@pytest.fixture
+def session(daemon, open_shell):
     """A shell on that daemon (its member `daemon`), at its prompt."""
-    opened = terminal(daemon=daemon)
-    opened.prompt()
+    opened = open_shell()
     opened.daemon = daemon
     return opened

@@ -1,6 +1,7 @@
-"""Scripted answers and events for a shell."""
+"""Scripted answers and events for a shell, and the modes of its terminal."""
 
 import json
+import termios
 
 from harness import ScriptedDaemon
 
@@ -21,3 +22,9 @@ def event_on(daemon, index, group, params=None):
     """An event on one of the daemon's connections: 0 is the one of requests, 1 the one of events."""
     event = {"jsonrpc": "2.0", "method": "Event", "group": group, "params": params}
     daemon.connections[index].sendall(json.dumps(event).encode())
+
+
+def modes(session):
+    """Whether the terminal echoes and whether it gives whole lines."""
+    local = termios.tcgetattr(session.master)[3]
+    return bool(local & termios.ECHO), bool(local & termios.ICANON)

@@ -1,50 +1,23 @@
-"""The line editor as a person sees it: typing, hints, completion, paste, events, resize, stop, poor terminals, pipes."""
+"""The line editor as a person sees it: typing, search, bindings, hints, completion, paste."""
 
 import os
 import re
 import signal
-import termios
-import time
 
 import pytest
 
-import harness
-from harness import environment, obxc
+from harness import environment
+from shell_support import modes
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
 OCHRE = "878700"       # the autocomplete colour
 LEFT, RIGHT, UP = "\x1b[D", "\x1b[C", "\x1b[A"
 
 
-@pytest.fixture
-def daemon(scripted):
-    return scripted()
-
-
-@pytest.fixture
-def open_shell(daemon, terminal):
-    def start(**options):
-        opened = terminal(daemon=daemon, **options)
-        opened.prompt()
-        return opened
-    return start
-
-
-@pytest.fixture
-def session(open_shell):
-    return open_shell()
-
-
 def type_line(session, text, shown=None):
     """Types and waits until the cursor's line shows it."""
     session.send(text)
     session.wait_line(re.escape("root@obxc:> " + (text if shown is None else shown)))
-
-
-def modes(session):
-    """Whether the terminal echoes and whether it gives whole lines."""
-    local = termios.tcgetattr(session.master)[3]
-    return bool(local & termios.ECHO), bool(local & termios.ICANON)
 
 
 # Typing
@@ -375,163 +348,3 @@ def test_unfinished_paste_does_not_hang(session):
     session.wait_line("root@obxc:> half")
     session.send("\x15")
     session.prompt()
-
-
-# Events and the terminal's changes
-
-def test_event_is_printed_above_a_long_half_typed_line(open_shell, daemon):
-    session = open_shell(columns=30)
-    text = "set a line that takes more than one row"
-    session.send(text + LEFT * 4)
-    session.wait(lambda: " ".join(session.text().split("root@obxc:>")[-1].split("\n")))
-    session.settle()
-    column, row = session.cursor()
-    daemon.send_event(2, {"What": "happened"})
-    session.wait_for("^EVENT 2:$")
-    session.settle()
-    shown = session.text()
-    assert shown.count("set a line") == 1
-    assert shown.index("happened") < shown.index("set a line")
-    assert session.cursor()[0] == column
-    session.send("X\x05")
-    session.settle()
-    assert "one" + "X row" in session.text().replace("\n", "") or "oneX row" in session.text().replace("\n", "")
-
-
-def test_resize_redraws_and_is_no_interrupt(session):
-    text = "sh echo " + "x" * 40
-    session.send(text)
-    session.wait_line("root@obxc:> " + text)
-    session.resize(30, 20)
-    session.settle()
-    session.send("y")
-    session.settle()
-    assert "^C" not in session.text()
-    session.resize(100, 30)
-    session.settle()
-    session.send("\r")
-    session.wait_for("^x{40}y$")
-
-
-def test_resize_during_a_command(session):
-    session.send("sh echo ready; sleep 0.3\r")
-    session.wait_for("^ready$")
-    session.resize(40)
-    session.prompt()
-    session.send("z" * 40)
-    session.settle()
-    assert session.screen()[session.cursor()[1] - 1] == "root@obxc:> " + "z" * 28
-
-
-def test_stop_and_continue(daemon, terminal):
-    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ ", leaks=False))
-    session.wait_line(r"outer\$")
-    session.send("%s -u %s\r" % (harness.OBXC, daemon.socket))
-    session.prompt()
-    session.send("sh echo half")
-    session.wait_line("root@obxc:> sh echo half")
-    session.send("\x1a")
-    session.wait_line(r"outer\$")
-    session.send("stty -a\r")
-    session.wait_for(r"(?<!-)\bicanon\b")
-    session.wait_line(r"outer\$")
-    session.send("fg\r")
-    session.wait_line("root@obxc:> sh echo half")
-    session.send(" whole\r")
-    session.wait_for("^half whole$")
-    assert "^C" not in session.text()[session.text().rindex("fg"):]
-    session.prompt()
-    session.send("q\r")
-    session.wait_line(r"outer\$")
-
-
-def test_interrupted_password_leaves_echo_on(session):
-    session.send("login somebody\r")
-    session.wait_line(r"\[obxc\] password for somebody:")
-    assert modes(session)[0] is False
-    session.interrupt()
-    session.prompt()
-    assert re.search(r"(?<!-)\becho\b", session.run("sh stty -a"))
-
-
-# Poor terminals and pipes
-
-@pytest.mark.parametrize("term", [None, "", "dumb", "no-such-terminal"])
-def test_poor_terminals_get_no_escape_codes(open_shell, term):
-    session = open_shell(env=environment(TERM=term, leaks=False))
-    session.send("sh echo hellp\x7fo\r")
-    session.wait_for("^hello$")
-    session.prompt()
-    session.send("rec\t")
-    session.wait_line("root@obxc:> record")
-    session.send("\x15q\r")
-    session.end()
-    assert b"\x1b" not in session.raw
-
-
-def test_lines_from_a_pipe(daemon):
-    done = obxc(daemon=daemon, stdin="sh echo one\nsh cat\nfor cat\n")
-    assert done.out.endswith("one\nfor cat\n")
-    assert "\x1b" not in done.out and "obxc:>" not in done.out
-    assert obxc(daemon=daemon, stdin="sh echo last").out.endswith("last\n")
-
-
-def test_long_line_from_a_pipe(daemon):
-    started = time.monotonic()
-    done = obxc(daemon=daemon, stdin="# " + "x" * (1 << 20) + "\nsh echo after\n")
-    assert done.out.endswith("after\n")
-    assert time.monotonic() - started < harness.PATIENCE
-
-
-def test_output_into_a_pipe(daemon, terminal):
-    session = terminal(command=["sh", "-c", '"$1" -u "$2" | cat', "sh", harness.OBXC, daemon.socket])
-    session.wait_for("for exit")
-    session.send("sh echo piped\n")
-    session.wait_for("^piped$")
-    session.send("q\n")
-    session.end()
-    assert b"\x1b" not in session.raw
-
-
-def test_interrupted_search_starts_afresh(session):
-    session.run("sh echo found")
-    session.send("\x12ech")
-    session.wait_line(r"\(reverse-i-search\)`ech': sh echo found")
-    session.interrupt()
-    session.prompt()
-    assert session.run("sh echo next") == "next"
-
-
-def test_ctrl_c_covers_nothing_of_a_long_line(open_shell):
-    """Wherever the cursor is, the line stays readable and the prompt stands below all of its rows."""
-    session = open_shell(columns=40)
-    line = "sh echo " + "0123456789" * 9
-    session.send(line + "\x01")
-    session.wait(lambda: session.cursor()[0] == len("root@obxc:> "))
-    session.interrupt()
-    session.prompt()
-    assert session.text().replace("\n", "").endswith("root@obxc:> " + line + "^Croot@obxc:>"), session.text()
-
-
-def test_stop_of_the_terminals_first_process(session):
-    """Nobody could continue it, so it goes on, and the line is as it was."""
-    session.send("sh echo half")
-    session.wait_line("root@obxc:> sh echo half")
-    for _ in range(3):
-        session.send("\x1a")
-        session.settle()
-        assert session.line() == "root@obxc:> sh echo half"
-    session.send(" whole\r")
-    session.wait_for("^half whole$")
-    session.prompt()
-    assert modes(session) == (False, False)
-
-
-def test_rows_are_ended_once_after_ctrl_d(shell):
-    """Ctrl-D ends an edited line, not the ones that follow it (Lua mode was left, the shell goes on)."""
-    shell.send("lua\r")
-    shell.wait_line(r"\S*obxc-lua:>")
-    shell.send("\x04")
-    shell.wait_line(r"\S*obxc:>")
-    assert shell.run("pwd") == ":"
-    assert shell.run("pwd") == ":"
