@@ -22,7 +22,7 @@ struct Line {
     json_t* words;
     int count;            // index of the word under the cursor
     const char* current;  // that word, null when nothing of it is typed
-    TypedWord typed;
+    const char* text;
     json_t* candidates;
 };
 
@@ -72,8 +72,29 @@ void offer_method_args(const Line& line, const Rule& /*rule*/) {
     method_args_complete(word_at(line, 1), line.current, line.candidates);
 }
 
+/// Finds the word under the cursor on the line as it was typed, by the tokenizer's rules.
+TypedWord typed_word(const char* text) {
+    TypedWord typed = {text, 0};
+    bool escaped = false;
+    for (; *text != '\0'; ++text) {
+        char c = *text;
+        if (escaped) {
+            escaped = false;
+        } else if (c == '\\') {
+            escaped = true;
+            continue;
+        } else if (typed.quote ? c == typed.quote : c == '\'' || c == '"') {
+            typed.quote = typed.quote ? '\0' : c;
+            continue;
+        }
+        if (c == '/' || (!typed.quote && isspace(static_cast<unsigned char>(c)))) typed.name = text + 1;
+    }
+    return typed;
+}
+
 void offer_files(const Line& line, const Rule& rule) {
-    file_complete(line.count, line.words, line.candidates, rule.flags, &line.typed);
+    TypedWord typed = typed_word(line.text);
+    file_complete(line.count, line.words, line.candidates, rule.flags, &typed);
 }
 
 void offer_modes(const Line& line, const Rule& /*rule*/) {
@@ -136,26 +157,6 @@ constexpr Rule rules[] = {
     {"upload", 2, 2, offer_files, FILES, nullptr},
 };
 
-/// Finds the word under the cursor on the line as it was typed, by the tokenizer's rules.
-TypedWord typed_word(const char* text) {
-    TypedWord typed = {text, 0};
-    bool escaped = false;
-    for (; *text != '\0'; ++text) {
-        char c = *text;
-        if (escaped) {
-            escaped = false;
-        } else if (c == '\\') {
-            escaped = true;
-            continue;
-        } else if (typed.quote ? c == typed.quote : c == '\'' || c == '"') {
-            typed.quote = typed.quote ? '\0' : c;
-            continue;
-        }
-        if (c == '/' || (!typed.quote && isspace(static_cast<unsigned char>(c)))) typed.name = text + 1;
-    }
-    return typed;
-}
-
 void offer_commands(const Line& line) {
     const char* prefix = word_at(line, 0);
     size_t length = prefix ? strlen(prefix) : 0;
@@ -212,8 +213,8 @@ void candidates_collect(const char* line, int cursor, json_t* candidates) {
     JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));
     if (!words) return;
     size_t size = json_array_size(words);
-    Line split = {words, static_cast<int>(count), json_string_value(json_array_get(words, count)),
-                  typed_word(text), candidates};
+    Line split = {words, static_cast<int>(count), json_string_value(json_array_get(words, count)), text,
+                  candidates};
     if (size == 0 || (size == 1 && count == 0)) {
         offer_commands(split);
         return;

@@ -1,4 +1,5 @@
 // The children of a node as texts, and questions about whole trees.
+#include <ctype.h>
 #include <string.h>
 #include <strings.h>
 
@@ -21,6 +22,10 @@ bool object_tree(const json_t* value, int depth) {
         if (!object_tree(member, depth - 1)) return false;
     }
     return true;
+}
+
+int folded(char c) {
+    return tolower(static_cast<unsigned char>(c));
 }
 
 bool is_left_out(const json_t* parameter, int flags) {
@@ -50,11 +55,12 @@ void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, 
         ox_str_add(entry, ".");
     }
     size_t lead = ox_str_length(entry);
-    const char* key;
-    json_t* value;
-    json_object_foreach(p->node, key, value) {
+    int initial = prefix > 0 ? folded(text[0]) : 0;
+    for (void* member = json_object_iter(p->node); member; member = json_object_iter_next(p->node, member)) {
+        const char* key = json_object_iter_key(member);
         if (key[0] == '#') continue;
-        if (prefix > 0 && strncasecmp(key, text, prefix) != 0) continue;
+        if (prefix > 0 && (folded(key[0]) != initial || strncasecmp(key, text, prefix) != 0)) continue;
+        json_t* value = json_object_iter_value(member);
         bool parameter = node_is_parameter(value);
         if (parameter && is_left_out(value, flags)) continue;
         size_t length = strlen(key);

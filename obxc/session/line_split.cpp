@@ -1,6 +1,7 @@
 #include "session/line_split.hpp"
 
 #include <stdlib.h>
+#include <string.h>
 
 namespace {
 
@@ -12,15 +13,21 @@ struct WordBuffer {
     ~WordBuffer() { free(data); }
 };
 
-int buffer_push(WordBuffer* buf, char c) {
-    if (buf->len == buf->cap) {
-        char* grown = static_cast<char*>(realloc(buf->data, buf->cap + 4));
+int buffer_add(WordBuffer* buf, const char* text, size_t length) {
+    if (buf->len + length > buf->cap) {
+        size_t size = buf->len + length + 4;
+        char* grown = static_cast<char*>(realloc(buf->data, size));
         if (!grown) return -1;
         buf->data = grown;
-        buf->cap += 4;
+        buf->cap = size;
     }
-    buf->data[buf->len++] = c;
+    memcpy(buf->data + buf->len, text, length);
+    buf->len += length;
     return 0;
+}
+
+int buffer_push(WordBuffer* buf, char c) {
+    return buffer_add(buf, &c, 1);
 }
 
 /// Null for an empty word, which json_array_append_new then refuses: an empty word never reaches the array.
@@ -107,6 +114,14 @@ int scan_byte(Scanner* s, const char* at) {
     return scan_plain(s, at);
 }
 
+/// Takes the bytes up to the next one that means something as a whole. Returns their number, or -1.
+ssize_t scan_run(Scanner* s, const char* at) {
+    if (s->quote || s->escape || s->comment) return 0;
+    size_t length = strcspn(at, " \t\n\v\f\r'\"\\#");
+    if (length > 0 && buffer_add(&s->buf, at, length) < 0) return -1;
+    return static_cast<ssize_t>(length);
+}
+
 int scan_end(Scanner* s) {
     if (s->escape && buffer_push(&s->buf, '\\') < 0) return -1;
     json_array_append_new(s->words, buffer_take(&s->buf));
@@ -124,7 +139,11 @@ json_t* line_split(const char* line, int cursor, unsigned* words_before) {
                  .cursor = counting ? line + cursor : nullptr,
                  .count = words_before};
     int result = s.words ? 0 : -1;
-    for (const char* at = line; *at && result == 0; ++at) result = scan_byte(&s, at);
+    for (const char* at = line; *at && result == 0;) {
+        ssize_t run = scan_run(&s, at);
+        result = run == 0 ? scan_byte(&s, at) : run < 0 ? -1 : 0;
+        at += run > 0 ? run : 1;
+    }
     if (result == 0) result = scan_end(&s);
     if (result == 0) return s.words;
     json_decref(s.words);
