@@ -207,7 +207,6 @@ void candidates_sort(json_t* candidates) {
 }
 
 void candidates_collect(const char* line, int cursor, json_t* candidates) {
-    if (cursor > 0 && line[cursor] == '\0' && names_no_command(line)) return;
     CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
     unsigned count = 0;
     JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));

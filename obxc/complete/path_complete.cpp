@@ -9,6 +9,17 @@
 
 namespace {
 
+/// Where the text before the last "." led: while a name is typed, each key asks for the same object.
+struct LastParent {
+    unsigned generation;
+    json_t* start;
+    json_t* node;
+    size_t length;
+    char text[sizeof NodePath{}.path];  // with its "."
+};
+
+LastParent last_parent;
+
 void offer_value(json_t* candidates, const char* value, const char* prefix) {
     if (!value || candidates_full(candidates) || strncmp(value, prefix, strlen(prefix)) != 0) return;
     json_array_append_new(candidates, json_string(value));
@@ -39,10 +50,36 @@ bool resolve_part(NodePath* base, const char* text, size_t length) {
     return path_resolve(base, part, true) == 0;
 }
 
+void remember_parent(json_t* start, json_t* node, const char* text, size_t length) {
+    last_parent.length = 0;
+    bool by_previous = memchr(text, '-', length) != nullptr;  // the previous path may change meanwhile
+    if (by_previous || length > sizeof last_parent.text) return;
+    last_parent.generation = dm_generation;
+    last_parent.start = start;
+    last_parent.node = node;
+    last_parent.length = length;
+    memcpy(last_parent.text, text, length);
+}
+
+/// Completes a name below the remembered parent; false when the word leads elsewhere, or the parent's
+/// children are not known.
+bool complete_below_last(const char* word, json_t* candidates, int flags) {
+    const LastParent& last = last_parent;
+    if (last.length == 0 || last.generation != dm_generation || last.start != current_path.node) return false;
+    if (strncmp(word, last.text, last.length) != 0 || strpbrk(word + last.length, ".=")) return false;
+    if (!node_is_fetched(last.node)) return false;
+    NodePath parent = {};
+    parent.node = last.node;
+    offer_children(&parent, word + last.length, candidates, flags);
+    return true;
+}
+
 void complete_name(NodePath* base, const char* word, json_t* candidates, int flags) {
     const char* dot = strrchr(word, '.');
     if (dot) {
+        json_t* start = base->node;
         if (!resolve_part(base, word, static_cast<size_t>(dot - word))) return;
+        remember_parent(start, base->node, word, static_cast<size_t>(dot + 1 - word));
         word = dot + 1;
     } else if (*word == ':') {
         path_reset(base);
@@ -94,7 +131,7 @@ void complete_from(NodePath* base, const char* word, json_t* candidates, int fla
 
 void path_complete(const char* word, json_t* candidates, int flags) {
     model_events_fold();
-    if (!current_path.node) return;
+    if (!current_path.node || (word && complete_below_last(word, candidates, flags))) return;
     ScopedPath base;
     complete_from(&base, word, candidates, flags);
 }

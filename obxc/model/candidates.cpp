@@ -42,10 +42,7 @@ json_t* node_candidates(NodePath* p, const char* text, int flags) {
 }
 
 void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, size_t limit) {
-    if (!json_is_true(json_object_get(p->node, "#fetched")) ||
-        json_is_true(json_object_get(p->node, "#lost"))) {
-        node_fetch(p);
-    }
+    if (!node_is_fetched(p->node)) node_fetch(p);
     bool by_prefix = flags & CANDIDATES_PREFIX;
     size_t prefix = by_prefix && text ? strlen(text) : 0;
     StrRef entry(ox_str_init());

@@ -11,6 +11,7 @@
 #include "session/request.hpp"
 
 json_t* dm_root = nullptr;
+unsigned dm_generation = 0;
 
 namespace {
 
@@ -110,6 +111,7 @@ void query_path(const NodePath* p, char out[QUERY_SIZE]) {
 }
 
 void fill_node(json_t* node, json_t* children, json_t* instances, bool ordered) {
+    ++dm_generation;
     if (json_object_size(node) > 0) retire(JsonRef(json_copy(node)));
     JsonRef attributes(json_incref(json_object_get(node, "#attr")));
     json_object_clear(node);
@@ -159,6 +161,10 @@ bool node_needs_fetch(const json_t* node) {
     return size == 1 && json_object_get(node, "#attr");
 }
 
+bool node_is_fetched(const json_t* node) {
+    return json_is_true(json_object_get(node, "#fetched")) && !json_is_true(json_object_get(node, "#lost"));
+}
+
 void node_fetch(NodePath* p) {
     if (fetch_given_up(p)) return;
     if (!p->node) {
@@ -188,6 +194,7 @@ json_t* node_child_get(NodePath* p, const char* name) {
 }
 
 void node_member_drop(json_t* node, const char* key) {
+    ++dm_generation;
     retire(json_object_get(node, key));
     json_object_del(node, key);
 }
@@ -206,6 +213,7 @@ void node_info_normalize(json_t* value) {
 
 json_t* dm_reload(void) {
     retire(dm_root);
+    ++dm_generation;
     json_decref(dm_root);
     dm_root = json_object();
     json_decref(given_up);
@@ -225,11 +233,13 @@ void dm_identity_changed(void) {
 
 void dm_settle(void) {
     if (json_array_size(retired) == 0) return;
+    ++dm_generation;
     paths_refresh();
     json_array_clear(retired);
 }
 
 void dm_free(void) {
+    ++dm_generation;
     json_decref(dm_root);
     dm_root = nullptr;
     current_path.node = nullptr;

@@ -5,6 +5,8 @@
 
 /// The root of the cache; null until the first dm_reload.
 extern json_t* dm_root;
+/// Grows with every change of the cache: who remembers a node may use it while this stays the same.
+extern unsigned dm_generation;
 
 enum NodeCandidates {
     CANDIDATES_OBJECTS = 1,    ///< leave out parameters
@@ -29,6 +31,8 @@ int node_fetch_timeout(void);
 bool request_lost(const ox_jrpcmsg* message);
 /// True when the children of a node are not known yet.
 bool node_needs_fetch(const json_t* node);
+/// True when they came with an answer of the daemon, be it a refusal.
+bool node_is_fetched(const json_t* node);
 /// The child's node (borrowed), fetching first when needed; an instance number without a node gives
 /// "#template".
 json_t* node_child_get(NodePath* p, const char* name);

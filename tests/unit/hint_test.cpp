@@ -40,6 +40,44 @@ TEST_F(Complete, Hints) {
     EXPECT_EQ(hint_line(nullptr), nullptr);
 }
 
+TEST_F(Complete, HintsFollowChangesOfTheModel) {
+    complete("cat Device.Hosts.Host.");
+    EXPECT_EQ(hint("cd Device.Hosts.Host."), "(none)");
+    event("Delete", "Device.Hosts.Host.2.", 2);
+    EXPECT_EQ(hint("cd Device.Hosts.Host."), "1.");
+    EXPECT_EQ(hint("cat Device.Hosts.Host.1.N"), "(none)");
+    daemon.add("Device.Hosts.Host.1.New", R"({"type":"string"})");
+    event("Delete", "Device.Hosts.Host.1.", 1);
+    event("Add", "Device.Hosts.Host.", 1);
+    EXPECT_EQ(hint("cat Device.Hosts.Host.1.N"), "ew");
+}
+
+TEST_F(Complete, HintsFollowTheCurrentNode) {
+    complete("cat Device.Hosts.Host.");
+    cd("Device.Hosts.Host");
+    EXPECT_EQ(hint("cd <.Ho"), "st.");
+    cd("<");
+    EXPECT_EQ(hint("cd <.Ho"), "sts.");
+    cd(":Device.DeviceInfo");
+    EXPECT_EQ(hint("cat :Device.Hosts.Ho"), "st.");
+    cd(":Device");
+    EXPECT_EQ(hint("cat :Device.Hosts.Ho"), "st.");
+}
+
+TEST_F(Complete, HintsBelowThePreviousPathFollowIt) {
+    complete("cat Device.Hosts.Host.");
+    complete("cat Device.DeviceInfo.");
+    cd("Device.Hosts");
+    cd(":Device");
+    hint("cat -.H");
+    EXPECT_EQ(hint("cat -.H"), "ost.");
+    EXPECT_EQ(hint("cat -.U"), "(none)");
+    cd(":Device.DeviceInfo");
+    cd(":Device");
+    EXPECT_EQ(hint("cat -.U"), "pTime");
+    EXPECT_EQ(hint("cat -.Ho"), "(none)");
+}
+
 TEST_F(Complete, HintsDoNotWaitForASlowDaemon) {
     daemon.delay_ms = 400;
     long long start = ox_wait_now_ms();
