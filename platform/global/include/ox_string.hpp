@@ -10,9 +10,9 @@ size_t ox_string_strlcpy(char* dst, const char* src, size_t size);
 /// Appends within a buffer of `size` bytes; returns the length that the whole text would have.
 size_t ox_string_strlcat(char* dst, const char* src, size_t size);
 
-/// Numbers from the first `length` bytes of `text` (-1: up to its end). The whole text must be the number: no blanks
-/// before or after, no sign for the unsigned one, no overflow, nothing infinite. `base` 0 takes the base from the
-/// prefix ("0x", "0"). Return 0 and store the value, or -1 and leave `out` alone.
+/// Numbers from the first `length` bytes of `text` (-1: up to its end). The whole text must be the number: no
+/// blanks before or after, no sign for the unsigned one, no overflow, nothing infinite. `base` 0 takes the
+/// base from the prefix ("0x", "0"). Return 0 and store the value, or -1 and leave `out` alone.
 int ox_string_strntoul(const char* text, int length, int base, uint64_t* out);
 int ox_string_strntol(const char* text, int length, int base, int64_t* out);
 int ox_string_strntod(const char* text, int length, double* out);
