@@ -183,13 +183,19 @@ def test_a_flood_of_events_while_typing(scripted, terminal):
     daemon = scripted()
     shell = terminal(daemon=daemon)
     shell.prompt()
-    for number in range(300):
-        daemon.send_event(9, {"number": number})
-        daemon.send_event(4, {"Action": "Add", "Path": "Device.List.", "InstanceNumber": number})
-        if number % 30 == 0:
-            shell.send("x")
-    daemon.send_event(9, "last")
-    shell.wait_for('^"last"$')
+
+    def flood():
+        for number in range(300):
+            daemon.send_event(9, {"number": number})
+            daemon.send_event(4, {"Action": "Add", "Path": "Device.List.", "InstanceNumber": number})
+        daemon.send_event(9, "last")
+
+    # From a thread: who reads the screen must not wait for the shell, which waits for the screen to be read.
+    threading.Thread(target=flood, daemon=True).start()
+    for _ in range(10):
+        shell.send("x")
+        shell.read(0.02)
+    shell.wait(lambda: shell.raw.count(b'"last"') == 2, "the last event of each connection")
     shell.wait_line(".*> x{10}")
     seen = re.findall(r'"number": (\d+)', shell.raw.decode())
     assert sorted(seen) == sorted([str(number) for number in range(300)] * 2)  # one from each connection
