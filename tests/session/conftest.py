@@ -5,6 +5,7 @@ import shutil
 import pytest
 
 import harness
+from remote_support import Authority
 
 
 @pytest.fixture
@@ -90,3 +91,17 @@ def session(daemon, open_shell):
     opened = open_shell()
     opened.daemon = daemon
     return opened
+
+
+@pytest.fixture(scope="module")
+def house():
+    """A certificate authority; its directory holds what the tests transfer, too."""
+    directory = harness.temp_dir()
+    yield Authority(directory, "house")
+    shutil.rmtree(directory, ignore_errors=True)
+
+
+@pytest.fixture(scope="module")
+def certificate(house):
+    """The certificate of a device that `house` vouches for."""
+    return house.issue("device")

@@ -1,7 +1,6 @@
 """A daemon that reboots under obxc: what fails says so, and what comes after its return works as before."""
 
 import re
-import shutil
 import socket
 import time
 
@@ -10,23 +9,11 @@ import pytest
 import harness
 from harness import ScriptedDaemon, obxc
 from obxd_support import QUICK
-from remote_support import Authority, remote_obxd, trusting, url
+from remote_support import remote_obxd, trusting, url
 
 HOST = "Device.DeviceInfo.HostName"
 USER = "Device.Users.CurrentUser"
 GONE = r"\[-[457]\] (No such socket|Connection refused|Connection closed by the daemon)\n"
-
-
-@pytest.fixture(scope="module")
-def house():
-    directory = harness.temp_dir()
-    yield Authority(directory, "house")
-    shutil.rmtree(directory, ignore_errors=True)
-
-
-@pytest.fixture(scope="module")
-def certificate(house):
-    return house.issue("device")
 
 
 class Way:

@@ -3,33 +3,19 @@ program serves the file to the daemon."""
 
 import os
 import re
-import shutil
 
 import pytest
 
 import harness
 from harness import obxc
 from obxd_support import QUICK, make_image
-from remote_support import Authority, remote_obxd, trusting, url
+from remote_support import remote_obxd, trusting, url
 
 HOST = "Device.DeviceInfo.HostName"
 VERSION = "Device.DeviceInfo.SoftwareVersion"
 CURRENT = "3.4.1"
 QUESTION = r"Reset config\[\(N\)o/\(y\)es/\(c\)ancel\]"
 FLASHED = r"Flashing: [*@]*@[*@]*\nStatus: OK\n"
-
-
-@pytest.fixture(scope="module")
-def house():
-    """An authority; its directory holds what the tests transfer, too."""
-    directory = harness.temp_dir()
-    yield Authority(directory, "house")
-    shutil.rmtree(directory, ignore_errors=True)
-
-
-@pytest.fixture(scope="module")
-def certificate(house):
-    return house.issue("device")
 
 
 class Router:
