@@ -170,8 +170,9 @@ Step events_serve(Shell* shell) {
             return STEP_LEAVE;
         }
     }
-    ox_rl_async_restore(shell->editor);
-    if (message) event_take(message);
+    if (!message) return STEP_GO_ON;
+    ox_rl_async_hide(shell->editor);
+    event_take(message);
     ox_rl_async_prepare(shell->editor, prompt);
     return STEP_GO_ON;
 }

@@ -5,6 +5,7 @@ import re
 import resource
 import socket
 import subprocess
+import termios
 import time
 
 import pytest
@@ -183,6 +184,15 @@ def test_keys_are_served_between_events(session):
     session.wait(lambda: b"\r\n2999\r\n" in session.raw, "the last event")
     assert [int(n) for n in re.findall(rb"EVENT 7:\r\n(\d+)\r\n", session.raw)] == list(range(3000))
     assert session.raw.index(b"120 100 55") < session.raw.index(b"\r\n2999\r\n")
+
+
+def test_the_terminal_never_shows_keys_by_itself_while_events_come(session):
+    flood = b"".join(b'{"jsonrpc":"2.0","method":"Event","group":7,"params":%d}\n' % i for i in range(3000))
+    session.daemon.connections[1].sendall(flood)
+    while b"\r\n2999\r\n" not in session.raw:
+        assert not any(termios.tcgetattr(session.master)[3] & termios.ECHO for _ in range(50))
+        assert session.read(0)
+    session.prompt()
 
 
 def test_text_of_an_event_does_not_steer_the_terminal(session):

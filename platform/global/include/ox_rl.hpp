@@ -44,6 +44,9 @@ void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
 /// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
 /// text is kept for the next prepare. After a finished line there is nothing to wipe.
 void ox_rl_async_restore(ox_rl_async* editor);
+/// Wipes the drawn line so that output starts in column 0, and stays in key-by-key mode: what is typed meanwhile
+/// is not shown by the terminal itself. The next prepare draws the line again below the output.
+void ox_rl_async_hide(ox_rl_async* editor);
 /// Moves the cursor behind the line that is being edited, so that what the caller writes to end its row ("^C"
 /// and a newline) covers nothing of it.
 void ox_rl_async_to_end(ox_rl_async* editor);

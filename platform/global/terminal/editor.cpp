@@ -109,6 +109,7 @@ void take_line(char* line) {
     editor.line = line;
     rl_callback_handler_remove();
     editor.active = false;
+    editor.keyed = false;
     editor.shown = false;
     guard_off();
     hint_forget();
@@ -130,6 +131,7 @@ void abandon_line(void) {
     rl_callback_handler_remove();
     guard_off();
     editor.active = false;
+    editor.keyed = false;
     editor.shown = false;
     editor.fed = -1;
 }
@@ -164,12 +166,13 @@ void show_line(ox_rl_async* handle, bool new_prompt) {
         rl_clear_visible_line();
     }
     if (new_prompt) rl_set_prompt(handle->drawn);
-    if (!editor.shown) {
-        rl_reset_screen_size();
+    if (!editor.shown) rl_reset_screen_size();
+    if (!editor.keyed) {
         guard_before();
         rl_prep_terminal(1);
         guard_on();
     }
+    editor.keyed = true;
     editor.shown = true;
     editor_redraw();
 }
@@ -265,6 +268,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     rl_reset_screen_size();
     hint_forget();
     editor.active = true;
+    editor.keyed = true;
     editor.shown = true;
     guard_before();
     rl_eof_found = 0;  // else readline ends the row at each further restore
@@ -272,15 +276,21 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     guard_on();
 }
 
-void ox_rl_async_restore(ox_rl_async*) {
+void ox_rl_async_hide(ox_rl_async*) {
     if (!editor.shown) return;
     hint_erase();
     typed_forget();
     rl_clear_visible_line();
-    rl_deprep_terminal();
-    guard_off();
     editor.shown = false;
     editor.asking = false;
+}
+
+void ox_rl_async_restore(ox_rl_async* handle) {
+    if (!editor.keyed) return;
+    ox_rl_async_hide(handle);
+    rl_deprep_terminal();
+    guard_off();
+    editor.keyed = false;
     fflush(stdout);
 }
 

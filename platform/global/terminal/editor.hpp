@@ -16,7 +16,8 @@ struct EditorState {
 
     bool plain;      // lines come as they are: no terminal on one of the two sides
     bool active;     // a line is being edited by readline
-    bool shown;      // it is drawn, and the terminal gives single keys
+    bool keyed;      // the terminal gives single keys
+    bool shown;      // the line is drawn
     bool asking;     // the next key answers whether a long list is shown
     bool bracketed;  // the terminal marks pasted text
     bool finished;   // the line handler was called
