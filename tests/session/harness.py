@@ -7,6 +7,7 @@ Everything lives in a private directory, and programs under test have a /tmp of 
 Waiting is always for something that can be seen; a time-out fails the test and shows the screen as it was.
 """
 
+import contextlib
 import fcntl
 import json
 import os
@@ -197,6 +198,14 @@ class Obxd:
             answer = client.login(login)
             assert "result" in answer, answer
         return client
+
+    def if_up(self, ask):
+        """What `ask` finds with a new connection; None while the device is down or about to be."""
+        try:
+            with contextlib.closing(self.client()) as client:
+                return ask(client)
+        except (OSError, SessionFailure):
+            return None
 
     def stop(self):
         """Ends the daemon; it must end cleanly."""

@@ -86,14 +86,4 @@ def test_what_was_saved_is_back_after_the_reboot(obxd):
     for words in (["set", name + '="kept"'], ["save"], ["set", name + '="lost"']):
         assert "Status: OK" in obxc(*admin, "-r", *words, daemon=obxd).out
     obxc(*admin, "-r", "reboot", daemon=obxd)
-
-    def value_after_reboot():
-        try:
-            client = obxd.client()
-        except OSError:
-            return None
-        value = client.get(name)
-        client.close()
-        return value
-
-    harness.wait_until(lambda: value_after_reboot() == "kept", "the saved host name")
+    harness.wait_until(lambda: obxd.if_up(lambda client: client.get(name)) == "kept", "the saved host name")

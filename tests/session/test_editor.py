@@ -58,6 +58,15 @@ def type_slowly(session, text):
         session.wait(lambda: len(session.raw) > before, "the echo")
 
 
+def test_keys_typed_ahead_cost_one_byte_each(session):
+    session.prompt()
+    type_slowly(session, "zz plain")
+    before = len(session.raw)
+    session.send(" typing ahead")
+    session.wait_line("root@obxc:> zz plain typing ahead")
+    assert session.raw[before:] == b" typing ahead"
+
+
 @pytest.mark.parametrize("keys, line, cursor", [
     ("\x7f\x7f", "zz one tw", 9),
     (LEFT + LEFT + LEFT + "X", "zz one tXwo!", 9),

@@ -185,7 +185,7 @@ def test_ctrl_c_while_the_daemon_is_silent(scripted, terminal):
                       else harness.ScriptedDaemon.result({}))
     lua = LuaMode(terminal(daemon=daemon))
     lua.terminal.send("ox.get('Slow')\r")
-    daemon.wait_for_request("GetParameterValues")
+    harness.wait_until(lambda: "Slow" in str(daemon.requests("GetParameterValues")), "the request")
     lua.terminal.interrupt()
     lua.prompt()
     lua.terminal.send("q\r")

@@ -51,21 +51,12 @@ class Router:
         return r"Sending file \(%s, %d bytes\) via netcat \(netcat://127\.0\.0\.1:\d+\)\.\.\.\n" % (
             re.escape(path), os.path.getsize(path))
 
-    def reconnected(self):
-        """A new connection, None while the device is down."""
-        try:
-            return self.daemon.client()
-        except OSError:
-            return None
-
     def rebooted(self):
         """Waits until the device went down and is back; returns its version and host name."""
         while self.witness.receive():
             pass
-        client = harness.wait_until(self.reconnected, "the daemon's return")
-        found = client.get(VERSION), client.get(HOST)
-        client.close()
-        return found
+        return harness.wait_until(lambda: self.daemon.if_up(lambda client: (client.get(VERSION), client.get(HOST))),
+                                  "the daemon's return")
 
     def close(self):
         self.witness.close()

@@ -88,6 +88,7 @@ void start_readline(void) {
     rl_catch_sigwinch = 0;
     rl_change_environment = 0;
     rl_getc_function = next_key;
+    rl_input_available_hook = typed_input_waits;
     rl_completion_entry_function = no_matches;
     rl_initialize();
     // Only now: with a redisplay function of another's, readline loads no terminal description.

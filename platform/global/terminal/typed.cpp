@@ -6,8 +6,10 @@
 #include <readline/keymaps.h>
 #include <readline/readline.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "editor.hpp"
+#include "ox_wait.hpp"
 
 namespace {
 
@@ -22,6 +24,7 @@ struct Row {
     const char* prompt;  // as readline drew it
 } row;
 
+bool is_insert_key = false;
 bool is_plain_key = false;
 int is_plain_row = -1;
 
@@ -141,14 +144,22 @@ int typed_inputrc_key(int count, int key) {
 }
 
 void typed_key(int key) {
+    rl_command_func_t* command = key >= 0 ? command_of(key) : nullptr;
+    is_insert_key = command == rl_insert;
     is_plain_key = false;
     if (!row.known) return;
-    rl_command_func_t* command = key >= 0 && key < 0x7F ? command_of(key) : nullptr;
-    is_plain_key = command == rl_insert && key >= 0x20;
+    is_plain_key = is_insert_key && key >= 0x20 && key < 0x7F;
     // Enter leaves the row as it is.
     if (is_plain_key || command == rl_newline) return;
     if (row.ahead > 0) draw_whole();
     row.known = false;
+}
+
+int typed_input_waits(void) {
+    if (is_insert_key) return 0;
+    int timeout_us = rl_set_keyboard_input_timeout(-1);
+    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return ox_wait_poll(&input, 1, (timeout_us + 999) / 1000) > 0;
 }
 
 void typed_forget(void) {
