@@ -28,3 +28,11 @@ def modes(session):
     """Whether the terminal echoes and whether it gives whole lines."""
     local = termios.tcgetattr(session.master)[3]
     return bool(local & termios.ECHO), bool(local & termios.ICANON)
+
+
+def type_slowly(session, text):
+    """Key by key, each one shown before the next."""
+    for key in text:
+        before = len(session.raw)
+        session.send(key)
+        session.wait(lambda: len(session.raw) > before, "the echo")

@@ -7,7 +7,7 @@ import signal
 import pytest
 
 from harness import environment
-from shell_support import modes
+from shell_support import modes, type_slowly
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
 OCHRE = "878700"       # the autocomplete colour
@@ -48,14 +48,6 @@ def test_plain_typing_costs_one_byte_a_key(session):
     session.wait_line("root@obxc:> " + text)
     session.settle()
     assert len(session.raw) - before <= 1.2 * len(text)
-
-
-def type_slowly(session, text):
-    """Key by key, each one shown before the next."""
-    for key in text:
-        before = len(session.raw)
-        session.send(key)
-        session.wait(lambda: len(session.raw) > before, "the echo")
 
 
 def test_keys_typed_ahead_cost_one_byte_each(session):

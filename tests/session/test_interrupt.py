@@ -6,7 +6,7 @@ import signal
 import subprocess
 import time
 
-from shell_support import event_on
+from shell_support import event_on, type_slowly
 
 
 def test_ctrl_c_drops_the_line(session):
@@ -16,6 +16,13 @@ def test_ctrl_c_drops_the_line(session):
     session.wait_for(r"> half a line\^C\n\S*obxc:>$")
     session.prompt()
     assert session.run("color hint") == "120 100 55"
+
+
+def test_ctrl_c_behind_a_line_typed_key_by_key(session):
+    session.prompt()
+    type_slowly(session, "half a line")
+    session.interrupt()
+    session.wait_for(r"obxc:> half a line\^C\n\S*obxc:>$")
 
 
 def test_ctrl_c_and_text_at_once(session):

@@ -297,9 +297,10 @@ void ox_rl_async_restore(ox_rl_async* handle) {
 
 void ox_rl_async_to_end(ox_rl_async*) {
     if (!editor.shown || editor.asking) return;
+    typed_key(-1);
     hint_erase();
     rl_point = rl_end;
-    rl_redisplay();
+    typed_draw();
     fflush(stdout);
 }
 

@@ -45,8 +45,8 @@ bool hint_accept(void);
 void typed_draw(void);
 /// To be told before each key (-1: something else than a key) that readline takes, or that draws.
 void typed_key(int key);
-/// Whether there is more to read, as readline asks within a key. Never behind a key that inserts itself: it is
-/// drawn, and a Ctrl-C behind it taken, before the next one is read.
+/// Whether there is more to read, as readline asks within a key. Never behind a key that inserts itself: it
+/// is drawn, and a Ctrl-C behind it taken, before the next one is read.
 int typed_input_waits(void);
 /// What is drawn was wiped, ended, or is drawn anew.
 void typed_forget(void);
