@@ -114,6 +114,7 @@ def test_lua_mode_outlives_the_reboot(way, terminal):
     time.sleep(0.8)
     shell.send("ox.get('%s') .. ' again'\r" % USER)
     shell.wait_for(r"%s again" % to.user)
+    shell.wait_line(r"\S*obxc-lua:>")
     shell.send("\x04")
     assert shell.end() == 0  # the events were lost: the shell's loop ends when it is reached
     assert shell.text().endswith("Connection dropped")
