@@ -27,17 +27,33 @@ struct LuaMode {
     LuaResults results;
     char* line;        ///< the last line, owned
     ox_str* pending;   ///< the statement that is being entered, or null
-    json_t* recorded;  ///< statements of a recording as the script file holds them, or null
+    json_t* recorded;  ///< lines of a recording as its file holds them, or null
+    bool among_lines;  ///< it was begun in the shell, whose lines its file holds
 };
 LuaMode mode;
+
+void record_add(const char* text) {
+    if (!mode.recorded) mode.recorded = json_array();
+    json_array_append_new(mode.recorded, json_string_nocheck(text));
+}
+
+/// Keeps the shell's lines of a recording that goes on, but for the one that enters Lua mode.
+void keep_recorded_lines() {
+    mode.among_lines = recording && record_lines > 0;
+    for (int age = static_cast<int>(record_lines) - 1; mode.among_lines && age > 0; --age) {
+        const char* line = ox_history_get(age);
+        if (line) record_add(line);
+    }
+}
 
 bool mode_enter() {
     interrupt_disarm();
     prompt_set_mode("lua");
+    mode = {};
+    keep_recorded_lines();
     editor_shell_off();
     ox_history_clear();
     ox_history_load(LUA_HISTORY_FILE);
-    mode = {};
     lua_results_begin(&mode.results);
     mode.ctx = lua_context_new();
     if (!mode.ctx) return false;
@@ -49,7 +65,8 @@ bool mode_enter() {
     return true;
 }
 
-/// The recording holds this visit's statements, in a form that runs as a script.
+/// The recording holds this visit's statements, in a form that runs as a script. One that was begun in the
+/// shell holds the shell's lines, then the statements as lines of the shell.
 void end_recording() {
     ox_history_clear();
     record_lines = 0;
@@ -100,11 +117,9 @@ void remember_statement(const char* text) {
     if (isspace(static_cast<unsigned char>(text[0]))) return;
     ox_history_add(text);
     if (!recording) return;
-    ++record_lines;
-    if (!mode.recorded) mode.recorded = json_array();
-    ox_str* entry = lua_statement_for_script(mode.ctx->L, text);
-    json_array_append_new(mode.recorded, json_stringn_nocheck(ox_dynarray_get(entry), ox_str_length(entry)));
-    ox_str_free(entry);
+    auto* convert = mode.among_lines ? lua_statement_for_line : lua_statement_for_script;
+    StrRef entry(convert(mode.ctx->L, text));
+    record_add(ox_dynarray_get(entry));
 }
 
 /// Runs the statement that was entered so far, and what follows from its outcome.

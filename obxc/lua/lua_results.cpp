@@ -157,6 +157,21 @@ bool loads(lua_State* L, const char* before, const char* source, const char* aft
     return status == LUA_OK;
 }
 
+/// Whether a script of shell lines gives the text back whole: it splits its lines at blanks, ends them at a
+/// word that begins with "#", and goes on behind a line that leaves a quote open.
+bool fits_line(const char* text) {
+    if (strstr(text, "--") || strstr(text, "  ") || strstr(text, " #") || strpbrk(text, "\t\r")) return false;
+    char quote = '\0';
+    for (; *text; ++text) {
+        if (*text == '\\' && text[1]) {
+            ++text;
+        } else if (quote ? *text == quote : *text == '\'' || *text == '"') {
+            quote = quote ? '\0' : *text;
+        }
+    }
+    return !quote;
+}
+
 }  // namespace
 
 void lua_results_begin(LuaResults* results) {
@@ -195,4 +210,13 @@ ox_str* lua_statement_for_script(lua_State* L, const char* source) {
         }
     }
     return text;
+}
+
+ox_str* lua_statement_for_line(lua_State* L, const char* source) {
+    StrRef statement(lua_statement_for_script(L, source));
+    const char* text = ox_dynarray_get(statement);
+    if (!fits_line(text)) return ox_str_init_chars("# a Lua statement that no line can hold");
+    ox_str* line = ox_str_init_chars("lua ");
+    for (; *text; ++text) ox_str_add_n(line, *text == '\n' ? " " : text, 1);
+    return line;
 }

@@ -230,6 +230,32 @@ def test_record(lua, obxd, directory):
     assert harness.obxc("-S", path, daemon=obxd).out == "10\nx is\t10\n"
 
 
+def test_a_recording_of_the_shell_goes_through_lua_mode(lua, obxd, directory):
+    lua.run("not_recorded = 1")
+    lua.terminal.send("q\r")
+    path = os.path.join(directory, "recorded")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.run("record %s" % path)
+    for line in ("cat Device.DeviceInfo.HostName", 'set Device.DeviceInfo.HostName="first"'):
+        lua.terminal.run(line)
+    lua.terminal.send("lua\r")
+    lua.prompt()
+    for line in ("1+1", "if true then", "ox.set('Device.DeviceInfo.HostName', 'second') end", "x = [[it's]]",
+                 "x = 1 -- one", "x = 'a  b'", "x = #'abc'", "print( #'abc')", "x = \"it's\""):
+        lua.run(line)
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    hole = "# a Lua statement that no line can hold\n"
+    with open(path, encoding="utf-8") as file:
+        assert file.read() == (
+            'cat Device.DeviceInfo.HostName\nset Device.DeviceInfo.HostName="first"\nlua print(1+1)\n'
+            "lua if true then ox.set('Device.DeviceInfo.HostName', 'second') end\n" + 5 * hole +
+            "lua x = \"it's\"\n")
+    done = harness.obxc("-a", "root:", "-s", path, daemon=obxd)
+    assert done.status == 0 and "\n2\n" in done.out, done
+    assert obxd.client().get("Device.DeviceInfo.HostName") == "second"
+
+
 def test_record_command_checks(shell, directory):
     assert shell.run("luarecord") == "syntax: luarecord <filename>|abort"
     assert shell.run("luarecord abort") == "luarecord: no record found."

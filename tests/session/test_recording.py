@@ -24,6 +24,19 @@ def test_a_recording(session, directory):
     assert session.end() == 0
 
 
+def test_a_recording_keeps_the_file_that_it_goes_to(session, directory):
+    path = os.path.join(directory, "script")
+    with open(path, "w") as script:
+        script.write("old and longer than what will be recorded\n")
+    os.chmod(path, 0o755)
+    session.run("record " + path)
+    session.run("color hint")
+    session.send("q\r")
+    session.wait_line(r"\S*@obxc:>|obxc:>")
+    assert read(path) == "color hint\n"
+    assert os.stat(path).st_mode & 0o777 == 0o755
+
+
 def test_quit_ends_a_recording_only(session, directory):
     path = os.path.join(directory, "rec")
     session.run("record " + path)

@@ -1,5 +1,6 @@
 // Files, digests, URLs and firmware versions.
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -44,6 +45,37 @@ TEST(Fs, TouchCreatesAndLeavesAlone) {
     EXPECT_EQ(errno, ELOOP);
     EXPECT_EQ(access((dir / "target").c_str(), F_OK), -1);
     EXPECT_EQ(ox_fs_touch((dir / "no/f").c_str()), -1);
+}
+
+TEST(Fs, OnlyRegularFilesAreWritten) {
+    TempDir dir;
+    std::string path = dir / "pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    Fd reader(open(path.c_str(), O_RDONLY | O_NONBLOCK));
+    EXPECT_EQ(ox_fs_touch(path.c_str()), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(ox_fs_write_file(path.c_str(), "x", 1), -1);
+    EXPECT_EQ(ox_fs_replace_file(path.c_str(), "x", 1), -1);
+    EXPECT_EQ(errno, EINVAL);
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST(Fs, WritingKeepsTheFileItself) {
+    TempDir dir;
+    std::string path = dir / "f";
+    EXPECT_EQ(ox_fs_write_file(path.c_str(), "first and long", 14), 0);
+    EXPECT_EQ(mode_of(path), 0600U);
+    ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+    ASSERT_EQ(link(path.c_str(), (dir / "same").c_str()), 0);
+    EXPECT_EQ(ox_fs_write_file(path.c_str(), "second", 6), 0);
+    EXPECT_EQ(get(dir / "same"), "second");
+    EXPECT_EQ(mode_of(path), 0755U);
+    ASSERT_EQ(symlink(path.c_str(), (dir / "link").c_str()), 0);
+    EXPECT_EQ(ox_fs_write_file((dir / "link").c_str(), "third", 5), -1);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(get(path), "second");
 }
 
 TEST(Fs, ReplaceIsWholeAndFollowsNoLink) {

@@ -29,6 +29,19 @@ bool write_all(int fd, const char* data, size_t size) {
     return true;
 }
 
+/// Opens a regular file, created with mode 0600 when there is none: a device or a pipe is none, a link is
+/// not followed.
+int open_to_write(const char* path) {
+    Fd fd(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    struct stat status;
+    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return fd.release();
+}
+
 }  // namespace
 
 int ox_fs_open_regular(const char* path, off_t* size) {
@@ -44,8 +57,13 @@ int ox_fs_open_regular(const char* path, off_t* size) {
 }
 
 int ox_fs_touch(const char* path) {
-    Fd fd(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    return fd.get() >= 0 ? 0 : -1;
+    return Fd(open_to_write(path)).get() >= 0 ? 0 : -1;
+}
+
+int ox_fs_write_file(const char* path, const void* data, size_t size) {
+    Fd fd(open_to_write(path));
+    if (fd.get() < 0 || ftruncate(fd.get(), 0) != 0) return -1;
+    return write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 ? 0 : -1;
 }
 
 void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int /*flags*/) {
@@ -73,8 +91,8 @@ void ox_fs_munmap_file(void* data, size_t size) {
 
 int ox_fs_replace_file(const char* path, const void* data, size_t size) {
     struct stat status;
-    if (lstat(path, &status) == 0 && S_ISLNK(status.st_mode)) {
-        errno = ELOOP;
+    if (lstat(path, &status) == 0 && !S_ISREG(status.st_mode)) {
+        errno = S_ISLNK(status.st_mode) ? ELOOP : EINVAL;
         return -1;
     }
     CharsRef name(static_cast<char*>(malloc(strlen(path) + 8)));

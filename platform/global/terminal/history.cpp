@@ -104,6 +104,11 @@ void ox_history_add(const char* text) {
     if (text && *text) add_history(text);
 }
 
+const char* ox_history_get(int age) {
+    HIST_ENTRY** entries = history_list();
+    return entries && age >= 0 && age < history_length ? entries[history_length - 1 - age]->line : nullptr;
+}
+
 void ox_history_clear(void) {
     clear_history();
 }
@@ -148,7 +153,8 @@ int ox_history_dump(const char* path, int count) {
         }
         ox_str_add_n(&out, "\n", 1);
     }
-    int result = ox_fs_replace_file(path, ox_dynarray_get(&out), ox_str_length(&out));
+    auto* write = to_file ? ox_fs_replace_file : ox_fs_write_file;
+    int result = write(path, ox_dynarray_get(&out), ox_str_length(&out));
     int error = errno;
     free(out.data);
     errno = error;
