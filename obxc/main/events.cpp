@@ -1,7 +1,6 @@
 #include "main/events.hpp"
 
 #include <stdio.h>
-#include <string.h>
 
 #include "complete/complete.hpp"
 #include "ox_out.hpp"
@@ -20,22 +19,12 @@ void queue_model_change(json_t* params) {
 
 }  // namespace
 
-void print_lines(const char* text) {
-    while (const char* newline = strchr(text, '\n')) {
-        ox_out_text(text, newline - text);
-        putchar('\n');
-        text = newline + 1;
-    }
-    ox_out_text(text);
-    putchar('\n');
-}
-
 void event_print(ox_jrpcmsg* message) {
     printf("\nEVENT %zu:\n", static_cast<size_t>(message->group));
     json_t* params = ox_jrpcmsg_get_params_json(message);
     if (!params) return;
     CharsRef text(json_dumps(params, JSON_INDENT(4) | JSON_ENCODE_ANY));
-    if (text) print_lines(text);
+    if (text) ox_out_lines(text);
 }
 
 void event_take(ox_jrpcmsg* message) {

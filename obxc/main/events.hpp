@@ -10,5 +10,3 @@ inline constexpr uint32_t GROUP_MODEL_CHANGES = 4;
 void event_take(ox_jrpcmsg* message);
 /// Prints an event: its group and its params as indented JSON.
 void event_print(ox_jrpcmsg* message);
-/// Writes a text of several lines to standard output, each as text from the daemon.
-void print_lines(const char* text);

@@ -9,6 +9,7 @@
 #include "main/script.hpp"
 #include "main/shell_loop.hpp"
 #include "obxc.hpp"
+#include "ox_out.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
@@ -42,7 +43,7 @@ int raw_run(const StartOptions* options) {
     JsonRef whole(ox_jrpcmsg_json(message));
     CharsRef text(json_dumps(whole, JSON_INDENT(4)));
     fputs("<< ", stdout);
-    print_lines(text ? text : "");
+    ox_out_lines(text ? text : "");
     return message->error_code;
 }
 

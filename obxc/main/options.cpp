@@ -111,6 +111,8 @@ int mode_choose(StartOptions* options, int mode, const char* said, const char* n
 
 int arg_append(StartOptions* options, const char* text) {
     json_t* word = json_string(text);
+    // Where the text is to be JSON, this is one more way to be none.
+    if (!word && (options->mode == MODE_RAW || options->mode == MODE_EVENT)) word = json_null();
     if (!word) {
         fputs("An argument is no UTF-8 text.\n", stderr);
         return EXIT_FAILURE;

@@ -98,7 +98,7 @@ bool run_builtin(const Token& first) {
         return true;
     }
     if (token_is(first, "sleep")) {
-        ox_wait_sleep_ms(atoi(first.rest) * 1000L);
+        ox_wait_sleep_ms(atoi(first.rest) * 1000LL);
         return true;
     }
     return false;

@@ -91,7 +91,7 @@ bool template_path(const NodePath* p, char out[QUERY_SIZE]) {
         bool is_template = pattern && pattern == ancestor(p, index + 1);
         const char* component = is_template ? "#template" : text;
         size_t size = is_template ? strlen(component) : length;
-        if (used + size + 2 > QUERY_SIZE) return false;
+        if (used + size + 3 > QUERY_SIZE) return false;  // a point before it, one behind, the end
         if (used > 0) out[used++] = '.';
         memcpy(out + used, component, size);
         used += size;
@@ -110,7 +110,8 @@ void query_path(const NodePath* p, char out[QUERY_SIZE]) {
     if (ox_tr_path_is_full(out)) ox_string_strlcat(out, ".", QUERY_SIZE);
 }
 
-void fill_node(json_t* node, json_t* children, json_t* instances, bool ordered) {
+void fill_node(const NodePath* p, json_t* children, json_t* instances) {
+    json_t* node = p->node;
     ++dm_generation;
     if (json_object_size(node) > 0) retire(JsonRef(json_copy(node)));
     JsonRef attributes(json_incref(json_object_get(node, "#attr")));
@@ -126,8 +127,8 @@ void fill_node(json_t* node, json_t* children, json_t* instances, bool ordered) 
         json_object_set_new(value, "#fetched", json_true());
         json_object_set(node, key, value);
     }
-    if (ordered) json_object_set_new(node, "order", json_pack("{s:b}", "#fetched", 1));
-    if (node == dm_root) json_object_del(node, "DataModelVersion");
+    if (p->ordered) json_object_set_new(node, "order", json_pack("{s:b}", "#fetched", 1));
+    if (!p->path[0]) json_object_del(node, "DataModelVersion");
 }
 
 void fetch_failed(NodePath* p) {
@@ -181,7 +182,7 @@ void node_fetch(NodePath* p) {
         fetch_failed(p);
         return;
     }
-    fill_node(p->node, children, instances, p->ordered);
+    fill_node(p, children, instances);
     if (given_up) json_object_del(given_up, p->path);
 }
 

@@ -108,9 +108,9 @@ def test_a_silent_daemon_is_waited_for_a_second(scripted):
 def test_without_a_model_the_root_is_listed(scripted):
     daemon = scripted(SmallModel())
     done = obxc("-r", "ls", daemon=daemon)
-    assert (done.out, done.status) == ("DataModelVersion\nDevice.\n", 0)
+    assert (done.out, done.status) == ("Device.\n", 0)
     done = obxc("-r", "GetParameterNames", "Device.A", daemon=daemon)
-    assert (done.out, done.status) == ("Device.A.DataModelVersion\nDevice.A.Device.\n", 0)
+    assert (done.out, done.status) == ("Device.A.Device.\n", 0)
     assert obxc("-r", "ls", "Device.None", "x", daemon=daemon).status == 0
     done = obxc("-r", "ls", "--", "-l", "Device.A", daemon=daemon)
     assert done.out == ("Type    Access  Perms  Flags  Name\n"

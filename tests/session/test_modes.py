@@ -181,7 +181,7 @@ def test_raw_keeps_its_own_id(scripted):
 
 
 def test_raw_text_that_is_no_json(scripted):
-    for text in ("{", "", "5", "\"x\"", "{} {}"):
+    for text in ("{", "", "5", "\"x\"", "{} {}", '{"a":"\udcff"}'):
         end = obxc("--raw", text, daemon=scripted())
         assert (end.status, end.out) == (255, "Invalid raw JSON message.\n"), text
 
@@ -236,7 +236,7 @@ def test_request_of_an_unknown_method(scripted):
 def test_event(scripted):
     daemon = scripted(lambda request, connection: daemon.result({}) if "id" in request else None)
     for args, group, params in [(["-e", "9", '{"a":1}'], 9, {"a": 1}), (["-e", "9"], 9, None),
-                                (["-e", "9", "no json"], 9, None)]:
+                                (["-e", "9", "no json"], 9, None), (["-e", "9", '"\udcff"'], 9, None)]:
         daemon.received.clear()
         assert obxc(*args, daemon=daemon).status == 0
         event = harness.wait_until(lambda: [m for m in daemon.received if m["method"] == "Event"])[0]
@@ -313,6 +313,16 @@ def test_listen_outlives_the_daemon(obxd):
     listener.process.wait(harness.PATIENCE)
     assert b"dropped" not in listener.output
     assert re.fullmatch(rb"Connection dropped - .+\(-7\)\n", listener.process.stderr.read())
+
+
+def test_listen_shows_no_control_characters_on_a_terminal(terminal, scripted):
+    daemon = scripted()
+    listener = terminal("-l", "-g", "7", daemon=daemon)
+    daemon.wait_for_request("JoinGroup", 2)
+    listener.settle()
+    daemon.send_event(7, {"x": "\u009b31mred\x7f"})
+    listener.wait_for(r'^    "x": "\\xc2\\x9b31mred\\x7f"$')
+    assert b"\xc2\x9b" not in listener.raw and b"\x7f" not in listener.raw
 
 
 def test_listen_waits_between_its_attempts(scripted):

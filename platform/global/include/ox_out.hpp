@@ -11,6 +11,8 @@ void ox_out_refresh(void);
 /// characters (C0, DEL and the C1 range in UTF-8 or as lone bytes) are written as \xNN; elsewhere the bytes
 /// stay as they are.
 void ox_out_text(const char* text, long length = -1);
+/// Writes a text of one or more lines so, each with its newline.
+void ox_out_lines(const char* text);
 /// Columns that ox_out_text takes for it, counted in bytes of what it writes.
 size_t ox_out_size(const char* text, long length = -1);
 /// A new heap text as ox_out_text would write it.

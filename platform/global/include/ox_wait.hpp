@@ -23,7 +23,7 @@ bool ox_wait_take_interrupt(void);
 
 /// Waits until the pause has passed. A signal handler that returns does not shorten it; one that jumps ends
 /// it.
-void ox_wait_sleep_ms(long ms);
+void ox_wait_sleep_ms(long long ms);
 
 /// Milliseconds of a monotonic clock.
 long long ox_wait_now_ms(void);

@@ -12,6 +12,7 @@
 
 #include "connection.hpp"
 #include "jrpcmsg_internal.hpp"
+#include "ox_out.hpp"
 #include "ox_wait.hpp"
 
 namespace {
@@ -65,7 +66,7 @@ void print_event(const json_t* event) {
     printf("\nEVENT %zu:\n", static_cast<size_t>(json_integer_value(json_object_get(event, "group"))));
     json_t* params = json_object_get(event, "params");
     char* text = params ? json_dumps(params, JSON_INDENT(4) | JSON_ENCODE_ANY) : nullptr;
-    if (text) puts(text);
+    if (text) ox_out_lines(text);
     free(text);
     fflush(stdout);
 }

@@ -106,7 +106,7 @@ int call(lua_State* L) {
 }
 
 void run_sleep(void* argument) {
-    ox_wait_sleep_ms(*static_cast<long*>(argument));
+    ox_wait_sleep_ms(*static_cast<long long*>(argument));
 }
 
 /// ox.sleep(seconds)
@@ -114,7 +114,7 @@ int sleep_seconds(lua_State* L) {
     require_writable(L);
     lua_Number seconds = luaL_checknumber(L, 1);
     luaL_argcheck(L, seconds >= 0 && seconds < 1e9, 1, "seconds expected");
-    auto ms = static_cast<long>(seconds * 1000);
+    auto ms = static_cast<long long>(seconds * 1000);
     guarded(L, run_sleep, &ms);
     return 0;
 }

@@ -57,7 +57,7 @@ bool ox_wait_take_interrupt(void) {
     return noted;
 }
 
-void ox_wait_sleep_ms(long ms) {
+void ox_wait_sleep_ms(long long ms) {
     long long end = ox_wait_now_ms() + ms;
     for (long long left = ms; left > 0; left = end - ox_wait_now_ms()) {
         ox_wait_poll(nullptr, 0, left > 1000000 ? 1000000 : static_cast<int>(left));

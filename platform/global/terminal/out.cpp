@@ -73,6 +73,16 @@ void ox_out_text(const char* text, long length) {
     escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stdout); });
 }
 
+void ox_out_lines(const char* text) {
+    while (const char* newline = strchr(text, '\n')) {
+        ox_out_text(text, newline - text);
+        putchar('\n');
+        text = newline + 1;
+    }
+    ox_out_text(text);
+    putchar('\n');
+}
+
 size_t ox_out_size(const char* text, long length) {
     size_t size = length < 0 ? strlen(text) : length;
     if (!ox_out_is_terminal()) return size;
