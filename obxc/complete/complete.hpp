@@ -7,8 +7,13 @@
 void complete_set_commands(const ShellCommand* rows, size_t count,
                            const ShellCommand* (*lookup)(const char* word));
 /// Data-model changes that wait to be folded into the cache: an array of {"Action","Path","InstanceNumber"},
-/// owned, or null. The shell loop appends, completion takes it over.
+/// owned, or null. Completion takes it over.
 extern json_t* pending_model_events;
+/// Queues the params of a change event, borrowed; what cannot be folded in for want of a member is dropped.
+/// In a shell that nobody completes in, the queue stays bounded: past MODEL_EVENTS_MAX the objects that it
+/// names are to be fetched anew instead.
+void model_change_queue(json_t* params);
+inline constexpr size_t MODEL_EVENTS_MAX = 10000;
 
 /// The line editor's completion callback. Waits for the daemon as long as it takes; Ctrl-C abandons it
 /// without candidates, and the line, the cache and the connection stay as they are.

@@ -106,7 +106,27 @@ void apply(const Change& change, json_t* fetched, json_t* missing) {
     json_object_set(change.branch, change.key, instance);
 }
 
+void drop_events() {
+    size_t index;
+    json_t* event;
+    json_array_foreach(pending_model_events, index, event) {
+        Change change;
+        if (unpack(event, &change) && change.branch) json_object_set_new(change.branch, "#lost", json_true());
+    }
+    json_array_clear(pending_model_events);
+}
+
 }  // namespace
+
+void model_change_queue(json_t* params) {
+    json_t* change = json_pack("{s:O, s:O, s:O}", "Action", json_object_get(params, "Action"), "Path",
+                               json_object_get(params, "Path"), "InstanceNumber",
+                               json_object_get(params, "InstanceNumber"));
+    if (!change) return;
+    if (!pending_model_events) pending_model_events = json_array();
+    json_array_append_new(pending_model_events, change);
+    if (json_array_size(pending_model_events) > MODEL_EVENTS_MAX) drop_events();
+}
 
 void model_events_fold(void) {
     if (node_fetch_timeout() < 0) given_up = false;

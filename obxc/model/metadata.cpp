@@ -188,7 +188,10 @@ void node_fetch(NodePath* p) {
 
 json_t* node_child_get(NodePath* p, const char* name) {
     bool number = is_instance_number(name, -1);
-    if (node_needs_fetch(p->node) || (p->multi && number && !json_object_get(p->node, name))) node_fetch(p);
+    bool missing = p->multi && number && !json_object_get(p->node, name);
+    // Under a bound, for a hint, what is known will do: it comes with each key.
+    if (fetch_end >= 0 && node_is_fetched(p->node)) missing = false;
+    if (missing || node_needs_fetch(p->node)) node_fetch(p);
     json_t* child = json_object_get(p->node, name);
     if (child || !number) return child;
     return json_object_get(p->node, "#template");

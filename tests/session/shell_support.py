@@ -36,3 +36,10 @@ def type_slowly(session, text):
         before = len(session.raw)
         session.send(key)
         session.wait(lambda: len(session.raw) > before, "the echo")
+
+
+def pid_of(session):
+    """The process of obxc itself, whatever it was started through."""
+    pid = session.process.pid
+    children = open("/proc/%d/task/%d/children" % (pid, pid)).read().split()
+    return int(children[0]) if children else pid

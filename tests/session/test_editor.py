@@ -7,7 +7,7 @@ import signal
 import pytest
 
 from harness import environment
-from shell_support import modes, type_slowly
+from shell_support import modes, pid_of, type_slowly
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
 OCHRE = "878700"       # the autocomplete colour
@@ -131,9 +131,7 @@ def test_what_was_typed_ahead_is_for_the_command(session):
 def test_end_signal_gives_the_terminal_back(session):
     session.send("half a line")
     session.wait_line("root@obxc:> half a line")
-    pid = session.process.pid
-    children = open("/proc/%d/task/%d/children" % (pid, pid)).read().split()
-    os.kill(int(children[0]) if children else pid, signal.SIGTERM)
+    os.kill(pid_of(session), signal.SIGTERM)
     session.end()
     assert modes(session) == (True, True)
     assert b"\x1b[?2004l" in session.raw[-60:]

@@ -1,13 +1,15 @@
 """The line editor and its terminal: events, resize, stop, poor terminals, pipes, Ctrl-C."""
 
+import os
 import re
+import signal
 import time
 
 import pytest
 
 import harness
 from harness import environment, obxc
-from shell_support import modes
+from shell_support import modes, pid_of, type_slowly
 
 LEFT, RIGHT, UP = "\x1b[D", "\x1b[C", "\x1b[A"
 
@@ -44,6 +46,78 @@ def test_resize_redraws_and_is_no_interrupt(session):
     session.settle()
     session.send("\r")
     session.wait_for("^x{40}y$")
+
+
+@pytest.mark.parametrize("text", ["zz plain words", "col"])
+def test_a_resize_to_the_same_size_changes_nothing(session, text):
+    session.prompt()
+    type_slowly(session, text)
+    session.settle()
+    before, cursor = session.screen(), session.cursor()
+    os.kill(pid_of(session), signal.SIGWINCH)
+    session.settle()
+    session.send(LEFT)
+    session.settle()
+    assert (session.screen()[cursor[1]].startswith("root@obxc:> " + text), session.cursor()) == (
+        True, (cursor[0] - 1, cursor[1]))
+    assert session.text().count(text) == "\n".join(before).count(text)
+
+
+def test_a_hang_up_keeps_the_history(terminal, daemon, directory):
+    session = terminal(daemon=daemon)
+    session.run("color hint")
+
+
+    root = os.open("/proc/%d/root/tmp" % pid_of(session), os.O_RDONLY)
+    session.send("half a line")
+    session.wait_line("root@obxc:> half a line")
+    os.kill(pid_of(session), signal.SIGHUP)
+    assert session.end() == 0
+    with open(os.open(".obxc.hist", os.O_RDONLY, dir_fd=root)) as history:
+        assert history.read() == "color hint\n"
+    os.close(root)
+
+
+@pytest.mark.parametrize("keys, line", [("\x1b[200~true\npwd\x1b[201~", "pwd"), (UP, "color hint"), ("x", "sh x")])
+def test_a_key_that_is_no_answer_is_a_key_of_the_line(session, keys, line):
+    session.run("color hint")
+    session.send("sh \t")
+    session.wait_for(r"Display all \d+ possibilities\? \(y or n\)$")
+    session.send(keys)
+    session.wait_line("root@obxc:> " + line)
+    assert "not found" not in session.text() and "200~" not in session.text()
+    assert ("sh true" in session.text()) == (line == "pwd")
+
+
+def test_a_resize_drops_the_question(session):
+    session.send("sh \t")
+    session.wait_for(r"Display all \d+ possibilities\? \(y or n\)$")
+    session.resize(80)
+    session.settle()
+    session.send("x")
+    session.wait_line("root@obxc:> sh x")
+
+
+def test_an_event_at_the_question_leaves_the_line_above_whole(open_shell, daemon, directory):
+    for i in range(150):
+        open(os.path.join(directory, "file%03d" % i), "w").close()
+    session = open_shell(columns=40, cwd=directory)
+    session.send("sh echo a line that takes two rows file\t")
+    session.wait_for(r"Display all 150 possibilities\? \(y or n\)$")
+    daemon.send_event(2, {"What": "happened"})
+    session.wait_for("^EVENT 2:$")
+    session.settle()
+    assert "Display all" not in session.text()
+    assert session.text().replace("\n", "").count("sh echo a line that takes two rows file") == 2
+    session.send("x")
+    session.settle()
+    assert session.line().endswith(" filex")
+
+
+def test_no_hint_behind_a_tab(session):
+    session.send("cat \x16\tDevice.Dev")
+    session.settle()
+    assert session.line().endswith("Device.Dev") and session.cursor()[0] == len(session.line())
 
 
 def test_resize_during_a_command(session):

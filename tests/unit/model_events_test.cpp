@@ -88,6 +88,28 @@ TEST_F(Complete, HintsLeaveEventsOfASlowDaemonQueued) {
     EXPECT_EQ(complete("cd Device.Hosts.Host."), Texts({"1.", "2.", "3."}));
 }
 
+TEST_F(Complete, TheQueueIsBoundedAndNothingIsMissedByThat) {
+    complete("cd Device.Hosts.Host.");
+    daemon.add("Device.Hosts.Host.3.", R"({"type":"object"})");
+    for (size_t i = 0; i < 3 * MODEL_EVENTS_MAX; ++i) {
+        JsonRef params(
+            json_pack("{s:s,s:s,s:i}", "Action", "Add", "Path", "Device.Hosts.Host.", "InstanceNumber", 3));
+        model_change_queue(params);
+        ASSERT_LE(json_array_size(pending_model_events), MODEL_EVENTS_MAX);
+    }
+    event("Delete", "Device.Hosts.Host.1.", 1);
+    EXPECT_EQ(complete("cd Device.Hosts.Host."), Texts({"1.", "2.", "3."}));  // as the daemon has them
+}
+
+TEST_F(Complete, AHintBehindAnUnknownInstanceAsksOnce) {
+    complete("cd Device.Hosts.Host.");
+    hint("cat Device.Hosts.Host.77.");
+    daemon.take_requests();
+    for (const char* line : {"cat Device.Hosts.Host.77.I", "cat Device.Hosts.Host.77.IP"}) hint(line);
+    EXPECT_EQ(daemon.take_requests(), Texts());
+    EXPECT_EQ(hint("cat Device.Hosts.Host.77.IPA"), "ddress");
+}
+
 TEST_F(Complete, FoldsManyChangesInLinearTime) {
     complete("cd Device.Hosts.Host.");
     for (int i = 3; i < 10000; ++i) {

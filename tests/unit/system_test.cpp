@@ -2,7 +2,10 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <string>
@@ -95,6 +98,22 @@ TEST(Fs, ReplaceIsWholeAndFollowsNoLink) {
     ASSERT_EQ(mkdir((dir / "d").c_str(), 0700), 0);
     EXPECT_EQ(ox_fs_replace_file((dir / "d").c_str(), "x", 1), -1);  // and no temporary file stays
     EXPECT_EQ(system(("test $(ls '" + (dir / ".") + "' | wc -l) = 4").c_str()), 0);
+}
+
+TEST(Fs, ASignalThatEndsTheProgramLeavesNoTemporaryFile) {
+    TempDir dir;
+    std::string path = dir / "f";
+    std::string text(1 << 16, 'x');
+    for (int i = 0; i < 20; ++i) {
+        pid_t child = fork();
+        while (child == 0) ox_fs_replace_file(path.c_str(), text.data(), text.size());
+        usleep(2000 + 100 * i);
+        ASSERT_EQ(kill(child, SIGHUP), 0);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFSIGNALED(status));
+    }
+    EXPECT_EQ(system(("test $(ls -A '" + (dir / ".") + "' | wc -l) = 1").c_str()), 0);
 }
 
 TEST(Fs, MapsFromAnOffset) {

@@ -12,7 +12,7 @@ void ox_history_clear(void);
 int ox_history_load(const char* path);
 /// Writes entries, oldest first, one a line, never through a symbolic link or to what is no regular file; a
 /// new file has mode 0600. A count of 0 or more is for recordings: that many of the most recent, as they were
-/// typed, newlines included; the file keeps its owner and mode. -1 is for the history file: the last 1000, an
+/// typed, newlines included; the file keeps its owner and mode. -1 is for the history file: all, an
 /// entry of several lines in one line (history.cpp has the form), so that loading gives them back whole; the
 /// file is replaced in one step, by one of mode 0600. Returns 0 or -1 with errno.
 int ox_history_dump(const char* path, int count);

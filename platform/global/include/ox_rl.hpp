@@ -44,8 +44,8 @@ void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
 /// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
 /// text is kept for the next prepare. After a finished line there is nothing to wipe.
 void ox_rl_async_restore(ox_rl_async* editor);
-/// Wipes the drawn line so that output starts in column 0, and stays in key-by-key mode: what is typed meanwhile
-/// is not shown by the terminal itself. The next prepare draws the line again below the output.
+/// Wipes the drawn line so that output starts in column 0, and stays in key-by-key mode: what is typed
+/// meanwhile is not shown by the terminal itself. The next prepare draws the line again below the output.
 void ox_rl_async_hide(ox_rl_async* editor);
 /// Moves the cursor behind the line that is being edited, so that what the caller writes to end its row ("^C"
 /// and a newline) covers nothing of it.
@@ -57,7 +57,8 @@ void ox_rl_async_clear(ox_rl_async* editor);
 /// left to the command that it starts. Only a bracketed paste is read to its end at once. At the end of a
 /// pipe poll reports POLLHUP without POLLIN.
 int ox_rl_getch(void);
-/// True when bytes that were read ahead wait for ox_rl_getch, although the descriptor is not readable.
+/// True when ox_rl_getch has something at once although the descriptor is not readable: bytes that were read
+/// ahead, or the end, because the terminal hung up (SIGHUP).
 bool ox_rl_pending(void);
 /// Feeds one byte. `status` becomes 1 while the line is being edited, 0 once it is complete or abandoned.
 /// Returns the complete line (heap, the caller frees it), else null. -1 is the input's end: a last line

@@ -1,5 +1,6 @@
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -41,6 +42,28 @@ int open_to_write(const char* path) {
     }
     return fd.release();
 }
+
+/// Holds off the signals that end the program, so that no temporary file is left behind by them.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t ends;
+        sigemptyset(&ends);
+        static const int numbers[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+        for (int number : numbers) sigaddset(&ends, number);
+        pthread_sigmask(SIG_BLOCK, &ends, &before_);
+    }
+    ~SignalsHeld() {
+        int error = errno;
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        errno = error;
+    }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t before_;
+};
 
 }  // namespace
 
@@ -98,6 +121,7 @@ int ox_fs_replace_file(const char* path, const void* data, size_t size) {
     CharsRef name(static_cast<char*>(malloc(strlen(path) + 8)));
     if (!name) return -1;
     sprintf(name, "%s.XXXXXX", path);
+    SignalsHeld held;
     Fd fd(mkostemp(name, O_CLOEXEC));  // a new file of mode 0600: no link is followed
     if (fd.get() < 0) return -1;
     if (write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 &&

@@ -79,7 +79,8 @@ int completion_list_key(int, int) {
     return 0;
 }
 
-void completion_answer(int key) {
+bool completion_answer(int key) {
+    static const char no[] = "nN\r\n\x7f\x07\x04";
     bool yes = key == 'y' || key == 'Y' || key == ' ' || key == '\t';
     JsonRef candidates(asked);
     asked = nullptr;
@@ -90,6 +91,7 @@ void completion_answer(int key) {
     } else {
         editor_redraw();
     }
+    return yes || memchr(no, key, sizeof no - 1);
 }
 
 void completion_forget(void) {

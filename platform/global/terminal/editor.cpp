@@ -178,6 +178,19 @@ void show_line(ox_rl_async* handle, bool new_prompt) {
     editor_redraw();
 }
 
+/// Lets readline take the screen's new size, and draw the line on it. False when it is the old size.
+bool take_size(void) {
+    int rows[2] = {};
+    int columns[2] = {};
+    rl_get_screen_size(&rows[0], &columns[0]);
+    // readline moves to the old line's place only when it draws by itself.
+    rl_redisplay_function = rl_redisplay;
+    rl_resize_terminal();
+    rl_redisplay_function = hint_redisplay;
+    rl_get_screen_size(&rows[1], &columns[1]);
+    return rows[0] != rows[1] || columns[0] != columns[1];
+}
+
 /// The keys of one line end in one call of readline, but for what its macros and typed-ahead keys leave.
 void run_key(int key) {
     editor.fed = key;
@@ -188,8 +201,7 @@ void run_key(int key) {
 void feed_key(int key) {
     if (editor.asking) {
         typed_key(-1);
-        completion_answer(key);
-        return;
+        if (completion_answer(key)) return;
     }
     if (paste_take_back()) {
         typed_key(-1);
@@ -281,9 +293,14 @@ void ox_rl_async_hide(ox_rl_async*) {
     if (!editor.shown) return;
     hint_erase();
     typed_forget();
-    rl_clear_visible_line();
+    if (editor.asking) {
+        // The line above stays, as after an answer.
+        fputs("\r\033[K", stdout);
+        completion_forget();
+    } else {
+        rl_clear_visible_line();
+    }
     editor.shown = false;
-    editor.asking = false;
 }
 
 void ox_rl_async_restore(ox_rl_async* handle) {
@@ -313,13 +330,14 @@ void ox_rl_async_clear(ox_rl_async*) {
 }
 
 int ox_rl_getch(void) {
+    if (guard_hung_up()) return -1;
     if (paste_waiting()) return paste_getch();
     paste_typed();
     return read_byte();
 }
 
 bool ox_rl_pending(void) {
-    return paste_waiting();
+    return paste_waiting() || guard_hung_up();
 }
 
 char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
@@ -353,18 +371,18 @@ bool ox_rl_resized(void) {
     bool resized = guard_take_resize();
     if (!editor.shown) return resumed || resized;
     if (resumed) {
+        completion_forget();
         rl_reset_screen_size();
         if (editor.bracketed) fputs("\033[?2004h", stdout);
         editor_redraw();
     } else if (resized) {
-        hint_erase();
-        hint_forget();
-        typed_forget();
-        // readline moves to the old line's place only when it draws by itself.
-        rl_redisplay_function = rl_redisplay;
-        rl_resize_terminal();
-        rl_redisplay_function = hint_redisplay;
-        hint_redisplay();
+        if (!editor.asking) hint_erase();
+        if (take_size()) {
+            completion_forget();
+            hint_forget();
+            typed_forget();
+        }
+        if (!editor.asking) hint_redisplay();
     }
     return resumed || resized;
 }

@@ -58,8 +58,9 @@ int typed_inputrc_key(int count, int key);
 /// The Tab key, and its like that only lists.
 int completion_key(int count, int key);
 int completion_list_key(int count, int key);
-/// The answer to the question whether a long list is shown.
-void completion_answer(int key);
+/// The answer to the question whether a long list is shown. False for a key that is none: it means no, and is
+/// a key of the line.
+bool completion_answer(int key);
 void completion_forget(void);
 
 /// Takes a bracketed paste: its first line goes into the edited line, the rest waits.
@@ -89,6 +90,8 @@ bool guard_echoes(void);
 /// What happened since the last call.
 bool guard_take_resize(void);
 bool guard_take_resume(void);
+/// Whether the terminal went away.
+bool guard_hung_up(void);
 
 /// Draws the line anew on an empty row.
 void editor_redraw(void);

@@ -10,6 +10,7 @@ namespace {
 
 volatile sig_atomic_t resized = 0;
 volatile sig_atomic_t resumed = 0;
+volatile sig_atomic_t hung_up = 0;
 
 struct termios key_modes;
 struct termios line_modes;
@@ -60,6 +61,11 @@ void on_continue(int) {
     errno = error;
 }
 
+/// The terminal is gone: the input ends here, and the program leaves as it does then.
+void on_hang_up(int) {
+    hung_up = 1;
+}
+
 struct Watch {
     int number;
     void (*handler)(int);
@@ -67,7 +73,7 @@ struct Watch {
 };
 Watch watches[] = {{SIGWINCH, on_resize, false},     {SIGCONT, on_continue, false},
                    {SIGTSTP, on_stop_or_end, false}, {SIGTERM, on_stop_or_end, false},
-                   {SIGHUP, on_stop_or_end, false},  {SIGQUIT, on_stop_or_end, false}};
+                   {SIGHUP, on_hang_up, false},      {SIGQUIT, on_stop_or_end, false}};
 
 }  // namespace
 
@@ -114,4 +120,8 @@ bool guard_take_resume(void) {
     bool taken = resumed;
     resumed = 0;
     return taken;
+}
+
+bool guard_hung_up(void) {
+    return hung_up;
 }

@@ -22,9 +22,18 @@ const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION 
                         RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_DONE | RL_STATE_COMPLETING |
                         RL_STATE_INPUTPENDING;  // readline runs the next key itself, an Enter too
 
+/// Whether the line's place on the screen is the sum of its characters' columns.
+bool line_has_columns(void) {
+    for (int i = 0; i < rl_end; i++) {
+        if (static_cast<unsigned char>(rl_line_buffer[i]) < 0x20) return false;
+    }
+    return true;
+}
+
 /// Whether a hint may stand behind the line as readline draws it.
 bool has_place(void) {
-    return editor.hint && rl_end > 0 && rl_point == rl_end && !RL_ISSTATE(no_state) && typed_row_is_plain();
+    return editor.hint && rl_end > 0 && rl_point == rl_end && !RL_ISSTATE(no_state) && typed_row_is_plain() &&
+           line_has_columns();
 }
 
 bool is_of_line(void) {

@@ -21,9 +21,9 @@
 namespace {
 
 const char mark = '\001';
-const size_t file_limit = 1 << 20;   // bytes that are read, from the file's end
-const size_t entry_limit = 1 << 16;  // a longer entry is not kept in the file
-const int file_entries = 1000;
+const size_t file_limit = 1 << 20;  // bytes that are read, from the file's end
+const size_t line_limit = 1 << 17;  // a longer line of the file is passed over
+const int file_entries = 1000;      // that are read
 
 void add_escaped(ox_str* out, const char* text) {
     ox_str_add_n(out, &mark, 1);
@@ -53,7 +53,7 @@ void unescape(char* text) {
 }
 
 void add_line(char* line, size_t size) {
-    if (size == 0 || size > 2 * entry_limit || memchr(line, '\0', size)) return;
+    if (size == 0 || size > line_limit || memchr(line, '\0', size)) return;
     if (line[0] == mark) {
         line++;
         unescape(line);
@@ -139,13 +139,11 @@ int ox_history_load(const char* path) {
 int ox_history_dump(const char* path, int count) {
     bool to_file = count < 0;
     int first = 0;
-    int wanted = to_file ? file_entries : count;
-    if (history_length > wanted) first = history_length - wanted;
+    if (!to_file && history_length > count) first = history_length - count;
     ox_str out = {};
     HIST_ENTRY** entries = history_list();
     for (int i = first; entries && i < history_length && entries[i]; i++) {
         const char* text = entries[i]->line;
-        if (to_file && strlen(text) > entry_limit) continue;
         if (to_file && (text[0] == mark || strchr(text, '\n'))) {
             add_escaped(&out, text);
         } else {
