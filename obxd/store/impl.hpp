@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <unordered_map>
 
 #include "schema.hpp"
 #include "store.hpp"
@@ -121,8 +122,10 @@ void hooks_run(const Schema* parameter, const std::string& path, json_t* value);
 void orders_tell(Impl& impl, Node* table, uint32_t from, uint32_t to);
 
 // Unique keys (keys.cpp)
-/// An instance whose key another one before it has too (`other`), or null.
-Node* key_clash(Node* table, const std::vector<Schema*>& key, Node** other);
+/// Instances that share their key, each with another one that has it: the first of them, or for that the
+/// second.
+using Rivals = std::unordered_map<const Node*, Node*>;
+Rivals key_rivals(Node* table, const std::vector<Schema*>& key);
 std::string key_names(const std::vector<Schema*>& key);
 bool keys_fit(Impl& impl, Node* node, std::string& error);
 

@@ -1,7 +1,5 @@
 // Unique keys of multi-instance objects.
 
-#include <unordered_set>
-
 #include "impl.hpp"
 
 namespace obxd {
@@ -20,17 +18,18 @@ static std::string key_text(Node* instance, const std::vector<Schema*>& key) {
     return untouched ? "" : text;
 }
 
-Node* key_clash(Node* table, const std::vector<Schema*>& key, Node** other) {
-    std::unordered_map<std::string, Node*> seen;
+Rivals key_rivals(Node* table, const std::vector<Schema*>& key) {
+    std::unordered_map<std::string, Node*> first;
+    Rivals rivals;
     for (auto& instance : table->instances) {
         std::string text = key_text(instance.get(), key);
         if (text.empty()) continue;
-        auto [place, fresh] = seen.emplace(std::move(text), instance.get());
+        auto [place, fresh] = first.emplace(std::move(text), instance.get());
         if (fresh) continue;
-        *other = place->second;
-        return instance.get();
+        rivals.emplace(instance.get(), place->second);
+        rivals.emplace(place->second, instance.get());
     }
-    return nullptr;
+    return rivals;
 }
 
 std::string key_names(const std::vector<Schema*>& key) {
@@ -46,11 +45,14 @@ bool keys_fit(Impl& impl, Node* node, std::string& error) {
         if (!keys_fit(impl, below.get(), error)) return false;
     if (!is_table(node)) return true;
     for (auto& key : node->schema->keys) {
-        Node* other;
-        Node* clash = key_clash(node, key, &other);
-        if (!clash) continue;
-        error = node_path(clash) + ": has the same " + key_names(key) + " as " + node_path(other);
-        return false;
+        Rivals rivals = key_rivals(node, key);
+        for (auto& instance : node->instances) {
+            auto clash = rivals.find(instance.get());
+            if (clash == rivals.end() || clash->second->number > instance->number) continue;
+            error = node_path(instance.get()) + ": has the same " + key_names(key) + " as " +
+                    node_path(clash->second);
+            return false;
+        }
     }
     return true;
 }

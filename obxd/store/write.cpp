@@ -109,27 +109,22 @@ void values_swap_back(Setter& setter) {
     }
 }
 
-/// Looks at the unique keys that the request touched, once for each object.
+/// Refuses what gives an instance a unique key that another one has too. Each key that the request touches is
+/// looked at once for each object.
 void keys_check(Setter& setter) {
-    std::set<std::pair<Node*, const std::vector<Schema*>*>> touched;
+    std::map<std::pair<Node*, const std::vector<Schema*>*>, Rivals> touched;
     for (const Assignment& entry : setter.assignments) {
         Node* node = entry.target.node;
         if (entry.place || !node->number) continue;
-        for (auto& key : node->schema->keys)
-            if (std::find(key.begin(), key.end(), entry.target.schema) != key.end())
-                touched.emplace(node->parent, &key);
-    }
-    for (auto& [table, key] : touched) {
-        Node* other;
-        Node* clash = key_clash(table, *key, &other);
-        if (!clash) continue;
-        for (const Assignment& entry : setter.assignments) {
-            Node* node = entry.target.node;
-            bool member = std::find(key->begin(), key->end(), entry.target.schema) != key->end();
-            if (entry.place || !member || (node != clash && node != other)) continue;
-            const Node* rival = node == clash ? other : clash;
+        for (auto& key : node->schema->keys) {
+            if (std::find(key.begin(), key.end(), entry.target.schema) == key.end()) continue;
+            auto [place, fresh] = touched.try_emplace({node->parent, &key});
+            if (fresh) place->second = key_rivals(node->parent, key);
+            auto clash = place->second.find(node);
+            if (clash == place->second.end()) continue;
             setter.refuse(entry.path, FAULT_INVALID_VALUE,
-                          "has the same " + key_names(*key) + " as " + node_path(rival));
+                          "has the same " + key_names(key) + " as " + node_path(clash->second));
+            break;
         }
     }
 }

@@ -36,6 +36,12 @@ inline std::string text_of(obxd::Answer answer) {
     return data ? text + " " + text_of(data.get()) : text;
 }
 
+/// What a request to set values answers when the one value of that path is refused.
+inline std::string refusal(const std::string& path, int code, const std::string& why) {
+    return "9003 nothing was set {'" + path + "':{'code':" + std::to_string(code) + ",'message':'" + why +
+           "'}}";
+}
+
 struct StoreTest : testing::Test {
     std::unique_ptr<obxd::Store> store;
     std::vector<std::string> changes;  ///< what the listener was told

@@ -6,11 +6,6 @@ using obxd::Store;
 
 namespace {
 
-std::string refusal(const std::string& path, int code, const std::string& why) {
-    return "9003 nothing was set {'" + path + "':{'code':" + std::to_string(code) + ",'message':'" + why +
-           "'}}";
-}
-
 TEST_F(StoreTest, EachTypeChecksItsValues) {
     const struct {
         const char* name;
@@ -310,29 +305,6 @@ TEST_F(StoreTest, AnOrderedInstanceStandsForItsIndex) {
               refusal("Device.Rules.Rule.4", 9001, "only admin may set it"));
     for (const char* other : {"Device.Rules.Rule", "Device.Rules.Rule.9", "Device.Hosts.Host.1"})
         EXPECT_EQ(set(std::string("'") + other + "':1"), refusal(other, 9005, "there is no such parameter"));
-}
-
-TEST_F(StoreTest, UniqueKeys) {
-    EXPECT_EQ(set("'Device.Net.Interface.1.Name':'wan'"),
-              refusal("Device.Net.Interface.1.Name", 9007, "has the same Name as Device.Net.Interface.2."));
-    EXPECT_EQ(value("Device.Net.Interface.1.Name"), "'lan'");
-    EXPECT_TRUE(changes.empty());
-    // Swapping two names in one request is no clash.
-    EXPECT_EQ(set("'Device.Net.Interface.1.Name':'wan','Device.Net.Interface.2.Name':'lan'"), "{}");
-    EXPECT_EQ(value("Device.Net.Interface.1.Name"), "'wan'");
-    // Values that nobody has set yet do not clash.
-    EXPECT_EQ(set("'Device.Net.Interface.1.Name':'','Device.Net.Interface.2.Name':''"), "{}");
-    EXPECT_EQ(add("Device.Net.Route."), "{'InstanceNumber':2}");
-    EXPECT_EQ(set("'Device.Net.Route.2.Metric':5"), "{}");
-    EXPECT_EQ(set("'Device.Net.Route.2.Dest':'default'"), "{}");
-    EXPECT_EQ(set("'Device.Net.Route.2.Metric':0"),
-              refusal("Device.Net.Route.2.Metric", 9007, "has the same Dest, Metric as Device.Net.Route.1."));
-    EXPECT_EQ(set("'Device.Net.Route.1.Metric':9,'Device.Net.Route.2.Metric':9"),
-              "9003 nothing was set {'Device.Net.Route.1.Metric':{'code':9007,'message':'has the same Dest, "
-              "Metric as "
-              "Device.Net.Route.2.'},'Device.Net.Route.2.Metric':{'code':9007,'message':'has the same Dest, "
-              "Metric as "
-              "Device.Net.Route.1.'}}");
 }
 
 TEST_F(StoreTest, TheDaemonsOwnAccess) {
