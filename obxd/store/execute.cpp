@@ -1,28 +1,50 @@
 // Checking the call of a method.
 
+#include <strings.h>
+
 #include "impl.hpp"
 
 namespace obxd {
 namespace {
 
-/// The argument that a relative name means; any instance number stands for the template.
-const Schema* argument_find(const Schema* input, std::string_view name) {
+/// The member of that name; where there is none, the one whose capitals alone differ.
+const Schema* member_find(const Schema* parent, std::string_view name) {
+    if (const Schema* exact = schema_child(parent, name)) return exact;
+    const Schema* found = nullptr;
+    for (auto& child : parent->children) {
+        bool same = child->name.size() == name.size() &&
+                    strncasecmp(child->name.c_str(), name.data(), name.size()) == 0;
+        if (same && found) return nullptr;
+        if (same) found = child.get();
+    }
+    return found;
+}
+
+/// The argument that a relative name means; any instance number stands for the template. `name` becomes the
+/// model's own spelling.
+const Schema* argument_find(const Schema* input, std::string& name) {
     std::vector<std::string_view> parts;
     if (!input || name == "." || !path_split(name, parts) || name.back() == '.') return nullptr;
     const Schema* schema = input;
     bool item = false;
+    std::string spelling;
     for (std::string_view part : parts) {
+        if (!spelling.empty()) spelling += '.';
         uint32_t number;
         if (schema->multi && !item) {
             if (!instance_number(part, number)) return nullptr;
             item = true;
+            spelling += part;
             continue;
         }
-        schema = schema_child(schema, part);
+        schema = member_find(schema, part);
         if (!schema) return nullptr;
         item = false;
+        spelling += schema->name;
     }
-    return schema->kind == Schema::PARAMETER ? schema : nullptr;
+    if (schema->kind != Schema::PARAMETER) return nullptr;
+    name = spelling;
+    return schema;
 }
 
 void refuse(JsonRef& data, const char* name, int code, const std::string& why) {
@@ -64,18 +86,19 @@ Answer Store::check_execute(const Caller& caller, const json_t* params, std::str
         const char* key = json_string_value(json_object_get(entry, "Name"));
         json_t* value = json_object_get(entry, "Value");
         if (!key) return fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name");
-        const Schema* argument = argument_find(method->input.get(), key);
+        std::string spelling = key;
+        const Schema* argument = argument_find(method->input.get(), spelling);
         std::string why;
         if (!argument) {
             refuse(data, key, FAULT_INVALID_NAME, "there is no such argument");
-        } else if (json_object_get(given, key)) {
+        } else if (json_object_get(given, spelling.c_str())) {
             refuse(data, key, FAULT_INVALID_ARGUMENTS, "is named twice");
         } else if (value && !json_is_null(value)) {
             int code = value_check(*impl_, argument, target.node, value, why);
             if (code)
                 refuse(data, key, code, why);
             else
-                json_object_set_new(given, key, value_normal(argument, value));
+                json_object_set_new(given, spelling.c_str(), value_normal(argument, value));
         }
     }
     defaults_fill(method->input.get(), given, data);

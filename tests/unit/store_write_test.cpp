@@ -332,6 +332,12 @@ TEST_F(StoreTest, Execute) {
         {"{'Path':'Device.Info.Ping','ParameterList':[{'Name':'Host','Value':'h'},{'Name':'Option.7.Value','"
          "Value':2}]}",
          "Device.Info.Ping {'Host':'h','Option.7.Value':2,'Count':3}"},
+        {"{'Path':'Device.Info.Ping','ParameterList':[{'Name':'HOST','Value':'h'},{'Name':'option.7.value','"
+         "Value':2}]}",
+         "Device.Info.Ping {'Host':'h','Option.7.Value':2,'Count':3}"},
+        {"{'Path':'Device.Info.Ping','ParameterList':[{'Name':'host','Value':'h'},{'Name':'Host','Value':'i'}"
+         "]}",
+         "9003 Device.Info.Ping was not called {'Host':{'code':9003,'message':'is named twice'}}"},
         {"{'Path':'Device.Hosts.Host.5.Stats.Reset'}", "Device.Hosts.Host.5.Stats.Reset {}"},
         {"{'Path':'Device.Hosts.Host.9.Stats.Reset'}", "9005 Device.Hosts.Host.9.Stats.Reset"},
         {"{'Path':'Device.Info.Name'}", "9005 Device.Info.Name"},
