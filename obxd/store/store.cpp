@@ -34,6 +34,7 @@ Answer fault(int code, std::string detail) {
     answer.code = code;
     answer.message = fault_text(code);
     answer.detail = std::move(detail);
+    if (code == FAULT_INVALID_NAME && answer.detail.empty()) answer.detail = "the name is empty";
     return answer;
 }
 

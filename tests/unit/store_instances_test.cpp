@@ -64,6 +64,7 @@ TEST_F(StoreTest, WhatCannotBeDeleted) {
         {"Device.Rules.Rule.", "9005 Device.Rules.Rule. is no instance"},
         {"Device.Info.Name", "9005 Device.Info.Name"},
         {"Device.", "9005 Device. is no instance"},
+        {"", "9005 the name is empty"},
         {"Device.Hosts.Host.1.", "9001 Device.Hosts.Host.1. cannot be deleted"},
     };
     for (auto& row : rows) EXPECT_EQ(del(row.name), row.expected);
