@@ -176,14 +176,16 @@ bool level_read(const json_t* params, int& level) {
     return true;
 }
 
-/// Goes through ParameterNames. The fault, or code 0.
-Answer each_name(Impl& impl, const json_t* params, const std::function<Answer(const SchemaTarget&)>& visit) {
+/// Goes through ParameterNames, which may begin with `leading` (0: nothing). The fault, or code 0.
+Answer each_name(Impl& impl, const json_t* params, char leading,
+                 const std::function<Answer(const SchemaTarget&)>& visit) {
     const json_t* names = json_object_get(params, "ParameterNames");
     if (!json_is_array(names)) return fault(FAULT_INVALID_ARGUMENTS, "ParameterNames is no array");
     size_t count = json_array_size(names);
     for (size_t i = 0; i < count; i++) {
         const char* name = json_string_value(json_array_get(names, i));
         if (!name) return fault(FAULT_INVALID_ARGUMENTS, "ParameterNames holds what is no text");
+        if (leading && *name == leading) name++;
         SchemaTarget target;
         if (!schema_find(impl, name, target)) return fault(FAULT_INVALID_NAME, name);
         Answer answer = visit(target);
@@ -226,7 +228,7 @@ Answer Store::get_attributes(const Caller& caller, const json_t* params) {
     int rank = caller_rank(caller);
     JsonRef list(json_array());
     Lister lister{*impl_, list};
-    Answer answer = each_name(*impl_, params, [&](const SchemaTarget& target) -> Answer {
+    Answer answer = each_name(*impl_, params, 0, [&](const SchemaTarget& target) -> Answer {
         if (rank < target.schema->read_rank && target.schema->kind == Schema::PARAMETER)
             return ignore ? Answer() : fault(FAULT_REQUEST_DENIED, target.path);
         lister.add(target.path, target_attrs(*impl_, target));
@@ -242,7 +244,8 @@ Answer Store::get_data_model(const Caller&, const json_t* params) {
     int level;
     if (!level_read(params, level)) return fault(FAULT_INVALID_ARGUMENTS, "Level is 0, 1 or -1");
     JsonRef root(model_node(impl_->root.attrs));
-    Answer answer = each_name(*impl_, params, [&](const SchemaTarget& target) -> Answer {
+    // A client asks with the path of a selector, which may begin so.
+    Answer answer = each_name(*impl_, params, ':', [&](const SchemaTarget& target) -> Answer {
         json_t* place =
             model_place(root, target.schema,
                         target.item || target.pseudo == Pseudo::ORDER || target.pseudo == Pseudo::INDEX);

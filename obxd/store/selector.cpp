@@ -172,8 +172,9 @@ bool selector_parse(std::string_view text, Selector& selector, std::string& erro
     while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
     Parser parser{text, error};
     if (text.size() > MAX_LENGTH) return parser.fail("selector of more than 4096 characters");
-    if (text.empty()) return parser.fail("path expected");
-    if (text == ".") return true;
+    parser.take(":");
+    if (parser.at == text.size()) return parser.fail("path expected");
+    if (text.substr(parser.at) == ".") return true;
     if (!steps_parse(parser, selector)) return false;
     if (parser.peek() == '{' && !members_parse(parser, selector)) return false;
     return parser.at == text.size() || parser.fail("end of the selector expected");

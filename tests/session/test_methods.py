@@ -148,6 +148,18 @@ def test_a_selection_without_matches_in_its_answer_is_a_failure_of_its_own(scrip
     assert (done.out, done.status) == ("[-10] Incomplete answer: Matches\n", 255)
 
 
+def test_a_selector_begins_as_completion_begins_a_path(shared_obxd):
+    for selector in ("Device.Firewall.Level.1", "Device.Hosts.Host.*[HostName==nas].IPAddress",
+                     "Device.System.{FeatureFlags,LEDMask}"):
+        shown = typed(shared_obxd, "select " + selector)
+        assert " = " in shown and typed(shared_obxd, "select :" + selector) == shown
+
+
+def test_the_names_of_arguments_may_have_other_capitals(shared_obxd):
+    shown = typed(shared_obxd, "execute Device.DNS.Diagnostics.NSLookupDiagnostics hostname=localhost")
+    assert "not called" not in shown and "127.0.0.1" in shown
+
+
 def test_the_router(shared_obxd):
     assert typed(shared_obxd, "select Device.Hosts.Host[HostName=='nas'].IPAddress".replace("'", "\\\"")) == (
         "Device.Hosts.Host.1.IPAddress = '192.168.1.10'\n")

@@ -269,6 +269,10 @@ TEST_F(StoreTest, DataModelIsNestedFromTheTop) {
             ",'IP':{'#attr':{'type':'IPAddress','access':'readOnly','perms':'user/-','const':true}}},"
             "'max_instance':{'#attr':{'type':'unsignedInt','access':'readOnly','perms':'user/-','const':true,"
             "'runtime':true}}}}}}}}}");
+    EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':[':Device.Rules.'],'Level':0}"),
+              ask(&Store::get_data_model, "{'ParameterNames':['Device.Rules.'],'Level':0}"));
+    EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['::Device.Rules.'],'Level':0}"),
+              "9005 :Device.Rules.");
     EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['Device.Rules.'],'Level':0}"),
               "{'Datamodel':" + top + ",'Device':{" + object + ",'Rules':{" + object + "}}}}");
 }

@@ -48,6 +48,9 @@ TEST_F(SelectTest, Paths) {
         {"DataModelVersion", "DataModelVersion"},
         {".", "."},
         {"Device.Info ", "Device.Info"},
+        {":Device.Info", "Device.Info"},
+        {":.", "."},
+        {"Device.Rules.Rule.9.index", ""},
     };
     for (auto& row : rows) EXPECT_EQ(paths(row.selector), row.expected) << row.selector;
 }
@@ -75,6 +78,15 @@ TEST_F(SelectTest, Filters) {
         {"Active==true", "1 5"},
         {"Active!=true", "2"},
         {"Active==\"false\"", "2"},
+        {"Stats.Sent==07", "5"},
+        {"Stats.Sent==0100", "1"},
+        {"Stats.Sent==+0X64", "1"},
+        {"Stats.Sent==007.0", "5"},
+        {"Stats.Sent!=0x", "1 2 5"},
+        {"Load==02", "2"},
+        {"Load==0x2", "2"},
+        {"Load==nan", ""},
+        {"Load<inf", "1 2 5"},
         {"Load<1", "1 5"},
         {"Load==2", "2"},
         {"Load>=0.5", "1 2"},
@@ -141,6 +153,9 @@ TEST_F(SelectTest, WrongSelectors) {
         const char* expected;
     } rows[] = {
         {"", "9003 bad selector: path expected at character 1"},
+        {":", "9003 bad selector: path expected at character 2"},
+        {"::Device", "9005 :Device"},
+        {":Device..Hosts", "9003 bad selector: name expected at character 9"},
         {"..", "9003 bad selector: name expected at character 1"},
         {"Device..Hosts", "9003 bad selector: name expected at character 8"},
         {"Device.Hosts.Host.*[", "9003 bad selector: parameter name expected at character 21"},
@@ -168,11 +183,47 @@ TEST_F(SelectTest, WrongSelectors) {
         {"Device.Info.Name[X==1]", "9003 Device.Info.Name has no instances to filter"},
         {"Device.Nothing", "9005 Device.Nothing"},
         {"Device.Info.Ping", "9005 Device.Info.Ping"},
-        {"Device.Hosts.Host.*.Nothing", "9005 Device.Hosts.Host.1.Nothing"},
+        {"Device.Hosts.Host.*.Nothing", "9005 Device.Hosts.Host.*.Nothing"},
         {"Device.Hosts.Host.x", "9005 Device.Hosts.Host.x"},
-        {"Device.Hosts.Host.*{Nothing}", "9005 Device.Hosts.Host.1.Nothing"},
+        {"Device.Hosts.Host.*{Nothing}", "9005 Device.Hosts.Host.*.Nothing"},
         {"Device.Hosts.Host.5.Address.*.Nothing", "9005 Device.Hosts.Host.5.Address.*.Nothing"},
         {"Device.Hosts.Host.7.Nothing", "9005 Device.Hosts.Host.7.Nothing"},
+        {"Device.Info.Name.X", "9005 Device.Info.Name.X"},
+    };
+    for (auto& row : rows) EXPECT_EQ(select(row.selector, admin), row.expected) << row.selector;
+}
+
+TEST_F(SelectTest, AMisspeltNameIsToldOfWhereNothingMatches) {
+    const struct {
+        const char* selector;
+        const char* expected;
+    } rows[] = {
+        {"Device.Hosts.Host.*[Name==nobody].Nope", "9005 Device.Hosts.Host.*.Nope"},
+        {"Device.Hosts.Host[Name==nobody].Nope", "9005 Device.Hosts.Host.*.Nope"},
+        {"Device.Hosts.Host.[Name==nobody].Stats.Nope", "9005 Device.Hosts.Host.*.Stats.Nope"},
+        {"Device.Hosts.Host.*[Name==nobody].Stats.Reset", "9005 Device.Hosts.Host.*.Stats.Reset"},
+        {"Device.Hosts.Host.*[Name==nobody].Address.*[Nope==1]",
+         "9003 no parameter \"Nope\" in an instance of Address"},
+        {"Device.Hosts.Host.*[Name==nobody].Stats[Sent==1]",
+         "9003 Device.Hosts.Host.*.Stats. has no instances to filter"},
+        {"Device.Hosts.Host.*[Name==nobody]{Name,Nope}", "9005 Device.Hosts.Host.*.Nope"},
+        {"Device.Hosts.Host.*[Name==nobody].Name{Nope}",
+         "9003 Device.Hosts.Host.*.Name has no members to pick"},
+        {"Device.Hosts.Host.*{Address.3.Nope}", "9005 Device.Hosts.Host.*.Address.3.Nope"},
+        {"Device.Hosts.Host.99{Nope}", "9005 Device.Hosts.Host.99.Nope"},
+        {"Device.Hosts.Host{Nope}", "9005 Device.Hosts.Host.Nope"},
+        {"Device.Queue.Job.*{Nope}", "9005 Device.Queue.Job.*.Nope"},
+        {"Device.Info.{Ping}", "9005 Device.Info.Ping"},
+        {"Device.Info.{Name.}", "9005 Device.Info.Name."},
+        // Names that the model has, below instances that are not there, match nothing.
+        {"Device.Hosts.Host.*[Name==nobody]{Name,Stats,Address.1.IP}", "{'Matches':{}}"},
+        {"Device.Hosts.Host.99{Stats.Sent}", "{'Matches':{}}"},
+        {"Device.Hosts.Host.2{Address.9.IP}", "{'Matches':{'Device.Hosts.Host.2':{}}}"},
+        {"Device.Hosts.Host{2.Name,max_instance}",
+         "{'Matches':{'Device.Hosts.Host':{'2':{'Name':'laptop'},'max_instance':6}}}"},
+        {"Device.Hosts.Host.1{Address.*.IP}",
+         "{'Matches':{'Device.Hosts.Host.1':{'Address':{'1':{'IP':'192.0.2.1'},'2':{'IP':'2001:db8::1'}}}}}"},
+        {"Device.Queue.Job.*{order,Name}", "{'Matches':{}}"},
     };
     for (auto& row : rows) EXPECT_EQ(select(row.selector, admin), row.expected) << row.selector;
 }
