@@ -1,5 +1,7 @@
 #include <string.h>
 
+#include <algorithm>
+
 #include "answers.hpp"
 #include "device/device.hpp"
 #include "net/server.hpp"
@@ -215,11 +217,40 @@ void serve_message(Server& server, Connection& c, const json_t* message) {
     server.acting = nullptr;
 }
 
+bool holds_null(const json_error_t& error) {
+    const enum json_error_code code = json_error_code(&error);
+    return code == json_error_null_character || code == json_error_null_byte_in_key;
+}
+
+constexpr std::string_view NULL_ESCAPE = "\\u0000";
+constexpr char REPLACEMENT[] = "\xef\xbf\xbd";  // the character that stands for one that cannot be shown
+
+// A text with \u0000 is JSON, but neither the model nor the parser has room for it: the message is refused,
+// for which its id is needed, and no more.
+void refuse_null(Server& server, Connection& c, std::string_view text) {
+    std::string clean;
+    while (!text.empty()) {
+        bool null = text.starts_with(NULL_ESCAPE);
+        size_t size = null ? NULL_ESCAPE.size() : text[0] == '\\' ? 2 : 1;
+        clean += null ? std::string_view(REPLACEMENT) : text.substr(0, size);
+        text.remove_prefix(std::min(size, text.size()));
+    }
+    json_error_t where;
+    JsonRef message(json_loadb(clean.data(), clean.size(), 0, &where));
+    if (!message) return refuse_stream(server, c, RPC_PARSE_ERROR, where.text);
+    const json_t* id = json_object_get(message, "id");
+    if (!id) return;
+    bool usable = json_is_number(id) || (json_is_string(id) && !strstr(json_string_value(id), REPLACEMENT));
+    JsonRef none(json_null());
+    send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_PARAMS, "a text holds \\u0000"));
+}
+
 }  // namespace
 
 void dispatch(Server& server, Connection& c, std::string_view text) {
     json_error_t where;
     JsonRef message(json_loadb(text.data(), text.size(), 0, &where));
+    if (!message && holds_null(where)) return refuse_null(server, c, text);
     if (!message) return refuse_stream(server, c, RPC_PARSE_ERROR, where.text);
     serve_message(server, c, message);
 }

@@ -78,6 +78,35 @@ def test_what_is_no_object_closes_the_connection(obxd, client, text):
     assert client.receive() is None
 
 
+NULL = '"a\\u0000b"'
+
+
+@pytest.mark.parametrize("text,id_value", [
+    (request("5", params='{"ParameterNames":["Device.Users.Note",%s]}' % NULL), 5),
+    (request("5", params='{"ParameterNames":[[{"deep":%s}]]}' % NULL), 5),
+    (request("5", params="{%s:1}" % NULL), 5),
+    (request('"x\\\\u0000"', method="a\\u0000b"), "x\\u0000"),
+    (request(NULL), None),
+    (request("null", params="{%s:1}" % NULL), None),
+])
+def test_a_null_character_is_refused_and_the_connection_goes_on(client, text, id_value):
+    client.send(text + request("6"))
+    answer = client.receive()
+    assert answer["id"] == id_value and fault(answer) == (-32602, "a text holds \\u0000"), answer
+    assert client.receive() == {"jsonrpc": "2.0", "id": 6, "result": RESULT}
+
+
+def test_a_null_character_in_what_is_not_answered_is_passed_over(client):
+    client.send(b'{"jsonrpc":"2.0","method":"Logout","params":{"x":"\\u0000"}}'
+                b'{"jsonrpc":"2.0","method":"Event","group":7,"params":"\\u0000"}' + request("6"))
+    assert client.receive() == {"jsonrpc": "2.0", "id": 6, "result": RESULT}
+    assert client.get("Device.Users.CurrentUser") == "root"
+
+
+def test_a_backslash_before_u0000_is_text(client):
+    assert fault(client.request("a\\u0000")) == (-32601, "a\\u0000")
+
+
 def test_a_notification_is_done_and_not_answered(client):
     client.send(b'{"jsonrpc":"2.0","method":"Logout"}{"jsonrpc":"2.0","method":"Nope"}{"jsonrpc":"2.0","method":"Reboot"}')
     assert client.get("Device.Users.CurrentUser") == ""
