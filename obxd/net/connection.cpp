@@ -29,6 +29,28 @@ bool drop_sent(Connection& c) {
     return true;
 }
 
+// The peer has closed, perhaps right behind its last messages: those are still to be read.
+bool turn_deaf(Connection& c) {
+    c.deaf = true;
+    c.drained = false;
+    return true;
+}
+
+// Sends until all is out or the socket takes no more. False when the stream broke.
+bool send_pending(Connection& c) {
+    while (!c.deaf && connection_pending(c) > 0) {
+        const char* data = c.out.data() + c.sent;
+        ssize_t sent = c.tls ? tls_write(*c.tls, data, connection_pending(c))
+                             : send(c.fd, data, connection_pending(c), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && (errno == EPIPE || errno == ECONNRESET)) return turn_deaf(c);
+        if (sent < 0) return errno == EAGAIN && drop_sent(c);
+        c.sent += static_cast<size_t>(sent);
+        c.progress = now_ms();
+    }
+    return true;
+}
+
 bool start_tls(Connection& c, TlsServer* server) {
     c.tls = tls_link_new(*server, c.fd);
     c.phase = Connection::HANDSHAKE;
@@ -62,15 +84,8 @@ Connection::~Connection() {
 }
 
 bool connection_flush(Connection& c) {
-    while (connection_pending(c) > 0) {
-        const char* data = c.out.data() + c.sent;
-        ssize_t sent = c.tls ? tls_write(*c.tls, data, connection_pending(c))
-                             : send(c.fd, data, connection_pending(c), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0 && errno == EINTR) continue;
-        if (sent < 0) return errno == EAGAIN && drop_sent(c);
-        c.sent += static_cast<size_t>(sent);
-        c.progress = now_ms();
-    }
+    if (!send_pending(c)) return false;
+    if (!c.deaf && connection_pending(c) > 0) return true;
     c.out.clear();
     if (c.out.capacity() > KEEP_CAPACITY) c.out.shrink_to_fit();
     c.sent = c.event_bytes = 0;

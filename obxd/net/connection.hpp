@@ -33,6 +33,7 @@ struct Connection {
     Input in;
     bool eof = false;      ///< nothing more comes
     bool drained = false;  ///< the last read emptied the socket
+    bool deaf = false;     ///< the peer takes nothing any more; what it had sent before still counts
     bool closing = false;  ///< close when the output is out
     bool busy = false;     ///< a request waits for its answer; later ones wait for that
     bool queued = false;   ///< stands in the server's list of connections to serve
@@ -58,7 +59,7 @@ inline size_t connection_pending(const Connection& c) {
     return c.out.size() - c.sent;
 }
 
-/// Sends what the socket takes. False when the peer is gone.
+/// Sends what the socket takes; to who is deaf by now, nothing. False when the stream broke.
 bool connection_flush(Connection& c);
 /// Reads once into the input. False when the stream broke; at its end `eof` is set.
 bool connection_read(Connection& c);

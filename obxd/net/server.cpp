@@ -121,7 +121,7 @@ void serve(Server& server, Connection& c) {
     bool blocked = connection_pending(c) >= HIGH_WATER;
     if (c.phase == Connection::OPEN && !connection_flush(c)) return server_close(server, c);
     if (c.closing && !c.busy && connection_pending(c) == 0) {
-        if (c.eof) return server_close(server, c);
+        if (c.eof || c.deaf) return server_close(server, c);
         start_linger(c);
     }
     watch(server, c);
@@ -264,7 +264,7 @@ void server_wake(Server& server, Connection& c) {
 void server_close(Server& server, Connection& c) {
     if (c.phase == Connection::DEAD) return;
     if (c.watched) loop_unwatch(server.loop, c.fd);
-    if (c.tls && c.phase == Connection::OPEN) tls_close(*c.tls);
+    if (c.tls && c.phase == Connection::OPEN && !c.deaf) tls_close(*c.tls);
     close(c.fd);
     c.fd = -1;
     c.watched = 0;
@@ -288,6 +288,7 @@ std::string event_text(uint32_t group, json_t* params) {
 // Who does not read its events is dropped once too many wait for it; a single one may be as long as a
 // message.
 void queue_event(Server& server, Connection& c, const std::string& text) {
+    if (c.deaf) return;
     if (c.event_bytes > MAX_EVENT_BYTES) return server_close(server, c);
     c.event_bytes += text.size();
     if (connection_pending(c) == 0) c.progress = now_ms();

@@ -4,6 +4,7 @@
 #include <mbedtls/ctr_drbg.h>
 #include <mbedtls/entropy.h>
 #include <mbedtls/error.h>
+#include <mbedtls/net_sockets.h>
 #include <mbedtls/ssl.h>
 #include <sys/socket.h>
 
@@ -30,6 +31,7 @@ namespace {
 int send_bytes(void* context, const unsigned char* data, size_t size) {
     ssize_t sent = send(static_cast<TlsLink*>(context)->fd, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent >= 0) return static_cast<int>(sent);
+    if (errno == EPIPE || errno == ECONNRESET) return MBEDTLS_ERR_NET_CONN_RESET;
     return errno == EAGAIN || errno == EINTR ? MBEDTLS_ERR_SSL_WANT_WRITE : MBEDTLS_ERR_SSL_INTERNAL_ERROR;
 }
 
@@ -51,7 +53,7 @@ std::string reason(int code) {
 
 ssize_t give(int code) {
     if (code == MBEDTLS_ERR_SSL_PEER_CLOSE_NOTIFY || code == 0) return 0;
-    errno = wants_more(code) ? EAGAIN : EPROTO;
+    errno = wants_more(code) ? EAGAIN : code == MBEDTLS_ERR_NET_CONN_RESET ? ECONNRESET : EPROTO;
     return -1;
 }
 
