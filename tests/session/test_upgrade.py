@@ -3,6 +3,7 @@ program serves the file to the daemon."""
 
 import os
 import re
+import signal
 
 import pytest
 
@@ -10,6 +11,7 @@ import harness
 from harness import obxc
 from obxd_support import QUICK, make_image
 from remote_support import remote_obxd, trusting, url
+from shell_support import modes
 
 HOST = "Device.DeviceInfo.HostName"
 VERSION = "Device.DeviceInfo.SoftwareVersion"
@@ -132,6 +134,48 @@ def test_ctrl_c_at_the_question_leaves_the_device_as_it_is(router, terminal):
     shell.prompt()
     assert shell.run("cat " + VERSION) == " = '%s'" % CURRENT
     assert shell.run("save") == "Status: OK"
+
+
+@pytest.mark.parametrize("mode", ["-r", "-s"])
+def test_ctrl_c_at_the_question_of_a_one_shot_ends_it(house, certificate, terminal, mode):
+    """As in any other wait: by the signal, with nothing flashed and the terminal in line mode."""
+    router = Router(house, certificate, False)
+    image = router.image("4.0")
+    script = os.path.join(house.directory, "upgrade.obxc")
+    with open(script, "w") as file:
+        file.write("upgrade %s\necho after\n" % image)
+    words = ["-r", "upgrade", image] if mode == "-r" else ["--script=" + script]
+    one_shot = terminal(*router.args, *words, env=router.env)
+    one_shot.wait_line(QUESTION)
+    assert modes(one_shot) == (False, False)
+    one_shot.interrupt()
+    assert one_shot.end() == -signal.SIGINT
+    assert re.fullmatch(r"Major upgrade\.\.\.\n%s \^C" % QUESTION, one_shot.text())
+    assert modes(one_shot) == (True, True)
+    assert router.witness.get(VERSION) == CURRENT
+    assert b"after" not in one_shot.raw
+    router.close()
+
+
+def test_the_question_is_seen_although_the_output_goes_elsewhere(house, certificate, terminal):
+    router = Router(house, certificate, False)
+    command = [harness.OBXC] + router.args + ["-r", "upgrade", router.image("4.0")]
+    piped = terminal(command=["sh", "-c", '"$@" | cat >/dev/null', "sh"] + command, env=router.env)
+    piped.wait_line(QUESTION)
+    piped.send("c\r")
+    assert piped.end() == 0
+    assert re.fullmatch(QUESTION + " c", piped.text())
+    assert router.witness.get(VERSION) == CURRENT
+    piped = terminal(command=["sh", "-c", '"$@" | cat >/dev/null; sleep 100', "sh"] + command, env=router.env)
+    piped.wait_line(QUESTION)
+    piped.interrupt()
+    assert piped.end() == -signal.SIGINT
+    assert re.fullmatch(QUESTION + r" \^C", piped.text())
+    assert router.witness.get(VERSION) == CURRENT
+    # Nobody is asked where nobody can answer.
+    done = obxc(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env, stdin="c\n")
+    assert (done.out, done.err) == ("Major upgrade...\n", "")
+    router.close()
 
 
 def test_ctrl_c_during_the_flashing_leaves_only_the_display(house, certificate, terminal):

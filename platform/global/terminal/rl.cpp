@@ -13,46 +13,59 @@ void on_interrupt(int) {
     ox_wait_note_interrupt();
 }
 
+/// Notes SIGINT where it would end the program, key mode and all. False where somebody else takes it.
+bool note_interrupts(void) {
+    struct sigaction now;
+    if (sigaction(SIGINT, nullptr, &now) != 0 || now.sa_handler != SIG_DFL) return false;
+    now = {};
+    now.sa_handler = on_interrupt;
+    return sigaction(SIGINT, &now, nullptr) == 0;
+}
+
+[[noreturn]] void end_by_interrupt(void) {
+    fflush(stdout);
+    raise(SIGINT);
+    _exit(128 + SIGINT);  // a system's first process outlives the signal
+}
+
 /// Waits for the next byte: 1 when there is one, 0 on time-out, -1 on Ctrl-C.
 int wait_key(int timeout_ms) {
     for (;;) {
         if (ox_rl_pending()) return 1;
-        struct sigaction before;
-        sigaction(SIGINT, nullptr, &before);
-        bool ours = before.sa_handler == SIG_DFL;
-        if (ours) {
-            struct sigaction quiet = {};
-            quiet.sa_handler = on_interrupt;
-            sigaction(SIGINT, &quiet, nullptr);
-        }
         struct pollfd input = {STDIN_FILENO, POLLIN, 0};
         int result = ox_wait_poll_keys(&input, 1, timeout_ms);
-        int error = errno;
-        if (ours) sigaction(SIGINT, &before, nullptr);
         if (result >= 0) return result > 0;
-        if (error != EINTR) return 1;
+        if (errno != EINTR) return 1;
         if (ox_wait_take_interrupt()) return -1;
         ox_rl_resized();
     }
 }
 
-}  // namespace
+/// A terminal that shows none of the output shows the question beside it.
+void show_plain_prompt(const char* prompt) {
+    if (!editor.plain || !isatty(STDIN_FILENO)) return;
+    fflush(stdout);
+    fputs(prompt, stderr);
+}
 
-char* ox_rl(const char* prompt, int timeout_ms) {
-    // One that lives on when the wait is left by a jump.
-    static ox_rl_async* handle = ox_rl_async_new();
-    ox_rl_async_prepare(handle, prompt);
+void abandon(ox_rl_async* handle, bool on_interrupt, bool ends) {
+    editor.ctrl_d = false;
+    // In line mode the terminal has shown it itself.
+    if (on_interrupt && !(ends && editor.plain)) {
+        ox_rl_async_to_end(handle);
+        puts("^C");
+        ox_rl_async_clear(handle);
+    }
+    ox_rl_async_restore(handle);
+    ox_rl_async_clear(handle);
+}
+
+char* read_line(ox_rl_async* handle, int timeout_ms, bool ends, bool* interrupted) {
     for (;;) {
         int ready = wait_key(timeout_ms);
+        *interrupted = ready < 0;
         if (ready <= 0) {
-            editor.ctrl_d = false;
-            if (ready < 0) {
-                ox_rl_async_to_end(handle);
-                puts("^C");
-                ox_rl_async_clear(handle);
-            }
-            ox_rl_async_restore(handle);
-            ox_rl_async_clear(handle);
+            abandon(handle, *interrupted, ends);
             return nullptr;
         }
         int status = 0;
@@ -61,4 +74,21 @@ char* ox_rl(const char* prompt, int timeout_ms) {
         ox_rl_async_restore(handle);
         return line;
     }
+}
+
+}  // namespace
+
+char* ox_rl(const char* prompt, int timeout_ms) {
+    // One that lives on when the wait is left by a jump.
+    static ox_rl_async* handle = ox_rl_async_new();
+    bool ends = note_interrupts();
+    ox_rl_async_prepare(handle, prompt);
+    show_plain_prompt(prompt);
+    bool interrupted = false;
+    char* line = read_line(handle, timeout_ms, ends, &interrupted);
+    if (ends) {
+        signal(SIGINT, SIG_DFL);
+        if (interrupted || ox_wait_take_interrupt()) end_by_interrupt();
+    }
+    return line;
 }
