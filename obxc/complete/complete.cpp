@@ -223,7 +223,8 @@ void candidates_collect(const char* line, int cursor, json_t* candidates) {
 }
 
 void complete_line(const char* line, int cursor, json_t* candidates) {
-    if (!line) return;
+    // While a command runs, the line is its own question, and the interrupt is the command's.
+    if (!line || interrupt_armed) return;
     dm_settle();
     node_fetch_limit(-1);
     candidate_limit = 0;

@@ -16,7 +16,8 @@ void model_change_queue(json_t* params);
 inline constexpr size_t MODEL_EVENTS_MAX = 10000;
 
 /// The line editor's completion callback. Waits for the daemon as long as it takes; Ctrl-C abandons it
-/// without candidates, and the line, the cache and the connection stay as they are.
+/// without candidates, and the line, the cache and the connection stay as they are. Nothing is offered, nor
+/// hinted, at the question of a command that runs.
 void complete_line(const char* line, int cursor, json_t* candidates);
 /// The line editor's hint callback: what completion would add to the line, a heap text, when there is exactly
 /// one candidate; else null. It runs at each key, so it waits for the daemon 150 ms in all at most; what did

@@ -4,6 +4,7 @@
 #include "complete/complete.hpp"
 #include "model/metadata.hpp"
 #include "ox_rl.hpp"
+#include "session/interrupt.hpp"
 
 namespace {
 
@@ -24,7 +25,7 @@ const char* inserted_part(const char* line, const char* candidate) {
 }  // namespace
 
 char* hint_line(const char* line) {
-    if (!line || *line == '\0') return nullptr;
+    if (!line || *line == '\0' || interrupt_armed) return nullptr;
     dm_settle();
     if (names_no_command(line)) return nullptr;
     JsonRef candidates(json_array());

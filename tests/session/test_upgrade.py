@@ -136,6 +136,28 @@ def test_ctrl_c_at_the_question_leaves_the_device_as_it_is(router, terminal):
     assert shell.run("save") == "Status: OK"
 
 
+def test_the_question_is_not_the_shells_line(house, certificate, terminal):
+    """No hints, no completion of commands, and Tab takes Ctrl-C's meaning away from nobody."""
+    router = Router(house, certificate, False)
+    shell = terminal(*router.args, env=router.env)
+    shell.prompt()
+    shell.send("upgrade %s\r" % router.image("4.0"))
+    shell.wait_line(QUESTION)
+    shell.send("pw")
+    shell.wait_line(QUESTION + " pw.*")
+    shell.send("\t")
+    shell.settle()
+    assert re.fullmatch(QUESTION + " pw", shell.line())
+    shell.interrupt()
+    shell.prompt()
+    assert shell.run("cat " + VERSION) == " = '%s'" % CURRENT
+    shell.send("pw")
+    shell.wait_line(".*> pwd")
+    shell.send("\t\r")
+    shell.wait_for("^:$")
+    router.close()
+
+
 @pytest.mark.parametrize("mode", ["-r", "-s"])
 def test_ctrl_c_at_the_question_of_a_one_shot_ends_it(house, certificate, terminal, mode):
     """As in any other wait: by the signal, with nothing flashed and the terminal in line mode."""

@@ -71,9 +71,9 @@ bool ox_rl_resized(void);
 bool ox_rl_ctrl_d_is_pressed(void);
 
 /// Reads one edited line, waiting at most `timeout_ms` (-1: no bound) for each key: a heap string, or null at
-/// end of input, on time-out and on Ctrl-C. But where SIGINT has its default action, Ctrl-C ends the program by
-/// it, with the terminal in line mode. Where only standard input is a terminal, the prompt goes to standard
-/// error.
+/// end of input, on time-out and on Ctrl-C. But where SIGINT has its default action, Ctrl-C ends the program
+/// by it, with the terminal in line mode. Where only standard input is a terminal, the prompt goes to
+/// standard error.
 char* ox_rl(const char* prompt, int timeout_ms);
 
 /// Terminal echo of a descriptor; no-ops when it is no terminal. Echo is restored even when the wait is left
