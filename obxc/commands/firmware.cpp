@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include "commands/commands.hpp"
 #include "ox_firmware.hpp"
@@ -87,8 +88,15 @@ bool read_progress(ox_jrpcmsg* message, Progress* progress) {
     return true;
 }
 
+/// What is typed meanwhile would break the bar's row. It waits for whoever reads the terminal next. From the
+/// background nobody may change the terminal.
+void hide_typing() {
+    if (tcgetpgrp(STDIN_FILENO) == getpgrp()) ox_rl_echo_off(STDIN_FILENO);
+}
+
 /// Shows the progress until the device reports the end, or is gone.
 void follow_flashing() {
+    hide_typing();
     json_t* names = json_pack("[ss]", "Device.DeviceInfo.UpgradeProgress", "Device.DeviceInfo.UpgradeStatus");
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_values_new(names));
     fputs("Flashing: ", stdout);
@@ -107,6 +115,8 @@ void follow_flashing() {
     }
     ox_rl_draw_progressbar(100, "Flashing:");
     putchar('\n');
+    fflush(stdout);
+    ox_rl_echo_on(STDIN_FILENO);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ import pytest
 
 import harness
 from harness import ScriptedDaemon, obxc
+from shell_support import modes
 
 DOWNLOAD = "syntax: %s <firmware|config|file> <path_to_file> [<target_file_name>]\n"
 UPLOAD = "syntax: upload config <remote_url> [<target_file_name>]\n"
@@ -200,6 +201,46 @@ def test_progress_is_one_line_on_a_terminal(scripted, terminal, local_file):
     lines = shell.text().split("\n")
     assert len(lines) == 2 and lines[1] == "Status: OK"
     assert re.match(r"Flashing: \[#+\] 100%", lines[0])
+
+
+def test_keys_during_the_flashing_wait_for_the_prompt(scripted, terminal, local_file):
+    """They break no row, and whoever reads the terminal next gets them."""
+    device = Device(("1.0", "1.0"), progress=[(3, 0)])
+    daemon = scripted(device)
+    command = "%s -u %s -r upgrade '%s'; head -n 1" % (harness.OBXC, daemon.socket, local_file)
+    shell = terminal(command=["sh", "-c", command])
+    shell.wait_for(r"^Flashing: \[.* +3%")
+    shell.send("ab\rc")
+    seen = len(daemon.requests("GetParameterValues"))
+    shell.wait(lambda: len(daemon.requests("GetParameterValues")) > seen + 1, "the next look at the progress")
+    device.progress = [(70, 0), (100, -1)]
+    shell.wait_for("^Status: OK")
+    shell.wait_for("^ab$")
+    assert shell.end() == 0
+    lines = shell.text().split("\n")
+    assert re.fullmatch(r"Flashing: \[#+\] 100%[*@]?", lines[0]) and lines[1:] == ["Status: OK", "ab"]
+    assert modes(shell) == (True, True)
+
+
+def test_ctrl_c_during_the_flashing_gives_the_keys_to_the_shell(scripted, terminal, local_file):
+    shell = terminal(daemon=scripted(Device(("1.0", "1.0"), progress=[(3, 0)])))
+    shell.prompt()
+    shell.send("upgrade '%s'\r" % local_file)
+    shell.wait_line(r"Flashing: \[.* +3%.*")
+    assert modes(shell) == (False, True)
+    shell.interrupt()
+    shell.prompt()
+    shell.send("sh stty -a | grep -ow -e -echo -e echo\r")
+    shell.wait_for("^echo$")
+
+
+def test_flashing_in_the_background_goes_on(scripted, terminal, local_file):
+    """Only the foreground may change the terminal; who else tries is stopped."""
+    daemon = scripted(Device(("1.0", "1.0"), progress=[(3, 0), (100, -1)]))
+    command = "set -m; %s -u %s -r upgrade '%s' & wait $!; echo ended: $?" % (harness.OBXC, daemon.socket, local_file)
+    shell = terminal(command=["bash", "-c", command])
+    shell.wait_for("^ended: 0$")
+    assert shell.end() == 0
 
 
 def test_the_shells_history_outlives_the_upgrade(scripted, terminal, local_file):
