@@ -64,15 +64,18 @@ int channel_check(ox_jrpcapi* api, const char* name) {
     exit(EXIT_FAILURE);
 }
 
-/// Whether connecting takes handshakes, which are given more time than an exchange on the events connection.
+/// Whether connecting takes handshakes, which are given more time than an exchange on the events connection:
+/// but not when the same daemon has just failed to answer one.
 bool is_afar(const StartOptions* options) {
     return options->use_ssl || (options->unix_path && strncmp(options->unix_path, "tcp://", 6) == 0);
 }
 
 int channels_open(const Channels* channels, const StartOptions* options) {
     channel_prepare(channels->requests, options, REQUESTS_TIMEOUT_MS);
-    channel_prepare(channels->events, options, is_afar(options) ? REQUESTS_TIMEOUT_MS : EVENTS_TIMEOUT_MS);
+    channel_prepare(channels->events, options, EVENTS_TIMEOUT_MS);
     channel_connect(channels->requests);
+    bool connected = ox_jrpcapi_get_socket_err(channels->requests) == 0;
+    if (connected && is_afar(options)) ox_jrpcapi_set_timeout(channels->events, REQUESTS_TIMEOUT_MS);
     channel_connect(channels->events);
     ox_jrpcapi_set_timeout(channels->events, EVENTS_TIMEOUT_MS);
     int status = channel_check(channels->requests, "requests");

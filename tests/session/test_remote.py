@@ -4,6 +4,7 @@ import re
 import shutil
 import socket
 import threading
+import time
 
 import pytest
 
@@ -123,6 +124,17 @@ def test_nobody_listens(authority, tls):
         port = listener.getsockname()[1]
     done = obxc("-u", "tcp://127.0.0.1:%d" % port, *tls, "-r", "get", UP_TIME, env=trusting(authority))
     assert (done.out, done.status) == ("Cannot connect to obxd(requests) - Connection refused(-4)\n", 1)
+
+
+def test_a_server_that_never_answers_the_handshake(authority):
+    """The second connection is not waited for as long again."""
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        start = time.monotonic()
+        done = obxc("-u", "tcp://127.0.0.1:%d" % listener.getsockname()[1], "--ssl", "-r", "get", UP_TIME,
+                    env=trusting(authority))
+        seconds = time.monotonic() - start
+    assert done.out.startswith("Cannot connect to obxd(requests) - ") and "(-11)" in done.out and done.status == 1
+    assert 4.5 < seconds < 7.5
 
 
 def test_a_server_that_hangs_up_during_the_handshake(authority):
