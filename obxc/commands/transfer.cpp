@@ -64,9 +64,11 @@ bool file_url(const char* path, char url[URL_SIZE]) {
 }
 
 json_t* transfer_params(const TransferWords& words, const char* url) {
-    json_t* params = json_pack("{s: s, s: s}", "FileType", words.type, "URL", url);
+    return json_pack("{s: s, s: s}", "FileType", words.type, "URL", url);
+}
+
+void add_target(json_t* params, const TransferWords& words) {
     if (words.target) json_object_set(params, "TargetFileName", words.target);
-    return params;
 }
 
 void add_md5(json_t* params, const char* path) {
@@ -113,6 +115,7 @@ int download_command(const char* name, json_t* args) {
     JsonRef params(transfer_params(words, given ? words.path : url));
     if (!params) return download_syntax(name);
     add_md5(params, words.path);
+    add_target(params, words);
     if (served > 0) json_object_set_new(params, "FileSize", json_integer(static_cast<json_int_t>(served)));
     if (strcmp(words.type, "Firmware") == 0) return firmware_transaction(params);
     return transfer("Download", params);
@@ -133,5 +136,6 @@ int upload_command(const char* name, json_t* args) {
     if (!given && (!daemon_is_local() || !file_url(words.path, url))) return upload_syntax(name);
     JsonRef params(transfer_params(words, given ? words.path : url));
     if (!params) return upload_syntax(name);
+    add_target(params, words);
     return transfer("Upload", params);
 }

@@ -63,6 +63,13 @@ def test_local_file_is_named_by_its_resolved_path(scripted, local_file):
         {"FileType": "Config", "URL": "file://" + local_file, "MD5": md5(local_file)}]
 
 
+def test_order_of_the_params(scripted, local_file):
+    daemon = scripted()
+    obxc("-r", "download", "file", local_file, "target", daemon=daemon)
+    params, = daemon.requests("Download")
+    assert list(params) == ["FileType", "URL", "MD5", "TargetFileName"]
+
+
 def test_url_is_passed_as_given(scripted):
     daemon = scripted()
     done = obxc("-r", "download", "file", "http://192.0.2.1/x", "target", daemon=daemon)
