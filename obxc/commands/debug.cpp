@@ -98,6 +98,7 @@ int sh_command(const char*, json_t* args) {
     }
     fflush(stdout);
     int status = run_on_terminal(ox_dynarray_get(line));
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) ox_rl_end_row();
+    bool by_key = WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGQUIT);
+    if (by_key) ox_rl_end_row();
     return 0;
 }

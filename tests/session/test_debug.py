@@ -112,6 +112,15 @@ def test_ctrl_c_ends_the_command_not_the_shell(shell):
     assert shell.run("pwd") == ":"
 
 
+@pytest.mark.parametrize("key", ["\x03", "\x1c"])
+def test_the_prompt_after_a_command_that_a_key_ended_has_a_row_of_its_own(shell, key):
+    # One process, which cannot write what became of another.
+    shell.send("sh 'printf started; exec sleep 100'\r")
+    shell.wait_line("started")
+    shell.send(key)
+    shell.wait_for(r"^started\^[\\C]\n\S*obxc:>$")
+
+
 def test_ctrl_z_stops_shell_and_command_together(obxd, terminal):
     outer = terminal(command=["bash", "--norc", "-i"], env=harness.environment(PS1="outer$ ", HISTFILE="/dev/null"))
     outer.wait_line(r"outer\$|bash.*")
