@@ -1,6 +1,9 @@
 """Who is logged in, and how the prompt shows it."""
 
+import pytest
+
 import harness
+from harness import ScriptedDaemon
 from shell_support import values
 
 
@@ -44,6 +47,28 @@ def test_system_access_changes_the_prompt_colour(scripted, terminal):
     daemon.answer = values(daemon, SystemAccess=False)
     shell.run("login admin -p x")
     assert shell.colour_at(0, shell.cursor()[1]) != root
+
+
+@pytest.mark.parametrize("answer, text", [
+    ({"ParameterList": [{"Name": "Device.Users.CurrentUser", "Value": ""}]}, "The daemon names no user.\n"),
+    ({"ParameterList": [{"Name": "Device.Users.CurrentUser", "Value": None}]}, "The daemon names no user.\n"),
+    ({"ParameterList": []}, "[-10] Incomplete answer: Value\n"),
+    ({}, "[-10] Incomplete answer: ParameterList\n"),
+])
+def test_credentials_that_are_nobodys(scripted, terminal, answer, text):
+    """An empty name is a guest's: the token was none. A one-shot tells so; a shell starts as a guest."""
+    def reply(request, connection):
+        if request["method"] == "Login":
+            return ScriptedDaemon.error(9001, "Request denied")
+        return ScriptedDaemon.result(answer if request["method"] == "GetParameterValues" else {})
+    daemon = scripted(reply)
+    done = harness.obxc("-a", "a token", "-r", "save", daemon=daemon)
+    assert (done.out, done.status) == (text, 1)
+    assert daemon.requests("SaveConfig") == []
+    shell = terminal(daemon=daemon)
+    shell.wait_line("obxc:>")
+    assert "names no user" not in shell.text()
+    assert shell.run("login x -p y").split("\n")[-1] == "Failed to authenticate user"
 
 
 def test_a_user_name_does_not_steer_the_terminal(scripted, terminal):

@@ -61,8 +61,10 @@ TEST(ConfApi, QueriesAskAndUnpack) {
                      R"({"Config":{"A":{"B":1}}})", R"({"Matches":{"A.1":{"B":1}}})", "{}"});
     JsonRef value(ox_confapi_getconfig("A.B"));
     EXPECT_EQ(dump(value), "\"v\"");
+    testing::internal::CaptureStdout();
     JsonRef none(ox_confapi_getconfig("A.C"));
     EXPECT_EQ(none.get(), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[-10] Incomplete answer: Value\n");
     JsonRef config(_ox_confapi_getconfig_fullpath("A", 0));
     EXPECT_EQ(dump(config), R"({"A":{"B":1}})");
     JsonRef matches(ox_confapi_select_new("A.*", 0, 0));
@@ -102,6 +104,19 @@ TEST(ConfApi, FailuresArePrintedUnlessIgnored) {
     EXPECT_EQ(ox_confapi_get_last_message(nullptr)->error_code, 9005);
     EXPECT_STREQ(ox_confapi_get_last_message(nullptr)->error_detail, "A.B");
     EXPECT_EQ(ox_jrpcmsg_typeof(ox_confapi_get_last_message(nullptr)), OX_JRPCMSG_ERROR);
+}
+
+TEST(ConfApi, AnIncompleteAnswerIsAFailureOfTheQueryForAValue) {
+    ox_colors_toggle(0);
+    Context context({"{}", "{}", R"({"ParameterList":[]})", "{}"});
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ox_confapi_getconfig("A"), nullptr);
+    for (int i = 0; i < 2; i++) {
+        ox_confapi_ignore_next_error_exec(1);
+        EXPECT_EQ(ox_confapi_getconfig("A"), nullptr);
+    }
+    EXPECT_EQ(_ox_confapi_getconfig_fullpath("A", 0), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[-10] Incomplete answer: ParameterList\n");
 }
 
 TEST(ConfApi, AFailedExchangeIsReportedWithItsSocketError) {

@@ -30,15 +30,21 @@ int execute(ox_jrpcmsg* message, bool print) {
     return -1;
 }
 
-/// A member of the result: a new reference, or null. A result without it is kept as a failure too, so that
-/// the last message is never an older one.
+/// A result that lacks something is kept as a failure too, so that the last message is never an older one.
+void fail_incomplete(ox_jrpcmsg* message, const char* member, bool print) {
+    ox_jrpcmsg_set_error(message, OX_SOCKET_EPROTO, "Incomplete answer", member);
+    keep_failed(message);
+    if (print) ox_confapi_print_failure(message);
+}
+
+/// A member of the result: a new reference, or null.
 json_t* query(ox_jrpcmsg* request, const char* member, json_type type, bool print) {
     MsgRef message(request);
+    print = print && !ignore_next;
     if (execute(message, print) != 0) return nullptr;
     json_t* value = json_object_get(ox_jrpcmsg_get_result_json(message), member);
     if (value && json_typeof(value) == type) return json_incref(value);
-    ox_jrpcmsg_set_error(message, OX_SOCKET_EPROTO, "Incomplete answer", member);
-    keep_failed(message);
+    fail_incomplete(message, member, print);
     return nullptr;
 }
 
@@ -86,9 +92,14 @@ int ox_confapi_exec(ox_jrpcmsg* message) {
 json_t* ox_confapi_getconfig(const char* path) {
     json_t* names = json_array();
     json_array_append_new(names, jrpcmsg_text(path ? path : ""));
-    ox_jrpcmsg* request = ox_jrpcmsg_cmd_get_parameter_values_new(names);
-    JsonRef list(query(request, "ParameterList", JSON_ARRAY, true));
-    return json_incref(json_object_get(json_array_get(list, 0), "Value"));
+    bool print = !ignore_next;
+    JsonRef list(query(ox_jrpcmsg_cmd_get_parameter_values_new(names), "ParameterList", JSON_ARRAY, print));
+    json_t* value = json_object_get(json_array_get(list, 0), "Value");
+    if (list && !value) {
+        MsgRef message(ox_jrpcmsg_create_new("GetParameterValues", nullptr));
+        fail_incomplete(message, "Value", print);
+    }
+    return json_incref(value);
 }
 
 json_t* _ox_confapi_getconfig_fullpath(const char* path, int /*flags*/) {
