@@ -4,8 +4,10 @@
 #include <netinet/in.h>
 #include <pthread.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "obxc.hpp"
 #include "ox_fs.hpp"
@@ -32,19 +34,36 @@ void served_file_free(ServedFile* file) {
 
 using ServedFileRef = ox_owner<ServedFile, served_file_free>;
 
+pthread_mutex_t tell_lock = PTHREAD_MUTEX_INITIALIZER;
+int tell_fd = -1;
+
+__attribute__((format(printf, 1, 2))) void tell(const char* format, ...) {
+    char text[256];
+    va_list args;
+    va_start(args, format);
+    int length = vsnprintf(text, sizeof(text), format, args);
+    va_end(args);
+    pthread_mutex_lock(&tell_lock);
+    if (tell_fd < 0 || write(tell_fd, text, length) != length) {
+        fputs(text, stdout);
+        fflush(stdout);
+    }
+    pthread_mutex_unlock(&tell_lock);
+}
+
 void send_once(ServedFile* file) {
     if (ox_socket_wait(file->server, 1, WAIT_MS) <= 0) {
-        puts("Waiting timeout, abort.");
+        tell("Waiting timeout, abort.\n");
         return;
     }
     file->client = ox_socket_accept(file->server);
     if (!file->client) {
-        puts("accept() failed, abort.");
+        tell("accept() failed, abort.\n");
         return;
     }
     ssize_t sent = ox_socket_send(file->client, file->data, file->size);
     if (sent < 0 || static_cast<size_t>(sent) < file->size) {
-        printf("send() failed (expected %zu bytes, transferred %zi bytes), abort.\n", file->size, sent);
+        tell("send() failed (expected %zu bytes, transferred %zi bytes), abort.\n", file->size, sent);
     }
 }
 
@@ -52,7 +71,6 @@ void* serving_thread(void* context) {
     ServedFileRef file(static_cast<ServedFile*>(context));
     fflush(stdout);
     send_once(file);
-    fflush(stdout);
     return nullptr;
 }
 
@@ -98,6 +116,12 @@ bool start_thread(ServedFile* file) {
 }
 
 }  // namespace
+
+void serve_file_tell(int fd) {
+    pthread_mutex_lock(&tell_lock);
+    tell_fd = fd;
+    pthread_mutex_unlock(&tell_lock);
+}
 
 int serve_file(const char* path, char* url, size_t url_size, size_t* size) {
     ServedFileRef file(static_cast<ServedFile*>(calloc(1, sizeof(ServedFile))));

@@ -7,3 +7,8 @@
 /// own that waits 10 seconds for one client and then ends. Prints the "Sending file" line; fills `url`
 /// ("netcat://ADDRESS:PORT") and `size`. Returns 0, or -1 after an "aborting." message.
 int serve_file(const char* path, char* url, size_t url_size, size_t* size);
+
+/// What serving threads tell goes to this descriptor, whole lines at a time, instead of standard output; -1
+/// for standard output again. For who draws on the terminal meanwhile. It must not block, and stay open until
+/// another one is set.
+void serve_file_tell(int fd);

@@ -2,11 +2,14 @@
 
 #include <ctype.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <locale.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
+#include "commands/serve_file.hpp"
 #include "complete/complete.hpp"
 #include "main/command_table.hpp"
 #include "main/events.hpp"
@@ -25,13 +28,14 @@
 
 namespace {
 
-enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_COUNT };
+enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_TOLD, ENTRY_COUNT };
 enum Step { STEP_GO_ON, STEP_LEAVE };
 
 struct Shell {
     ox_rl_async* editor;
     int feed_status;  // 1 while a line is being edited
     struct pollfd entries[ENTRY_COUNT];
+    int tell;  // where serving threads tell, while the terminal is the line editor's
     ox_str* line_text;
     json_t* words;
 };
@@ -52,15 +56,46 @@ void current_path_start() {
     cd_command("cd", nullptr);
 }
 
+/// Without the pipe its lines go to standard output wherever the cursor is.
+void told_open(Shell* shell) {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) ends[0] = ends[1] = -1;
+    shell->entries[ENTRY_TOLD] = {.fd = ends[0], .events = POLLIN, .revents = 0};
+    shell->tell = ends[1];
+    serve_file_tell(shell->tell);
+}
+
+void told_print(Shell* shell) {
+    char text[1024];
+    ssize_t size = 0;
+    while ((size = read(shell->entries[ENTRY_TOLD].fd, text, sizeof(text))) > 0)
+        fwrite(text, 1, size, stdout);
+}
+
+/// The terminal is whoever's who writes, the line editor's no more.
+void told_directly(Shell* shell) {
+    serve_file_tell(-1);
+    told_print(shell);
+}
+
+void told_close(Shell* shell) {
+    told_directly(shell);
+    if (shell->tell < 0) return;
+    close(shell->entries[ENTRY_TOLD].fd);
+    close(shell->tell);
+}
+
 void shell_open(Shell* shell) {
     shell->line_text = ox_str_init();
     shell->words = json_array();
     shell->editor = ox_rl_async_new();
     shell->entries[ENTRY_INPUT] = {.fd = fileno(stdin), .events = POLLIN, .revents = 0};
     shell->entries[ENTRY_EVENTS] = {.fd = -1, .events = POLLIN, .revents = 0};
+    told_open(shell);
 }
 
 void shell_close(Shell* shell) {
+    told_close(shell);
     path_free(&current_path);
     path_free(&previous_path);
     dm_free();
@@ -126,7 +161,9 @@ void line_run(Shell* shell, char* line) {
         puts("The line is no UTF-8 text.");
         return;
     }
+    told_directly(shell);
     words_run_armed(shell->words);
+    serve_file_tell(shell->tell);
     dm_settle();
     idle_interrupt_taken();
 }
@@ -177,6 +214,12 @@ Step events_serve(Shell* shell) {
     return STEP_GO_ON;
 }
 
+void told_serve(Shell* shell) {
+    ox_rl_async_hide(shell->editor);
+    told_print(shell);
+    ox_rl_async_prepare(shell->editor, prompt);
+}
+
 bool is_ready(const struct pollfd& entry) {
     return entry.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL);
 }
@@ -208,6 +251,7 @@ Step shell_pass(Shell* shell) {
     int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : -1);
     if (count < 0) return poll_failed(shell, errno);
     if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;
+    if (is_ready(shell->entries[ENTRY_TOLD])) told_serve(shell);
     if (read_ahead || is_ready(shell->entries[ENTRY_INPUT])) return input_serve(shell);
     return STEP_GO_ON;
 }

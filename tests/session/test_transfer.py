@@ -347,17 +347,26 @@ def test_remote_upload_needs_a_url(remote, local_file):
 
 
 def test_served_file_that_nobody_fetches(remote, local_file, terminal):
-    """The shell goes on at once; the server gives up by itself, and leaves nothing open."""
+    """The shell goes on at once; the server gives up by itself above the line that is edited, and leaves nothing
+    open. While a command runs it tells so at once."""
     shell = terminal(daemon=remote())
     shell.prompt()
     assert re.fullmatch(r"Sending file \(.+, 9000 bytes\) via netcat \(netcat://[\d.]+:\d+\)\.\.\.",
                         shell.run("download config '%s'" % local_file).replace("\n", ""))
     descriptors = len(os.listdir("/proc/%d/fd" % shell.process.pid))
     assert shell.run("save") == "Status: OK"
-    shell.wait_for(r"Waiting timeout, abort\.")
+    busy = terminal(daemon=remote())
+    busy.run("download config '%s'" % local_file)
+    busy.send("sh sleep 100\r")
+    shell.send("pw")
+    shell.wait_for(r"^Waiting timeout, abort\.\n\S*obxc:> pwd?$")
+    assert "> pwd\nWaiting" not in shell.text() and shell.text().count("obxc:> pw") == 1
     harness.wait_until(lambda: len(os.listdir("/proc/%d/fd" % shell.process.pid)) < descriptors, "the end of the server")
-    shell.send("\r")
-    assert shell.run("pwd") == ":"
+    shell.send("d\r")
+    shell.wait_for(r"obxc:> pwd\n:\n\S*obxc:>$")
+    busy.wait_for(r"> sh sleep 100\nWaiting timeout, abort\.$")
+    busy.interrupt()
+    assert busy.run("pwd") == ":"
 
 
 @pytest.mark.parametrize("kind", ["hangs up", "never reads", "file vanishes"])
@@ -389,13 +398,10 @@ def test_served_file_survives_a_bad_client(remote, directory, kind):
     shell = harness.Terminal(daemon=daemon)
     shell.prompt()
     os.truncate(path, 64 << 20)
-    if kind == "never reads":
-        shell.run("download file " + path)
-    else:  # what the serving thread says may come before the prompt or behind it
-        shell.send("download file %s\r" % path)
-        shell.wait_for(r"send\(\) failed \(expected \d+ bytes, transferred -?\d+ bytes\), abort\.")
-        shell.settle()
-        shell.send("\r")
+    shell.send("download file %s\r" % path)
+    if kind != "never reads":
+        shell.wait_for(r"^send\(\) failed \(expected \d+ bytes, transferred -?\d+ bytes\), abort\.")
+    shell.prompt()
     assert shell.run("pwd") == ":"
     assert "OK" in shell.run("save")
     shell.close()
