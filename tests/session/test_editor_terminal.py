@@ -242,3 +242,81 @@ def test_rows_are_ended_once_after_ctrl_d(shell):
     shell.wait_line(r"\S*obxc:>")
     assert shell.run("pwd") == ":"
     assert shell.run("pwd") == ":"
+
+
+# Output that ends without a newline
+
+@pytest.fixture
+def narrow(open_shell):
+    return open_shell(columns=60)
+
+
+def check_editing(session, rows):
+    """A line that wraps is drawn, changed and wiped where it stands; `rows` stand above it."""
+    line = "".join(chr(ord("a") + i % 26) for i in range(55))
+    prompt = "root@obxc:> "
+    session.wait_line(prompt.rstrip())
+    column = session.cursor()[0]
+
+    def shown():
+        return session.text().rstrip().split("\n")
+
+    above = shown()[:-1]
+    assert above[-len(rows):] == rows, session.text()
+    session.send(line)
+    session.wait(lambda: shown() == above + [(prompt + line)[:60], (prompt + line)[60:]], "the line")
+    session.send("\x01X")
+    session.wait(lambda: shown() == above + [(prompt + "X" + line)[:60], (prompt + "X" + line)[60:]], "X")
+    session.send("\x05\x15")
+    session.wait(lambda: shown() == above + [prompt.rstrip()] and session.cursor()[0] == column, "the empty line")
+    assert session.line() == prompt.rstrip()
+    assert session.run("pwd") == ":"
+
+
+@pytest.mark.parametrize("command, rows", [
+    ("cd a b", ["root@obxc:> cd a b", "syntax: cd [<path>]"]),
+    ("sh printf a", ["root@obxc:> sh printf a", "a"]),
+    ("sh printf abc", ["root@obxc:> sh printf abc", "abc"]),
+    ("sh printf '%59d' 7", ["root@obxc:> sh printf '%59d' 7", " " * 58 + "7"]),
+    ("sh printf '%60d' 7", ["root@obxc:> sh printf '%60d' 7", " " * 59 + "7"]),
+    ("sh printf '%61d' 7", ["root@obxc:> sh printf '%61d' 7", "", "7"]),
+    ("sh echo abc", ["root@obxc:> sh echo abc", "abc"]),
+    ("sh true", ["root@obxc:> sh true"]),
+])
+@pytest.mark.parametrize("bottom", [False, True])
+def test_the_prompt_stands_in_column_0(narrow, command, rows, bottom):
+    if bottom:
+        narrow.run("sh seq 40")
+    narrow.send(command + "\r")
+    narrow.wait_for(r"(?s)%s\n.*obxc:>$" % re.escape(rows[0]))
+    check_editing(narrow, rows)
+
+
+def test_the_prompt_of_lua_mode_stands_in_column_0(narrow):
+    narrow.send("lua\r")
+    narrow.wait_line(r"\S*obxc-lua:>")
+    narrow.send("local x = io.write('abc')\r")
+    narrow.wait_for(r"^abc\n.*obxc-lua:>$")
+
+
+def test_text_typed_ahead_is_left_above_the_prompt(narrow):
+    narrow.send("sh sleep 0.3\r")
+    narrow.wait_line("")
+    narrow.send("typed")
+    narrow.wait_for(r"^typed\n\S*obxc:> typed$")
+
+
+@pytest.mark.parametrize("term", [None, "dumb", "vt52"])
+def test_output_without_a_newline_on_poor_terminals(open_shell, term):
+    session = open_shell(env=environment(TERM=term, leaks=False))
+    session.send("cd a b\r")
+    session.wait_line(r"syntax: cd \[<path>\]root@obxc:>")
+
+
+def test_a_line_that_is_drawn_again_starts_no_row(narrow, daemon):
+    narrow.send("half")
+    narrow.wait_line("root@obxc:> half")
+    size = len(narrow.raw)
+    daemon.send_event(2, {})
+    narrow.wait_for(r"EVENT 2:\n\{\}\n\S*obxc:> half$")
+    assert b" " * 40 not in narrow.raw[size:]

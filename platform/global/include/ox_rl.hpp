@@ -39,7 +39,8 @@ void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]);
 struct ox_rl_async;
 ox_rl_async* ox_rl_async_new(void);
 void ox_rl_async_free(ox_rl_async* editor);
-/// Key-by-key mode on; draws the prompt and the line so far. The prompt is copied.
+/// Key-by-key mode on; draws the prompt and the line so far. The prompt is copied. A new prompt starts a row
+/// of its own where the terminal can do that, although output ended without a newline.
 void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
 /// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
 /// text is kept for the next prepare. After a finished line there is nothing to wipe.
