@@ -36,6 +36,8 @@ void reset_config() {
 
 Decision ask_about_config() {
     CharsRef answer(ox_rl("Reset config[(N)o/(y)es/(c)ancel] ", -1));
+    // Who has gone has not answered.
+    if (!answer && ox_rl_hung_up()) return CANCEL;
     if (answer && strcasecmp(answer, "c") == 0) return CANCEL;
     if (answer && strcasecmp(answer, "y") == 0) reset_config();
     return FLASH_ORDER;

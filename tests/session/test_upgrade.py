@@ -179,6 +179,24 @@ def test_ctrl_c_at_the_question_of_a_one_shot_ends_it(house, certificate, termin
     router.close()
 
 
+def test_a_hang_up_at_the_question_is_no_answer(house, certificate, terminal):
+    router = Router(house, certificate, False)
+    image = router.image("4.0")
+    for words in ([], ["-r", "upgrade", image]):
+        asking = terminal(*router.args, *words, env=router.env)
+        if not words:
+            asking.prompt()
+            asking.send("upgrade %s\r" % image)
+        asking.wait_line(QUESTION)
+        asking.process.send_signal(signal.SIGHUP)
+        assert asking.end() == (-signal.SIGHUP if words else 0)
+        assert "Flashing" not in asking.text()
+        assert router.witness.get(VERSION) == CURRENT
+        if not words:  # the shell has cancelled the transaction
+            assert os.listdir(os.path.join(router.daemon.directory, "state", "firmware")) == []
+    router.close()
+
+
 def test_the_question_is_seen_although_the_output_goes_elsewhere(house, certificate, terminal):
     router = Router(house, certificate, False)
     command = [harness.OBXC] + router.args + ["-r", "upgrade", router.image("4.0")]

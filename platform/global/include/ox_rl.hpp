@@ -70,11 +70,13 @@ char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
 bool ox_rl_resized(void);
 /// Whether the last key was Ctrl-D on an empty line, or the input ended.
 bool ox_rl_ctrl_d_is_pressed(void);
+/// Whether the input ended because the terminal was hung up.
+bool ox_rl_hung_up(void);
 
 /// Reads one edited line, waiting at most `timeout_ms` (-1: no bound) for each key: a heap string, or null at
-/// end of input, on time-out and on Ctrl-C. But where SIGINT has its default action, Ctrl-C ends the program
-/// by it, with the terminal in line mode. Where only standard input is a terminal, the prompt goes to
-/// standard error.
+/// end of input, on time-out and on Ctrl-C. But where SIGINT has its default action, Ctrl-C and a hang-up end
+/// the program by their signals, with the terminal in line mode. Where only standard input is a terminal, the
+/// prompt goes to standard error.
 char* ox_rl(const char* prompt, int timeout_ms);
 
 /// Terminal echo of a descriptor; no-ops when it is no terminal. Echo is restored even when the wait is left

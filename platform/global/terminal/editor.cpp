@@ -160,19 +160,6 @@ bool take_prompt(ox_rl_async* handle, const char* prompt) {
     return !same;
 }
 
-/// Starts a row, unless the cursor stands at the start of one: output may have ended without a newline. As many
-/// blanks as the row has columns end behind it only where something stood on it.
-void start_row(void) {
-    if (!ox_rl_get_terminal_capabilities(nullptr)->cursor) return;
-    const char* erase = rl_get_termcap("ce");
-    int rows = 0;
-    int columns = 0;
-    // One less where the cursor does not wait behind the last column.
-    rl_get_screen_size(&rows, &columns);
-    if (columns <= 0 || !erase || strncmp(erase, "\033[K", 3) != 0) return;
-    printf("%*s\r\033[K", columns, "");
-}
-
 void show_line(ox_rl_async* handle, bool new_prompt) {
     if (editor.shown && !new_prompt) return;
     if (editor.shown) {
@@ -297,7 +284,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     editor.keyed = true;
     editor.shown = true;
     guard_before();
-    start_row();
+    row_start();
     rl_eof_found = 0;  // else readline ends the row at each further restore
     rl_callback_handler_install(handle->drawn, take_line);
     guard_on();
@@ -408,11 +395,5 @@ void ox_rl_recover(void) {
     if (editor.shown) hint_erase();
     ox_rl_echo_on(-1);
     abandon_line();
-    fflush(stdout);
-}
-
-void ox_rl_end_row(void) {
-    if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return;
-    putchar('\n');
     fflush(stdout);
 }

@@ -30,6 +30,10 @@ extern EditorState editor;
 /// The bounds of the wait for the rest of a key's bytes, where readline reads on by itself.
 inline constexpr int EDITOR_KEY_REST_MS = 1000;
 
+/// Starts a row unless the cursor stands at the start of one, where the terminal can do that: output may have
+/// ended without a newline.
+void row_start(void);
+
 /// Draws the line as readline does, and the hint behind it (readline's redisplay function).
 void hint_redisplay(void);
 /// Wipes the hint that is drawn; the cursor must be where it starts.

@@ -125,3 +125,7 @@ bool guard_take_resume(void) {
 bool guard_hung_up(void) {
     return hung_up;
 }
+
+bool ox_rl_hung_up(void) {
+    return guard_hung_up();
+}

@@ -22,10 +22,10 @@ bool note_interrupts(void) {
     return sigaction(SIGINT, &now, nullptr) == 0;
 }
 
-[[noreturn]] void end_by_interrupt(void) {
+[[noreturn]] void end_by(int number) {
     fflush(stdout);
-    raise(SIGINT);
-    _exit(128 + SIGINT);  // a system's first process outlives the signal
+    raise(number);
+    _exit(128 + number);  // a system's first process outlives the signal
 }
 
 /// Waits for the next byte: 1 when there is one, 0 on time-out, -1 on Ctrl-C.
@@ -88,7 +88,8 @@ char* ox_rl(const char* prompt, int timeout_ms) {
     char* line = read_line(handle, timeout_ms, ends, &interrupted);
     if (ends) {
         signal(SIGINT, SIG_DFL);
-        if (interrupted || ox_wait_take_interrupt()) end_by_interrupt();
+        if (interrupted || ox_wait_take_interrupt()) end_by(SIGINT);
+        if (guard_hung_up()) end_by(SIGHUP);
     }
     return line;
 }
