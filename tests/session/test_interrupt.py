@@ -78,7 +78,7 @@ def test_the_prompt_after_ctrl_c_has_a_line_of_its_own(session):
 
 
 def test_ctrl_c_in_a_program_of_the_system(session):
-    session.send("sh echo started; sleep 30\r")
+    session.send("sh echo started; exec sleep 30\r")
     session.wait_for("^started$")
     session.interrupt()
     session.wait_for(r"started\n\^C\n\w+@obxc:>$")
