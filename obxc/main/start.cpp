@@ -158,7 +158,7 @@ int session_start(const Channels* channels, const StartOptions* options) {
     prompt_set_path_source(path_text);
     identity_on_change(dm_identity_changed);
     const char* password = *options->password ? options->password : nullptr;
-    if (*options->login && login_at_start(options->login, password) != 0) return EXIT_FAILURE;
+    if (*options->login && login_with(options->login, password) != 0) return EXIT_FAILURE;
     ox_jrpcapi_set_flags(event_channel, ox_jrpcapi_get_flags(request_channel) | OX_JRPCAPI_EVENTS);
     groups_join(options);
     request_timeout_ms = options_timeout_ms(options);

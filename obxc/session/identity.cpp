@@ -24,8 +24,6 @@ namespace {
 void (*identity_changed)(void) = nullptr;
 /// A token stands on the connection whose user the daemon has not named yet.
 bool token_under_check = false;
-/// The daemon answered to the last token, but with no user: nothing has told of that yet.
-bool named_nobody = false;
 
 void wipe_and_free(char* text) {
     if (!text) return;
@@ -63,13 +61,11 @@ void set_relogin(bool on) {
 /// Whether the daemon names a user for `token`, which then stays on the connection. An empty name is no
 /// user's but a guest's, whose token was not known: it counts as none.
 bool login_with_token(const char* token) {
-    named_nobody = false;
     if (!token || !*token) return false;
     token_under_check = true;
     set_token(token);
     JsonRef user(ox_confapi_getconfig("Device.Users.CurrentUser"));
     if (json_string_length(user) == 0) {
-        named_nobody = user;
         set_token("");
         token_under_check = false;
         return false;
@@ -108,12 +104,6 @@ int login_with(const char* login, const char* password) {
     logout_session();
     set_auth_state(nullptr, nullptr);
     return -1;
-}
-
-int login_at_start(const char* login, const char* password) {
-    int result = login_with(login, password);
-    if (result != 0 && named_nobody) puts("The daemon names no user.");
-    return result;
 }
 
 int logout_session(void) {

@@ -18,8 +18,6 @@ void identity_on_change(void (*changed)(void));
 /// Logs in by name, or, when that fails, with `login` as a token. `password` may be null. Returns 0, else
 /// non-zero.
 int login_with(const char* login, const char* password);
-/// The same with credentials of the command line, where no failure stays untold.
-int login_at_start(const char* login, const char* password);
 /// Returns 0 or the daemon's answer to the logout.
 int logout_session(void);
 /// Stores the identity (null: guest) and refreshes what depends on it.
