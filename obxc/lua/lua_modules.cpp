@@ -29,12 +29,12 @@ int add_path(lua_State* L) {
     return 0;
 }
 
-/// Requires the module (argument 1) and binds it.
+/// Requires the module whose name the light userdata (argument 1) points to, and binds it.
 int preload(lua_State* L) {
-    const char* module = lua_tostring(L, 1);
+    auto* module = static_cast<char*>(lua_touserdata(L, 1));
     const char* name = module + strlen(PREFIX);
     lua_getglobal(L, "require");
-    lua_pushvalue(L, 1);
+    lua_pushstring(L, module);
     lua_call(L, 1, 1);
     printf("> preloaded %s\n", name);
     lua_setglobal(L, name);
@@ -64,7 +64,7 @@ void lua_preload_modules(lua_State* L) {
         size_t length = strlen(module);
         if (length > 3 && strcmp(module + length - 3, ".so") == 0) module[length - 3] = 0;
         lua_pushcfunction(L, preload);
-        lua_pushstring(L, module);
+        lua_pushlightuserdata(L, module);
         lua_pcall(L, 1, 0, 0);
         lua_settop(L, top);
     }

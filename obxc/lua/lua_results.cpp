@@ -58,14 +58,18 @@ int print_value(lua_State* L) {
 }
 
 /// Makes the text of the value at `index`. An error that a metamethod raises stands behind what was printed.
-void make_text(lua_State* L, int index) {
+/// `collects`: whether the collector is to run below the protected call, and whether it is to run afterwards.
+void make_text(lua_State* L, int index, bool* collects) {
     bool colours = ox_colors_enabled();
     ox_colors_toggle(0);
     lua_printer_begin(L);
     index = lua_absindex(L, index);
     lua_pushcfunction(L, print_value);
     lua_pushvalue(L, index);
-    if (lua_pcall(L, 1, 0, 0) != LUA_OK) {
+    ox_lua_collect(L, *collects);
+    int status = lua_pcall(L, 1, 0, 0);
+    *collects = ox_lua_hold(L);
+    if (status != LUA_OK) {
         size_t length = 0;
         const char* text = lua_tolstring(L, -1, &length);
         if (text) printer_append(text, length);
@@ -87,12 +91,14 @@ void write_text(const char* text) {
 }
 
 void print_result(lua_State* L, LuaResults* results, int index) {
-    make_text(L, index);
+    bool collects = ox_lua_hold(L);
+    make_text(L, index, &collects);
     ++results->count;
     lua_rawgeti(L, LUA_REGISTRYINDEX, results->table_ref);
     lua_pushvalue(L, index);
     lua_rawseti(L, -2, results->count);
     lua_pop(L, 1);
+    ox_lua_collect(L, collects);
     printf("%s%s[%d]%s = ", colour("\x1b[1;32m"), "_", results->count, colour("\x1b[0;32m"));
     write_text(lua_printer.text);
     printf("%s\n", colour("\x1b[0m"));
@@ -172,6 +178,45 @@ bool fits_line(const char* text) {
     return !quote;
 }
 
+/// A statement that needs no chunk of its own.
+void add_statement(ox_str* text, const char* source) {
+    // What it declares ends with it, as in Lua mode: a block may have no more than 200 locals, and each label
+    // but once.
+    if (strstr(source, "local") || strstr(source, "::")) {
+        ox_str_printf(text, "do %s%send", source, strstr(source, "--") ? "\n" : " ");
+        return;
+    }
+    // An opening parenthesis, also behind a comment, would continue the statement before it.
+    char first = source[strspn(source, " \t\n\r\v\f")];
+    if (first == '(' || first == '-') ox_str_add(text, ";");
+    ox_str_add(text, source);
+}
+
+void add_comment(ox_str* text, const char* source) {
+    ox_str_add(text, "-- ");
+    for (; *source; ++source) {
+        ox_str_add_n(text, source, 1);
+        if (*source == '\n' || *source == '\r') ox_str_add(text, "-- ");
+    }
+}
+
+ox_str* script_text(lua_State* L, const char* source) {
+    ox_str* text = ox_str_init();
+    const char* end = strstr(source, "--") ? "\n" : "";
+    if (loads(L, "", source, "\n;;")) {
+        add_statement(text, source);
+    } else if (loads(L, "print(", source, "\n)")) {
+        ox_str_printf(text, "print(%s%s)", source, end);
+    } else if (loads(L, "return ", source, "\n")) {
+        ox_str_printf(text, "print((function(...) return %s%s end)(...))", source, end);
+    } else if (loads(L, "", source, "\n")) {
+        ox_str_printf(text, ";(function(...)\n%s\nend)(...)", source);
+    } else {
+        add_comment(text, source);
+    }
+    return text;
+}
+
 }  // namespace
 
 void lua_results_begin(LuaResults* results) {
@@ -179,8 +224,10 @@ void lua_results_begin(LuaResults* results) {
 }
 
 LuaOutcome lua_statement_run(ox_lua_ctx* ctx, LuaResults* results, const char* source, size_t length) {
+    bool collects = ox_lua_hold(ctx->L);
     show_results_table(ctx->L, results);
     LuaOutcome outcome = load_statement(ctx->L, source, length);
+    ox_lua_collect(ctx->L, collects);
     if (outcome != LUA_STATEMENT_RAN) return outcome;
     lua_print_results(ctx, results);
     return lua_interrupted(ctx) ? LUA_STATEMENT_INTERRUPTED : LUA_STATEMENT_RAN;
@@ -188,27 +235,16 @@ LuaOutcome lua_statement_run(ox_lua_ctx* ctx, LuaResults* results, const char* s
 
 void lua_results_hide(ox_lua_ctx* ctx, const LuaResults* results) {
     if (!results->global_set) return;
+    bool collects = ox_lua_hold(ctx->L);
     lua_pushnil(ctx->L);
     set_results_global(ctx->L);
+    ox_lua_collect(ctx->L, collects);
 }
 
 ox_str* lua_statement_for_script(lua_State* L, const char* source) {
-    ox_str* text = ox_str_init();
-    if (loads(L, "", source, "\n;;")) {
-        // An opening parenthesis would continue the statement before it.
-        if (source[strspn(source, " \t\n")] == '(') ox_str_add(text, ";");
-        ox_str_add(text, source);
-    } else if (loads(L, "return ", source, "\n")) {
-        ox_str_printf(text, "print(%s%s)", source, strstr(source, "--") ? "\n" : "");
-    } else if (loads(L, "", source, "\n")) {
-        ox_str_printf(text, ";(function()\n%s\nend)()", source);
-    } else {
-        ox_str_add(text, "-- ");
-        for (; *source; ++source) {
-            ox_str_add_n(text, source, 1);
-            if (*source == '\n') ox_str_add(text, "-- ");
-        }
-    }
+    bool collects = ox_lua_hold(L);
+    ox_str* text = script_text(L, source);
+    ox_lua_collect(L, collects);
     return text;
 }
 

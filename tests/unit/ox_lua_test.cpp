@@ -150,6 +150,21 @@ TEST_F(OxLuaTest, CoroutinesBehaveAsLuasOwn) {
               "false\tcannot resume non-suspended coroutine\n");
 }
 
+TEST_F(OxLuaTest, FinalizersThatFail) {
+    const char* code =
+        "collectgarbage('stop') for i = 1, 500 do setmetatable({}, {__gc = function() error(12) end}) end "
+        "collectgarbage('restart')";
+    JsonRef words(json_array());
+    for (int i = 0; i < 2000; ++i) json_array_append_new(words, json_string("a word of some length"));
+    for (int i = 0; i < 20; ++i) {
+        run(code);
+        run("error(12)", "chunk", words);
+    }
+    for (int i = 0; i < 60000 && run("collectgarbage()") != 0; ++i) continue;
+    EXPECT_EQ(run("print(#arg)", "chunk", words), 0) << err();
+    EXPECT_EQ(out(), "2000\n");
+}
+
 TEST_F(OxLuaTest, StatementsForScripts) {
     const struct {
         const char* statement;
@@ -160,7 +175,14 @@ TEST_F(OxLuaTest, StatementsForScripts) {
         {"(f or g)()", ";(f or g)()"},
         {"1 + 1", "print(1 + 1)"},
         {"x -- note", "print(x -- note\n)"},
-        {"return 5", ";(function()\nreturn 5\nend)()"},
+        {"return 5", ";(function(...)\nreturn 5\nend)(...)"},
+        {"return ...", ";(function(...)\nreturn ...\nend)(...)"},
+        {"...", "print(...)"},
+        {"5;", "print((function(...) return 5; end)(...))"},
+        {"--[[note]] (f or g)()", ";--[[note]] (f or g)()"},
+        {"local x = 1", "do local x = 1 end"},
+        {"local x = 1 -- one", "do local x = 1 -- one\nend"},
+        {"::a:: if not y then y = 1 goto a end", "do ::a:: if not y then y = 1 goto a end end"},
         {"for i = 1, 2 do\nprint(i) end", "for i = 1, 2 do\nprint(i) end"},
         {"no\nsense", "-- no\n-- sense"},
     };
@@ -168,6 +190,24 @@ TEST_F(OxLuaTest, StatementsForScripts) {
         StrRef entry(lua_statement_for_script(ctx->L, c.statement));
         EXPECT_STREQ(ox_dynarray_get(entry), c.entry);
     }
+}
+
+TEST_F(OxLuaTest, ARecordedScriptRunsAsItsStatementsDid) {
+    std::string script;
+    auto record = [&](const char* statement) {
+        StrRef entry(lua_statement_for_script(ctx->L, statement));
+        script += ox_dynarray_get(entry) + std::string("\n");
+    };
+    for (int i = 0; i < 300; ++i) {
+        record("local x = 1");
+        record("do goto on end ::on::");
+    }
+    for (const char* statement :
+         {"x = 2", "x", "return ...", "y = x", "--[[c]] (print)('y', y)", "'z';", "= \r ="}) {
+        record(statement);
+    }
+    EXPECT_EQ(run(script), 0) << err();
+    EXPECT_EQ(out(), "2\ny\t2\nz\n");
 }
 
 }  // namespace

@@ -137,6 +137,7 @@ int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* ch
     ox_str_clear(context->out);
     ox_str_clear(context->err);
     int top = lua_gettop(L);
+    bool collects = ox_lua_hold(L);
     lua_pushcfunction(L, chunk_name ? traceback_handler : message_handler);
     int status = load(L, code, length, chunk_name);
     int count = 0;
@@ -149,8 +150,10 @@ int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* ch
             status = LUA_ERRRUN;
         }
     }
+    ox_lua_collect(L, collects);
     if (status == LUA_OK) status = lua_pcall(L, count, 0, top + 1);
     output_sync(context);
+    collects = ox_lua_hold(L);
     if (status != LUA_OK) {
         if (context->flags & OX_LUA_STREAM) output_drain(context);
         size_t size = 0;
@@ -158,7 +161,18 @@ int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* ch
         ox_str_add_n(context->err, text ? text : "(error in error handling)", text ? size : 25);
     }
     lua_settop(L, top);
+    ox_lua_collect(L, collects);
     return status;
+}
+
+bool ox_lua_hold(lua_State* L) {
+    bool ran = lua_gc(L, LUA_GCISRUNNING, 0) != 0;
+    lua_gc(L, LUA_GCSTOP, 0);
+    return ran;
+}
+
+void ox_lua_collect(lua_State* L, bool ran) {
+    if (ran) lua_gc(L, LUA_GCRESTART, 0);
 }
 
 void ox_lua_set_flags(ox_lua_ctx* ctx, int flags) {
