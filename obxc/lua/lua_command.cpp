@@ -41,6 +41,7 @@ int lua_command(const char*, json_t* args) {
         puts("LUA ERROR: not enough memory");
         return 0;
     }
+    lua_share_input();
     ox_lua_set_flags(ctx, OX_LUA_KEEP_EVENTS);
     if (interrupt_armed) {
         lua_interrupt_watch(ctx);

@@ -46,6 +46,16 @@ void keep_recorded_lines() {
     }
 }
 
+/// Ctrl-C ends the module that hangs, and those behind it.
+void preload() {
+    lua_interrupt_watch(mode.ctx);
+    interrupt_install(lua_interrupt);
+    interrupt_armed = 1;
+    lua_preload_modules(mode.ctx->L);
+    ox_lua_resume(mode.ctx);
+    interrupt_disarm();
+}
+
 bool mode_enter() {
     interrupt_disarm();
     prompt_set_mode("lua");
@@ -57,11 +67,12 @@ bool mode_enter() {
     lua_results_begin(&mode.results);
     mode.ctx = lua_context_new();
     if (!mode.ctx) return false;
+    lua_share_input();
     ox_lua_set_flags(mode.ctx, OX_LUA_DIRECT_OUTPUT | OX_LUA_KEEP_EVENTS);
     lua_complete_use(mode.ctx);
     ox_rl_set_autocomplete_cb(lua_complete);
     ox_rl_set_word_boundaries(LUA_WORD_BOUNDARIES);
-    lua_preload_modules(mode.ctx->L);
+    preload();
     return true;
 }
 

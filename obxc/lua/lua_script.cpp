@@ -1,7 +1,9 @@
 // Lua script files.
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 
 #include "lua/lua.hpp"
 #include "lua/lua_session.hpp"
@@ -38,6 +40,57 @@ void cut_first_line(ox_str* text) {
     if (newline) ox_dynarray_cut(text, 0, static_cast<size_t>(newline - data));
 }
 
+// A signal that ends the program lets the script end first, so that nothing it printed is lost.
+ox_lua_ctx* volatile ended = nullptr;
+volatile sig_atomic_t deadly = 0;
+enum { END_US = 200000 };  // a wait, or a call that takes longer, is not waited for
+
+void die(int signal) {
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+    raise(signal);
+}
+
+void end_now(int) {
+    die(deadly);
+}
+
+void end_script(int signal) {
+    if (deadly || !ended) {
+        die(signal);
+        return;
+    }
+    deadly = signal;
+    ox_lua_stop(ended);
+    struct itimerval time = {{0, 0}, {0, END_US}};
+    setitimer(ITIMER_REAL, &time, nullptr);
+}
+
+void handle(int signal, void (*handler)(int)) {
+    struct sigaction action = {};
+    struct sigaction old = {};
+    action.sa_handler = handler;
+    // Restarted, so that no write is cut short.
+    action.sa_flags = SA_RESTART;
+    if (sigaction(signal, &action, &old) == 0 && old.sa_handler == SIG_IGN) sigaction(signal, &old, nullptr);
+}
+
+void watch_signals(ox_lua_ctx* ctx) {
+    ended = ctx;
+    handle(SIGALRM, end_now);
+    handle(SIGINT, end_script);
+    handle(SIGTERM, end_script);
+    handle(SIGHUP, end_script);
+}
+
+void die_after_all() {
+    ended = nullptr;
+    if (!deadly) return;
+    fflush(stdout);
+    die(deadly);
+}
+
 }  // namespace
 
 int lua_script_run(const char* path, json_t* args) {
@@ -63,9 +116,11 @@ int lua_script_run(const char* path, json_t* args) {
     // What the script printed goes out while it runs, and the rest when the context is freed.
     ox_lua_set_flags(ctx, OX_LUA_STREAM);
     size_t size = ox_dynarray_size(text);
-    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0) {
+    watch_signals(ctx);
+    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 && !deadly) {
         puts(ox_dynarray_get(ctx->err));
     }
+    die_after_all();
     ox_lua_free(ctx);
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "lua/lua_session.hpp"
 
+#include <stdio.h>
 #include <string.h>
 
 #include "lua/lua_modules.hpp"
@@ -36,6 +37,10 @@ ox_lua_ctx* lua_context_new(void) {
     ox_lua_set_guard(ctx, guard_wait);
     lua_modules_add_path(ctx->L);
     return ctx;
+}
+
+void lua_share_input(void) {
+    setvbuf(stdin, nullptr, _IONBF, 0);
 }
 
 void lua_interrupt(int signal) {

@@ -349,3 +349,19 @@ def test_completion_loads_a_module(lua, directory):
     lua.complete("obxmod")
     lua.terminal.wait_for("^Globalized module 'obxmod'\\.")
     assert lua.complete("require 'obxpack.") == "require 'obxpack.part'"
+
+
+def test_ctrl_c_leaves_a_module_that_hangs_while_it_is_loaded(shared_obxd, terminal, directory):
+    os.makedirs(os.path.join(directory, "ombrix", "dump"))
+    with open(os.path.join(directory, "ombrix", "dump", "init.lua"), "w", encoding="utf-8") as file:
+        file.write("print('hangs') while true do end")
+    program = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
+    session = terminal(command=[program, "-u", shared_obxd.socket],
+                       env=harness.environment(LUA_PATH=directory + "/?/init.lua;;"))
+    session.prompt()
+    session.send("lua\r")
+    session.wait_for("^hangs")
+    session.interrupt()
+    session.wait_line(LUA_PROMPT)
+    session.send("6 * 7\r")
+    session.wait_for(r"^_\[1\] = 42")

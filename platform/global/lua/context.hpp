@@ -11,6 +11,7 @@
 struct LuaContext : ox_lua_ctx {
     int flags;
     FILE* capture;       ///< the stream that ends up in `out`
+    bool by_lines;       ///< standard output was told to write line by line
     lua_State* running;  ///< the coroutine that runs, which a stop has to reach
     volatile int stopped;
     ox_lua_guard guard;

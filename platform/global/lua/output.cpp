@@ -2,7 +2,13 @@
 //
 // The buffer is reached through a stream of its own that stands in for standard output in io.stdout, so
 // print, io.write and file methods all end up in the same place, in order.
+//
+// What was printed is there before code reads, or runs another program. On a terminal each line is there at
+// once.
+#include <stdio_ext.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "context.hpp"
 
@@ -18,8 +24,11 @@ void write_out(LuaContext* context) {
 ssize_t capture_write(void* cookie, const char* data, size_t size) {
     auto* context = static_cast<LuaContext*>(cookie);
     ox_str_add_n(context->out, data, size);
-    bool stream = (context->flags & OX_LUA_STREAM) != 0;
-    if (stream && ox_str_length(context->out) > STREAM_LIMIT) write_out(context);
+    if (!(context->flags & OX_LUA_STREAM)) return static_cast<ssize_t>(size);
+    // Line by line, or without a buffer: by the code's own wish, or because a terminal shows it.
+    bool at_once = __flbf(context->capture) || __fbufsize(context->capture) <= 1;
+    if (at_once || ox_str_length(context->out) > STREAM_LIMIT) write_out(context);
+    if (at_once) fflush(stdout);
     return static_cast<ssize_t>(size);
 }
 
@@ -42,28 +51,78 @@ int print(lua_State* L) {
     return 0;
 }
 
+/// Shows what was printed so far.
+void show(LuaContext* context) {
+    if (context->flags & OX_LUA_STREAM) output_drain(context);
+    if (__fpending(stdout) > 0) fflush(stdout);
+}
+
+/// The replaced function: the upvalue. It is called in this call's place, so its errors tell of the caller.
+int call_original(lua_State* L) {
+    return lua_tocfunction(L, lua_upvalueindex(1))(L);
+}
+
 /// io.flush and file:flush: the original, and a streaming context's text goes out.
 int flush(lua_State* L) {
-    int count = lua_gettop(L);
-    lua_pushvalue(L, lua_upvalueindex(1));
-    lua_insert(L, 1);
-    lua_call(L, count, LUA_MULTRET);
+    int results = call_original(L);
     LuaContext* context = context_of(L);
-    if (context->flags & OX_LUA_STREAM) {
-        output_drain(context);
-        fflush(stdout);
-    }
-    return lua_gettop(L);
+    if (context->flags & OX_LUA_STREAM) show(context);
+    return results;
 }
 
 int exit_process(lua_State* L) {
-    LuaContext* context = context_of(L);
-    output_drain(context);
-    int count = lua_gettop(L);
+    output_drain(context_of(L));
+    return call_original(L);
+}
+
+/// Whether a read from the file handle at `index` may wait for someone who reads what was printed.
+bool may_wait(lua_State* L, int index) {
+    auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, index, LUA_FILEHANDLE));
+    if (!stream || !stream->closef) return false;
+    struct stat info;
+    return fstat(fileno(stream->f), &info) != 0 || !S_ISREG(info.st_mode);
+}
+
+/// io.read: shows what was printed first, unless a file is read.
+int read_input(lua_State* L) {
+    lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
+    bool waits = may_wait(L, lua_gettop(L));
+    lua_pop(L, 1);
+    if (waits) show(context_of(L));
+    return call_original(L);
+}
+
+/// file:read
+int read_file(lua_State* L) {
+    if (may_wait(L, 1)) show(context_of(L));
+    return call_original(L);
+}
+
+/// os.execute and io.popen
+int run_program(lua_State* L) {
+    show(context_of(L));
+    return call_original(L);
+}
+
+/// One step of io.lines and file:lines: the upvalue is their own iterator.
+int next_line(lua_State* L) {
+    show(context_of(L));
+    lua_settop(L, 0);
     lua_pushvalue(L, lua_upvalueindex(1));
-    lua_insert(L, 1);
-    lua_call(L, count, 0);
-    return 0;
+    lua_call(L, 0, LUA_MULTRET);
+    return lua_gettop(L);
+}
+
+/// io.lines and file:lines, whose iterator shows what was printed, unless a file is read.
+int lines(lua_State* L) {
+    bool standard = lua_isnoneornil(L, 1);
+    if (standard) lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
+    bool waits = may_wait(L, standard ? lua_gettop(L) : 1);
+    if (standard) lua_pop(L, 1);
+    int results = call_original(L);
+    if (!waits || results != 1) return results;
+    lua_pushcclosure(L, next_line, 1);
+    return 1;
 }
 
 /// Replaces field `name` of the table on top by `function`, whose upvalue is the old value.
@@ -71,6 +130,19 @@ void wrap_field(lua_State* L, const char* name, lua_CFunction function) {
     lua_getfield(L, -1, name);
     lua_pushcclosure(L, function, 1);
     lua_setfield(L, -2, name);
+}
+
+/// Lines go to a terminal one by one.
+void set_buffering(LuaContext* context) {
+    bool terminal = isatty(STDOUT_FILENO) != 0;
+    bool direct = (context->flags & OX_LUA_DIRECT_OUTPUT) != 0;
+    if (terminal && direct != context->by_lines) {
+        setvbuf(stdout, nullptr, direct ? _IOLBF : _IOFBF, 0);
+        context->by_lines = direct;
+    }
+    if (terminal && (context->flags & OX_LUA_STREAM) && context->capture) {
+        setvbuf(context->capture, nullptr, _IOLBF, 0);
+    }
 }
 
 }  // namespace
@@ -84,10 +156,16 @@ void output_open(LuaContext* context) {
     lua_setglobal(L, "print");
     lua_getglobal(L, "os");
     wrap_field(L, "exit", exit_process);
+    wrap_field(L, "execute", run_program);
     lua_getglobal(L, "io");
     wrap_field(L, "flush", flush);
+    wrap_field(L, "read", read_input);
+    wrap_field(L, "lines", lines);
+    wrap_field(L, "popen", run_program);
     luaL_getmetatable(L, LUA_FILEHANDLE);
     wrap_field(L, "flush", flush);
+    wrap_field(L, "read", read_file);
+    wrap_field(L, "lines", lines);
     lua_pop(L, 3);
 }
 
@@ -107,6 +185,7 @@ void output_apply(LuaContext* context) {
     auto* stream = static_cast<luaL_Stream*>(lua_touserdata(L, -1));
     if (stream) stream->f = sink_of(context);
     lua_pop(L, 1);
+    set_buffering(context);
 }
 
 void output_sync(LuaContext* context) {
@@ -121,4 +200,6 @@ void output_drain(LuaContext* context) {
 void output_close(LuaContext* context) {
     if (context->capture) fclose(context->capture);
     context->capture = nullptr;
+    if (context->by_lines) setvbuf(stdout, nullptr, _IOFBF, 0);
+    context->by_lines = false;
 }
