@@ -6,6 +6,7 @@
 
 #include "lua/lua_session.hpp"
 #include "ox_raii.hpp"
+#include "ox_rl.hpp"
 #include "ox_wait.hpp"
 #include "session/interrupt.hpp"
 
@@ -84,7 +85,24 @@ void run_part(lua_State* L, lua_CFunction part, Job* job) {
     lua_settop(L, top);
 }
 
+/// What the completion printed, on rows of its own.
+void write_output() {
+    const char* text = ox_dynarray_get(context->out);
+    size_t length = ox_str_length(context->out);
+    if (length == 0) return;
+    ox_rl_completion_writes();
+    if (text[0] != '\n') putchar('\n');
+    fwrite(text, 1, length, stdout);
+    if (text[length - 1] != '\n') putchar('\n');
+    ox_str_clear(context->out);
+}
+
 }  // namespace
+
+void lua_complete_tell(const char* what, const char* module) {
+    ox_lua_set_flags(context, ox_lua_get_flags(context));  // what the module printed stands before
+    ox_str_printf_append(context->out, "\n%s module '%s'.\n", what, module);
+}
 
 void lua_complete_use(ox_lua_ctx* ctx) {
     context = ctx;
@@ -106,7 +124,8 @@ void lua_complete(const char* line, int cursor, json_t* candidates) {
         interrupt_armed = 1;
     }
     int flags = ox_lua_get_flags(context);
-    ox_lua_set_flags(context, flags | OX_LUA_READ_ONLY);
+    ox_lua_set_flags(context, (flags & ~OX_LUA_DIRECT_OUTPUT) | OX_LUA_READ_ONLY);
+    ox_str_clear(context->out);
     deadline = ox_wait_now_ms() + TIME_LIMIT_MS;
     lua_sethook(L, limit_hook, LUA_MASKCOUNT, HOOK_STEP);
     Job job = {word, candidates};
@@ -114,6 +133,7 @@ void lua_complete(const char* line, int cursor, json_t* candidates) {
     run_part(L, complete_fields, &job);
     ox_lua_resume(context);
     ox_lua_set_flags(context, flags);
+    write_output();
     if (armed) {
         interrupt_armed = 1;
     } else {

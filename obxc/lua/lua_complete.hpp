@@ -16,6 +16,9 @@ void lua_complete_use(ox_lua_ctx* ctx);
 /// The line editor's callback.
 void lua_complete(const char* line, int cursor, json_t* candidates);
 
+/// Tells that a module was loaded or made a global, below the line once the completion is over.
+void lua_complete_tell(const char* what, const char* module);
+
 // lua_fields.cpp
 enum LuaFieldSource { LUA_FIELDS_OWN, LUA_FIELDS_METATABLE };
 /// What lua_complete_expression enumerates.

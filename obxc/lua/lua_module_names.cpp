@@ -55,7 +55,7 @@ bool load_named_module(lua_State* L, int package, const char* word) {
         if (lua_toboolean(L, -1)) {
             if (global_is_nil(L, word)) {
                 lua_setglobal(L, word);
-                printf("\nGlobalized module '%s'.\n", word);
+                lua_complete_tell("Globalized", word);
             }
             lua_settop(L, top);
             return true;
@@ -67,7 +67,7 @@ bool load_named_module(lua_State* L, int package, const char* word) {
     const char* code = lua_pushfstring(L, "%s=require(\"%s\")", word, word);
     bool loaded = luaL_loadstring(L, code) == LUA_OK && lua_pcall(L, 0, 0, 0) == LUA_OK;
     lua_settop(L, top);
-    if (loaded) printf("\nLoaded module '%s'.\n", word);
+    if (loaded) lua_complete_tell("Loaded", word);
     return loaded;
 }
 

@@ -365,3 +365,20 @@ def test_ctrl_c_leaves_a_module_that_hangs_while_it_is_loaded(shared_obxd, termi
     session.wait_line(LUA_PROMPT)
     session.send("6 * 7\r")
     session.wait_for(r"^_\[1\] = 42")
+
+
+def test_output_of_a_completion_stands_between_whole_lines(lua, directory):
+    with open(os.path.join(directory, "obxloud.lua"), "w", encoding="utf-8") as file:
+        file.write("print('loading') io.write('half') return {}")
+    lua.run("package.path = '%s/?.lua'" % directory)
+    lua.run("loud = setmetatable({}, {__pairs = function(t) io.write('walks') return next, {one = 1} end})")
+    for text, rows in (("obxloud", ["loading", "half", "Loaded module 'obxloud'."]), ("loud.o", ["walks"])):
+        lua.terminal.send("\x15\x0c")
+        lua.terminal.settle(0.1)
+        lua.terminal.send("-- " + text + "\t")
+        lua.terminal.wait_for(rows[-1])
+        lua.terminal.settle(0.2)
+        assert re.fullmatch(LUA_PROMPT + " -- " + text + r"(ne)?\.?", lua.terminal.line()), lua.terminal.screen()
+        shown = [row.strip() for row in lua.terminal.screen()]
+        first = next(i for i, row in enumerate(shown) if row.endswith("-- " + text))
+        assert shown[first + 1:first + 1 + len(rows)] == rows

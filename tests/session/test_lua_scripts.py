@@ -1,6 +1,7 @@
 """Lua script files (-S, the name obxc_lua) and the lua command."""
 
 import os
+import time
 
 import pytest
 
@@ -289,3 +290,61 @@ print(ox.wait(0.05))
     for x in (1, 2, 3):
         client.send({"jsonrpc": "2.0", "method": "Event", "group": 77, "params": {"X": x}})
     session.wait_for("got\\s+1\\s+77\ngot\\s+2\\s+77\ngot\\s+3\\s+77\ntrue\n0")
+
+
+def test_values_that_cannot_be_sent_add_no_instance(obxd, script):
+    path = script("""
+local before = #ox.object("Device.NAT.PortMapping.")
+for _, values in ipairs{{Description = "\\xff"}, {[{}] = 1}, {[true] = 1}, {Description = print}} do
+  print(pcall(ox.add, "Device.NAT.PortMapping.", values))
+end
+print(#ox.object("Device.NAT.PortMapping.") - before)
+local number = ox.add("Device.NAT.PortMapping", {Description = "it", ExternalPort = 5})
+print(ox.get("Device.NAT.PortMapping." .. number .. ".Description", "Device.NAT.PortMapping." .. number .. ".ExternalPort"))
+""")
+    done = obxc("-a", "root", "-S", path, daemon=obxd)
+    lines = done.out.splitlines()
+    assert [line[:6] for line in lines[:4]] == ["false\t"] * 4
+    assert lines[4:] == ["0", "it\t5"]
+
+
+def test_a_wait_ends_though_events_come_faster_than_their_functions_run(obxd, script, terminal):
+    path = script("""
+ox.on(78, function() ox.sleep(0.02) end)
+print("ready")
+ox.wait(function() return false end, 0.5)
+local start = os.time()
+print("counted", ox.wait(1.5) > 1, ox.wait(0) > 1)
+print("over", os.time() - start <= 5)
+ox.on(79, print)
+print("joined")
+""")
+    session = terminal("-S", path, daemon=obxd)
+    session.wait_for("^ready")
+    client = obxd.client()
+    end = time.monotonic() + 15
+    while time.monotonic() < end and "joined" not in session.text():
+        for _ in range(20):
+            client.send({"jsonrpc": "2.0", "method": "Event", "group": 78, "params": {}})
+        session.read(0.05)
+    session.wait_for("^counted\\s+true\\s+true\nover\\s+true\njoined")
+
+
+def test_a_wait_of_no_time_hands_over_what_is_there(obxd, script, terminal):
+    path = script("""
+local count = 0
+ox.on(80, function() count = count + 1 end)
+print("ready")
+while not io.open(arg[1]) do ox.sleep(0.05) end
+print(ox.wait(0), count)
+""")
+    go = path + ".go"
+    session = terminal("-S", path, go, daemon=obxd)
+    session.wait_for("^ready")
+    client = obxd.client()
+    for _ in range(50):
+        client.send({"jsonrpc": "2.0", "method": "Event", "group": 80, "params": {}})
+    client.get("Device.DeviceInfo.UpTime")
+    time.sleep(0.2)
+    open(go, "w").close()
+    session.wait_for("^50\\s+50")

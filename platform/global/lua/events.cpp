@@ -9,6 +9,7 @@ namespace {
 
 const char* const HANDLERS = "ox.handlers";
 enum { PREDICATE_STEP_MS = 200 };  // a predicate is asked at least that often
+enum { SWEEP_MS = 1000 };          // so long events that are there are handed over, though time is over
 
 ox_jrpcapi* events_connection(lua_State* L) {
     LuaContext* context = context_of(L);
@@ -81,7 +82,8 @@ int on(lua_State* L) {
     ox_jrpcapi* api = events_connection(L);
     Holder* holder = holder_push(L);  // 3
     // What came earlier is not for the new function.
-    while (take_event(L, api, holder) >= 0) {
+    long long end = ox_wait_now_ms() + SWEEP_MS;
+    while (take_event(L, api, holder) >= 0 && ox_wait_now_ms() < end) {
     }
     luaL_getsubtable(L, LUA_REGISTRYINDEX, HANDLERS);
     bool joined = lua_rawgeti(L, 4, group) != LUA_TNIL || ox_jrpcapi_has_joined(static_cast<uint32_t>(group));
@@ -117,6 +119,28 @@ int reconnect(lua_State* L, ox_jrpcapi* api) {
     return ox_jrpcapi_socket(api) ? static_cast<int>(OX_SOCKET_OK) : ox_jrpcapi_get_socket_err(api);
 }
 
+/// When a wait is over: when its time is, and what was there has been handed over, or that takes too long.
+struct Deadline {
+    bool endless;
+    bool swept;  ///< nothing was left at some moment
+    long long end;
+    long long sweep_end;
+};
+
+Deadline deadline_in(lua_Number seconds) {
+    long long now = ox_wait_now_ms();
+    return {seconds < 0, false, now + static_cast<long long>(seconds * 1000), now + SWEEP_MS};
+}
+
+/// The milliseconds until then, at most `step`; 0 or less when it is over.
+long long deadline_left(const Deadline* deadline, long long step) {
+    if (deadline->endless) return step;
+    long long end =
+        deadline->swept || deadline->end > deadline->sweep_end ? deadline->end : deadline->sweep_end;
+    long long left = end - ox_wait_now_ms();
+    return left < step ? left : step;
+}
+
 /// ox.wait(seconds): the number of events that were handed over. ox.wait(predicate [, seconds]): the
 /// predicate's value once it is true, or false.
 int wait(lua_State* L) {
@@ -131,28 +155,24 @@ int wait(lua_State* L) {
     int error = reconnect(L, api);
     if (error != OX_SOCKET_OK) return failure_text(L, ox_socket_strerror(error), error);
     Holder* holder = holder_push(L);
-    long long end = ox_wait_now_ms() + static_cast<long long>(seconds * 1000);
+    Deadline deadline = deadline_in(endless ? -1 : seconds);
     lua_Integer count = 0;
     for (;;) {
-        if (predicate && predicate_holds(L)) break;
+        if (predicate && predicate_holds(L)) return 1;
         int taken = take_event(L, api, holder);
-        if (taken >= 0) {
-            count += taken;
-            continue;
-        }
         if (taken == -2) return failure_text(L, "the connection to the daemon is lost", OX_SOCKET_ECLOSED);
-        long long left = endless ? static_cast<long long>(PREDICATE_STEP_MS) : end - ox_wait_now_ms();
-        if (left <= 0) {
-            if (predicate) {
-                lua_pushboolean(L, 0);
-            } else {
-                lua_pushinteger(L, count);
-            }
-            break;
-        }
-        long long step = predicate ? static_cast<long long>(PREDICATE_STEP_MS) : 3600000LL;
-        Pause pause = {api, static_cast<int>(left < step ? left : step)};
-        guarded(L, run_pause, &pause);
+        if (taken >= 0) count += taken;
+        if (taken == -1) deadline.swept = true;
+        long long left =
+            deadline_left(&deadline, predicate ? static_cast<long long>(PREDICATE_STEP_MS) : 3600000LL);
+        if (left <= 0) break;
+        Pause pause = {api, static_cast<int>(left)};
+        if (taken == -1) guarded(L, run_pause, &pause);
+    }
+    if (predicate) {
+        lua_pushboolean(L, 0);
+    } else {
+        lua_pushinteger(L, count);
     }
     return 1;
 }

@@ -10,24 +10,36 @@ void push_result_number(lua_State* L, const Holder* holder) {
     lua_pushinteger(L, json_integer_value(result_member(holder, "InstanceNumber")));
 }
 
-/// ox.add(path [, values]): the new instance's number. An instance whose values are refused goes again.
+/// Puts `object` in the place of the first `length` bytes of each name in a list of names and values.
+void move_names(lua_State* L, json_t* list, size_t length, const char* object) {
+    size_t at;
+    json_t* entry;
+    json_array_foreach(list, at, entry) {
+        const char* name = json_string_value(json_object_get(entry, "Name"));
+        json_object_set_new(entry, "Name", json_string(lua_pushfstring(L, "%s%s", object, name + length)));
+        lua_pop(L, 1);
+    }
+}
+
+/// ox.add(path [, values]): the new instance's number. What cannot be sent adds none, and an instance whose
+/// values are refused goes again.
 int add(lua_State* L) {
     require_writable(L);
     lua_settop(L, 2);
     const char* path = check_path(L, 1);
     if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
+    const char* table = lua_pushfstring(L, "%s%s", path, path[strlen(path) - 1] == '.' ? "" : ".");
     Holder* holder = holder_push(L);
+    holder->json = json_array();
+    if (!lua_isnil(L, 2)) add_values(L, 2, holder->json, table);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_add_object(path))) return failure(L, holder);
     push_result_number(L, holder);
     if (lua_isnil(L, 2)) {
         holder_clear(holder);
         return 1;
     }
-    const char* dot = path[strlen(path) - 1] == '.' ? "" : ".";
-    const char* object =
-        lua_pushfstring(L, "%s%s%I.", path, dot, static_cast<LUAI_UACINT>(lua_tointeger(L, -1)));
-    holder->json = json_array();
-    add_values(L, 2, holder->json, object);
+    const char* object = lua_pushfstring(L, "%s%I.", table, static_cast<LUAI_UACINT>(lua_tointeger(L, -1)));
+    move_names(L, holder->json, strlen(table), object);
     json_t* list = holder->json;
     holder->json = nullptr;
     if (exchange(L, holder, ox_jrpcmsg_cmd_set_parameter_values_new(list))) {

@@ -14,15 +14,21 @@ namespace {
 
 const size_t ask_above = 100;
 json_t* asked = nullptr;
+bool callback_wrote = false;
 
-/// Puts the cursor on an empty row below the line.
-void leave_line(void) {
+/// Puts the cursor behind the line.
+void end_line(void) {
     int point = rl_point;
     hint_erase();
     rl_point = rl_end;
     rl_redisplay();
     rl_point = point;
     hint_erase();
+}
+
+/// Puts the cursor on an empty row below the line.
+void leave_line(void) {
+    end_line();
     fputs("\r\n", stdout);
 }
 
@@ -48,11 +54,19 @@ void show_candidates(json_t* candidates) {
 
 json_t* ask_candidates(void) {
     json_t* candidates = json_array();
+    callback_wrote = false;
     if (editor.complete) editor.complete(rl_line_buffer, rl_point, candidates);
+    if (callback_wrote) editor_redraw();
     return candidates;
 }
 
 }  // namespace
+
+void ox_rl_completion_writes(void) {
+    if (!editor.shown || callback_wrote) return;
+    end_line();
+    callback_wrote = true;
+}
 
 int completion_key(int, int) {
     JsonRef candidates(ask_candidates());
