@@ -34,17 +34,27 @@ const char* skip_string(const char* at, const char* end) {
     return at == end ? nullptr : at + 1;
 }
 
+const char* skip_digits(const char* at, const char* end) {
+    while (at != end && *at >= '0' && *at <= '9') ++at;
+    return at;
+}
+
+/// Behind a decimal number: digits, and a point or an exponent where they are.
+const char* skip_number(const char* at, const char* end) {
+    at = skip_digits(at + 1, end);
+    if (at != end && *at == '.') at = skip_digits(at + 1, end);
+    if (at == end || (*at != 'e' && *at != 'E')) return at;
+    if (++at != end && (*at == '-' || *at == '+')) ++at;
+    return skip_digits(at, end);
+}
+
 const char* skip_expression(const char* at, const char* end, int depth);
 
 /// Behind a constant or another plain expression between brackets, or null.
 const char* skip_index(const char* at, const char* end, int depth) {
     if (at == end) return nullptr;
     if (*at == '"' || *at == '\'') return skip_string(at, end);
-    if (*at == '-' || (*at >= '0' && *at <= '9')) {
-        ++at;
-        while (at != end && *at >= '0' && *at <= '9') ++at;
-        return at;
-    }
+    if (*at == '-' || (*at >= '0' && *at <= '9')) return skip_number(at, end);
     return skip_expression(at, end, depth + 1);
 }
 

@@ -301,6 +301,10 @@ def test_completion_in_the_model(lua, obxd):
     lua.run("dev = ox.object('Device.')")
     assert lua.complete("dev.WiFi.Radi").startswith("dev.WiFi.Radio")
     assert lua.complete("dev.WiFi.Radio[1].ChannelsIn") == "dev.WiFi.Radio[1].ChannelsInUse"
+    assert lua.complete("dev.WiFi.Radio[1].Stats.Res") == "dev.WiFi.Radio[1].Stats.Reset"
+    lua.terminal.send("\x15")
+    lua.run("names = {} for name in pairs(dev.WiFi.Radio[1].Stats) do names[name] = true end")
+    assert lua.run("names.Reset") == "_[1] = nil"
 
 
 def test_completion_changes_nothing(lua, obxd):

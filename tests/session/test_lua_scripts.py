@@ -348,3 +348,43 @@ print(ox.wait(0), count)
     time.sleep(0.2)
     open(go, "w").close()
     session.wait_for("^50\\s+50")
+
+
+def test_instances_by_number_and_lists(scripted, script):
+    daemon = scripted()
+    obxc("-S", script("""
+ox.set("A.", {R = {{C = 1}, {C = 2}}, S = {[2] = {C = 3}}, List = {1, 2}, Marked = ox.json.array{{1}}, Mixed = {{1}, 2}})
+"""), daemon=daemon)
+    [request] = daemon.requests("SetParameterValues")
+    assert sorted((entry["Name"], entry["Value"]) for entry in request["ParameterList"]) == [
+        ("A.List", [1, 2]), ("A.Marked", [[1]]), ("A.Mixed", [[1], 2]), ("A.R.1.C", 1), ("A.R.2.C", 2), ("A.S.2.C", 3)]
+
+
+def test_an_instance_by_a_float(obxd, script):
+    path = script("""
+local radio = ox.object("Device.WiFi.Radio.")
+radio[1.0] = {RetryLimit = 3}
+print(radio[1.0].RetryLimit)
+
+""")
+    assert obxc("-a", "root", "-S", path, daemon=obxd).out.startswith("3\n")
+
+
+def test_snapshot_tells_of_a_refused_delete(obxd, script, monkeypatch):
+    monkeypatch.setattr(harness, "OBXC", os.path.join(harness.BUILD, "tests", "obxc_tree_modules"))
+    path = script("""
+local snapshot = require "ombrix.snapshot"
+local mapping = ox.object("Device.NAT.PortMapping.")
+local one = ox.add(mapping, {Description = "old"})
+local before = snapshot.take(mapping)
+ox.set(tostring(mapping) .. one .. ".Description", "new")
+local two = ox.add(mapping)
+local del = ox.del
+ox.del = function() return nil, "refused", 9001, {why = "so"} end
+local undo, message, code, data = snapshot.apply(before)
+print(undo, message, code, data and data.why, mapping[one].Description)
+ox.del = del
+print(type(snapshot.apply(before)), mapping[one].Description, mapping[two])
+""")
+    done = obxc("-a", "root", "-S", path, daemon=obxd)
+    assert done.out == "nil\trefused\t9001\tso\tnew\nfunction\told\tnil\n", done

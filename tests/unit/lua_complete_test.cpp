@@ -109,7 +109,8 @@ TEST_F(LuaCompleteTest, KeywordsInOrder) {
 }
 
 TEST_F(LuaCompleteTest, PlainExpressions) {
-    for (const char* text : {"a", "a.b", "a_1.b2", "a[1]", "a[-1]", "a['x']", "a[\"x\"].y", "a[b.c[1]].d"}) {
+    for (const char* text : {"a", "a.b", "a_1.b2", "a[1]", "a[-1]", "a['x']", "a[\"x\"].y", "a[b.c[1]].d",
+                             "a[1.5]", "a[-1.5e-3].b", "a[1e9]"}) {
         EXPECT_TRUE(lua_is_plain_expression(text, strlen(text))) << text;
     }
     for (const char* text :

@@ -96,6 +96,21 @@ TEST_F(OxLuaTest, BindingsWithoutConnection) {
     EXPECT_EQ(out(), "there is no connection to the daemon\n");
 }
 
+TEST_F(OxLuaTest, FloatsInJson) {
+    EXPECT_EQ(
+        run("print(ox.json.encode({0.1, 1/3, 1e300, -2.5, 1.0, 0.1 + 0.2, '0.10000000000000001', 1.1e-7})) "
+            "print(ox.json.encode({['0.10000000000000001'] = 0.7}, 1)) print(ox.json.encode(0.1))"),
+        0)
+        << err();
+    EXPECT_EQ(out(),
+              "[0.1,0.33333333333333331,1e300,-2.5,1.0,0.30000000000000004,\"0.10000000000000001\",1.1e-7]\n"
+              "{\n \"0.10000000000000001\": 0.7\n}\n0.1\n");
+}
+
+TEST_F(OxLuaTest, ZeroBytesInJson) {
+    EXPECT_EQ(run("assert(ox.json.decode(ox.json.encode('a\\0b')) == 'a\\0b')"), 0) << err();
+}
+
 TEST_F(OxLuaTest, ReadOnly) {
     ox_lua_set_flags(ctx, OX_LUA_READ_ONLY);
     EXPECT_EQ(

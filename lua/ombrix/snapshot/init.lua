@@ -81,7 +81,8 @@ end
 
 -- Brings the part of the model back to the snapshot: instances that are new are deleted, those that are gone
 -- are added again (under new numbers), values that differ are set, all in one request. Returns a function that
--- undoes this, or nil, message, code, data; then what was added is deleted again, but what was deleted is gone.
+-- undoes this, or nil, message, code, data; then what was added is deleted again and values are set back, but
+-- what was deleted is gone.
 function snapshot.apply(wanted)
     local now, message, code, data = snapshot.take(wanted.path)
     if not now then return fail(message, code, data) end
@@ -98,11 +99,12 @@ function snapshot.apply(wanted)
             return fail(message, code, data)
         end
     end
-    local values, count = {}, 0
+    local values, changed, count = {}, {}, 0
     for name, value in pairs(wanted.values) do
         local old = now.values[name]
         if old == nil or ox.json.encode(old) ~= ox.json.encode(value) then
             values[renamed(name, moved)] = value
+            changed[name] = old
             count = count + 1
         end
     end
@@ -114,7 +116,15 @@ function snapshot.apply(wanted)
             return fail(message, code, data)
         end
     end
-    for i = #diff.removed, 1, -1 do ox.del(diff.removed[i]) end
+    for i = #diff.removed, 1, -1 do
+        local ok
+        ok, message, code, data = ox.del(diff.removed[i])
+        if not ok then
+            take_back()
+            if next(changed) then ox.set(changed) end
+            return fail(message, code, data)
+        end
+    end
     return function() return snapshot.apply(now) end
 end
 

@@ -36,6 +36,8 @@ void json_to_lua(lua_State* L, json_t* json, bool indexes = false);
 /// what JSON cannot hold.
 void json_add(lua_State* L, int index, json_t* container, const char* key);
 void push_null(lua_State* L);
+/// Whether ox.json.array marked the table.
+bool is_marked_array(lua_State* L, int index);
 bool is_null(lua_State* L, int index);
 void json_open(lua_State* L);
 

@@ -148,6 +148,41 @@ int null_text(lua_State* L) {
     return 1;
 }
 
+/// Where a dump goes: counted only while `to` is null.
+struct Dump {
+    char* to;
+    size_t size;
+    bool in_text;
+};
+
+/// Writes the number of `length` characters with 15 digits where these say the same; returns how many it
+/// takes, or 0 where they do not.
+size_t shorten(const char* number, size_t length, char* shorter, size_t room) {
+    enum { LONG = 17 };  // digits of a float that needs none of this are fewer
+    if (length < LONG || !memchr(number, '.', length)) return 0;
+    json_t* exact = json_loadb(number, length, JSON_DECODE_ANY, nullptr);
+    size_t size = json_dumpb(exact, shorter, room, JSON_ENCODE_ANY | JSON_REAL_PRECISION(15));
+    json_t* rounded = size <= room ? json_loadb(shorter, size, JSON_DECODE_ANY, nullptr) : nullptr;
+    bool same = rounded && json_equal(exact, rounded);
+    json_decref(rounded);
+    json_decref(exact);
+    return same ? size : 0;
+}
+
+int write_piece(const char* piece, size_t size, void* data) {
+    auto* dump = static_cast<Dump*>(data);
+    char shorter[40];
+    if (size == 1 && *piece == '"') dump->in_text = !dump->in_text;
+    size_t less = dump->in_text ? 0 : shorten(piece, size, shorter, sizeof(shorter));
+    if (less) {
+        piece = shorter;
+        size = less;
+    }
+    if (dump->to) memcpy(dump->to + dump->size, piece, size);
+    dump->size += size;
+    return 0;
+}
+
 /// ox.json.encode(value [, indent])
 int encode(lua_State* L) {
     luaL_checkany(L, 1);
@@ -158,11 +193,12 @@ int encode(lua_State* L) {
     json_add(L, 1, holder->json, nullptr);
     size_t flags = JSON_ENCODE_ANY | JSON_SORT_KEYS | JSON_INDENT(indent) | (indent ? 0 : JSON_COMPACT);
     json_t* value = json_array_get(holder->json, 0);
-    size_t size = json_dumpb(value, nullptr, 0, flags);
+    Dump length = {nullptr, 0, false};
+    json_dump_callback(value, write_piece, &length, flags);
     luaL_Buffer text;
-    char* space = luaL_buffinitsize(L, &text, size ? size : 1);
-    json_dumpb(value, space, size, flags);
-    luaL_pushresultsize(&text, size);
+    Dump dump = {luaL_buffinitsize(L, &text, length.size ? length.size : 1), 0, false};
+    json_dump_callback(value, write_piece, &dump, flags);
+    luaL_pushresultsize(&text, dump.size);
     holder_clear(holder);
     return 1;
 }
@@ -173,7 +209,7 @@ int decode(lua_State* L) {
     const char* text = luaL_checklstring(L, 1, &length);
     Holder* holder = holder_push(L);
     json_error_t error;
-    holder->json = json_loadb(text, length, JSON_DECODE_ANY, &error);
+    holder->json = json_loadb(text, length, JSON_DECODE_ANY | JSON_ALLOW_NUL, &error);
     if (!holder->json) {
         lua_pushfstring(L, "%s (line %d, column %d)", error.text, error.line, error.column);
         return failure_text(L, lua_tostring(L, -1), -32700);
@@ -227,6 +263,10 @@ void json_to_lua(lua_State* L, json_t* json, bool indexes) {
 
 void json_add(lua_State* L, int index, json_t* container, const char* key) {
     add_value(L, lua_absindex(L, index), container, key, 0);
+}
+
+bool is_marked_array(lua_State* L, int index) {
+    return has_metatable(L, index, ARRAY);
 }
 
 void push_null(lua_State* L) {

@@ -172,7 +172,11 @@ int object_newindex(lua_State* L) {
     if (instance && lua_isnil(L, 3)) return delete_instance(L, path, number);
     luaL_argcheck(L, !lua_isnil(L, 3), 3, "a value expected (ox.null for none)");
     luaL_checkstring(L, 2);
-    lua_pushvalue(L, 2);
+    if (instance) {
+        lua_pushinteger(L, number);
+    } else {
+        lua_pushvalue(L, 2);
+    }
     const char* name = lua_tostring(L, -1);
     bool object = instance || child_kind(L, path, name) == CHILD_OBJECT;
     if (object && !lua_istable(L, 3)) return luaL_error(L, "%s%s is an object: a table expected", path, name);
@@ -263,6 +267,23 @@ int pairs_next(lua_State* L) {
     return 2;
 }
 
+/// Pushes what pairs gives for the child with that full name, or nil: the values are at 4, the kinds at 3.
+/// While completing it gives methods too.
+void push_child(lua_State* L, const char* name, const char* full, bool object) {
+    if (object) {
+        push_object(L, full);
+        return;
+    }
+    if (lua_getfield(L, 4, full) != LUA_TNIL || !(context_of(L)->flags & OX_LUA_READ_ONLY)) return;
+    lua_getfield(L, 3, name);
+    bool method = lua_tointeger(L, -1) == CHILD_METHOD;
+    lua_pop(L, 1);
+    if (!method) return;
+    lua_pop(L, 1);
+    lua_pushstring(L, full);
+    lua_pushcclosure(L, call_method, 1);
+}
+
 /// Instances by number, other objects and parameters by name, as they are at this moment, in model order.
 int object_pairs(lua_State* L) {
     const char* path = own_path(L);
@@ -284,9 +305,8 @@ int object_pairs(lua_State* L) {
             lua_pushlstring(L, name, length);
         }
         const char* full = lua_pushfstring(L, "%s%s", path, name);
-        if (object) {
-            push_object(L, full);
-        } else if (lua_getfield(L, 4, full) == LUA_TNIL) {  // one that may not be read
+        push_child(L, name, full, object);
+        if (lua_isnil(L, -1)) {  // one that may not be read
             lua_pop(L, 3);
             continue;
         }

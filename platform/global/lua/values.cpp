@@ -153,6 +153,23 @@ int select(lua_State* L) {
     return 2;
 }
 
+/// Whether a table below an object is a value of its own, not an object with names or with instances: it
+/// begins at 1 and holds anything but tables by number, or it is marked by ox.json.array.
+bool is_list(lua_State* L, int index) {
+    if (is_marked_array(L, index)) return true;
+    if (lua_rawlen(L, index) == 0) return false;
+    lua_pushnil(L);
+    while (lua_next(L, index) != 0) {
+        bool instance = lua_isinteger(L, -2) && lua_istable(L, -1);
+        lua_pop(L, 1);
+        if (!instance) {
+            lua_pop(L, 1);
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 bool push_value(lua_State* L, Holder* holder, const char* path) {
@@ -176,8 +193,7 @@ void add_values(lua_State* L, int index, json_t* list, const char* prefix) {
         lua_remove(L, -2);
         const char* path = check_path(L, lua_gettop(L));
         bool object = path[strlen(path) - 1] == '.';
-        // Below an object, a table with names is an object too; with a list it is a value.
-        if (lua_istable(L, -2) && (object || (*prefix && lua_rawlen(L, -2) == 0))) {
+        if (lua_istable(L, -2) && (object || (*prefix && !is_list(L, lua_gettop(L) - 1)))) {
             if (!object) {
                 lua_pushliteral(L, ".");
                 lua_concat(L, 2);
