@@ -16,9 +16,12 @@ const char* colour(const char* sequence) {
     return ox_colors_enabled() ? sequence : "";
 }
 
+/// The message may quote anything; only the trace's own bold may steer the terminal.
 void print_error(const char* message) {
-    fprintf(stderr, "%s%s%s\n", colour("\x1b[0;31m"), message ? message : "(no error message)",
-            colour("\x1b[0m"));
+    static const char* const bold[] = {"\x1b[1m", "\x1b[22m", nullptr};
+    fputs(colour("\x1b[0;31m"), stderr);
+    ox_out_error_text(message ? message : "(no error message)", ox_colors_enabled() ? bold : bold + 2);
+    fprintf(stderr, "%s\n", colour("\x1b[0m"));
     fflush(stderr);
 }
 

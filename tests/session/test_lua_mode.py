@@ -198,6 +198,13 @@ def test_values_from_elsewhere_cannot_steer_the_terminal(lua):
     assert "\\x1b[31m" in lua.terminal.text()
 
 
+def test_errors_cannot_steer_the_terminal(lua):
+    text = lua.run("error('\\27]0;title\\7\\27[31mred\\u{9b}2Jx\\tgr\\u{fc}n\\nnext', 0)")
+    assert text.startswith("\\x1b]0;title\\x07\\x1b[31mred\\xc2\\x9b2Jx"), text
+    assert "gr\u00fcn\nnext\n\nStack trace:\n" in text
+    assert b"\x1b[1m[C]:\x1b[22m" in lua.terminal.raw
+
+
 def test_globals_that_refuse_unknown_names(lua):
     lua.run("x = setmetatable(_G, {__index = function(_, k) error('no ' .. k) end, __newindex = function() error('no') end})")
     assert lua.run("1 + 1") == "_[1] = 2"

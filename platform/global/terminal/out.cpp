@@ -53,6 +53,16 @@ void escape(const char* text, size_t size, Put put) {
     }
 }
 
+/// Bytes of the newline, the tab or the allowed text at `text`, 0 where none begins.
+size_t allowed_size(const char* text, const char* const* allowed) {
+    if (*text == '\n' || *text == '\t') return 1;
+    for (; *allowed; ++allowed) {
+        size_t size = strlen(*allowed);
+        if (size > 0 && strncmp(text, *allowed, size) == 0) return size;
+    }
+    return 0;
+}
+
 }  // namespace
 
 bool ox_out_is_terminal(void) {
@@ -71,6 +81,23 @@ void ox_out_text(const char* text, long length) {
         return;
     }
     escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stdout); });
+}
+
+void ox_out_error_text(const char* text, const char* const* allowed) {
+    if (!isatty(STDERR_FILENO)) {
+        fputs(text, stderr);
+        return;
+    }
+    while (*text) {
+        size_t size = allowed_size(text, allowed);
+        if (size > 0) {
+            fwrite(text, 1, size, stderr);
+        } else {
+            while (text[size] && !allowed_size(text + size, allowed)) ++size;
+            escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stderr); });
+        }
+        text += size;
+    }
 }
 
 void ox_out_lines(const char* text) {
