@@ -10,7 +10,8 @@
 /// A context on the request channel that finds the modules of the module directory. Null when memory runs
 /// out.
 ox_lua_ctx* lua_context_new(void);
-/// Leaves what standard input holds behind a line that Lua code reads to the one who reads on: without a buffer.
+/// Leaves what standard input holds behind a line that Lua code reads to the one who reads on: without a
+/// buffer.
 void lua_share_input(void);
 /// The SIGINT handler while Lua code runs: nothing unless the interrupt is armed.
 void lua_interrupt(int signal);

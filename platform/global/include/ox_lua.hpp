@@ -47,8 +47,8 @@ void ox_lua_stop(ox_lua_ctx* ctx);
 bool ox_lua_stopped(const ox_lua_ctx* ctx);
 /// Lets code run again.
 void ox_lua_resume(ox_lua_ctx* ctx);
-/// Stops the collector, whose finalizers may raise errors, where no protected call stands around what allocates.
-/// Returns whether it ran, for ox_lua_collect.
+/// Stops the collector, whose finalizers may raise errors, where no protected call stands around what
+/// allocates. Returns whether it ran, for ox_lua_collect.
 bool ox_lua_hold(lua_State* L);
 /// Lets the collector run again, if it ran.
 void ox_lua_collect(lua_State* L, bool ran);

@@ -22,8 +22,8 @@ using ox_rl_autocomplete_cb = void (*)(const char* line, int cursor, json_t* can
 /// Hint: a heap text to show behind the cursor, or null.
 using ox_rl_hint_cb = char* (*)(const char* line);
 
-/// To be called by a completion callback before it writes: its output goes below the line, which is drawn anew
-/// afterwards. The caller begins and ends the output with a newline.
+/// To be called by a completion callback before it writes: its output goes below the line, which is drawn
+/// anew afterwards. The caller begins and ends the output with a newline.
 void ox_rl_completion_writes(void);
 void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback);
 void ox_rl_set_hint_cb(ox_rl_hint_cb callback);
