@@ -14,6 +14,7 @@ import os
 import pty
 import re
 import select
+import shlex
 import shutil
 import signal
 import socket
@@ -43,10 +44,23 @@ def temp_dir():
     return tempfile.mkdtemp(prefix="obx", dir="/var/tmp")
 
 
-# In front of a command: it sees an empty /tmp of its own, where the system allows that.
-OWN_TMP = ["unshare", "-rm", "sh", "-c", 'mount -t tmpfs tmpfs /tmp && exec "$@"', "sh"]
-if subprocess.run(OWN_TMP + ["true"], stderr=subprocess.DEVNULL).returncode != 0:
-    OWN_TMP = []
+def own_tmp():
+    """In front of a command: it sees an empty /tmp of its own, but for what is built and tested there.
+
+    Nothing where the system does not allow that.
+    """
+    opened, bound = "", ""
+    for number, path in enumerate((SOURCE, BUILD), 8):
+        if path.startswith("/tmp/"):
+            opened += "exec %d<%s && " % (number, shlex.quote(path))
+            bound += " && mkdir -p {0} && mount --no-canonicalize --bind /proc/self/fd/{1} {0} && exec {1}<&-".format(
+                shlex.quote(path), number)
+    command = ["unshare", "-rm", "sh", "-c", opened + "mount -t tmpfs tmpfs /tmp" + bound + ' && exec "$@"', "sh"]
+    allowed = subprocess.run(command + ["true"], stderr=subprocess.DEVNULL).returncode == 0
+    return command if allowed else []
+
+
+OWN_TMP = own_tmp()
 
 
 def asan_options(leaks):
