@@ -73,3 +73,9 @@ function(obx_program target)
     endif()
     target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 endfunction()
+
+# obx_export_lua(TARGET): the whole of Lua is there for modules in C that the program loads.
+function(obx_export_lua target)
+    target_link_options(${target} PRIVATE
+        -Wl,--export-dynamic-symbol=lua_* -Wl,--export-dynamic-symbol=luaL_* -Wl,--export-dynamic-symbol=luaopen_*)
+endfunction()
