@@ -63,7 +63,7 @@ bool mode_enter() {
     keep_recorded_lines();
     editor_shell_off();
     ox_history_clear();
-    ox_history_load(LUA_HISTORY_FILE);
+    editor_history_load(LUA_HISTORY_FILE);
     lua_results_begin(&mode.results);
     mode.ctx = lua_context_new();
     if (!mode.ctx) return false;
@@ -96,7 +96,7 @@ void mode_leave() {
     lua_complete_use(nullptr);
     ox_rl_set_word_boundaries(nullptr);
     ox_lua_free(mode.ctx);
-    ox_history_dump(LUA_HISTORY_FILE, -1);
+    editor_history_save(LUA_HISTORY_FILE);
     if (recording) end_recording();
     json_decref(mode.recorded);
     mode = {};

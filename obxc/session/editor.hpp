@@ -13,5 +13,11 @@ ox_rl_hint_cb editor_shell_hint(void);
 
 /// Case-insensitive matching, the shell's callbacks, the shell's history loaded.
 void editor_shell_on(void);
-/// Callbacks removed, the whole history written.
+/// Callbacks removed, the history written.
 void editor_shell_off(void);
+
+/// Loads the history of a file. Where a person types, the reason is told when the file cannot be used.
+void editor_history_load(const char* path);
+/// Writes what was typed since to that file, but for lines that hold a password. Without a terminal nobody
+/// typed: the file is left alone.
+void editor_history_save(const char* path);

@@ -1,9 +1,13 @@
 // The history and its files.
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -52,11 +56,11 @@ protected:
 };
 
 TEST_F(History, WritesOneEntryALineOldestFirst) {
-    for (const char* text : {"one", "two", "", "two", "three"}) ox_history_add(text);
+    for (const char* text : {"one", "two", "", "two", "three", "two"}) ox_history_add(text);
     ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
-    EXPECT_EQ(read(), "one\ntwo\ntwo\nthree\n");
-    ASSERT_EQ(ox_history_dump(path.c_str(), 2), 0);
-    EXPECT_EQ(read(), "two\nthree\n");
+    EXPECT_EQ(read(), "one\ntwo\nthree\ntwo\n");  // no double in a row
+    ASSERT_EQ(ox_history_dump(path.c_str(), 4), 0);
+    EXPECT_EQ(read(), "two\ntwo\nthree\ntwo\n");  // a recording has them
     ASSERT_EQ(ox_history_dump(path.c_str(), 0), 0);
     EXPECT_EQ(read(), "");
     struct stat info;
@@ -125,13 +129,90 @@ TEST_F(History, HostileFilesDoNotHurt) {
     EXPECT_EQ(plain(), "");
 }
 
-TEST_F(History, NeverFollowsALinkAndReadsRegularFilesOnly) {
+TEST_F(History, WhatOthersWroteMeanwhileStays) {
+    write("old\n");
+    ASSERT_EQ(ox_history_load(path.c_str()), 0);
+    ox_history_add("mine");
+    write("old\nhers\n");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
+    EXPECT_EQ(read(), "old\nhers\nmine\n");
+    write("old\nhers\nmine\nhis\n");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);  // nothing was added since
+    EXPECT_EQ(read(), "old\nhers\nmine\nhis\n");
+    ox_history_add("his");
+    ox_history_add("more");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
+    EXPECT_EQ(read(), "old\nhers\nmine\nhis\nmore\n");
+    unlink(path.c_str());  // who removes the file wants the old ones forgotten
+    ox_history_add("new");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
+    EXPECT_EQ(read(), "new\n");
+}
+
+TEST_F(History, ProgramsThatEndTogetherLoseNothing) {
+    const int programs = 8, entries = 40;
+    for (int i = 0; i < programs; i++) {
+        if (fork() != 0) continue;
+        ox_history_load(path.c_str());
+        for (int k = 0; k < entries; k++) {
+            ox_history_add((std::to_string(i) + " " + std::to_string(k)).c_str());
+            if (ox_history_dump(path.c_str(), -1) != 0) _exit(1);
+        }
+        _exit(0);
+    }
+    for (int i = 0; i < programs; i++) {
+        int status = -1;
+        ASSERT_GT(wait(&status), 0);
+        EXPECT_EQ(status, 0);
+    }
+    std::string text = "\n" + read();
+    for (int i = 0; i < programs; i++) {
+        for (int k = 0; k < entries; k++) {
+            std::string entry = "\n" + std::to_string(i) + " " + std::to_string(k) + "\n";
+            ASSERT_NE(text.find(entry), std::string::npos) << entry;
+        }
+    }
+    EXPECT_EQ(system(("test $(ls -A " + directory + " | wc -l) = 1").c_str()), 0);
+}
+
+TEST_F(History, AKeptLockDoesNotHoldUsUp) {
+    write("old\n");
+    int fd = open(path.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(fd, LOCK_EX), 0);
+    ox_history_load(path.c_str());
+    ox_history_add("mine");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
+    EXPECT_EQ(read(), "old\nmine\n");
+    close(fd);
+}
+
+TEST_F(History, SecretsStayInMemory) {
+    ox_history_set_secret([](const char* text) { return strstr(text, "secret") != nullptr; });
+    write("old secret\n\001a\\nsecret\nkept\n");
+    ox_history_load(path.c_str());
+    ox_history_add("a\nsecret");
+    ox_history_add("new");
+    ox_history_add("secret");
+    ASSERT_EQ(ox_history_dump(path.c_str(), -1), 0);
+    EXPECT_EQ(read(), "kept\nnew\n");
+    EXPECT_STREQ(ox_history_get(0), "secret");
+    EXPECT_EQ(plain(), "old secret\na\nsecret\nkept\na\nsecret\nnew\nsecret\n");
+    ox_history_set_secret(nullptr);
+}
+
+TEST_F(History, FollowsItsOwnersLinksOnlyAndReadsRegularFilesOnly) {
     write("secret\n");
     std::string link = directory + "/link";
-    ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink("history", link.c_str()), 0);
+    ASSERT_EQ(ox_history_load(link.c_str()), 0);
     ox_history_add("mine");
+    EXPECT_EQ(ox_history_dump(link.c_str(), -1), 0);
+    EXPECT_EQ(read(), "secret\nmine\n");
+    ASSERT_EQ(chmod(directory.c_str(), 01777), 0);
+    ox_history_add("again");
     EXPECT_EQ(ox_history_dump(link.c_str(), -1), -1);
-    EXPECT_EQ(read(), "secret\n");
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(read(), "secret\nmine\n");
     EXPECT_EQ(ox_history_load(link.c_str()), -1);
     std::string fifo = directory + "/fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);

@@ -1,7 +1,10 @@
 // The prompt, the colour scheme, and the commands that change how the shell looks.
 #include "session/prompt.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -29,6 +32,31 @@ bool same(ox_hsv a, ox_hsv b) {
     return a.hue == b.hue && a.saturation == b.saturation && a.value == b.value;
 }
 
+/// Standard input is a terminal, while this lives.
+class TypedInput {
+public:
+    TypedInput() : before_(dup(STDIN_FILENO)) {
+        int slave = -1;
+        EXPECT_EQ(openpty(&master_, &slave, nullptr, nullptr, nullptr), 0);
+        dup2(slave, STDIN_FILENO);
+        close(slave);
+    }
+    ~TypedInput() {
+        dup2(before_, STDIN_FILENO);
+        close(before_);
+        close(master_);
+    }
+    static void none() {
+        int nothing = open("/dev/null", O_RDONLY);
+        dup2(nothing, STDIN_FILENO);
+        close(nothing);
+    }
+
+private:
+    int before_;
+    int master_ = -1;
+};
+
 }  // namespace
 
 void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]) {
@@ -43,6 +71,10 @@ void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback) {
 }
 void ox_rl_set_hint_cb(ox_rl_hint_cb callback) {
     log_text += callback == hint ? "hint " : callback ? "? " : "no-hint ";
+}
+bool (*is_secret)(const char* text);
+void ox_history_set_secret(bool (*holds_secret)(const char* text)) {
+    is_secret = holds_secret;
 }
 int ox_history_load(const char* path) {
     log_text += std::string("load:") + path + " ";
@@ -219,6 +251,7 @@ TEST_F(Look, Clear) {
 }
 
 TEST_F(Look, HandingTheEditorOver) {
+    TypedInput input;
     log_text.clear();
     editor_shell_off();  // there was no shell: its history file is left alone
     EXPECT_EQ(log_text, "nocase no-complete no-hint ");
@@ -228,6 +261,23 @@ TEST_F(Look, HandingTheEditorOver) {
     log_text.clear();
     editor_shell_off();
     EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
+    input.none();  // nobody types
+    log_text.clear();
+    editor_shell_off();
+    EXPECT_EQ(log_text, "nocase no-complete no-hint ");
+}
+
+TEST_F(Look, LinesThatHoldAPassword) {
+    editor_shell_on();
+    ASSERT_NE(is_secret, nullptr);
+    for (const char* line :
+         {"login root -p word", "login root -p", " login  'root'  -p \"a b\"", "login root word",
+          "\"log\"in root -p word", "login root -pword", "login root -p word more", "login root -p w\xff",
+          "login_if_guest root word", "login_if_guest token"})
+        EXPECT_TRUE(is_secret(line)) << line;
+    for (const char* line : {"", "login", "login root", "logout", "# login root -p word", "login_if_guest",
+                             "set Device.login=1 a b", "help login root x"})
+        EXPECT_FALSE(is_secret(line)) << line;
 }
 
 }  // namespace

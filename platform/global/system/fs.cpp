@@ -5,10 +5,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
+#include "file_place.hpp"
 #include "ox_fs.hpp"
 #include "ox_raii.hpp"
 
@@ -30,17 +33,10 @@ bool write_all(int fd, const char* data, size_t size) {
     return true;
 }
 
-/// Opens a regular file, created with mode 0600 when there is none: a device or a pipe is none, a link is
-/// not followed.
+/// Opens a regular file, created with mode 0600 when there is none.
 int open_to_write(const char* path) {
-    Fd fd(open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
-    struct stat status;
-    if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
-    if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-        return -1;
-    }
-    return fd.release();
+    FilePlace place;
+    return file_place_find(path, &place) ? file_place_open(&place, O_WRONLY | O_CREAT) : -1;
 }
 
 /// Holds off the signals that end the program, so that no temporary file is left behind by them.
@@ -64,6 +60,34 @@ public:
 private:
     sigset_t before_;
 };
+
+/// Waits until the file's lock is this program's. False when another one keeps it for longer than a file
+/// takes to be written: it hangs or was stopped.
+bool lock_patiently(int fd) {
+    enum { PAUSE_US = 5000, TRIES = 400 };
+    for (int i = 0; i < TRIES; i++) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+        if (errno != EWOULDBLOCK && errno != EINTR) return false;
+        usleep(PAUSE_US);
+    }
+    return false;
+}
+
+/// A new file beside the one that is to be replaced; `name` becomes its name.
+int open_beside(const FilePlace* place, CharsRef* name) {
+    enum { TRIES = 100 };
+    for (int i = 0; i < TRIES; i++) {
+        struct timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        char* text = nullptr;
+        if (asprintf(&text, "%s.%x%lx", place->name.get(), getpid() & 0xFFFF, now.tv_nsec) < 0) return -1;
+        name->reset(text);
+        int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+        int fd = openat(place->directory.get(), text, flags, 0600);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+    return -1;
+}
 
 }  // namespace
 
@@ -112,24 +136,62 @@ void ox_fs_munmap_file(void* data, size_t size) {
     munmap(static_cast<char*>(data) - lead, size + lead);
 }
 
+int ox_fs_open_locked(const char* path) {
+    for (;;) {
+        FilePlace place;
+        if (!file_place_find(path, &place)) return -1;
+        Fd fd(file_place_open(&place, O_RDWR | O_CREAT));
+        if (fd.get() < 0) return -1;
+        bool locked = lock_patiently(fd.get());
+        struct stat mine;
+        struct stat present;
+        if (fstat(fd.get(), &mine) != 0) return -1;
+        bool there = fstatat(place.directory.get(), place.name, &present, AT_SYMLINK_NOFOLLOW) == 0;
+        // Who had the lock may have put a new file in its place.
+        bool same = there && mine.st_ino == present.st_ino && mine.st_dev == present.st_dev;
+        if (same || !locked) return fd.release();
+    }
+}
+
+int ox_fs_open_read(const char* path) {
+    FilePlace place;
+    return file_place_find(path, &place) ? file_place_open(&place, O_RDONLY) : -1;
+}
+
 int ox_fs_replace_file(const char* path, const void* data, size_t size) {
+    FilePlace place;
+    if (!file_place_find(path, &place)) return -1;
+    int directory = place.directory.get();
     struct stat status;
-    if (lstat(path, &status) == 0 && !S_ISREG(status.st_mode)) {
-        errno = S_ISLNK(status.st_mode) ? ELOOP : EINVAL;
+    if (fstatat(directory, place.name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !file_place_admits(&place, &status)) {
         return -1;
     }
-    CharsRef name(static_cast<char*>(malloc(strlen(path) + 8)));
-    if (!name) return -1;
-    sprintf(name, "%s.XXXXXX", path);
     SignalsHeld held;
-    Fd fd(mkostemp(name, O_CLOEXEC));  // a new file of mode 0600: no link is followed
+    CharsRef name;
+    Fd fd(open_beside(&place, &name));
     if (fd.get() < 0) return -1;
     if (write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 &&
-        rename(name, path) == 0) {
+        renameat(directory, name, directory, place.name) == 0) {
         return 0;
     }
     int error = errno;
-    unlink(name);
+    unlinkat(directory, name, 0);
     errno = error;
     return -1;
+}
+
+const char* ox_fs_reason(int error) {
+    switch (error) {
+        case ELOOP:
+            return "a symbolic link";
+        case EISDIR:
+            return "a directory";
+        case EINVAL:
+            return "no regular file";
+        case EPERM:
+            return "somebody else's file";
+        default:
+            return strerror(error);
+    }
 }

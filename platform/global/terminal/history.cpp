@@ -4,7 +4,6 @@
 // written as the mark followed by its text with "\\" for a backslash and "\n" for a newline; every other
 // entry stands as it was typed. Recordings hold the plain texts alone.
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 
 #include "ox_history.hpp"
@@ -23,7 +22,26 @@ namespace {
 const char mark = '\001';
 const size_t file_limit = 1 << 20;  // bytes that are read, from the file's end
 const size_t line_limit = 1 << 17;  // a longer line of the file is passed over
-const int file_entries = 1000;      // that are read
+const int file_entries = 1000;      // that are read, and that stay when others are added
+
+int fresh = 0;              // the first entry that the file lacks
+char* file_path = nullptr;  // of that file
+bool (*is_secret)(const char* text) = nullptr;
+
+/// From now on the file holds all entries there are.
+void in_file(const char* path) {
+    if (!file_path || strcmp(file_path, path) != 0) {
+        free(file_path);
+        file_path = strdup(path);
+    }
+    fresh = history_length;
+}
+
+void forget_file() {
+    free(file_path);
+    file_path = nullptr;
+    fresh = 0;
+}
 
 void add_escaped(ox_str* out, const char* text) {
     ox_str_add_n(out, &mark, 1);
@@ -61,15 +79,10 @@ void add_line(char* line, size_t size) {
     if (*line) add_history(line);
 }
 
-/// Reads the last bytes of the caller's own regular file; `whole` tells whether they begin a line.
-char* read_tail(const char* path, size_t* size, bool* whole) {
-    Fd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+/// Reads the last bytes of a file; `whole` tells whether they begin a line.
+char* read_tail(int fd, size_t* size, bool* whole) {
     struct stat info;
-    if (fd.get() < 0 || fstat(fd.get(), &info) != 0) return nullptr;
-    if (!S_ISREG(info.st_mode) || info.st_uid != geteuid()) {
-        errno = EPERM;
-        return nullptr;
-    }
+    if (fd < 0 || fstat(fd, &info) != 0) return nullptr;
     off_t length = info.st_size;
     *whole = length <= static_cast<off_t>(file_limit);
     off_t start = *whole ? 0 : length - static_cast<off_t>(file_limit);
@@ -77,7 +90,7 @@ char* read_tail(const char* path, size_t* size, bool* whole) {
     if (!data) return nullptr;
     *size = 0;
     while (*size < file_limit) {
-        ssize_t got = pread(fd.get(), data + *size, file_limit - *size, start + static_cast<off_t>(*size));
+        ssize_t got = pread(fd, data + *size, file_limit - *size, start + static_cast<off_t>(*size));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return nullptr;
         if (got == 0) break;
@@ -98,7 +111,85 @@ char* last_lines(char* data, size_t size, int count) {
     return at;
 }
 
+/// Calls `take` with each of the last entries of a file, a terminated line of `size` bytes. False with errno.
+template <typename Take>
+bool each_line(int fd, Take take) {
+    size_t size = 0;
+    bool whole = true;
+    CharsRef data(read_tail(fd, &size, &whole));
+    if (!data) return false;
+    char* end = data + size;
+    char* line = data;
+    if (!whole) {
+        auto* newline = static_cast<char*>(memchr(line, '\n', size));
+        line = newline ? newline + 1 : end;
+    }
+    for (line = last_lines(line, end - line, file_entries); line < end;) {
+        auto* newline = static_cast<char*>(memchr(line, '\n', end - line));
+        char* stop = newline ? newline : end;
+        *stop = '\0';
+        take(line, stop - line);
+        line = stop + 1;
+    }
+    return true;
+}
+
+bool holds_secret(const char* line) {
+    if (!is_secret) return false;
+    if (line[0] != mark) return is_secret(line);
+    CharsRef entry(strdup(line + 1));
+    unescape(entry);
+    return is_secret(entry);
+}
+
+/// The lines of a file that is being made.
+struct Lines {
+    StrRef text{ox_str_init()};
+    size_t last = 0;  ///< where the last line begins
+
+    /// Adds a line, but no second one of a kind in a row, and no secret.
+    void add(const char* line, size_t size) {
+        if (size == 0 || size > line_limit || memchr(line, '\0', size) || holds_secret(line)) return;
+        size_t end = ox_str_length(text);
+        const char* before = ox_dynarray_get(text) + last;
+        if (end - last == size + 1 && memcmp(before, line, size) == 0) return;
+        last = end;
+        ox_str_add_n(text, line, size);
+        ox_str_add_n(text, "\n", 1);
+    }
+};
+
+/// Adds the entries that the file lacks to those that it holds by now.
+int merge(const char* path) {
+    int first = file_path && strcmp(file_path, path) == 0 ? fresh : 0;
+    Fd fd(ox_fs_open_locked(path));
+    Lines lines;
+    auto keep = [&lines](char* line, size_t size) { lines.add(line, size); };
+    if (fd.get() < 0 || !each_line(fd.get(), keep)) return -1;
+    HIST_ENTRY** entries = history_list();
+    for (int i = first; entries && i < history_length && entries[i]; i++) {
+        const char* text = entries[i]->line;
+        ox_str line = {};
+        if (text[0] == mark || strchr(text, '\n')) {
+            add_escaped(&line, text);
+            text = ox_dynarray_get(&line);
+        }
+        lines.add(text, strlen(text));
+        free(line.data);
+    }
+    if (first < history_length &&
+        ox_fs_replace_file(path, ox_dynarray_get(lines.text), ox_str_length(lines.text)) < 0) {
+        return -1;
+    }
+    in_file(path);
+    return 0;
+}
+
 }  // namespace
+
+void ox_history_set_secret(bool (*holds_secret)(const char* text)) {
+    is_secret = holds_secret;
+}
 
 void ox_history_add(const char* text) {
     if (text && *text) add_history(text);
@@ -111,50 +202,25 @@ const char* ox_history_get(int age) {
 
 void ox_history_clear(void) {
     clear_history();
+    forget_file();
 }
 
 int ox_history_load(const char* path) {
-    clear_history();
-    size_t size = 0;
-    bool whole = true;
-    CharsRef data(read_tail(path, &size, &whole));
-    if (!data) return errno == ENOENT ? 0 : -1;
-    char* end = data + size;
-    char* line = data;
-    if (!whole) {
-        auto* newline = static_cast<char*>(memchr(line, '\n', size));
-        line = newline ? newline + 1 : end;
-    }
-    char* first = last_lines(line, end - line, file_entries);
-    for (line = first; line < end;) {
-        auto* newline = static_cast<char*>(memchr(line, '\n', end - line));
-        char* stop = newline ? newline : end;
-        *stop = '\0';
-        add_line(line, stop - line);
-        line = stop + 1;
-    }
+    ox_history_clear();
+    Fd fd(ox_fs_open_read(path));
+    if (fd.get() < 0 && errno == ENOENT) return 0;
+    if (fd.get() < 0 || !each_line(fd.get(), add_line)) return -1;
+    in_file(path);
     return 0;
 }
 
 int ox_history_dump(const char* path, int count) {
-    bool to_file = count < 0;
-    int first = 0;
-    if (!to_file && history_length > count) first = history_length - count;
-    ox_str out = {};
+    if (count < 0) return merge(path);
+    StrRef out(ox_str_init());
     HIST_ENTRY** entries = history_list();
-    for (int i = first; entries && i < history_length && entries[i]; i++) {
-        const char* text = entries[i]->line;
-        if (to_file && (text[0] == mark || strchr(text, '\n'))) {
-            add_escaped(&out, text);
-        } else {
-            ox_str_add(&out, text);
-        }
-        ox_str_add_n(&out, "\n", 1);
+    for (int i = history_length > count ? history_length - count : 0; i < history_length; i++) {
+        ox_str_add(out, entries[i]->line);
+        ox_str_add_n(out, "\n", 1);
     }
-    auto* write = to_file ? ox_fs_replace_file : ox_fs_write_file;
-    int result = write(path, ox_dynarray_get(&out), ox_str_length(&out));
-    int error = errno;
-    free(out.data);
-    errno = error;
-    return result;
+    return ox_fs_write_file(path, ox_dynarray_get(out), ox_str_length(out));
 }
