@@ -1,8 +1,8 @@
-// Schema nodes: types, marks, attributes, and the node of a full name.
-#include <ctype.h>
 #include <string.h>
 
-#include "ox_tr.hpp"
+#include "ox_tr_names.hpp"
+#include "ox_tr_node.hpp"
+#include "ox_tr_path.hpp"
 
 namespace {
 
@@ -36,14 +36,6 @@ const TypeName type_names[] = {
     {"flag", OX_TR_FLAG},
 };
 
-bool is_number(const char* text, size_t length) {
-    if (length == 0 || length > 20) return false;
-    for (size_t i = 0; i < length; ++i) {
-        if (!isdigit(static_cast<unsigned char>(text[i]))) return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 int ox_tr_dm_type_parse(const char* type) {
@@ -63,7 +55,7 @@ int ox_tr_dm_type_is_parameter(int type) {
 }
 
 json_t* ox_tr_dm_node_attr_get(const json_t* node) {
-    return json_object_get(node, "#attr");
+    return json_object_get(node, OX_TR_ATTR);
 }
 
 int ox_tr_dm_node_type_get(const json_t* node) {
@@ -89,22 +81,10 @@ int ox_tr_dm_node_get_base(const json_t* node) {
 
 json_t* ox_tr_node_find(json_t* root, const char* name) {
     json_t* node = root;
-    while (node && name) {
-        name += strspn(name, ".");
-        size_t length = strcspn(name, ".");
-        if (length == 0) break;
-        json_t* child = json_object_getn(node, name, length);
-        if (!child && is_number(name, length)) child = json_object_get(node, "#template");
-        node = child;
-        name += length;
+    for (std::string_view component : ox_tr_components(name ? name : "")) {
+        if (!node) break;
+        json_t* child = json_object_getn(node, component.data(), component.size());
+        node = child || !ox_tr_is_instance(component) ? child : json_object_get(node, OX_TR_TEMPLATE);
     }
     return node;
-}
-
-int ox_tr_path_is_full(const char* path) {
-    return path && *path && path[strlen(path) - 1] != '.';
-}
-
-int ox_tr_path_is_partial(const char* path) {
-    return path && *path && path[strlen(path) - 1] == '.';
 }

@@ -4,13 +4,11 @@
 #include <jansson.h>
 #include <stddef.h>
 
+#include "ox_array.hpp"
+
 /// A growable array of bytes. As a text buffer `size` counts the terminating zero; it is 0 while nothing was
 /// added.
-struct ox_dynarray {
-    char* data;
-    size_t size;
-    size_t capacity;
-};
+struct ox_dynarray : ox_array<char> {};
 using ox_str = ox_dynarray;
 
 /// A new array with room for `reserve` bytes; size 0. Never null.

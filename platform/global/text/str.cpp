@@ -8,16 +8,9 @@
 
 namespace {
 
-/// Room for `extra` more bytes behind those in use; the storage doubles, so that appending stays linear.
+/// Room for `extra` more bytes behind those in use.
 void grow(ox_dynarray* array, size_t extra) {
-    size_t needed = array->size + extra;
-    if (array->data && needed <= array->capacity) return;
-    size_t capacity = array->capacity < 32 ? 32 : array->capacity;
-    while (capacity < needed) capacity *= 2;
-    auto* data = static_cast<char*>(realloc(array->data, capacity));
-    __ox_log_assert(data != nullptr, "data != NULL", "ox_str", __LINE__, __func__, "out of memory");
-    array->data = data;
-    array->capacity = capacity;
+    __ox_log_assert(array->reserve(extra), "data != NULL", "ox_str", __LINE__, __func__, "out of memory");
 }
 
 /// Where a text continues: the place of its terminating zero.

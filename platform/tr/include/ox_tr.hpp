@@ -1,70 +1,8 @@
-// Queries on schema nodes, and the conversion of the daemon's name lists into configuration trees.
-//
-// A schema node is a JSON object that holds its attributes under "#attr" and its children under their names.
+// The data model's language as a whole; the headers of its parts say what there is.
 #pragma once
 
-#include <jansson.h>
-
-enum ox_tr_type {
-    OX_TR_UNKNOWN = 0,
-    OX_TR_OBJECT = 1,
-    OX_TR_METHOD = 2,
-    OX_TR_STRING = 3,
-    OX_TR_BOOLEAN = 4,
-    OX_TR_INT = 5,
-    OX_TR_UNSIGNED_INT = 6,
-    OX_TR_LONG = 7,
-    OX_TR_UNSIGNED_LONG = 8,
-    OX_TR_DECIMAL = 9,
-    OX_TR_DATE_TIME = 10,
-    OX_TR_BASE64 = 11,
-    OX_TR_HEX_BINARY = 12,
-    OX_TR_IP_ADDRESS = 13,
-    OX_TR_IP_PREFIX = 14,
-    OX_TR_MAC_ADDRESS = 15,
-    OX_TR_URL = 16,
-    OX_TR_ALIAS = 17,
-    OX_TR_UUID = 18,
-    OX_TR_LIST = 19,
-    OX_TR_JSON = 20,
-    OX_TR_PATH_REF = 23,
-    OX_TR_FLAG = 25,
-    OX_TR_NAMED = 30,  ///< a named data type of the model
-};
-
-/// The type code of a node's "#attr" "type"; OX_TR_UNKNOWN for null, for no object and for a node without
-/// type.
-int ox_tr_dm_node_type_get(const json_t* node);
-/// The code of a type text; any text that is not in the list is OX_TR_NAMED, null OX_TR_UNKNOWN.
-int ox_tr_dm_type_parse(const char* type);
-/// 1 for the codes of parameters, else 0.
-int ox_tr_dm_type_is_parameter(int type);
-/// 1 when the schema marks the node multi-instance (an instance or template of it is not), else 0.
-int ox_tr_dm_node_is_multi(const json_t* node);
-int ox_tr_dm_node_is_ordered(const json_t* node);
-/// The attributes ("#attr"), borrowed, or null.
-json_t* ox_tr_dm_node_attr_get(const json_t* node);
-/// The default value, borrowed, or null.
-json_t* ox_tr_dm_node_default_get(const json_t* node);
-/// The number base: 2, 8, 10 or 16; 10 when none is given.
-int ox_tr_dm_node_get_base(const json_t* node);
-/// The node of a full name below `root`; an instance number without a node of its own gives the "#template"
-/// beside it. Borrowed, or null (also when `root` is null).
-json_t* ox_tr_node_find(json_t* root, const char* name);
-
-/// 1 for a full path, one that does not end in "." ("Device.Hosts"); the empty path is neither full nor
-/// partial.
-int ox_tr_path_is_full(const char* path);
-/// 1 for a partial path, one that ends in ".".
-int ox_tr_path_is_partial(const char* path);
-
-/// Turns a "ParameterList" of elements with at least "Name" into nested objects keyed by path components,
-/// relative to `base` (null or ".": from the top). Each node carries its element's other members under
-/// "#info"; the element that names the base itself fills the result's own "#info". Elements outside the base,
-/// and names of more than 1024 components, are skipped. A new reference; an empty object when the list is no
-/// array.
-json_t* ox_tr_names_to_config(const json_t* list, const char* base);
-/// Turns an array of {"Name","Value"} into nested objects whose leaves are the values, with the text `prefix`
-/// cut off the names that begin with it (null: from the top). Names of more than 1024 components are skipped.
-/// Null when the list is no array or holds no name.
-json_t* ox_tr_namevalues_to_config(const json_t* list, const char* prefix);
+#include "ox_tr_config.hpp"
+#include "ox_tr_list.hpp"
+#include "ox_tr_names.hpp"
+#include "ox_tr_node.hpp"
+#include "ox_tr_path.hpp"

@@ -1,0 +1,24 @@
+// The fixed names of the data model's language: keys of schema nodes, and members of the daemon's messages.
+#pragma once
+
+/// Keys of schema nodes that are no children. The last three are the client's own marks.
+inline constexpr const char OX_TR_ATTR[] = "#attr";          ///< the node's attributes
+inline constexpr const char OX_TR_TEMPLATE[] = "#template";  ///< stands for any instance
+inline constexpr const char OX_TR_INPUT[] = "#input";        ///< the arguments of a method
+inline constexpr const char OX_TR_INFO[] = "#info";          ///< the other members of a named element
+inline constexpr const char OX_TR_FETCHED[] = "#fetched";    ///< the children are known
+inline constexpr const char OX_TR_LOST[] = "#lost";          ///< the daemon was not reached
+
+/// Pseudo-parameters: of a multi-instance object, and of the instances of an ordered one.
+inline constexpr const char OX_TR_MAX_INSTANCE[] = "max_instance";
+inline constexpr const char OX_TR_ORDER[] = "order";
+inline constexpr const char OX_TR_INDEX[] = "index";
+
+/// Members of requests and answers.
+inline constexpr const char OX_TR_PARAMETER_LIST[] = "ParameterList";
+inline constexpr const char OX_TR_PARAMETER_NAMES[] = "ParameterNames";
+inline constexpr const char OX_TR_NAME[] = "Name";
+inline constexpr const char OX_TR_VALUE[] = "Value";
+inline constexpr const char OX_TR_ATTRIBUTES[] = "Attributes";
+inline constexpr const char OX_TR_WRITABLE[] = "Writable";
+inline constexpr const char OX_TR_INSTANCE_NUMBER[] = "InstanceNumber";
