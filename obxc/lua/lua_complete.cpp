@@ -20,7 +20,7 @@ const char* const keywords[] = {"and", "break",    "do",     "else", "elseif", "
                                 "for", "function", "if",     "in",   "local",  "nil",   "not",
                                 "or",  "repeat",   "return", "then", "true",   "until", "while"};
 
-/// Ends metamethods that run for too long.
+/// Ends what runs for too long.
 void limit_hook(lua_State*, lua_Debug*) {
     if (ox_wait_now_ms() > deadline) ox_lua_stop(context);
 }
@@ -87,6 +87,7 @@ void run_part(lua_State* L, lua_CFunction part, Job* job) {
 
 /// What the completion printed, on rows of its own.
 void write_output() {
+    ox_lua_set_flags(context, ox_lua_get_flags(context));  // what was printed is in `out`
     const char* text = ox_dynarray_get(context->out);
     size_t length = ox_str_length(context->out);
     if (length == 0) return;
@@ -130,10 +131,12 @@ void lua_complete(const char* line, int cursor, json_t* candidates) {
     lua_sethook(L, limit_hook, LUA_MASKCOUNT, HOOK_STEP);
     Job job = {word, candidates};
     run_part(L, complete_modules, &job);
+    write_output();
+    ox_lua_set_flags(context, ox_lua_get_flags(context) | OX_LUA_CLOSED);
     run_part(L, complete_fields, &job);
     ox_lua_resume(context);
     ox_lua_set_flags(context, flags);
-    write_output();
+    ox_str_clear(context->out);
     if (armed) {
         interrupt_armed = 1;
     } else {

@@ -1,7 +1,8 @@
 // Completion in Lua mode: keywords, modules, and the fields of what an expression names.
 //
-// Completing changes nothing on the device: only names and indexes are evaluated, never a call, the bindings
-// refuse to change anything meanwhile, and what metamethods run is bounded in time.
+// The expression before the last separator is evaluated, calls and all. That changes nothing: the bindings,
+// other programs, files and the end of the process are refused meanwhile, nothing is read from the terminal,
+// what it prints is dropped, and its time is bounded.
 #pragma once
 
 #include <jansson.h>
@@ -28,8 +29,6 @@ extern LuaFieldSource lua_field_source;
 char* lua_complete_expression(lua_State* L, const char* word, int state);
 /// Forgets an enumeration of another state.
 void lua_complete_forget(void);
-/// Whether a text consists of names and constant indexes alone: evaluating it calls nothing by itself.
-bool lua_is_plain_expression(const char* text, size_t length);
 /// Whether a text is a name, or names joined by dots.
 bool lua_is_dotted_name(const char* text);
 

@@ -18,63 +18,6 @@ bool is_name_part(char c) {
     return is_name_start(c) || (c >= '0' && c <= '9');
 }
 
-const char* skip_name(const char* at, const char* end) {
-    if (at == end || !is_name_start(*at)) return nullptr;
-    while (at != end && is_name_part(*at)) ++at;
-    return at;
-}
-
-/// Behind a string constant without escapes, or null.
-const char* skip_string(const char* at, const char* end) {
-    char quote = *at++;
-    while (at != end && *at != quote) {
-        if (*at == '\\' || *at == '\n') return nullptr;
-        ++at;
-    }
-    return at == end ? nullptr : at + 1;
-}
-
-const char* skip_digits(const char* at, const char* end) {
-    while (at != end && *at >= '0' && *at <= '9') ++at;
-    return at;
-}
-
-/// Behind a decimal number: digits, and a point or an exponent where they are.
-const char* skip_number(const char* at, const char* end) {
-    at = skip_digits(at + 1, end);
-    if (at != end && *at == '.') at = skip_digits(at + 1, end);
-    if (at == end || (*at != 'e' && *at != 'E')) return at;
-    if (++at != end && (*at == '-' || *at == '+')) ++at;
-    return skip_digits(at, end);
-}
-
-const char* skip_expression(const char* at, const char* end, int depth);
-
-/// Behind a constant or another plain expression between brackets, or null.
-const char* skip_index(const char* at, const char* end, int depth) {
-    if (at == end) return nullptr;
-    if (*at == '"' || *at == '\'') return skip_string(at, end);
-    if (*at == '-' || (*at >= '0' && *at <= '9')) return skip_number(at, end);
-    return skip_expression(at, end, depth + 1);
-}
-
-/// Behind the longest plain expression, or null when there is none.
-const char* skip_expression(const char* at, const char* end, int depth) {
-    at = depth < 20 ? skip_name(at, end) : nullptr;
-    while (at && at != end) {
-        if (*at == '.') {
-            at = skip_name(at + 1, end);
-        } else if (*at == '[') {
-            at = skip_index(at + 1, end, depth);
-            if (!at || at == end || *at != ']') return nullptr;
-            ++at;
-        } else {
-            break;
-        }
-    }
-    return at;
-}
-
 /// The enumeration under way: a table in the registry with the iterator, its state and the last key.
 struct Enumeration {
     bool active;
@@ -117,7 +60,7 @@ bool push_subject(lua_State* L, const char* word) {
         return true;
     }
     size_t length = fields.stem - 1;
-    if (length == 0 || !lua_is_plain_expression(word, length)) return false;
+    if (length == 0) return false;
     lua_pushliteral(L, "return ");
     lua_pushlstring(L, word, length);
     lua_concat(L, 2);
@@ -220,12 +163,12 @@ void lua_complete_forget(void) {
     fields.active = false;
 }
 
-bool lua_is_plain_expression(const char* text, size_t length) {
-    return skip_expression(text, text + length, 0) == text + length;
-}
-
 bool lua_is_dotted_name(const char* text) {
-    return !strchr(text, '[') && lua_is_plain_expression(text, strlen(text));
+    do {
+        if (!is_name_start(*text)) return false;
+        while (is_name_part(*text)) ++text;
+    } while (*text++ == '.');
+    return text[-1] == '\0';
 }
 
 char* lua_complete_expression(lua_State* L, const char* word, int state) {

@@ -66,6 +66,7 @@ void make_text(lua_State* L, int index, bool* collects) {
     bool colours = ox_colors_enabled();
     ox_colors_toggle(0);
     lua_printer_begin(L);
+    lua_printer.escapes = ox_out_is_terminal();
     index = lua_absindex(L, index);
     lua_pushcfunction(L, print_value);
     lua_pushvalue(L, index);
@@ -75,22 +76,11 @@ void make_text(lua_State* L, int index, bool* collects) {
     if (status != LUA_OK) {
         size_t length = 0;
         const char* text = lua_tolstring(L, -1, &length);
-        if (text) printer_append(text, length);
+        if (text) printer_append_foreign(text, length);
         lua_pop(L, 1);
     }
     lua_printer_end(L);
     ox_colors_toggle(colours);
-}
-
-/// Writes the printed text; what could steer a terminal is escaped there, but for the line breaks and tabs of
-/// the text's own form.
-void write_text(const char* text) {
-    while (*text) {
-        size_t length = strcspn(text, "\n\t");
-        if (length > 0) ox_out_text(text, static_cast<long>(length));
-        text += length;
-        if (*text) putchar(*text++);
-    }
 }
 
 void print_result(lua_State* L, LuaResults* results, int index) {
@@ -103,9 +93,10 @@ void print_result(lua_State* L, LuaResults* results, int index) {
     lua_pop(L, 1);
     ox_lua_collect(L, collects);
     printf("%s%s[%d]%s = ", colour("\x1b[1;32m"), "_", results->count, colour("\x1b[0;32m"));
-    write_text(lua_printer.text);
+    if (lua_printer.text) fputs(lua_printer.text, stdout);
     printf("%s\n", colour("\x1b[0m"));
     fflush(stdout);
+    if (lua_printer.full) print_error("not enough memory");
 }
 
 /// Runs the chunk on top of the stack and prints its results.

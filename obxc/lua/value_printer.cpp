@@ -7,9 +7,11 @@
 #include <string.h>
 
 #include "ox_colors.hpp"
+#include "ox_out.hpp"
+#include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 
-LuaPrinter lua_printer = {nullptr, 0, 0, 0, 0, 80, LUA_NOREF, LUA_NOREF, false};
+LuaPrinter lua_printer = {nullptr, 0, 0, 0, 0, 80, LUA_NOREF, LUA_NOREF, false, false, false};
 
 namespace {
 
@@ -207,14 +209,16 @@ void print_table(lua_State* L, int table) {
     printer_write("}");
 }
 
-/// Prints by the value's own "__tostring"; false when it has none.
+/// Prints by the value's own "__tostring"; false when it has none. What a Lua function gives stands as it is,
+/// with its colours; a binding's text, and an error, may quote the daemon.
 bool print_by_metafield(lua_State* L, int index) {
     if (luaL_getmetafield(L, index, "__tostring") == LUA_TNIL) return false;
+    bool foreign = lua_iscfunction(L, -1) != 0;
     lua_pushvalue(L, index);
-    lua_pcallk(L, 1, 1, 0, 0, nullptr);
+    if (lua_pcallk(L, 1, 1, 0, 0, nullptr) != LUA_OK) foreign = true;
     size_t length = 0;
     const char* text = lua_tolstring(L, -1, &length);
-    if (text) printer_append(text, length);
+    if (text) (foreign ? printer_append_foreign : printer_append)(text, length);
     lua_pop(L, 1);
     return true;
 }
@@ -241,14 +245,20 @@ size_t visible_width(const char* text, size_t length) {
     return width;
 }
 
-void printer_reserve(size_t count) {
-    if (lua_printer.length + count < lua_printer.capacity) return;
-    lua_printer.capacity = lua_printer.length + count + 1;
-    lua_printer.text = static_cast<char*>(realloc(lua_printer.text, lua_printer.capacity));
+bool printer_reserve(size_t count) {
+    if (lua_printer.full) return false;
+    if (lua_printer.length + count < lua_printer.capacity) return true;
+    size_t capacity = lua_printer.length + count + 1;
+    auto* text = static_cast<char*>(realloc(lua_printer.text, capacity));
+    lua_printer.full = !text;
+    if (!text) return false;
+    lua_printer.capacity = capacity;
+    lua_printer.text = text;
+    return true;
 }
 
 void printer_write_n(const char* text, size_t length) {
-    printer_reserve(length);
+    if (!printer_reserve(length)) return;
     memcpy(lua_printer.text + lua_printer.length, text, length);
     lua_printer.length += length;
     lua_printer.text[lua_printer.length] = 0;
@@ -260,7 +270,7 @@ void printer_write(const char* text) {
 }
 
 void printer_newline(void) {
-    printer_reserve(lua_printer.indent + 1);
+    if (!printer_reserve(lua_printer.indent + 1)) return;
     char* end = lua_printer.text + lua_printer.length;
     *end = '\n';
     memset(end + 1, ' ', lua_printer.indent);
@@ -277,13 +287,23 @@ void printer_append(const char* text, size_t length) {
     printer_write_n(text, length);
 }
 
+void printer_append_foreign(const char* text, size_t length) {
+    if (!lua_printer.escapes) {
+        printer_append(text, length);
+        return;
+    }
+    StrRef shown(ox_out_escape_lines(text, length));
+    printer_append(ox_dynarray_get(shown), ox_str_length(shown));
+}
+
 void lua_printer_begin(lua_State* L) {
     lua_printer.length = 0;
     lua_printer.column = 0;
     lua_printer.indent = 0;
     lua_printer.line_width = 80;
-    printer_reserve(0);
-    lua_printer.text[0] = 0;
+    lua_printer.escapes = false;
+    lua_printer.full = false;
+    if (printer_reserve(0)) lua_printer.text[0] = 0;
     lua_newtable(L);
     lua_printer.seen_ref = luaL_ref(L, LUA_REGISTRYINDEX);
     lua_newtable(L);
@@ -293,8 +313,7 @@ void lua_printer_begin(lua_State* L) {
 
 void lua_printer_end(lua_State* L) {
     // An error may have ended the print behind a new line, which writes no zero.
-    printer_reserve(0);
-    lua_printer.text[lua_printer.length] = 0;
+    if (lua_printer.text) lua_printer.text[lua_printer.length] = 0;
     luaL_unref(L, LUA_REGISTRYINDEX, lua_printer.seen_ref);
     luaL_unref(L, LUA_REGISTRYINDEX, lua_printer.places_ref);
     lua_printer.seen_ref = LUA_NOREF;

@@ -16,10 +16,12 @@ struct LuaPrinter {
     int seen_ref;       ///< registry reference of the list of tables being printed, outermost first
     int places_ref;     ///< registry reference of a table: the last place of each table in that list
     bool any_equality;  ///< a table in the list has "__eq"
+    bool escapes;       ///< what a text of others holds to steer a terminal is written as \\xNN
+    bool full;          ///< memory ran out: the rest is left out
 };
 extern LuaPrinter lua_printer;
 
-/// Sets the printer up for one value: width 80, nothing written, an empty list of ancestors.
+/// Sets the printer up for one value: width 80, nothing written, an empty list of ancestors, no escapes.
 void lua_printer_begin(lua_State* L);
 /// Releases the list of ancestors.
 void lua_printer_end(lua_State* L);
@@ -29,13 +31,16 @@ void lua_value_to_text(lua_State* L, int index);
 
 /// Characters of the first `length` bytes that take a column: all but escape sequences (ESC to "m").
 size_t visible_width(const char* text, size_t length);
-void printer_reserve(size_t count);
+/// False when there is no room for that many bytes more.
+bool printer_reserve(size_t count);
 void printer_newline(void);
 /// Write without wrapping.
 void printer_write_n(const char* text, size_t length);
 void printer_write(const char* text);
 /// Appends an atom, on a fresh line when it fits there and not here.
 void printer_append(const char* text, size_t length);
+/// Appends an atom that may hold anything; newlines and tabs stay in any case.
+void printer_append_foreign(const char* text, size_t length);
 
 // value_strings.cpp
 /// Appends the text of the string at `index`.

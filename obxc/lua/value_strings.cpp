@@ -94,7 +94,7 @@ void write_long_bracket(const char* text, size_t length) {
     printer_write("[");
     for (size_t i = 0; i < level; ++i) printer_write("=");
     printer_write("[\n");
-    printer_append(text, length);
+    printer_append_foreign(text, length);
     printer_write("]");
     for (size_t i = 0; i < level; ++i) printer_write("=");
     printer_write("]");

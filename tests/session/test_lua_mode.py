@@ -198,6 +198,12 @@ def test_values_from_elsewhere_cannot_steer_the_terminal(lua):
     assert "\\x1b[31m" in lua.terminal.text()
 
 
+def test_a_script_has_its_own_colours(lua):
+    lua.run("c = setmetatable({}, {__tostring = function() return '\\27[35mred\\27[0m' end})")
+    assert lua.run("c, {c}") == "_[1] = red\n_[2] = {\n  red,\n}"
+    assert lua.terminal.raw.count(b"\x1b[35mred\x1b[0m") == 2
+
+
 def test_errors_cannot_steer_the_terminal(lua):
     text = lua.run("error('\\27]0;title\\7\\27[31mred\\u{9b}2Jx\\tgr\\u{fc}n\\nnext', 0)")
     assert text.startswith("\\x1b]0;title\\x07\\x1b[31mred\\xc2\\x9b2Jx"), text
@@ -378,18 +384,41 @@ def test_ctrl_c_leaves_a_module_that_hangs_while_it_is_loaded(shared_obxd, termi
     session.wait_for(r"^_\[1\] = 42")
 
 
+def test_completion_evaluates_what_stands_before(lua):
+    lua.run("i = 1 t = {{}, {beta = 2}}")
+    assert lua.complete("t[i+1].b") == "t[i+1].beta"
+    assert lua.complete("t[#t].b") == "t[#t].beta"
+    assert lua.complete('require"string".for') == 'require"string".format'
+
+
+def test_completion_leaves_the_terminal_alone(lua):
+    lua.run("function say() print('said') io.stderr:write('told') return {one = 1} end")
+    row = lua.terminal.shown()
+    assert lua.complete("say''.o") == "say''.one"
+    assert lua.complete("io.read'l'.o") == "io.read'l'.o"
+    assert lua.complete("os.execute'echo ran'.o") == "os.execute'echo ran'.o"
+    assert lua.terminal.shown() == row
+    lua.terminal.send("\x15")
+    assert lua.run("1") == "_[1] = 1"
+
+
 def test_output_of_a_completion_stands_between_whole_lines(lua, directory):
     with open(os.path.join(directory, "obxloud.lua"), "w", encoding="utf-8") as file:
         file.write("print('loading') io.write('half') return {}")
     lua.run("package.path = '%s/?.lua'" % directory)
+    rows = ["loading", "half", "Loaded module 'obxloud'."]
+    lua.terminal.send("\x15\x0c")
+    lua.terminal.settle(0.1)
+    lua.terminal.send("-- obxloud\t")
+    lua.terminal.wait_for(rows[-1])
+    lua.terminal.settle(0.2)
+    assert re.fullmatch(LUA_PROMPT + r" -- obxloud\.?", lua.terminal.line()), lua.terminal.screen()
+    shown = [row.strip() for row in lua.terminal.screen()]
+    first = next(i for i, row in enumerate(shown) if row.endswith("-- obxloud"))
+    assert shown[first + 1:first + 1 + len(rows)] == rows
+
+
+def test_output_of_what_a_completion_evaluates_is_dropped(lua):
     lua.run("loud = setmetatable({}, {__pairs = function(t) io.write('walks') return next, {one = 1} end})")
-    for text, rows in (("obxloud", ["loading", "half", "Loaded module 'obxloud'."]), ("loud.o", ["walks"])):
-        lua.terminal.send("\x15\x0c")
-        lua.terminal.settle(0.1)
-        lua.terminal.send("-- " + text + "\t")
-        lua.terminal.wait_for(rows[-1])
-        lua.terminal.settle(0.2)
-        assert re.fullmatch(LUA_PROMPT + " -- " + text + r"(ne)?\.?", lua.terminal.line()), lua.terminal.screen()
-        shown = [row.strip() for row in lua.terminal.screen()]
-        first = next(i for i, row in enumerate(shown) if row.endswith("-- " + text))
-        assert shown[first + 1:first + 1 + len(rows)] == rows
+    assert lua.complete("loud.o") == "loud.one"
+    assert "walks" not in lua.terminal.text().split("loud = ")[1].split("\n", 2)[2]

@@ -1,5 +1,5 @@
-// Takes the Lua modules from the source tree, or from the directory that the environment names, instead of the
-// directory where they are installed.
+// Takes the Lua modules from the source tree, or from the directory that the environment names, instead of
+// the directory where they are installed.
 #include <stdlib.h>
 
 static const char* tree_module_dir() {

@@ -2,8 +2,12 @@
 #include "lua/lua_complete.hpp"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <fstream>
 #include <set>
 #include <string>
 
@@ -83,6 +87,7 @@ TEST_F(LuaCompleteTest, Words) {
         {"t.alpha.x", {}},
         {".x", {}},
         {"f().x", {}},
+        {"'x'.y", {}},
     };
     for (const auto& c : cases) EXPECT_EQ(complete(c.line), c.expected) << c.line;
 }
@@ -108,18 +113,36 @@ TEST_F(LuaCompleteTest, KeywordsInOrder) {
         0U);
 }
 
-TEST_F(LuaCompleteTest, PlainExpressions) {
-    for (const char* text : {"a", "a.b", "a_1.b2", "a[1]", "a[-1]", "a['x']", "a[\"x\"].y", "a[b.c[1]].d",
-                             "a[1.5]", "a[-1.5e-3].b", "a[1e9]"}) {
-        EXPECT_TRUE(lua_is_plain_expression(text, strlen(text))) << text;
-    }
+TEST_F(LuaCompleteTest, DottedNames) {
+    for (const char* text : {"a", "_", "a.b", "a_1.b2.C"}) EXPECT_TRUE(lua_is_dotted_name(text)) << text;
     for (const char* text :
-         {"",     "a'x'", "a\"x\"", "a[[x]]", "a()", "a{}", "a[b()]", "a:b",     "1",        "a.",
-          "a..b", "a[",   "a[1",    "a['x",   "a b", "a+b", "'x'",    "a[b'x']", "a['\\x']", "a[[x]].y"}) {
-        EXPECT_FALSE(lua_is_plain_expression(text, strlen(text))) << text;
+         {"", ".", "1", "a.", ".a", "a..b", "a.1", "a[1]", "a:b", "a b", "a'x'", "a-b", "\xc3\xa9"}) {
+        EXPECT_FALSE(lua_is_dotted_name(text)) << text;
     }
-    EXPECT_TRUE(lua_is_dotted_name("a.b.c"));
-    EXPECT_FALSE(lua_is_dotted_name("a[1]"));
+}
+
+TEST_F(LuaCompleteTest, Expressions) {
+    run("i = 1 t = {{alpha = 1}, {beta = 2}} h = {f = function() return t[2] end} u = 'x'"
+        " deep = setmetatable({}, {__call = function() return t[1] end})");
+    const struct {
+        const char* line;
+        Texts expected;
+    } cases[] = {
+        {"t[i+1].be", {"t[i+1].beta"}},
+        {"t[#t].be", {"t[#t].beta"}},
+        {"print(t[#t].be", {"t[#t].beta"}},
+        {"t[-i+2].al", {"t[-i+2].alpha"}},
+        {"t[i]['al", {"t[i]['alpha']"}},
+        {"require\"string\".for", {"require\"string\".format"}},
+        {"require'string'.for", {"require'string'.format"}},
+        {"h.f''.be", {"h.f''.beta"}},
+        {"h:f[[]].be", {"h:f[[]].beta"}},
+        {"deep'x'.al", {"deep'x'.alpha"}},
+        {"#u.x", {}},
+        {"t[i+7].al", {}},
+        {"t[i+].al", {}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(complete(c.line), c.expected) << c.line;
 }
 
 TEST_F(LuaCompleteTest, Modules) {
@@ -142,13 +165,44 @@ TEST_F(LuaCompleteTest, Modules) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST_F(LuaCompleteTest, CompletingCallsNothing) {
-    run("calls = 0 function f() calls = calls + 1 return {x = 1} end h = {f = f}");
-    for (const char* line :
-         {"f().", "f'x'.", "f\"x\".", "f[[x]].", "f{}.", "h.f'x'.y", "h[f'x'].", "f[[x]].y.z"}) {
+TEST_F(LuaCompleteTest, CompletingReachesNothingOutside) {
+    char directory[] = "/tmp/obx_complete_XXXXXX";
+    ASSERT_NE(mkdtemp(directory), nullptr);
+    std::string file = std::string(directory) + "/file";
+    std::ofstream(file) << "text\n";
+    run("function w(path) return io.open(path, 'w') end function r() return io.read() end"
+        " function l() return {io.lines()()} end input = io.input()"
+        " function e() io.stderr:write('to stderr') io.write('to stdout') print('printed') return {field = "
+        "1} end");
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (const std::string& line :
+         {std::string("os.exit\"3\"."), std::string("os.execute\"exit\"."), "os.remove'" + file + "'.",
+          "w'" + file + "'.", "io.output'" + file + "'.", std::string("io.popen'cat'."), std::string("r''."),
+          std::string("l''."), std::string("input:read'l'."), std::string("ox.sleep'100'."),
+          std::string("ox.wait'100'.")}) {
         complete(line);
     }
-    run("assert(calls == 0)");
+    EXPECT_EQ(complete("e''.fi"), Texts{"e''.field"});
+    EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+    std::string text;
+    std::getline(std::ifstream(file), text);
+    EXPECT_EQ(text, "text");
+    // Afterwards all is as before.
+    run(("io.stderr:write('told') assert(io.open('" + file + "')):close() assert(os.remove('" + file + "'))")
+            .c_str());
+    rmdir(directory);
+}
+
+TEST_F(LuaCompleteTest, TimeIsBounded) {
+    run("function f() while true do end end function g() while true do pcall(f) end end"
+        " c = coroutine.wrap(f) function s() return c() end");
+    for (const char* line : {"f''.x", "g''.x", "s''.x", "f''[", "f'':"}) {
+        auto start = std::chrono::steady_clock::now();
+        complete(line);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << line;
+    }
+    EXPECT_EQ(complete("strin"), Texts{"string"});
 }
 
 TEST_F(LuaCompleteTest, HostileValues) {

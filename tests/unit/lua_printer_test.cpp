@@ -111,6 +111,33 @@ TEST_F(LuaPrinterTest, QuotedStrings) {
     for (const Case& c : cases) EXPECT_EQ(text_of(c.code, c.width), c.expected) << c.code;
 }
 
+TEST_F(LuaPrinterTest, ForeignTextsAreEscapedOnRequest) {
+    const struct {
+        const char* code;
+        const char* plain;
+        const char* escaped;
+    } cases[] = {
+        // A script's own colours work, what bindings and errors quote does not steer.
+        {"return setmetatable({}, {__tostring = function() return '\\27[31mred\\27[0m' end})",
+         "\x1b[31mred\x1b[0m", "\x1b[31mred\x1b[0m"},
+        {"return setmetatable({}, {__tostring = function() error('\\27[31m', 0) end})", "\x1b[31m",
+         "\\x1b[31m"},
+        {"return ('a'):rep(40)..'\\n\\t\\27['", "[[\naaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\n\t\x1b[]]",
+         "[[\naaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\n\t\\x1b[]]"},
+        {"debug.setmetatable('', {__tostring = string.upper}) return '\\27[31mx'", "\x1b[31MX", "\\x1b[31MX"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(text_of(c.code), c.plain) << c.code;
+        ASSERT_EQ(luaL_dostring(L, c.code), LUA_OK);
+        lua_printer_begin(L);
+        lua_printer.escapes = true;
+        lua_value_to_text(L, -1);
+        lua_printer_end(L);
+        EXPECT_STREQ(lua_printer.text, c.escaped) << c.code;
+        lua_settop(L, 0);
+    }
+}
+
 TEST_F(LuaPrinterTest, EscapedBytesWrapButPrintableOnesDoNot) {
     // The quote and 79 letters fill the 80 columns; the escape does not fit there and fits on a fresh line.
     EXPECT_EQ(text_of("return ('a'):rep(79)..'\\1b'"), "\"" + std::string(79, 'a') + "\n\\001b\"");

@@ -36,6 +36,19 @@ TEST_F(OxLuaTest, OutputIsCaptured) {
     EXPECT_EQ(out(), "");
 }
 
+TEST_F(OxLuaTest, PrintUsesTheTostringOfTheMoment) {
+    EXPECT_EQ(run("local old = tostring function tostring(v) return '<' .. old(v) .. '>' end print(1, nil) "
+                  "print() tostring = old print(2)"),
+              0);
+    EXPECT_EQ(out(), "<1>\t<nil>\n\n2\n");
+    EXPECT_EQ(run("tostring = function() return 7 end print('x')"), 0);
+    EXPECT_EQ(out(), "7\n");
+    EXPECT_EQ(run("tostring = function() return {} end print(1)"), LUA_ERRRUN);
+    EXPECT_EQ(err(), "lua:1: 'tostring' must return a string to 'print'");
+    EXPECT_EQ(run("tostring = nil print(1)"), LUA_ERRRUN);
+    EXPECT_NE(err().find("attempt to call a nil value"), std::string::npos) << err();
+}
+
 TEST_F(OxLuaTest, DirectOutput) {
     ox_lua_set_flags(ctx, OX_LUA_DIRECT_OUTPUT);
     testing::internal::CaptureStdout();

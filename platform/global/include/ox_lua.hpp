@@ -23,6 +23,8 @@ enum ox_lua_flags {
                            ///< it has grown large, before the process exits, when the run fails, and when
                            ///< the context is freed
     OX_LUA_READ_ONLY = 4,  ///< bindings that could change the device raise an error
+    OX_LUA_CLOSED = 16,    ///< so does what opens or removes files, reads, runs programs, sleeps or exits;
+                           ///< what goes to standard error ends up in `out`, too
     OX_LUA_KEEP_EVENTS = 8,  ///< events are left for the process's other readers too
 };
 

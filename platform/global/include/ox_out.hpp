@@ -4,6 +4,8 @@
 #include <stddef.h>
 #include <stdio.h>
 
+#include "ox_str.hpp"
+
 /// Whether standard output is a terminal (asked once, again after ox_out_refresh).
 bool ox_out_is_terminal(void);
 void ox_out_refresh(void);
@@ -20,3 +22,5 @@ void ox_out_lines(const char* text);
 size_t ox_out_size(const char* text, long length = -1);
 /// A new heap text as ox_out_text would write it.
 char* ox_out_escape(const char* text, long length = -1);
+/// A new text as ox_out_text would write it to a terminal, but newlines and tabs as they are.
+ox_str* ox_out_escape_lines(const char* text, size_t length);

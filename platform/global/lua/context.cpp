@@ -109,6 +109,10 @@ void require_writable(lua_State* L) {
     if (context_of(L)->flags & OX_LUA_READ_ONLY) luaL_error(L, "nothing is changed while completing");
 }
 
+void require_open(lua_State* L) {
+    if (context_of(L)->flags & OX_LUA_CLOSED) luaL_error(L, "not while completing");
+}
+
 ox_lua_ctx* ox_lua_init(int flags) {
     auto* context = static_cast<LuaContext*>(calloc(1, sizeof(LuaContext)));
     if (!context) return nullptr;

@@ -27,6 +27,8 @@ int stop_error(lua_State* L);
 void guarded(lua_State* L, void (*run)(void*), void* argument);
 /// Raises an error while the context is read-only.
 void require_writable(lua_State* L);
+/// Raises an error while the context is closed.
+void require_open(lua_State* L);
 /// A stop that was asked for reaches the coroutine that is about to run, and the one that goes on afterwards.
 void stop_follow(lua_State* from, lua_State* to);
 

@@ -123,6 +123,7 @@ void run_sleep(void* argument) {
 
 /// ox.sleep(seconds)
 int sleep_seconds(lua_State* L) {
+    require_open(L);
     require_writable(L);
     lua_Number seconds = luaL_checknumber(L, 1);
     luaL_argcheck(L, seconds >= 0 && seconds < 1e9, 1, "seconds expected");

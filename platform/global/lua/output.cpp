@@ -37,17 +37,30 @@ FILE* sink_of(const LuaContext* context) {
     return direct ? stdout : context->capture;
 }
 
+/// Pushes the text of the value at `index` by the function `tostring` at `by`; the upvalue is Lua's own one.
+const char* push_text(lua_State* L, int index, int by, size_t* length) {
+    if (lua_rawequal(L, by, lua_upvalueindex(1))) return luaL_tolstring(L, index, length);
+    lua_pushvalue(L, by);
+    lua_pushvalue(L, index);
+    lua_call(L, 1, 1);
+    const char* text = lua_tolstring(L, -1, length);
+    if (!text) luaL_error(L, "'tostring' must return a string to 'print'");
+    return text;
+}
+
+/// print, by the global tostring of the moment.
 int print(lua_State* L) {
-    FILE* sink = sink_of(context_of(L));
     int count = lua_gettop(L);
+    lua_getglobal(L, "tostring");
     for (int i = 1; i <= count; ++i) {
         size_t length = 0;
-        const char* text = luaL_tolstring(L, i, &length);
+        const char* text = push_text(L, i, count + 1, &length);
+        FILE* sink = sink_of(context_of(L));
         if (i > 1) fputc('\t', sink);
         fwrite(text, 1, length, sink);
         lua_pop(L, 1);
     }
-    fputc('\n', sink);
+    fputc('\n', sink_of(context_of(L)));
     return 0;
 }
 
@@ -62,6 +75,12 @@ int call_original(lua_State* L) {
     return lua_tocfunction(L, lua_upvalueindex(1))(L);
 }
 
+/// What reaches out of the process, or changes it.
+int call_open(lua_State* L) {
+    require_open(L);
+    return call_original(L);
+}
+
 /// io.flush and file:flush: the original, and a streaming context's text goes out.
 int flush(lua_State* L) {
     int results = call_original(L);
@@ -71,6 +90,7 @@ int flush(lua_State* L) {
 }
 
 int exit_process(lua_State* L) {
+    require_open(L);
     output_drain(context_of(L));
     return call_original(L);
 }
@@ -85,6 +105,7 @@ bool may_wait(lua_State* L, int index) {
 
 /// io.read: shows what was printed first, unless a file is read.
 int read_input(lua_State* L) {
+    require_open(L);
     lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
     bool waits = may_wait(L, lua_gettop(L));
     lua_pop(L, 1);
@@ -94,18 +115,21 @@ int read_input(lua_State* L) {
 
 /// file:read
 int read_file(lua_State* L) {
+    require_open(L);
     if (may_wait(L, 1)) show(context_of(L));
     return call_original(L);
 }
 
 /// os.execute and io.popen
 int run_program(lua_State* L) {
+    require_open(L);
     show(context_of(L));
     return call_original(L);
 }
 
 /// One step of io.lines and file:lines: the upvalue is their own iterator.
 int next_line(lua_State* L) {
+    require_open(L);
     show(context_of(L));
     lua_settop(L, 0);
     lua_pushvalue(L, lua_upvalueindex(1));
@@ -115,6 +139,7 @@ int next_line(lua_State* L) {
 
 /// io.lines and file:lines, whose iterator shows what was printed, unless a file is read.
 int lines(lua_State* L) {
+    require_open(L);
     bool standard = lua_isnoneornil(L, 1);
     if (standard) lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
     bool waits = may_wait(L, standard ? lua_gettop(L) : 1);
@@ -130,6 +155,24 @@ void wrap_field(lua_State* L, const char* name, lua_CFunction function) {
     lua_getfield(L, -1, name);
     lua_pushcclosure(L, function, 1);
     lua_setfield(L, -2, name);
+}
+
+/// The handle io.`name` itself, not what the code may have put into the table `io` meanwhile.
+luaL_Stream* standard_handle(lua_State* L, const char* name) {
+    lua_pushfstring(L, "ox.%s", name);
+    lua_pushvalue(L, -1);
+    if (lua_rawget(L, LUA_REGISTRYINDEX) == LUA_TNIL) {
+        lua_getglobal(L, "io");
+        lua_getfield(L, -1, name);
+        lua_pushvalue(L, -4);
+        lua_pushvalue(L, -2);
+        lua_rawset(L, LUA_REGISTRYINDEX);
+        lua_remove(L, -2);
+        lua_remove(L, -2);
+    }
+    auto* stream = static_cast<luaL_Stream*>(lua_touserdata(L, -1));
+    lua_pop(L, 2);
+    return stream;
 }
 
 /// Lines go to a terminal one by one.
@@ -152,16 +195,24 @@ void output_open(LuaContext* context) {
     cookie_io_functions_t functions = {};
     functions.write = capture_write;
     context->capture = fopencookie(context, "w", functions);
-    lua_pushcfunction(L, print);
+    lua_getglobal(L, "tostring");
+    lua_pushcclosure(L, print, 1);
     lua_setglobal(L, "print");
     lua_getglobal(L, "os");
     wrap_field(L, "exit", exit_process);
     wrap_field(L, "execute", run_program);
+    wrap_field(L, "remove", call_open);
+    wrap_field(L, "rename", call_open);
+    wrap_field(L, "setlocale", call_open);
+    wrap_field(L, "tmpname", call_open);
     lua_getglobal(L, "io");
     wrap_field(L, "flush", flush);
     wrap_field(L, "read", read_input);
     wrap_field(L, "lines", lines);
     wrap_field(L, "popen", run_program);
+    wrap_field(L, "open", call_open);
+    wrap_field(L, "output", call_open);
+    wrap_field(L, "tmpfile", call_open);
     luaL_getmetatable(L, LUA_FILEHANDLE);
     wrap_field(L, "flush", flush);
     wrap_field(L, "read", read_file);
@@ -172,19 +223,10 @@ void output_open(LuaContext* context) {
 void output_apply(LuaContext* context) {
     lua_State* L = context->L;
     output_sync(context);
-    // The handle itself, not what the code may have put into the table `io` meanwhile.
-    lua_getfield(L, LUA_REGISTRYINDEX, "ox.stdout");
-    if (lua_isnil(L, -1)) {
-        lua_pop(L, 1);
-        lua_getglobal(L, "io");
-        lua_getfield(L, -1, "stdout");
-        lua_remove(L, -2);
-        lua_pushvalue(L, -1);
-        lua_setfield(L, LUA_REGISTRYINDEX, "ox.stdout");
-    }
-    auto* stream = static_cast<luaL_Stream*>(lua_touserdata(L, -1));
-    if (stream) stream->f = sink_of(context);
-    lua_pop(L, 1);
+    luaL_Stream* out = standard_handle(L, "stdout");
+    if (out) out->f = sink_of(context);
+    luaL_Stream* err = standard_handle(L, "stderr");
+    if (err) err->f = (context->flags & OX_LUA_CLOSED) ? sink_of(context) : stderr;
     set_buffering(context);
 }
 

@@ -130,3 +130,17 @@ char* ox_out_escape(const char* text, long length) {
     ox_str_free(result);
     return copy;
 }
+
+ox_str* ox_out_escape_lines(const char* text, size_t length) {
+    ox_str* result = ox_str_init();
+    auto put = [result](const char* piece, size_t bytes) { ox_str_add_n(result, piece, bytes); };
+    const char* end = text + length;
+    while (text < end) {
+        const char* stop = text;
+        while (stop < end && *stop != '\n' && *stop != '\t') ++stop;
+        escape(text, static_cast<size_t>(stop - text), put);
+        if (stop < end) put(stop++, 1);
+        text = stop;
+    }
+    return result;
+}
