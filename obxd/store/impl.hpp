@@ -2,12 +2,16 @@
 #pragma once
 
 #include <map>
-#include <unordered_map>
+#include <set>
 
 #include "schema.hpp"
 #include "store.hpp"
 
 namespace obxd {
+
+/// The instances of a table by the hash of what a lookup compares, those with equal hashes by their numbers.
+/// Instances that nobody has given a key yet are not in it.
+using Lookup = std::set<std::pair<uint64_t, uint32_t>>;
 
 /// A place that holds values: a single object, a multi-instance object (whose instances are nodes again), or
 /// an instance.
@@ -20,6 +24,7 @@ struct Node {
     std::vector<json_t*> values;                   ///< by parameter slot, owned
     std::vector<std::unique_ptr<Node>> objects;    ///< by object slot
     std::vector<std::unique_ptr<Node>> instances;  ///< of a multi-instance object, by ascending number
+    std::vector<Lookup> lookups;                   ///< of a multi-instance object, as its schema has them
 
     Node(Schema* node_schema, Node* node_parent) : schema(node_schema), parent(node_parent) {}
     ~Node() {
@@ -80,7 +85,7 @@ inline bool is_table(const Node* node) {
 }
 void node_path(const Node* node, std::string& out);
 std::string node_path(const Node* node);
-/// Takes over `value`.
+/// Takes over `value`. Every change of a value goes through here, so that lookups stay right.
 void slot_set(Node* node, const Schema* parameter, json_t* value);
 /// Puts the status that belongs to an "Enable" right. True when it was another one.
 bool status_follow(Node* node, const Schema* enable);
@@ -122,10 +127,15 @@ void hooks_run(const Schema* parameter, const std::string& path, json_t* value);
 void orders_tell(Impl& impl, Node* table, uint32_t from, uint32_t to);
 
 // Unique keys (keys.cpp)
-/// Instances that share their key, each with another one that has it: the first of them, or for that the
-/// second.
-using Rivals = std::unordered_map<const Node*, Node*>;
-Rivals key_rivals(Node* table, const std::vector<Schema*>& key);
+/// Takes an instance out of its table's lookups and puts it in again, around a change of `parameter` (null:
+/// of all).
+void lookups_leave(Node* instance, const Schema* parameter);
+void lookups_enter(Node* instance, const Schema* parameter);
+/// The first other instance (by number) with the same values of a key, or null: also while all of them are at
+/// their defaults.
+Node* key_rival(Node* instance, size_t key);
+/// Whether an instance of the table has that alias.
+bool alias_taken(const Node* table, const json_t* alias);
 std::string key_names(const std::vector<Schema*>& key);
 bool keys_fit(Impl& impl, Node* node, std::string& error);
 

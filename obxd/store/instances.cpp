@@ -20,20 +20,14 @@ void counter_tell(Impl& impl, Node* table) {
     impl.listener({Change::VALUE, node_path(table->parent) + counter->name, 0, value});
 }
 
-bool alias_taken(const Node* table, const Schema* alias, const std::string& text) {
-    return std::any_of(table->instances.begin(), table->instances.end(), [&](auto& instance) {
-        const char* present = json_string_value(instance->values[alias->slot]);
-        return present && text == present;
-    });
-}
-
 void alias_make(Node* instance) {
     const Schema* alias = instance->schema->alias;
     if (!alias) return;
     std::string base = "cpe-" + std::to_string(instance->number);
-    std::string text = base;
-    for (int i = 2; alias_taken(instance->parent, alias, text); i++) text = base + "-" + std::to_string(i);
-    slot_set(instance, alias, json_string(text.c_str()));
+    JsonRef text(json_string(base.c_str()));
+    for (int i = 2; alias_taken(instance->parent, text); i++)
+        text.reset(json_string((base + "-" + std::to_string(i)).c_str()));
+    slot_set(instance, alias, text.release());
 }
 
 /// A reference of one parameter of `node` to what is being deleted.

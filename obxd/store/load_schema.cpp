@@ -333,6 +333,7 @@ bool keys_load(Loader& loader, Schema* schema, const json_t* keys) {
         }
         schema->keys.push_back(std::move(members));
     }
+    if (schema->multi) schema_lookups(schema);
     return true;
 }
 

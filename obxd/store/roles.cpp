@@ -1,5 +1,7 @@
 // Parameters that mean something by their names.
 
+#include <algorithm>
+
 #include "schema.hpp"
 
 namespace obxd {
@@ -32,6 +34,15 @@ void status_tie(const Schema* schema) {
     }
 }
 
+/// The number of the lookup by that one parameter; a new one where there is none.
+uint32_t lookup_of(Schema* schema, Schema* parameter) {
+    std::vector<Schema*> wanted{parameter};
+    auto found = std::find(schema->lookups.begin(), schema->lookups.end(), wanted);
+    uint32_t number = static_cast<uint32_t>(found - schema->lookups.begin());
+    if (found == schema->lookups.end()) schema->lookups.push_back(wanted);
+    return number;
+}
+
 }  // namespace
 
 void schema_roles(Schema* schema) {
@@ -43,6 +54,16 @@ void schema_roles(Schema* schema) {
     if (!order || order->kind != Schema::PARAMETER) return;
     order->mirrors_order = true;
     schema->order_mirror = order;
+}
+
+void schema_lookups(Schema* schema) {
+    schema->lookups = schema->keys;
+    if (schema->alias) schema->alias_lookup = lookup_of(schema, schema->alias);
+    for (uint32_t i = 0; i < schema->lookups.size(); i++) {
+        for (Schema* member : schema->lookups[i])
+            if (member->looked_up_by.empty() || member->looked_up_by.back() != i)
+                member->looked_up_by.push_back(i);
+    }
 }
 
 }  // namespace obxd

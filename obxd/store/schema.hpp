@@ -84,7 +84,11 @@ struct Schema {
     std::vector<Schema*> parameters, objects;       ///< the children by slot
     std::unordered_map<std::string_view, Schema*> by_name;
     std::vector<std::vector<Schema*>> keys;
-    Schema* alias = nullptr;         ///< the child that gets a generated alias
+    /// What instances are found by: the keys, and the alias where it is none of them.
+    std::vector<std::vector<Schema*>> lookups;
+    std::vector<uint32_t> looked_up_by;  ///< of a parameter: the lookups of its object that it is part of
+    Schema* alias = nullptr;             ///< the child that gets a generated alias
+    uint32_t alias_lookup = 0;
     Schema* order_mirror = nullptr;  ///< the child that shows the instance's place
     Schema* counter = nullptr;       ///< the parameter beside this object that counts its instances
     std::unique_ptr<Schema> input;   ///< of a method with arguments
@@ -116,6 +120,9 @@ bool path_split(std::string_view path, std::vector<std::string_view>& parts);
 /// Ties the parameters of a loaded object to what they show by their names: an alias that is given when an
 /// instance is added, an "Order" to the place, a "Status" to the "Enable" beside it.
 void schema_roles(Schema* schema);
+
+/// Derives the lookups of a loaded multi-instance object from its keys and its alias.
+void schema_lookups(Schema* schema);
 
 /// Reads the "types" and "schema" members of a model file into `root` (whose children are the top's).
 /// False with `error` naming the path that is wrong.

@@ -103,7 +103,9 @@ struct Applier {
         bool grows = !only_config || node->schema->writable;
         if (grows) {
             std::erase_if(node->instances, [values](const std::unique_ptr<Node>& instance) {
-                return !json_object_get(values, std::to_string(instance->number).c_str());
+                bool stays = json_object_get(values, std::to_string(instance->number).c_str()) != nullptr;
+                if (!stays) lookups_leave(instance.get(), nullptr);
+                return !stays;
             });
             if (!only_config) node->max_instance = 0;
         }

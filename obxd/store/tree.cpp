@@ -8,7 +8,10 @@ namespace obxd {
 
 std::unique_ptr<Node> node_new(Schema* schema, Node* parent, bool instance) {
     auto node = std::make_unique<Node>(schema, parent);
-    if (schema->multi && !instance) return node;
+    if (schema->multi && !instance) {
+        node->lookups.resize(schema->lookups.size());
+        return node;
+    }
     node->values.reserve(schema->parameters.size());
     for (Schema* parameter : schema->parameters)
         node->values.push_back(json_incref(parameter->initial.get()));
@@ -46,6 +49,7 @@ Node* instance_new(Node* table, uint32_t number) {
 std::unique_ptr<Node> instance_take(Node* table, Node* instance) {
     auto place =
         table->instances.begin() + (instance_place(table, instance->number) - table->instances.begin());
+    lookups_leave(instance, nullptr);
     std::unique_ptr<Node> taken = std::move(*place);
     table->instances.erase(place);
     if (!table->schema->ordered) return taken;
@@ -82,8 +86,10 @@ std::string node_path(const Node* node) {
 }
 
 void slot_set(Node* node, const Schema* parameter, json_t* value) {
+    lookups_leave(node, parameter);
     json_t* old = node->values[parameter->slot];
     node->values[parameter->slot] = value;
+    lookups_enter(node, parameter);
     json_decref(old);
 }
 

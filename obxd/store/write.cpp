@@ -93,37 +93,30 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
 void values_swap(Setter& setter) {
     for (Assignment& entry : setter.assignments) {
         if (entry.place) continue;
-        json_t*& kept = entry.target.node->values[entry.target.schema->slot];
-        json_t* old = kept;
-        kept = entry.value.release();
-        entry.old.reset(old);
+        const Target& target = entry.target;
+        entry.old.reset(json_incref(target.node->values[target.schema->slot]));
+        slot_set(target.node, target.schema, entry.value.release());
     }
 }
 
 void values_swap_back(Setter& setter) {
     for (auto entry = setter.assignments.rbegin(); entry != setter.assignments.rend(); ++entry) {
         if (entry->place) continue;
-        json_t*& kept = entry->target.node->values[entry->target.schema->slot];
-        entry->value.reset(kept);
-        kept = entry->old.release();
+        slot_set(entry->target.node, entry->target.schema, entry->old.release());
     }
 }
 
-/// Refuses what gives an instance a unique key that another one has too. Each key that the request touches is
-/// looked at once for each object.
+/// Refuses what gives an instance a unique key that another one has too.
 void keys_check(Setter& setter) {
-    std::map<std::pair<Node*, const std::vector<Schema*>*>, Rivals> touched;
     for (const Assignment& entry : setter.assignments) {
         Node* node = entry.target.node;
-        if (entry.place || !node->number) continue;
-        for (auto& key : node->schema->keys) {
-            if (std::find(key.begin(), key.end(), entry.target.schema) == key.end()) continue;
-            auto [place, fresh] = touched.try_emplace({node->parent, &key});
-            if (fresh) place->second = key_rivals(node->parent, key);
-            auto clash = place->second.find(node);
-            if (clash == place->second.end()) continue;
+        if (entry.place) continue;
+        for (uint32_t key : entry.target.schema->looked_up_by) {
+            if (key >= node->schema->keys.size()) continue;
+            const Node* rival = key_rival(node, key);
+            if (!rival) continue;
             setter.refuse(entry.path, FAULT_INVALID_VALUE,
-                          "has the same " + key_names(key) + " as " + node_path(clash->second));
+                          "has the same " + key_names(node->schema->keys[key]) + " as " + node_path(rival));
             break;
         }
     }
