@@ -3,7 +3,6 @@
 #include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -259,7 +258,6 @@ Step shell_pass(Shell* shell) {
 }  // namespace
 
 int shell_loop(void) {
-    setlocale(LC_CTYPE, "");
     complete_set_commands(command_table, COMMAND_COUNT, command_lookup);
     editor_set_shell_callbacks(complete_line, hint_line);
     print_banner();

@@ -244,6 +244,41 @@ def test_rows_are_ended_once_after_ctrl_d(shell):
     assert shell.run("pwd") == ":"
 
 
+# Characters beyond ASCII, whatever the locale
+
+@pytest.mark.parametrize("locale", [{}, {"LANG": "C"}, {"LC_ALL": "C"}, {"LANG": "POSIX"}, {"LC_CTYPE": "POSIX"},
+                                    {"LANG": "xx_XX"}, {"LC_ALL": "xx_XX.UTF-8", "LANG": "C.UTF-8"},
+                                    {"LANG": "C.UTF-8"}])
+@pytest.mark.parametrize("pasted", [False, True])
+def test_letters_beyond_ascii_are_text_in_every_locale(open_shell, locale, pasted):
+    """They are no keys with Meta, which would recall and run another line."""
+    session = open_shell(env=environment(leaks=False, **{"LANG": None, **locale}))
+    session.run("sh echo recalled")
+    for number in range(2):  # the locale is taken anew with each line
+        text = "sh echo Gr\u00fc\u4e2d\u00e9%d" % number
+        session.send("\x1b[200~" + text + "\x1b[201~" if pasted else text)
+        session.wait_line("root@obxc:> " + text)
+        assert session.cursor()[0] == len("root@obxc:> " + text) + 1
+        session.send(LEFT + LEFT + "\x7f!")
+        session.wait_line("root@obxc:> sh echo Gr\u00fc!\u00e9%d" % number)
+        session.send("\r")
+        session.wait_for("^Gr\u00fc!\u00e9%d$" % number)
+        session.prompt()
+    assert session.text().count("recalled") == 2
+    assert session.run("sh echo ${LC_ALL-none}") == locale.get("LC_ALL", "none")
+
+
+def test_meta_keys_stay_where_the_user_wants_them(open_shell, directory):
+    path = os.path.join(directory, "inputrc")
+    with open(path, "w") as file:
+        file.write("set convert-meta on\n")
+    session = open_shell(env=environment(LANG=None, INPUTRC=path, leaks=False))
+    session.send(b"abc \xe3")  # Meta-c capitalizes a word
+    session.send("x")
+    session.settle()
+    assert session.line() == "root@obxc:> abc x"
+
+
 # Output that ends without a newline
 
 @pytest.fixture

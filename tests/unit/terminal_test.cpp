@@ -114,20 +114,39 @@ TEST_F(Capabilities, TakeTermAndColortermFromTheEnvironment) {
     EXPECT_EQ(ox_rl_get_terminal_capabilities(nullptr)->cursor, 0);
 }
 
+TEST_F(Width, CountsUtf8UnlessTheEnvironmentNamesAnotherCharacterSet) {
+    struct Row {
+        const char* lang;
+        size_t width;
+    };
+    const Row rows[] = {{nullptr, 1}, {"", 1},       {"C", 1},           {"POSIX", 1},
+                        {"xx_XX", 1}, {"C.utf8", 1}, {"xx_XX.UTF-8", 1}, {"xx_XX.ISO-8859-1", 2}};
+    for (const Row& row : rows) {
+        row.lang ? setenv("LANG", row.lang, 1) : unsetenv("LANG");
+        EXPECT_EQ(terminal_text_width("\xc3\xa9", 2), row.width) << (row.lang ? row.lang : "none");
+    }
+}
+
 TEST_F(Capabilities, DrawLinesInAUtf8Locale) {
     struct Row {
         const char *all, *type, *lang;
         int lines;
     };
-    const Row rows[] = {{nullptr, nullptr, "en_US.UTF-8", 1}, {nullptr, nullptr, "de_DE.utf8@euro", 1},
-                        {"C", nullptr, "en_US.UTF-8", 0},     {"", "C.UTF-8", "C", 1},
-                        {nullptr, nullptr, "C", 0},           {nullptr, "en_US.ISO-8859-1", "C.UTF-8", 0}};
+    const Row rows[] = {{nullptr, nullptr, "en_US.UTF-8", 1},
+                        {nullptr, nullptr, "de_DE.utf8@euro", 1},
+                        {"C", nullptr, "en_US.UTF-8", 0},
+                        {"", "C.UTF-8", "C", 1},
+                        {nullptr, nullptr, "C", 0},
+                        {nullptr, "en_US.ISO-8859-1", "C.UTF-8", 0},
+                        {nullptr, nullptr, nullptr, isatty(STDOUT_FILENO)},
+                        {"POSIX", nullptr, "C.UTF-8", 0}};
     auto put = [](const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); };
     for (const Row& row : rows) {
         put("LC_ALL", row.all);
         put("LC_CTYPE", row.type);
         put("LANG", row.lang);
-        EXPECT_EQ(ox_rl_get_terminal_capabilities("dumb")->line_drawing, row.lines) << row.lang;
+        EXPECT_EQ(ox_rl_get_terminal_capabilities("dumb")->line_drawing, row.lines)
+            << (row.lang ? row.lang : "none");
     }
 }
 

@@ -4,8 +4,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include "locale.hpp"
 #include "ox_rl.hpp"
-#include "width.hpp"
 
 namespace {
 
@@ -42,7 +42,7 @@ int family_depth(const char* term) {
 const ox_rl_capabilities* ox_rl_get_terminal_capabilities(const char* term) {
     static ox_rl_capabilities result;
     result = {};
-    result.line_drawing = terminal_is_utf8();
+    result.line_drawing = terminal_draws_lines();
     bool own = !term;
     if (own) term = getenv("TERM");
     if (!term || !*term || strcmp(term, "dumb") == 0) return &result;

@@ -38,72 +38,6 @@ int read_byte(void) {
     }
 }
 
-int next_key(FILE*) {
-    if (editor.fed >= 0) {
-        int key = editor.fed;
-        editor.fed = -1;
-        return key;
-    }
-    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-    if (ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
-    return read_byte();
-}
-
-int forward_key(int count, int key) {
-    return hint_accept() ? 0 : rl_forward_char(count, key);
-}
-
-int end_key(int count, int key) {
-    return hint_accept() ? 0 : rl_end_of_line(count, key);
-}
-
-/// Gives every key of a readline command to one of ours, so that the user's own bindings lead to it too.
-void replace_command(rl_command_func_t* old, rl_command_func_t* own) {
-    static const char* const maps[] = {"emacs-standard", "vi-insert"};
-    for (const char* name : maps) {
-        Keymap map = rl_get_keymap_by_name(name);
-        if (!map) continue;
-        char** keys = rl_invoking_keyseqs_in_map(old, map);
-        for (size_t i = 0; keys && keys[i]; i++) {
-            rl_bind_keyseq_in_map(keys[i], own, map);
-            free(keys[i]);
-        }
-        free(keys);
-    }
-}
-
-char* no_matches(const char*, int) {
-    return nullptr;
-}
-
-void start_readline(void) {
-    static bool started = false;
-    if (started) return;
-    started = true;
-    terminal_init_locale();
-    rl_readline_name = "obxc";
-    rl_instream = stdin;
-    rl_outstream = stdout;
-    rl_catch_signals = 0;
-    rl_catch_sigwinch = 0;
-    rl_change_environment = 0;
-    rl_getc_function = next_key;
-    rl_input_available_hook = typed_input_waits;
-    rl_completion_entry_function = no_matches;
-    rl_initialize();
-    // Only now: with a redisplay function of another's, readline loads no terminal description.
-    rl_redisplay_function = hint_redisplay;
-    const char* bracketed = rl_variable_value("enable-bracketed-paste");
-    editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
-    replace_command(rl_complete, completion_key);
-    replace_command(rl_menu_complete, completion_key);
-    replace_command(rl_possible_completions, completion_list_key);
-    replace_command(rl_forward_char, forward_key);
-    replace_command(rl_end_of_line, end_key);
-    replace_command(rl_bracketed_paste_begin, paste_key);
-    replace_command(rl_re_read_init_file, typed_inputrc_key);
-}
-
 void take_line(char* line) {
     editor.finished = true;
     editor.ctrl_d = !line;
@@ -223,6 +157,17 @@ void feed_key(int key) {
 
 }  // namespace
 
+int editor_next_key(FILE*) {
+    if (editor.fed >= 0) {
+        int key = editor.fed;
+        editor.fed = -1;
+        return key;
+    }
+    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+    if (ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
+    return read_byte();
+}
+
 void editor_redraw(void) {
     hint_forget();
     typed_forget();
@@ -277,7 +222,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     }
     editor.plain = !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO);
     if (editor.plain) return;
-    start_readline();
+    editor_initialize();
     rl_reset_screen_size();
     hint_forget();
     editor.active = true;
@@ -285,8 +230,7 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     editor.shown = true;
     guard_before();
     row_start();
-    rl_eof_found = 0;  // else readline ends the row at each further restore
-    rl_callback_handler_install(handle->drawn, take_line);
+    editor_install(handle->drawn, take_line);
     guard_on();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdio.h>
 
 #include "ox_rl.hpp"
 #include "ox_str.hpp"
@@ -99,3 +100,9 @@ bool guard_hung_up(void);
 
 /// Draws the line anew on an empty row.
 void editor_redraw(void);
+/// Where readline reads the bytes of its keys.
+int editor_next_key(FILE* unused);
+/// Sets readline up, once.
+void editor_initialize(void);
+/// Lets readline edit a line, which it gives to `take_line` (null: the end of the input). Draws the prompt.
+void editor_install(const char* prompt, void (*take_line)(char* line));

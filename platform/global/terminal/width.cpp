@@ -1,31 +1,13 @@
 #include "width.hpp"
 
-#include <locale.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
-#include <strings.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <wchar.h>
 
-bool terminal_is_utf8(void) {
-    static const char* const names[] = {"LC_ALL", "LC_CTYPE", "LANG"};
-    for (const char* name : names) {
-        const char* value = getenv(name);
-        if (!value || !*value) continue;
-        const char* charset = strchr(value, '.');
-        return charset && (strncasecmp(charset, ".utf-8", 6) == 0 || strncasecmp(charset, ".utf8", 5) == 0);
-    }
-    return false;
-}
-
-void terminal_init_locale(void) {
-    static bool done = false;
-    if (done) return;
-    done = true;
-    if (!setlocale(LC_CTYPE, "") && terminal_is_utf8()) setlocale(LC_CTYPE, "C.UTF-8");
-}
+#include "locale.hpp"
 
 size_t terminal_utf8_length(const char* text, size_t size) {
     auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -72,7 +54,8 @@ int terminal_char_width(const char* text, size_t size, size_t* length) {
     if (bytes == 0) return 1;
     *length = bytes;
     terminal_init_locale();
-    return wcwidth(decode(text, bytes));
+    int columns = wcwidth(decode(text, bytes));
+    return columns < 0 && MB_CUR_MAX == 1 ? 1 : columns;  // a system without any UTF-8 locale
 }
 
 size_t terminal_text_width(const char* text, size_t size) {

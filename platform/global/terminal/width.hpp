@@ -3,12 +3,6 @@
 
 #include <stddef.h>
 
-/// Whether the environment's locale is a UTF-8 one. Asks the environment alone, so it costs next to nothing.
-bool terminal_is_utf8(void);
-/// Makes the character type locale of the process the environment's, once; a UTF-8 locale that is not
-/// installed is replaced by C.UTF-8.
-void terminal_init_locale(void);
-
 /// Length in bytes of the valid UTF-8 sequence at `text` (1 for ASCII), 0 when there is none within `size`.
 size_t terminal_utf8_length(const char* text, size_t size);
 /// Columns of the character at `text`, which takes `*length` bytes: 0 for combining characters, 2 for wide

@@ -1,0 +1,113 @@
+// readline, set up once: where its keys come from, which of its commands are ours, which characters it knows.
+#include <stdio.h>
+// readline.h needs stdio.h before it.
+#include <readline/readline.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "editor.hpp"
+#include "locale.hpp"
+
+namespace {
+
+int forward_key(int count, int key) {
+    return hint_accept() ? 0 : rl_forward_char(count, key);
+}
+
+int end_key(int count, int key) {
+    return hint_accept() ? 0 : rl_end_of_line(count, key);
+}
+
+/// Gives every key of a readline command to one of ours, so that the user's own bindings lead to it too.
+void replace_command(rl_command_func_t* old, rl_command_func_t* own) {
+    static const char* const maps[] = {"emacs-standard", "vi-insert"};
+    for (const char* name : maps) {
+        Keymap map = rl_get_keymap_by_name(name);
+        if (!map) continue;
+        char** keys = rl_invoking_keyseqs_in_map(old, map);
+        for (size_t i = 0; keys && keys[i]; i++) {
+            rl_bind_keyseq_in_map(keys[i], own, map);
+            free(keys[i]);
+        }
+        free(keys);
+    }
+}
+
+char* no_matches(const char*, int) {
+    return nullptr;
+}
+
+/// A byte of a character beyond ASCII is text, in the C locale too, where readline would take it for a key
+/// with Meta. The user's inputrc is read afterwards.
+void take_bytes_as_text(void) {
+    rl_variable_bind("convert-meta", "off");
+    rl_variable_bind("input-meta", "on");
+    rl_variable_bind("output-meta", "on");
+}
+
+/// readline takes the locale that the environment names whenever a line starts. While this lives, the
+/// environment names the one that stands in for it.
+class LocaleInEnvironment {
+public:
+    LocaleInEnvironment() : own_(environ), changed_(nullptr) {
+        const char* locale = terminal_init_locale();
+        if (!locale) return;
+        size_t count = 0;
+        while (own_[count]) count++;
+        changed_ = static_cast<char**>(calloc(count + 2, sizeof(char*)));
+        if (!changed_) return;
+        snprintf(setting_, sizeof setting_, "LC_ALL=%s", locale);
+        changed_[0] = setting_;
+        memcpy(changed_ + 1, own_, count * sizeof(char*));
+        environ = changed_;
+    }
+    LocaleInEnvironment(const LocaleInEnvironment&) = delete;
+    LocaleInEnvironment& operator=(const LocaleInEnvironment&) = delete;
+    ~LocaleInEnvironment() {
+        environ = own_;
+        free(changed_);
+    }
+
+private:
+    char** own_;
+    char** changed_;
+    char setting_[32];
+};
+
+}  // namespace
+
+void editor_initialize(void) {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    LocaleInEnvironment locale;
+    rl_readline_name = "obxc";
+    rl_instream = stdin;
+    rl_outstream = stdout;
+    rl_catch_signals = 0;
+    rl_catch_sigwinch = 0;
+    rl_change_environment = 0;
+    rl_getc_function = editor_next_key;
+    rl_input_available_hook = typed_input_waits;
+    rl_completion_entry_function = no_matches;
+    take_bytes_as_text();
+    rl_initialize();
+    // Only now: with a redisplay function of another's, readline loads no terminal description.
+    rl_redisplay_function = hint_redisplay;
+    const char* bracketed = rl_variable_value("enable-bracketed-paste");
+    editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
+    replace_command(rl_complete, completion_key);
+    replace_command(rl_menu_complete, completion_key);
+    replace_command(rl_possible_completions, completion_list_key);
+    replace_command(rl_forward_char, forward_key);
+    replace_command(rl_end_of_line, end_key);
+    replace_command(rl_bracketed_paste_begin, paste_key);
+    replace_command(rl_re_read_init_file, typed_inputrc_key);
+}
+
+void editor_install(const char* prompt, void (*take_line)(char*)) {
+    LocaleInEnvironment locale;
+    rl_eof_found = 0;  // else readline ends the row at each further restore
+    rl_callback_handler_install(prompt, take_line);
+}
