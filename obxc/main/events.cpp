@@ -3,6 +3,7 @@
 #include <stdio.h>
 
 #include "complete/complete.hpp"
+#include "model/metadata.hpp"
 #include "ox_out.hpp"
 
 void event_print(ox_jrpcmsg* message) {
@@ -11,6 +12,13 @@ void event_print(ox_jrpcmsg* message) {
     if (!params) return;
     CharsRef text(json_dumps(params, JSON_INDENT(4) | JSON_ENCODE_ANY));
     if (text) ox_out_lines(text);
+}
+
+void events_tell_lost(void) {
+    size_t lost = ox_jrpcapi_take_lost_events();
+    if (lost == 0) return;
+    printf("\n%zu events are lost: more came than can wait.\n", lost);
+    dm_doubt();
 }
 
 void event_take(ox_jrpcmsg* message) {

@@ -8,5 +8,8 @@ inline constexpr uint32_t GROUP_MODEL_CHANGES = 4;
 
 /// Queues a data-model change for the completion cache, prints any other event, drops what is no event.
 void event_take(ox_jrpcmsg* message);
+/// Tells, once, of events that were dropped before they could be taken. What is known of the instances is
+/// then in doubt.
+void events_tell_lost(void);
 /// Prints an event: its group and its params as indented JSON.
 void event_print(ox_jrpcmsg* message);

@@ -208,6 +208,7 @@ Step events_serve(Shell* shell) {
     }
     if (!message) return STEP_GO_ON;
     ox_rl_async_hide(shell->editor);
+    events_tell_lost();
     event_take(message);
     ox_rl_async_prepare(shell->editor, prompt);
     return STEP_GO_ON;

@@ -131,6 +131,17 @@ void fill_node(const NodePath* p, json_t* children, json_t* instances) {
     if (!p->path[0]) json_object_del(node, "DataModelVersion");
 }
 
+void doubt(json_t* node) {
+    if (json_object_get(node, "#template") && json_object_get(node, "#fetched")) {
+        json_object_set_new(node, "#lost", json_true());
+    }
+    const char* key;
+    json_t* child;
+    json_object_foreach(node, key, child) {
+        if (key[0] != '#' || strcmp(key, "#template") == 0) doubt(child);
+    }
+}
+
 void fetch_failed(NodePath* p) {
     if (fetch_end >= 0) {
         fetch_give_up(p);
@@ -240,6 +251,11 @@ void dm_settle(void) {
     ++dm_generation;
     paths_refresh();
     json_array_clear(retired);
+}
+
+void dm_doubt(void) {
+    ++dm_generation;
+    doubt(dm_root);
 }
 
 void dm_free(void) {

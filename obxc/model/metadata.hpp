@@ -49,6 +49,8 @@ json_t* dm_reload(void);
 void dm_settle(void);
 /// What a change of identity does to the model: reloads it, where one is loaded.
 void dm_identity_changed(void);
+/// The instances that the cache knows may be others by now: the next use asks for them again.
+void dm_doubt(void);
 /// Releases the cache.
 void dm_free(void);
 /// A new array of strings, one per child of `p`'s node; `flags` of NodeCandidates.

@@ -127,6 +127,103 @@ TEST(JrpcApi, AParsedRequestKeepsItsId) {
     EXPECT_STREQ(text, R"({"jsonrpc":"2.0","method":"A","id":"x7","result":2})");
 }
 
+MsgRef own_id(const char* id) {
+    std::string text = R"({"jsonrpc":"2.0","method":"Own","id":)" + std::string(id) + "}";
+    JsonRef json(json_loads(text.c_str(), 0, nullptr));
+    return MsgRef(ox_jrpcmsg_parse_json(json));
+}
+
+TEST(JrpcApi, AnIdOfAnAbandonedRequestMeansANewConnection) {
+    TempDir dir;
+    std::string seen;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        Peer old = self.accept();
+        old.line();                                 // id 1 is not answered in time
+        seen += Peer::id_of(old.serve("\"two\""));  // another id stays on the connection
+        Peer fresh = self.accept();
+        old.say(Peer::answer("1", "\"late\""));
+        seen += " " + Peer::id_of(fresh.serve("\"own\""));
+        seen += " " + Peer::id_of(fresh.serve("\"next\""));
+    });
+    Api api = connection(dir / "s", 50);
+    MsgRef abandoned = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, abandoned), OX_SOCKET_ETIMEOUT);
+    ox_jrpcapi_set_timeout(api, 5000);
+    MsgRef other = own_id("\"1\"");
+    EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
+    EXPECT_EQ(result_of(other), "\"two\"");
+    MsgRef raw = own_id("1");
+    EXPECT_EQ(ox_jrpcapi_exec(api, raw), 0);
+    EXPECT_EQ(result_of(raw), "\"own\"");
+    MsgRef next = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, next), 0);
+    EXPECT_EQ(result_of(next), "\"next\"");
+    daemon.join();
+    EXPECT_EQ(seen, "\"1\" 1 2");
+}
+
+TEST(JrpcApi, AnAnsweredIdMayBeUsedAgain) {
+    TempDir dir;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        Peer peer = self.accept();
+        std::string id = Peer::id_of(peer.line());
+        usleep(100000);
+        peer.say(Peer::answer(id, "\"late\""));
+        peer.serve();
+        peer.serve("\"own\"");
+    });
+    Api api = connection(dir / "s", 20);
+    MsgRef abandoned = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, abandoned), OX_SOCKET_ETIMEOUT);
+    ox_jrpcapi_set_timeout(api, 5000);
+    MsgRef second = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, second), 0);
+    MsgRef raw = own_id("1");  // its late answer has come
+    EXPECT_EQ(ox_jrpcapi_exec(api, raw), 0);
+    EXPECT_EQ(result_of(raw), "\"own\"");
+}
+
+TEST(JrpcApi, TheLibrarysNumbersPassByAnAbandonedId) {
+    TempDir dir;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        Peer peer = self.accept();
+        peer.line();
+        std::string id = Peer::id_of(peer.line());
+        peer.say(Peer::answer("1", "\"late\"") + Peer::answer(id, "\"mine\""));
+    });
+    Api api = connection(dir / "s", 20);
+    MsgRef abandoned = own_id("1");
+    EXPECT_EQ(ox_jrpcapi_exec(api, abandoned), OX_SOCKET_ETIMEOUT);
+    ox_jrpcapi_set_timeout(api, 5000);
+    MsgRef message = request();
+    EXPECT_EQ(ox_jrpcapi_exec(api, message), 0);
+    EXPECT_EQ(result_of(message), "\"mine\"");
+}
+
+TEST(JrpcApi, ALongWaitIsTold) {
+    static std::string told;
+    told = "";
+    ox_jrpcapi_on_slow([](const char* what) { told += what ? std::string(what) + " " : "end "; });
+    TempDir dir;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        Peer peer = self.accept();
+        peer.serve();
+        std::string id = Peer::id_of(peer.line());
+        usleep(2400000);
+        EXPECT_EQ(told, "Slow ");
+        peer.say(Peer::answer(id, "1"));
+        peer.line();
+    });
+    Api api = connection(dir / "s", -1);
+    MsgRef quick = request("Quick");
+    EXPECT_EQ(ox_jrpcapi_exec(api, quick), 0);
+    EXPECT_EQ(told, "");
+    MsgRef slow = request("Slow");
+    EXPECT_EQ(ox_jrpcapi_exec(api, slow), 0);
+    EXPECT_EQ(told, "Slow end ");
+    ox_jrpcapi_on_slow(nullptr);
+}
+
 TEST(JrpcApi, AnswersMaySplitAnywhere) {
     TempDir dir;
     ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {

@@ -44,12 +44,17 @@ ox_socket* ox_jrpcapi_socket(ox_jrpcapi* api);
 /// A plain connection to a daemon that expects TLS comes about; only its first exchange fails (error -9).
 /// `mismatched` is called then, after the exchange, and need not return. Null: nobody is told.
 void ox_jrpcapi_on_mismatch(void (*mismatched)(ox_jrpcapi* api));
+/// `slow` is called when an operation has waited two seconds for the daemon, with what it waits for (a
+/// method's name, or "the connection"), and again with null when that operation has ended; not when it is
+/// left by a jump. Null: nobody is told.
+void ox_jrpcapi_on_slow(void (*slow)(const char* what));
 /// The last socket error of this connection (ox_socket_error).
 int ox_jrpcapi_get_socket_err(const ox_jrpcapi* api);
 
 /// Sends a request and waits for its response, which ends up in the message. Numbers the request when it has
-/// no id. Returns 0 when a response came (an error response too), negative when the exchange failed; the
-/// failure is recorded in the message as an error with the socket error's code and text.
+/// no id; where it has one of its own that an abandoned request of the connection bears too, the connection
+/// is opened anew first. Returns 0 when a response came (an error response too), negative when the exchange
+/// failed; the failure is recorded in the message as an error with the socket error's code and text.
 int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message);
 /// Sends a message that expects no reply. Returns 0, or the negative socket error.
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
@@ -63,6 +68,11 @@ ox_jrpcapi* ox_jrpcapi_events(void);
 bool ox_jrpcapi_has_joined(uint32_t group);
 /// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
 void ox_jrpcapi_return_event(const json_t* event);
+/// Events are read in during exchanges too. Of those that wait to be taken the newest 8 MiB are kept: how
+/// many older ones were dropped since the last call.
+size_t ox_jrpcapi_take_lost_events(void);
+/// Counts an event that its holder had to drop.
+void ox_jrpcapi_lose_event(void);
 
 /// Log in by name (`password` may be null) and log out. Return 0, the daemon's error code, or a negative
 /// socket error. A connection that had been lost is reconnected. A login that succeeds removes the token.

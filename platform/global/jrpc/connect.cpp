@@ -14,25 +14,6 @@
 #include "ox_wait.hpp"
 #include "tls.hpp"
 
-long long deadline_after(int timeout_ms) {
-    return timeout_ms < 0 ? static_cast<long long>(NO_DEADLINE) : ox_wait_now_ms() + timeout_ms;
-}
-
-int wait_until(int fd, short events, long long deadline) {
-    struct pollfd entry = {fd, events, 0};
-    for (;;) {
-        int timeout = -1;
-        if (deadline != NO_DEADLINE) {
-            long long left = deadline - ox_wait_now_ms();
-            timeout = left <= 0 ? 0 : static_cast<int>(left);
-        }
-        int result = ox_wait_poll(&entry, 1, timeout);
-        if (result > 0) return OX_SOCKET_OK;
-        if (result == 0) return OX_SOCKET_ETIMEOUT;
-        if (errno != EINTR) return socket_error_of(errno);
-    }
-}
-
 namespace {
 
 struct TcpDestination {

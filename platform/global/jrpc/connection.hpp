@@ -49,7 +49,8 @@ struct ox_jrpcapi {
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection
     json_int_t last_id;
-    GroupList groups;  ///< joined on this connection
+    json_t* unanswered;  ///< ids of requests that may still be answered, or null; cleared with the connection
+    GroupList groups;    ///< joined on this connection
     FrameReader in;
     OutBuffer out;
     ox_jrpcapi* next;  ///< of the process's connections, in the order of their creation
@@ -58,9 +59,18 @@ struct ox_jrpcapi {
 /// A point in time, in milliseconds of the monotonic clock; NO_DEADLINE for none.
 enum : long long { NO_DEADLINE = -1 };
 long long deadline_after(int timeout_ms);
+
+// wait.cpp
+/// Names what the waits that follow are for, until patience_end: one that lasts is told to the hook of
+/// ox_jrpcapi_on_slow. The text must live that long.
+void patience_begin(const char* what);
+void patience_end(void);
 /// Waits for `events` (POLLIN, POLLOUT) on a descriptor: OX_SOCKET_OK, OX_SOCKET_ETIMEOUT or
 /// OX_SOCKET_ESYSTEM.
 int wait_until(int fd, short events, long long deadline);
+/// The same on a connection's own descriptor, for an exchange: what arrives on the other connections
+/// meanwhile is read in, so that the daemon never finds them full.
+int wait_exchange(const ox_jrpcapi* api, short events, long long deadline);
 
 /// Keeps the text of a failure for ox_socket_strerror and returns `code`.
 int socket_failure(int code, const char* text);
@@ -86,7 +96,7 @@ int connection_fill(ox_jrpcapi* api);
 /// Takes the next whole message that has been read: its JSON (a new reference), or null with
 /// OX_SOCKET_EEMPTY, OX_SOCKET_EPARTIAL or the error with which the connection was closed. Events go where
 /// events go, unless they are kept: then they are taken like other messages. Objects that are no messages are
-/// dropped.
+/// dropped. The id of a response is no longer unanswered.
 json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events);
 /// Drops what an abandoned exchange left unsent, except the rest of a message that was begun, and adds the
 /// message with its newline. OX_SOCKET_OK, or OX_SOCKET_EPROTO when it cannot be sent (too long).
@@ -98,8 +108,8 @@ void out_reset(OutBuffer* out);
 /// The process's connections.
 ox_jrpcapi* connections_first(void);
 /// Hands an event on: printed, queued, or dropped while nobody takes events. Takes over nothing.
-/// OX_SOCKET_OK, or OX_SOCKET_EPROTO when the queue is full.
-int events_deliver(const json_t* event, const char* text, size_t size);
+/// Of those that wait only the newest are kept.
+void events_deliver(const json_t* event, const char* text, size_t size);
 /// Follows descriptors as connections come and go (no-ops until the common descriptor was asked for).
 void events_watch(const ox_socket* socket);
 void events_unwatch(const ox_socket* socket);
@@ -109,6 +119,8 @@ int events_descriptor(void);
 void events_signal(void);
 /// Takes in the events of all connections but one.
 void events_collect(const ox_jrpcapi* except);
+/// Takes in what one read of a connection gives; responses are late ones and dropped.
+void events_collect_some(ox_jrpcapi* api);
 /// With the last connection go the common descriptor and the queue.
 void events_shutdown(void);
 /// The oldest queued event as a message, or null.

@@ -17,7 +17,7 @@
 
 namespace {
 
-enum { QUEUE_BYTES_MAX = 64 << 20 };
+enum { QUEUE_BYTES_MAX = 8 << 20 };
 
 /// An event that waits: its text, parsed again when it is taken (a tenth of the memory of the parsed form).
 struct QueuedEvent {
@@ -30,6 +30,7 @@ struct EventQueue {
     QueuedEvent* first;
     QueuedEvent* last;
     size_t bytes;
+    size_t lost;  // dropped since somebody asked
 };
 
 EventQueue queue;
@@ -38,17 +39,33 @@ int hub = -1;
 int counter = -1;
 bool counter_raised = false;
 
+QueuedEvent* queue_take() {
+    QueuedEvent* entry = queue.first;
+    if (!entry) return nullptr;
+    queue.first = entry->next;
+    if (!queue.first) queue.last = nullptr;
+    queue.bytes -= entry->size + sizeof(QueuedEvent);
+    return entry;
+}
+
+/// The oldest give way to an event of that cost.
+void queue_make_room(size_t cost) {
+    while (queue.first && queue.bytes + cost > QUEUE_BYTES_MAX) {
+        free(queue_take());
+        queue.lost++;
+    }
+}
+
 /// Takes over nothing; `text` may be null.
-int queue_add(const json_t* event, const char* text, size_t size) {
+void queue_add(const json_t* event, const char* text, size_t size) {
     char* dumped = text ? nullptr : json_dumps(event, JSON_COMPACT);
     if (dumped) {
         text = dumped;
         size = strlen(dumped);
     }
-    int rc = OX_SOCKET_EPROTO;
     size_t cost = size + sizeof(QueuedEvent);
-    auto* entry =
-        text && queue.bytes + cost <= QUEUE_BYTES_MAX ? static_cast<QueuedEvent*>(malloc(cost)) : nullptr;
+    if (text) queue_make_room(cost);
+    auto* entry = text ? static_cast<QueuedEvent*>(malloc(cost)) : nullptr;
     if (entry) {
         entry->next = nullptr;
         entry->size = size;
@@ -56,10 +73,10 @@ int queue_add(const json_t* event, const char* text, size_t size) {
         (queue.last ? queue.last->next : queue.first) = entry;
         queue.last = entry;
         queue.bytes += cost;
-        rc = OX_SOCKET_OK;
+    } else {
+        queue.lost++;
     }
     free(dumped);
-    return rc;
 }
 
 void print_event(const json_t* event) {
@@ -99,12 +116,12 @@ void hub_add(int fd) {
 
 }  // namespace
 
-int events_deliver(const json_t* event, const char* text, size_t size) {
+void events_deliver(const json_t* event, const char* text, size_t size) {
     if (printing) {
         print_event(event);
-        return OX_SOCKET_OK;
+    } else if (anybody_takes_events()) {
+        queue_add(event, text, size);
     }
-    return anybody_takes_events() ? queue_add(event, text, size) : static_cast<int>(OX_SOCKET_OK);
 }
 
 ox_jrpcapi* ox_jrpcapi_events(void) {
@@ -128,12 +145,19 @@ void ox_jrpcapi_return_event(const json_t* event) {
     events_signal();
 }
 
+size_t ox_jrpcapi_take_lost_events(void) {
+    size_t lost = queue.lost;
+    queue.lost = 0;
+    return lost;
+}
+
+void ox_jrpcapi_lose_event(void) {
+    queue.lost++;
+}
+
 ox_jrpcmsg* events_pop(void) {
-    QueuedEvent* entry = queue.first;
+    QueuedEvent* entry = queue_take();
     if (!entry) return nullptr;
-    queue.first = entry->next;
-    if (!queue.first) queue.last = nullptr;
-    queue.bytes -= entry->size + sizeof(QueuedEvent);
     ox_jrpcmsg* message = jrpcmsg_adopt(json_loadb(entry->text, entry->size, JSON_ALLOW_NUL, nullptr));
     free(entry);
     return message;
@@ -164,7 +188,8 @@ void events_unwatch(const ox_socket* socket) {
 }
 
 void events_shutdown(void) {
-    while (ox_jrpcmsg* message = events_pop()) ox_jrpcmsg_free(message);
+    while (QueuedEvent* entry = queue_take()) free(entry);
+    queue.lost = 0;
     if (hub < 0) return;
     close(hub);
     close(counter);
@@ -188,12 +213,23 @@ void ox_jrpcapi_print_events(bool on) {
 
 namespace {
 
-/// Takes in all that has arrived on a connection; responses are late ones and dropped.
+/// Takes in what has been read; responses are late ones and dropped. On the events connection whatever else
+/// comes is taken like an event.
+int take_read(ox_jrpcapi* api) {
+    bool events = (api->flags & OX_JRPCAPI_EVENTS) != 0 && !printing;
+    int rc = OX_SOCKET_OK;
+    while (json_t* json = connection_take(api, &rc, false)) {
+        if (events && json_object_get(json, "method")) events_deliver(json, nullptr, 0);
+        json_decref(json);
+    }
+    return rc;
+}
+
+/// Takes in all that has arrived on a connection.
 int drain(ox_jrpcapi* api) {
     int rc = OX_SOCKET_OK;
     do {
-        json_t* json = nullptr;
-        while ((json = connection_take(api, &rc, false))) json_decref(json);
+        rc = take_read(api);
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return rc;
         rc = connection_fill(api);
     } while (rc == OX_SOCKET_OK);
@@ -210,6 +246,10 @@ void events_collect(const ox_jrpcapi* except) {
     for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
         if (api != except && api->socket.connected) drain(api);
     }
+}
+
+void events_collect_some(ox_jrpcapi* api) {
+    if (connection_fill(api) == OX_SOCKET_OK) take_read(api);
 }
 
 int ox_jrpcapi_pump(int timeout_ms) {

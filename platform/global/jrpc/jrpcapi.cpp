@@ -109,7 +109,7 @@ namespace {
 
 /// Waits for the response with this id; what else arrives on the way goes where it belongs.
 json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
-    for (;;) {
+    for (bool late = false;;) {
         int rc = OX_SOCKET_OK;
         json_t* json = nullptr;
         while ((json = connection_take(api, &rc, false))) {
@@ -120,7 +120,13 @@ json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
         }
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return nullptr;
         events_signal();
-        rc = socket_has_pending(&api->socket) ? OX_SOCKET_OK : wait_until(api->socket.fd, POLLIN, deadline);
+        if (late) {
+            api->error = OX_SOCKET_ETIMEOUT;
+            return nullptr;
+        }
+        // Whatever else keeps arriving, the time ends the exchange.
+        late = deadline != NO_DEADLINE && ox_wait_now_ms() >= deadline;
+        rc = socket_has_pending(&api->socket) ? OX_SOCKET_OK : wait_exchange(api, POLLIN, deadline);
         if (rc == OX_SOCKET_OK) rc = connection_fill(api);
         if (rc == OX_SOCKET_OK || rc == OX_SOCKET_EEMPTY) continue;
         api->error = rc;
@@ -128,10 +134,33 @@ json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
     }
 }
 
+bool is_unanswered(const ox_jrpcapi* api, const json_t* id) {
+    for (size_t i = 0; i < json_array_size(api->unanswered); ++i) {
+        if (json_equal(json_array_get(api->unanswered, i), id)) return true;
+    }
+    return false;
+}
+
 /// Every request of the library's own numbering gets a new id, so that no late answer matches it.
 void number(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!json_object_get(message->json, "id")) message->numbered = true;
-    if (message->numbered) json_object_set_new(message->json, "id", json_integer(++api->last_id));
+    if (!message->numbered) return;
+    do {
+        json_object_set_new(message->json, "id", json_integer(++api->last_id));
+    } while (is_unanswered(api, json_object_get(message->json, "id")));
+}
+
+/// A request that brings its own id must not get the late answer of one that bore the same: the connection on
+/// which that may come is closed.
+void leave_unanswered(ox_jrpcapi* api, const ox_jrpcmsg* message) {
+    const json_t* id = message->numbered ? nullptr : json_object_get(message->json, "id");
+    if (id && is_unanswered(api, id)) connection_fail(api, OX_SOCKET_OK);
+}
+
+/// From before the first byte goes out until the answer is there: the exchange may be left by a jump.
+void note_unanswered(ox_jrpcapi* api, json_t* id) {
+    if (!api->unanswered) api->unanswered = json_array();
+    json_array_append(api->unanswered, id);
 }
 
 /// One exchange on a connection that is there.
@@ -140,9 +169,11 @@ int exchange(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     number(api, message);
     int rc = out_add_message(api, message);
     if (rc != OX_SOCKET_OK) return api->error = rc;
+    json_t* id = json_object_get(message->json, "id");
+    note_unanswered(api, id);
     rc = out_flush(api, deadline);
     if (rc != OX_SOCKET_OK) return rc;
-    json_t* response = await_response(api, json_object_get(message->json, "id"), deadline);
+    json_t* response = await_response(api, id, deadline);
     if (!response) return api->error;
     ox_jrpcmsg_take_response(message, response);
     json_decref(response);
@@ -224,7 +255,9 @@ void note_groups(ox_jrpcapi* api, const ox_jrpcmsg* message) {
 }  // namespace
 
 int ox_jrpcapi_connect(ox_jrpcapi* api) {
+    patience_begin("the connection");
     int rc = connect_until(api, deadline_after(api->timeout_ms));
+    patience_end();
     events_signal();
     return rc;
 }
@@ -232,8 +265,11 @@ int ox_jrpcapi_connect(ox_jrpcapi* api) {
 int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!message) return api->error = OX_SOCKET_ENOMEM;
     long long deadline = deadline_after(api->timeout_ms);
+    patience_begin(json_string_value(json_object_get(message->json, "method")));
+    leave_unanswered(api, message);
     int rc = connect_until(api, deadline);
     if (rc == OX_SOCKET_OK) rc = exchange(api, message, deadline);
+    patience_end();
     if (rc == OX_SOCKET_OK) {
         note_groups(api, message);
     } else {
@@ -249,9 +285,11 @@ int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!message) return api->error = OX_SOCKET_ENOMEM;
     long long deadline = deadline_after(api->timeout_ms);
     if (message->numbered) json_object_del(message->json, "id");
+    patience_begin(json_string_value(json_object_get(message->json, "method")));
     int rc = connect_until(api, deadline);
     if (rc == OX_SOCKET_OK) rc = out_add_message(api, message);
     if (rc == OX_SOCKET_OK) rc = out_flush(api, deadline);
+    patience_end();
     events_signal();
     return api->error = rc;
 }

@@ -90,8 +90,7 @@ int out_flush(ox_jrpcapi* api, long long deadline) {
         if (count < 0 && count != OX_SOCKET_EEMPTY) return connection_fail(api, static_cast<int>(count));
         // A peer that writes before it reads must not block both sides.
         bool may_read = api->in.size < FRAME_MESSAGE_MAX;
-        int rc =
-            wait_until(api->socket.fd, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
+        int rc = wait_exchange(api, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
         if (rc != OX_SOCKET_OK) return api->error = rc;
         if (!may_read) continue;
         rc = connection_fill(api);
@@ -106,6 +105,8 @@ int connection_fail(ox_jrpcapi* api, int error) {
     socket_close(&api->socket);
     frame_reset(&api->in);
     out_reset(&api->out);
+    json_decref(api->unanswered);
+    api->unanswered = nullptr;
     return api->error = error;
 }
 
@@ -133,6 +134,15 @@ int broken_bytes(const ox_jrpcapi* api) {
     return socket_failure(OX_SOCKET_EPROTO, "Broken message");
 }
 
+void note_answered(const ox_jrpcapi* api, const json_t* response) {
+    const json_t* id = json_object_get(response, "id");
+    for (size_t i = 0; i < json_array_size(api->unanswered); ++i) {
+        if (!json_equal(json_array_get(api->unanswered, i), id)) continue;
+        json_array_remove(api->unanswered, i);
+        return;
+    }
+}
+
 }  // namespace
 
 json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
@@ -151,13 +161,10 @@ json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
         api->answered = true;
         int kind = jrpcmsg_kind_of(json);
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
-        int delivered = deliver ? events_deliver(json, text_kept ? text : nullptr, size) : 0;
+        if (deliver) events_deliver(json, text_kept ? text : nullptr, size);
+        if (kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR) note_answered(api, json);
         frame_consume(&api->in);
         if (kind != 0 && !deliver) return json;
         json_decref(json);
-        if (delivered != OX_SOCKET_OK) {
-            *error = connection_fail(api, socket_failure(delivered, "Too many events wait to be taken"));
-            return nullptr;
-        }
     }
 }

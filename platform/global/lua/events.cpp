@@ -9,6 +9,7 @@ namespace {
 
 const char* const HANDLERS = "ox.handlers";
 enum { PREDICATE_STEP_MS = 200 };  // a predicate is asked at least that often
+enum { KEPT_MAX = 10000 };         // events that wait for other readers
 enum { SWEEP_MS = 1000 };          // so long events that are there are handed over, though time is over
 
 ox_jrpcapi* events_connection(lua_State* L) {
@@ -24,6 +25,10 @@ ox_jrpcapi* events_connection(lua_State* L) {
 void keep_event(LuaContext* context, const ox_jrpcmsg* event) {
     if (!(context->flags & OX_LUA_KEEP_EVENTS) || event->group == 0) return;
     if (!context->kept) context->kept = json_array();
+    if (json_array_size(context->kept) >= KEPT_MAX) {
+        json_array_remove(context->kept, 0);
+        ox_jrpcapi_lose_event();
+    }
     json_array_append_new(context->kept, ox_jrpcmsg_json(event));
 }
 
@@ -62,9 +67,16 @@ void run_pause(void* argument) {
     ox_wait_poll(&entry, 1, pause->ms);
 }
 
+/// In a shell its own loop tells.
+void tell_lost(const LuaContext* context) {
+    size_t lost = context->flags & OX_LUA_KEEP_EVENTS ? 0 : ox_jrpcapi_take_lost_events();
+    if (lost > 0) fprintf(stderr, "%zu events are lost: more came than can wait.\n", lost);
+}
+
 /// Takes one event that is there. 1: it had a function, 0: it had none, -1: nothing is there, -2: the
 /// connection is lost.
 int take_event(lua_State* L, ox_jrpcapi* api, Holder* holder) {
+    tell_lost(context_of(L));
     holder->message = ox_jrpcapi_recv(api);
     if (holder->message) return dispatch(L, holder) ? 1 : 0;
     int error = ox_jrpcapi_get_socket_err(api);

@@ -1,0 +1,92 @@
+// Waiting for the daemon: until a deadline, with an ear for the other connections, and not in silence for
+// long.
+#include <errno.h>
+#include <poll.h>
+
+#include "connection.hpp"
+#include "ox_wait.hpp"
+
+namespace {
+
+enum { SLOW_MS = 2000, CONNECTIONS_MAX = 8 };
+
+void (*slow_hook)(const char* what) = nullptr;
+
+/// The operation that waits, as it is told of.
+struct Patience {
+    const char* what;  // null: nothing is told
+    long long end;     // when it is told
+    bool told;
+};
+Patience patience;
+
+int milliseconds_until(long long deadline) {
+    if (deadline == NO_DEADLINE) return -1;
+    long long left = deadline - ox_wait_now_ms();
+    return left <= 0 ? 0 : static_cast<int>(left);
+}
+
+/// Whether the patience ends before the deadline, and is still to end.
+bool will_tell(long long deadline) {
+    if (!slow_hook || !patience.what || patience.told) return false;
+    return deadline == NO_DEADLINE || patience.end < deadline;
+}
+
+/// Waits for one of the entries: OX_SOCKET_OK, OX_SOCKET_ETIMEOUT or OX_SOCKET_ESYSTEM.
+int poll_until(struct pollfd* entries, nfds_t count, long long deadline) {
+    for (;;) {
+        bool tells = will_tell(deadline);
+        int result = ox_wait_poll(entries, count, milliseconds_until(tells ? patience.end : deadline));
+        if (result > 0) return OX_SOCKET_OK;
+        if (result < 0 && errno != EINTR) return socket_error_of(errno);
+        if (result == 0 && !tells) return OX_SOCKET_ETIMEOUT;
+        if (result == 0) {
+            patience.told = true;
+            slow_hook(patience.what);
+        }
+    }
+}
+
+}  // namespace
+
+void ox_jrpcapi_on_slow(void (*slow)(const char* what)) {
+    slow_hook = slow;
+}
+
+void patience_begin(const char* what) {
+    patience = {what, slow_hook ? ox_wait_now_ms() + SLOW_MS : 0, false};
+}
+
+void patience_end(void) {
+    bool told = patience.told;
+    patience = {};
+    if (told && slow_hook) slow_hook(nullptr);
+}
+
+long long deadline_after(int timeout_ms) {
+    return timeout_ms < 0 ? static_cast<long long>(NO_DEADLINE) : ox_wait_now_ms() + timeout_ms;
+}
+
+int wait_until(int fd, short events, long long deadline) {
+    struct pollfd entry = {fd, events, 0};
+    return poll_until(&entry, 1, deadline);
+}
+
+int wait_exchange(const ox_jrpcapi* api, short events, long long deadline) {
+    for (;;) {
+        struct pollfd entries[CONNECTIONS_MAX] = {{api->socket.fd, events, 0}};
+        ox_jrpcapi* others[CONNECTIONS_MAX] = {};
+        nfds_t count = 1;
+        for (ox_jrpcapi* other = connections_first(); other && count < CONNECTIONS_MAX; other = other->next) {
+            if (other == api || !other->socket.connected) continue;
+            others[count] = other;
+            entries[count++] = {other->socket.fd, POLLIN, 0};
+        }
+        int rc = poll_until(entries, count, deadline);
+        if (rc != OX_SOCKET_OK) return rc;
+        for (nfds_t i = 1; i < count; ++i) {
+            if (entries[i].revents) events_collect_some(others[i]);
+        }
+        if (entries[0].revents) return OX_SOCKET_OK;
+    }
+}
