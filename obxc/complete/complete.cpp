@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "model/metadata.hpp"
+#include "ox_rl.hpp"
 #include "ox_string.hpp"
 #include "session/interrupt.hpp"
 #include "session/line_split.hpp"
@@ -234,9 +235,12 @@ void complete_line(const char* line, int cursor, json_t* candidates) {
     if (sigsetjmp(interrupt_context, 1) == 0) {
         interrupt_armed = 1;
         candidates_collect(line, cursor, candidates);
+        interrupt_point();
     } else {
         json_array_clear(candidates);
         request_recover();
+        ox_rl_note(nullptr);
+        ox_rl_completion_interrupted();
     }
     interrupt_disarm();
     sigaction(SIGINT, &loop_action, nullptr);

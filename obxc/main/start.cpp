@@ -21,6 +21,7 @@
 #include "ox_rl.hpp"
 #include "session/identity.hpp"
 #include "session/interrupt.hpp"
+#include "session/patience.hpp"
 #include "session/prompt.hpp"
 
 namespace {
@@ -187,6 +188,7 @@ int run(int argc, char** argv) {
     descriptors_fill();
     setvbuf(stdout, output_buffer, _IOFBF, sizeof(output_buffer));
     interrupt_init();
+    patience_init();
     Channels channels = {};
     channels.requests = ox_jrpcapi_init();
     channels.events = ox_jrpcapi_init();

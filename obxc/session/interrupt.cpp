@@ -8,6 +8,7 @@
 #include "ox_rl.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
+#include "session/patience.hpp"
 #include "session/prompt.hpp"
 #include "session/request.hpp"
 
@@ -83,6 +84,7 @@ void interrupt_point(void) {
 }
 
 void interrupt_recover(void) {
+    patience_leave();
     ox_rl_recover();
     ox_colors_reset();
     ox_confapi_ignore_next_error_exec(0);

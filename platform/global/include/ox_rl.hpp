@@ -22,6 +22,9 @@ using ox_rl_autocomplete_cb = void (*)(const char* line, int cursor, json_t* can
 /// Hint: a heap text to show behind the cursor, or null.
 using ox_rl_hint_cb = char* (*)(const char* line);
 
+/// To be called by a completion callback that was left by Ctrl-C: shows it behind the line, which is drawn
+/// anew below.
+void ox_rl_completion_interrupted(void);
 /// To be called by a completion callback before it writes: its output goes below the line, which is drawn
 /// anew afterwards. The caller begins and ends the output with a newline.
 void ox_rl_completion_writes(void);
@@ -92,6 +95,10 @@ void ox_rl_recover(void);
 /// Ends the row on which the terminal has shown a Ctrl-C, so that the next prompt starts in column 0. Nothing
 /// where input or output is no terminal.
 void ox_rl_end_row(void);
+
+/// Shows a passing note on the row below the cursor, which keeps its place; null wipes it. Nothing where
+/// standard output is no terminal that can do that. Returns whether a note had been shown.
+bool ox_rl_note(const char* text);
 
 /// Prints a JSON array of strings in columns, down then across, as wide as the terminal; one a line when
 /// standard output is no terminal. Names are escaped where standard output is a terminal (ox_out.hpp).

@@ -4,6 +4,8 @@
 #include <readline/readline.h>
 #include <stdlib.h>
 #include <string.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include "columns.hpp"
 #include "completion.hpp"
@@ -14,6 +16,7 @@ namespace {
 
 const size_t ask_above = 100;
 json_t* asked = nullptr;
+bool callback_runs = false;
 bool callback_wrote = false;
 
 /// Puts the cursor behind the line.
@@ -52,15 +55,37 @@ void show_candidates(json_t* candidates) {
     asked = json_incref(candidates);
 }
 
+/// Whether a Ctrl-C makes the terminal drop the keys that nobody has read yet.
+void set_flush(bool flush) {
+    struct termios modes;
+    if (tcgetattr(STDIN_FILENO, &modes) != 0) return;
+    modes.c_lflag = flush ? modes.c_lflag & ~NOFLSH : modes.c_lflag | NOFLSH;
+    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+}
+
+/// A Ctrl-C leaves the wait for candidates, not the line, so the keys typed meanwhile belong to it.
 json_t* ask_candidates(void) {
     json_t* candidates = json_array();
     callback_wrote = false;
+    callback_runs = true;
+    set_flush(false);
     if (editor.complete) editor.complete(rl_line_buffer, rl_point, candidates);
+    set_flush(true);
+    callback_runs = false;
     if (callback_wrote) editor_redraw();
     return candidates;
 }
 
 }  // namespace
+
+void completion_end_line(void) {
+    if (callback_runs && editor.shown && !callback_wrote) end_line();
+}
+
+void ox_rl_completion_interrupted(void) {
+    ox_rl_completion_writes();
+    fputs("^C\r\n", stdout);
+}
 
 void ox_rl_completion_writes(void) {
     if (!editor.shown || callback_wrote) return;

@@ -67,6 +67,8 @@ int completion_list_key(int count, int key);
 /// a key of the line.
 bool completion_answer(int key);
 void completion_forget(void);
+/// While candidates are asked for: puts the cursor behind the line.
+void completion_end_line(void);
 
 /// Takes a bracketed paste: its first line goes into the edited line, the rest waits.
 int paste_key(int count, int key);
