@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "lua/lua_complete.hpp"
 #include "lua/lua_modules.hpp"
@@ -29,6 +30,8 @@ struct LuaMode {
     ox_str* pending;   ///< the statement that is being entered, or null
     json_t* recorded;  ///< lines of a recording as its file holds them, or null
     bool among_lines;  ///< it was begun in the shell, whose lines its file holds
+    bool runs;         ///< a statement is being run
+    pid_t process;     ///< the one that entered, not a child that a module made
 };
 LuaMode mode;
 
@@ -56,10 +59,16 @@ void preload() {
     interrupt_disarm();
 }
 
+void end_at_exit(void);
+
 bool mode_enter() {
+    static bool watched = false;
+    if (!watched) watched = atexit(end_at_exit) == 0;
+
     interrupt_disarm();
     prompt_set_mode("lua");
     mode = {};
+    mode.process = getpid();
     keep_recorded_lines();
     editor_shell_off();
     ox_history_clear();
@@ -124,20 +133,34 @@ const char* statement_text() {
     return mode.pending ? ox_dynarray_get(mode.pending) : mode.line;
 }
 
-void remember_statement(const char* text) {
+void remember_statement(lua_State* L, const char* text) {
     if (isspace(static_cast<unsigned char>(text[0]))) return;
     ox_history_add(text);
     if (!recording) return;
     auto* convert = mode.among_lines ? lua_statement_for_line : lua_statement_for_script;
-    StrRef entry(convert(mode.ctx->L, text));
+    StrRef entry(convert(L, text));
     record_add(ox_dynarray_get(entry));
+}
+
+/// What os.exit in a statement leaves behind: history and recording, with that statement.
+void end_at_exit(void) {
+    if (!mode.ctx || mode.process != getpid()) return;
+    if (mode.runs) {
+        lua_State* L = luaL_newstate();  // the visit's own may be closed
+        if (L) remember_statement(L, statement_text());
+        if (L) lua_close(L);
+    }
+    editor_history_save(LUA_HISTORY_FILE);
+    if (recording) end_recording();
 }
 
 /// Runs the statement that was entered so far, and what follows from its outcome.
 void run_statement() {
     const char* text = statement_text();
     size_t length = mode.pending ? ox_str_length(mode.pending) : strlen(text);
+    mode.runs = true;
     LuaOutcome outcome = lua_statement_run(mode.ctx, &mode.results, text, length);
+    mode.runs = false;
     if (outcome == LUA_STATEMENT_INTERRUPTED) {
         ox_lua_resume(mode.ctx);
         lua_jump_back();
@@ -150,7 +173,7 @@ void run_statement() {
     prompt_rebuild();
     lua_results_hide(mode.ctx, &mode.results);
     prompt_set_mode(outcome == LUA_STATEMENT_FAILED ? "lua(fail)" : "lua");
-    remember_statement(text);
+    remember_statement(mode.ctx->L, text);
     drop_pending();
     interrupt_disarm();
     fflush(stdout);

@@ -32,8 +32,11 @@ ox_str* read_script(FILE* file) {
     return nullptr;
 }
 
-/// Empties a first line that begins with "#!"; its newline stays, so that lines keep their numbers.
+/// Cuts a byte order mark, then empties a first line that begins with "#!"; its newline stays, so that lines
+/// keep their numbers.
 void cut_first_line(ox_str* text) {
+    const char* mark = "\xef\xbb\xbf";
+    if (strncmp(ox_dynarray_get(text), mark, strlen(mark)) == 0) ox_dynarray_cut(text, 0, strlen(mark));
     const char* data = ox_dynarray_get(text);
     if (strncmp(data, "#!", 2) != 0) return;
     const auto* newline = static_cast<const char*>(memchr(data, '\n', ox_str_length(text)));

@@ -243,6 +243,24 @@ def test_record(lua, obxd, directory):
     assert harness.obxc("-S", path, daemon=obxd).out == "10\nx is\t10\n"
 
 
+@pytest.mark.parametrize("closing", ("", "0, true"))
+def test_a_recording_that_os_exit_ends(lua, obxd, directory, closing):
+    path = os.path.join(directory, "recorded.lua")
+    lua.terminal.send("q\r")
+    lua.terminal.wait_line(r"\S*obxc:>")
+    lua.terminal.send("luarecord %s\r" % path)
+    lua.prompt()
+    lua.run("x = 6")
+    lua.run("for i = 1, 2 do if i == 2 then return end end")
+    lua.run("x * 7")
+    lua.terminal.send("os.exit(%s)\r" % closing)
+    assert lua.terminal.end() == 0
+    with open(path, encoding="utf-8") as file:
+        assert file.read() == ("x = 6\n;(function(...)\nfor i = 1, 2 do if i == 2 then return end end\nend)(...)\n"
+                               "print(x * 7)\nos.exit(%s)\n" % closing)
+    assert harness.obxc("-S", path, daemon=obxd).out == "42\n"
+
+
 def test_a_recording_of_the_shell_goes_through_lua_mode(lua, obxd, directory):
     lua.run("not_recorded = 1")
     lua.terminal.send("q\r")

@@ -40,6 +40,39 @@ def test_first_line_of_an_interpreter(shared_obxd, script):
     assert done.status == 0
 
 
+def test_byte_order_mark_is_skipped(shared_obxd, script):
+    done = obxc("-S", script(b"\xef\xbb\xbfprint('runs')\nerror('here')\n"), daemon=shared_obxd)
+    assert done.out.startswith("runs\n") and "script.lua:2: here\n" in done.out
+    done = obxc("-S", script(b"\xef\xbb\xbf#!/usr/bin/env obxc_lua\nprint('too')\n"), daemon=shared_obxd)
+    assert done.out == "too\n"
+    assert obxc("-S", script(b"\xef\xbb\xbf"), daemon=shared_obxd).out == ""
+    assert "unexpected symbol" in obxc("-S", script(b"\xef\xbbprint(1)"), daemon=shared_obxd).out
+
+
+def test_rows_of_a_dump_are_aligned_by_columns(shared_obxd, script, monkeypatch):
+    monkeypatch.setattr(harness, "OBXC", os.path.join(harness.BUILD, "tests", "obxc_tree_modules"))
+    path = script(r"""
+local dump = require "ombrix.dump"
+dump.rows({{Name = "Küche", Place = 1}, {Name = "居間", Place = 2}, {Name = "e\u{301}t\u{e9}", Place = 3},
+           {Name = "Wohnzimmer", Place = 4}, {Name = "\xff\n", Place = 5}, "no record", {Place = 6}},
+          {"Name", "Place"})
+dump.rows({b = {x = 1, y = true}, a = {z = "last"}})
+dump.rows({}, {"Name"})
+""")
+    assert obxc("-S", path, daemon=shared_obxd).out == (
+        "#  Name        Place\n"
+        "1  Küche       1\n"
+        "2  居間        2\n"
+        "3  e\u0301té         3\n"
+        "4  Wohnzimmer  4\n"
+        "5  \\xff\\x0a    5\n"
+        "7  -           6\n"
+        "#  x  y     z\n"
+        "a  -  -     last\n"
+        "b  1  true  -\n"
+        "#  Name\n")
+
+
 def test_first_line_without_newline_is_left(shared_obxd, script):
     done = obxc("-S", script("#!/usr/bin/env obxc_lua"), daemon=shared_obxd)
     assert "unexpected symbol near '#'" in done.out

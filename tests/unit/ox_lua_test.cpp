@@ -213,6 +213,19 @@ TEST_F(OxLuaTest, StatementsForScripts) {
         {"::a:: if not y then y = 1 goto a end", "do ::a:: if not y then y = 1 goto a end end"},
         {"for i = 1, 2 do\nprint(i) end", "for i = 1, 2 do\nprint(i) end"},
         {"no\nsense", "-- no\n-- sense"},
+        {"if x then return end", ";(function(...)\nif x then return end\nend)(...)"},
+        {"do f = function() return 1 end return 2 end",
+         ";(function(...)\ndo f = function() return 1 end return 2 end\nend)(...)"},
+        {"function f() if x then return 1 end return 2 end",
+         "function f() if x then return 1 end return 2 end"},
+        {"function f() repeat local function g() return end until g() for i = 1, 2 do return end end",
+         "do function f() repeat local function g() return end until g() for i = 1, 2 do return end end end"},
+        {"print 'return' --[==[ ]] return ]==] print[=[ return ]] ]=] -- return",
+         "print 'return' --[==[ ]] return ]==] print[=[ return ]] ]=] -- return"},
+        {"x = '\\' return ' returns = 1 t[ [[return]]] = 2",
+         "x = '\\' return ' returns = 1 t[ [[return]]] = 2"},
+        {"while true do if x then return end end",
+         ";(function(...)\nwhile true do if x then return end end\nend)(...)"},
     };
     for (const auto& c : cases) {
         StrRef entry(lua_statement_for_script(ctx->L, c.statement));
@@ -231,11 +244,12 @@ TEST_F(OxLuaTest, ARecordedScriptRunsAsItsStatementsDid) {
         record("do goto on end ::on::");
     }
     for (const char* statement :
-         {"x = 2", "x", "return ...", "y = x", "--[[c]] (print)('y', y)", "'z';", "= \r ="}) {
+         {"x = 2", "x", "return ...", "y = x", "--[[c]] (print)('y', y)", "'z';",
+          "= \r =", "if x == 2 then return 1 end", "if x == 2 then print('on') end"}) {
         record(statement);
     }
     EXPECT_EQ(run(script), 0) << err();
-    EXPECT_EQ(out(), "2\ny\t2\nz\n");
+    EXPECT_EQ(out(), "2\ny\t2\nz\non\n");
 }
 
 }  // namespace
