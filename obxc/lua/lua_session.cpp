@@ -34,6 +34,7 @@ ox_lua_ctx* lua_context_new(void) {
     ox_lua_ctx* ctx = ox_lua_init(0);
     if (!ctx) return nullptr;
     ctx->api = request_channel;
+    ox_lua_set_timeout(ctx, request_timeout_ms);
     ox_lua_set_guard(ctx, guard_wait);
     lua_modules_add_path(ctx->L);
     return ctx;

@@ -127,7 +127,7 @@ TEST_F(OxLuaTest, ZeroBytesInJson) {
 TEST_F(OxLuaTest, ReadOnly) {
     ox_lua_set_flags(ctx, OX_LUA_READ_ONLY);
     EXPECT_EQ(
-        run("for _, f in ipairs{'set', 'add', 'del', 'exec', 'call', 'on', 'wait', 'sleep'} do "
+        run("for _, f in ipairs{'set', 'add', 'del', 'exec', 'call', 'on', 'off', 'wait', 'sleep'} do "
             "local ok, e = pcall(ox[f], 'Device.X', 1) assert(not ok and e:find('while completing'), f) end"),
         0)
         << err();

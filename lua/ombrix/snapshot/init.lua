@@ -3,18 +3,13 @@
 --   local snapshot = require "ombrix.snapshot"
 --   local before = snapshot.take("Device.NAT.")
 --   ...
---   local undo = snapshot.apply(before)
+--   local undo, left = snapshot.apply(before)
+--
+-- Failures are nil, a message, the code and the error's data, whatever ox.strict says.
 
 local snapshot = {}
 
-local function fail(message, code, data) return nil, message, code, data end
-
-local function sorted(values)
-    local names = {}
-    for name in pairs(values) do names[#names + 1] = name end
-    table.sort(names)
-    return names
-end
+local NO_SUCH_NAME = 9005
 
 -- A path as the daemon names an object: with its final ".".
 local function object_path(path)
@@ -23,45 +18,68 @@ local function object_path(path)
     return path
 end
 
--- The writable parameters below `path` with their values: {path = path, values = {name = value}, instances =
--- {name = true}}. Or nil, message, code, data.
+local function table_of(instance) return (instance:match("^(.*%.)%d+%.$")) end
+
+-- What can be written below `path`: {path = path, values = {name = value}, instances = {name = place}, tables = {name =
+-- true where instances can be added}, names = {parameters in the model's order}}. What the user may not read is not
+-- in it. Or nil, message, code, data.
 function snapshot.take(path)
     path = object_path(path)
-    local list, message, code, data = ox.call("GetParameterNames",
-        {ParameterPath = path == "" and "." or path, NextLevel = false})
-    if not list then return fail(message, code, data) end
-    local result = {path = path, values = {}, instances = {}}
-    local values
-    values, message, code, data = ox.get(path == "" and "." or path)
-    if not values then return fail(message, code, data) end
-    for _, entry in ipairs(list.ParameterList) do
+    local top = path == "" and "." or path
+    local names, message, code, data = ox.try(ox.call, "GetParameterNames", {ParameterPath = top, NextLevel = false})
+    if not names then return nil, message, code, data end
+    local answer
+    answer, message, code, data =
+        ox.try(ox.call, "GetParameterValues", {ParameterNames = {top}, IgnoreAccessError = true})
+    if not answer then return nil, message, code, data end
+    local values = {}
+    for _, entry in ipairs(answer.ParameterList) do values[entry.Name] = entry.Value end
+    local result = {path = path, values = {}, instances = {}, tables = {}, names = {}}
+    for place, entry in ipairs(names.ParameterList) do
         local name = entry.Name
-        if name:match("%.%d+%.$") then
-            result.instances[name] = true
+        if table_of(name) then
+            result.instances[name] = place
+        elseif name:sub(-1) == "." then
+            result.tables[name] = entry.Writable
         elseif entry.Writable and values[name] ~= nil then
             result.values[name] = values[name]
+            result.names[#result.names + 1] = name
+        end
+    end
+    -- The names below a table do not hold the table itself.
+    if path ~= "" and result.tables[path] == nil and not table_of(path) then
+        local parent = ox.try(ox.call, "GetParameterNames",
+            {ParameterPath = path:match("^(.*%.)[^.]+%.$") or ".", NextLevel = true})
+        for _, entry in ipairs(parent and parent.ParameterList or {}) do
+            if entry.Name == path then result.tables[path] = entry.Writable end
         end
     end
     return result
 end
 
--- What differs from `before` to `after`: {changed = {name = {old, new}}, added = {instances}, removed = {instances}}.
-function snapshot.diff(before, after)
-    local result = {changed = {}, added = {}, removed = {}}
-    for name, old in pairs(before.values) do
-        local new = after.values[name]
-        if new ~= nil and ox.json.encode(old) ~= ox.json.encode(new) then result.changed[name] = {old, new} end
+local function equal(a, b) return a == b or type(a) == "table" and ox.json.encode(a) == ox.json.encode(b) end
+
+-- The instances of `one` that `other` has not, in the model's order.
+local function missing(one, other)
+    local names = {}
+    for name in pairs(one.instances) do
+        if not other.instances[name] then names[#names + 1] = name end
     end
-    for _, name in ipairs(sorted(after.instances)) do
-        if not before.instances[name] then result.added[#result.added + 1] = name end
-    end
-    for _, name in ipairs(sorted(before.instances)) do
-        if not after.instances[name] then result.removed[#result.removed + 1] = name end
-    end
-    return result
+    table.sort(names, function(a, b) return one.instances[a] < one.instances[b] end)
+    return names
 end
 
--- The name that an instance of the snapshot has now: it or an instance around it may have been added anew.
+-- What differs from `before` to `after`: {changed = {name = {old, new}}, added = {instances}, removed = {instances}}.
+function snapshot.diff(before, after)
+    local changed = {}
+    for name, old in pairs(before.values) do
+        local new = after.values[name]
+        if new ~= nil and not equal(old, new) then changed[name] = {old, new} end
+    end
+    return {changed = changed, added = missing(after, before), removed = missing(before, after)}
+end
+
+-- The name that something of the snapshot has now: an instance around it may have been added anew.
 local function renamed(name, moved)
     for length = #name, 1, -1 do
         local now = name:sub(length, length) == "." and moved[name:sub(1, length)]
@@ -70,62 +88,158 @@ local function renamed(name, moved)
     return name
 end
 
--- Adds an instance that is gone; the daemon never hands out a number twice, so it has another one.
-local function add_again(name, moved)
-    local parent = renamed(name:match("^(.*%.)%d+%.$"), moved)
-    local number, message, code, data = ox.add(parent)
-    if not number then return nil, message, code, data end
-    moved[name] = parent .. number .. "."
+-- The value with the paths in it renamed, where the parameter holds references.
+local function renamed_references(name, value, moved)
+    if type(value) ~= "string" or not next(moved) then return value end
+    local now = value:gsub("[^,%s]+", function(path)
+        local dotted = path:sub(-1) == "."
+        local other = renamed(dotted and path or path .. ".", moved)
+        return dotted and other or other:sub(1, -2)
+    end)
+    if now == value then return value end
+    local attrs = ox.try(ox.attrs, name) or {}
+    return (attrs.type == "pathRef" or attrs.relations or attrs.foreign_key) and now or value
+end
+
+-- Whether a text that reads as "" may be one that the daemon does not show.
+local function is_secret(name)
+    local last = name:match("[^.]+$")
+    for _, word in ipairs{"Password", "Passphrase", "Secret", "SharedKey", "WEPKey"} do
+        if last:find(word, 1, true) then return true end
+    end
+    local default = (ox.try(ox.attrs, name) or {}).default
+    return default ~= nil and default ~= ""
+end
+
+-- Whether an instance lies in one that is left alone.
+local function is_inside(name, left)
+    for length = #name - 1, 1, -1 do
+        if name:sub(length, length) == "." and left[name:sub(1, length)] then return true end
+    end
+    return false
+end
+
+local function drop_fixed(names, tables, left, why)
+    local free = {}
+    for _, name in ipairs(names) do
+        if not is_inside(name, left) then
+            if tables[table_of(name)] == false then
+                left[name] = why
+            else
+                free[#free + 1] = name
+            end
+        end
+    end
+    return free
+end
+
+-- Adds the instances that are gone: moved[name] is what they are called now, because the daemon never hands out a
+-- number twice.
+local function add_again(names, moved)
+    for _, name in ipairs(names) do
+        local parent = renamed(table_of(name), moved)
+        local number, message, code, data = ox.try(ox.add, parent)
+        if not number then return nil, message, code, data end
+        moved[name] = parent .. number .. "."
+    end
     return true
 end
 
--- Brings the part of the model back to the snapshot: instances that are new are deleted, those that are gone
--- are added again (under new numbers), values that differ are set, all in one request. Returns a function that
--- undoes this, or nil, message, code, data; then what was added is deleted again and values are set back, but
--- what was deleted is gone.
-function snapshot.apply(wanted)
-    local now, message, code, data = snapshot.take(wanted.path)
-    if not now then return fail(message, code, data) end
-    local diff = snapshot.diff(now, wanted)
-    local moved = {}
-    local function take_back()
-        for _, name in pairs(moved) do ox.del(name) end
-    end
-    for _, name in ipairs(diff.added) do
-        local ok
-        ok, message, code, data = add_again(name, moved)
-        if not ok then
-            take_back()
-            return fail(message, code, data)
+-- Deletes the instances, innermost first. Those that others hold on to wait for them; those that went with others
+-- are gone.
+local function delete(names)
+    local rest = names
+    while #rest > 0 do
+        local kept, message, code, data = {}, nil, nil, nil
+        for i = #rest, 1, -1 do
+            local ok, why, fault, details = ox.try(ox.del, rest[i])
+            if not ok and fault ~= NO_SUCH_NAME then
+                table.insert(kept, 1, rest[i])
+                message, code, data = why, fault, details
+            end
         end
+        if #kept == #rest then return nil, message, code, data end
+        rest = kept
     end
-    local values, changed, count = {}, {}, 0
-    for name, value in pairs(wanted.values) do
-        local old = now.values[name]
-        if old == nil or ox.json.encode(old) ~= ox.json.encode(value) then
-            values[renamed(name, moved)] = value
-            changed[name] = old
-            count = count + 1
-        end
-    end
-    if count > 0 then
-        local ok
-        ok, message, code, data = ox.set(values)
-        if not ok then
-            take_back()
-            return fail(message, code, data)
-        end
-    end
-    for i = #diff.removed, 1, -1 do
-        local ok
-        ok, message, code, data = ox.del(diff.removed[i])
-        if not ok then
-            take_back()
-            if next(changed) then ox.set(changed) end
-            return fail(message, code, data)
-        end
-    end
-    return function() return snapshot.apply(now) end
+    return true
 end
+
+-- The values to be set, as a list for one request: places in an order last and ascending, so that each holds.
+local function assignments(wanted, now, moved, left)
+    local list, places = {}, {}
+    for _, name in ipairs(wanted.names) do
+        if not is_inside(name, left) then
+            local target = renamed(name, moved)
+            local value = renamed_references(target, wanted.values[name], moved)
+            local new = target ~= name
+            if value == "" and new and is_secret(target) then
+                left[target] = "a hidden value is not known"
+            elseif now[target] == nil or not equal(now[target], value) then
+                local into = target:match("%.Order$") and places or list
+                into[#into + 1] = {Name = target, Value = value}
+            end
+        end
+    end
+    table.sort(places, function(a, b) return a.Value < b.Value end)
+    return table.move(places, 1, #places, #list + 1, list)
+end
+
+-- The values of the instances that were added again, and all others.
+local function values_now(now, moved)
+    local values = setmetatable({}, {__index = now.values})
+    for _, name in pairs(moved) do
+        local fresh = snapshot.take(name)
+        for target, value in pairs(fresh and fresh.values or {}) do values[target] = value end
+    end
+    return values
+end
+
+local bring_back
+
+-- Takes back what an attempt has done, as far as that can be.
+local function give_up(now, is_undo, message, code, data)
+    if not is_undo then bring_back(now, true) end
+    return nil, message, code, data
+end
+
+-- The instances of `removed` that a refusal names: a value that is wanted is still theirs.
+local function in_the_way(removed, data)
+    local names = {}
+    for _, reason in pairs(type(data) == "table" and data or {}) do
+        local text = type(reason) == "table" and reason.message or reason
+        for _, name in ipairs(removed) do
+            if type(text) == "string" and text:find(name, 1, true) then names[#names + 1] = name end
+        end
+    end
+    return names
+end
+
+function bring_back(wanted, is_undo)
+    local now, message, code, data = snapshot.take(wanted.path)
+    if not now then return nil, message, code, data end
+    local left, moved = {}, {}
+    local added = drop_fixed(missing(wanted, now), wanted.tables, left, "gone from a read-only table")
+    local removed = drop_fixed(missing(now, wanted), now.tables, left, "new in a read-only table")
+    local ok
+    ok, message, code, data = add_again(added, moved)
+    if not ok then return give_up(now, is_undo, message, code, data) end
+    local list = assignments(wanted, values_now(now, moved), moved, left)
+    local function set()
+        if #list == 0 then return true end
+        return ox.try(ox.call, "SetParameterValues", {ParameterList = list})
+    end
+    ok, message, code, data = set()
+    local blocking = in_the_way(removed, data)
+    if not ok and #blocking > 0 and delete(blocking) then ok, message, code, data = set() end
+    if ok then ok, message, code, data = delete(removed) end
+    if not ok then return give_up(now, is_undo, message, code, data) end
+    return function() return bring_back(now) end, left
+end
+
+-- Brings the part of the model back to the snapshot: instances that are gone are added again (under new numbers,
+-- references to them renamed), values that differ are set, all in one request, and instances that are new are deleted.
+-- Returns a function that undoes this, and a table of what was left alone: path = why. Or nil, message, code, data;
+-- then what was done is taken back.
+function snapshot.apply(wanted) return bring_back(wanted) end
 
 return snapshot

@@ -40,6 +40,9 @@ int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* ch
 /// Sets ox_lua_flags.
 void ox_lua_set_flags(ox_lua_ctx* ctx, int flags);
 int ox_lua_get_flags(const ox_lua_ctx* ctx);
+/// Bound of each request of the bindings in milliseconds (-1: none), where the code sets no other. At first
+/// 5000.
+void ox_lua_set_timeout(ox_lua_ctx* ctx, int timeout_ms);
 /// Every wait of the bindings goes through `guard` (null: they wait without one). After an interrupt the code
 /// is left as by ox_lua_stop.
 void ox_lua_set_guard(ox_lua_ctx* ctx, ox_lua_guard guard);

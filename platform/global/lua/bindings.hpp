@@ -7,11 +7,13 @@
 struct Holder {
     json_t* json;
     ox_jrpcmsg* message;
+    int timeout_ms;  ///< of its exchanges; 0: the script's
 };
 
 // request.cpp
-/// Pushes an empty holder.
-Holder* holder_push(lua_State* L);
+/// Pushes an empty holder. `options`: the index of the call's table of options, or nothing there (nil); 0:
+/// none.
+Holder* holder_push(lua_State* L, int options = 0);
 /// Releases its values now.
 void holder_clear(Holder* holder);
 /// Makes `message` (taken over; null raises an error) the holder's one and executes it. False when the answer
@@ -19,7 +21,8 @@ void holder_clear(Holder* holder);
 bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message);
 /// The result's member of that name, borrowed; null where it is missing.
 json_t* result_member(const Holder* holder, const char* name);
-/// Pushes nil, message, code and error data of the holder's message, or raises them in strict mode.
+/// Pushes nil, message, code and error data of the holder's message, or raises them in strict mode. The
+/// message names the first reason.
 int failure(lua_State* L, Holder* holder);
 int failure_text(lua_State* L, const char* text, int code);
 /// Raises the failure, in strict mode or not.
@@ -28,6 +31,7 @@ int raise_failure(lua_State* L, Holder* holder);
 const char* check_path(lua_State* L, int index);
 /// Adds {"Name": `name`} to the array and returns it, borrowed.
 json_t* add_named(lua_State* L, json_t* list, const char* name);
+void request_open(lua_State* L);
 
 // json.cpp
 /// Pushes the Lua value of a JSON value. With `indexes`, members named by a number get integer keys.
@@ -50,8 +54,9 @@ void values_open(lua_State* L);
 
 // model.cpp
 void model_open(lua_State* L);
-/// ox.exec for a method's path and its arguments at `index` (none: 0).
-int execute(lua_State* L, const char* path, int index);
+/// Calls the method with its arguments at `index` (nil there: none) and pushes a table of its outputs; false
+/// (nothing is pushed) when the holder has an error.
+bool execute(lua_State* L, Holder* holder, const char* path, int index);
 
 // events.cpp
 void events_open(lua_State* L);

@@ -17,6 +17,8 @@ int stop_error(lua_State* L) {
 
 namespace {
 
+enum { DEFAULT_TIMEOUT_MS = 5000 };
+
 void stop_hook(lua_State* L, lua_Debug*) {
     stop_error(L);
 }
@@ -92,17 +94,21 @@ void stop_follow(lua_State* from, lua_State* to) {
     }
 }
 
-void guarded(lua_State* L, void (*run)(void*), void* argument) {
+bool run_guarded(lua_State* L, void (*run)(void*), void* argument) {
     LuaContext* context = context_of(L);
-    if (context->stopped) stop_error(L);
+    if (context->stopped) return false;
     if (context->flags & OX_LUA_STREAM) output_drain(context);
     if (!context->guard) {
         run(argument);
-        return;
+        return true;
     }
-    if (context->guard(run, argument)) return;
+    if (context->guard(run, argument)) return true;
     ox_lua_stop(context);
-    stop_error(L);
+    return false;
+}
+
+void guarded(lua_State* L, void (*run)(void*), void* argument) {
+    if (!run_guarded(L, run, argument)) stop_error(L);
 }
 
 void require_writable(lua_State* L) {
@@ -119,6 +125,7 @@ ox_lua_ctx* ox_lua_init(int flags) {
     context->out = ox_str_init();
     context->err = ox_str_init();
     context->flags = flags;
+    context->timeout_ms = DEFAULT_TIMEOUT_MS;
     context->L = luaL_newstate();
     if (!context->L) {
         ox_lua_free(context);
@@ -188,6 +195,10 @@ int ox_lua_get_flags(const ox_lua_ctx* ctx) {
     return static_cast<const LuaContext*>(ctx)->flags;
 }
 
+void ox_lua_set_timeout(ox_lua_ctx* ctx, int timeout_ms) {
+    full(ctx)->timeout_ms = timeout_ms;
+}
+
 void ox_lua_set_guard(ox_lua_ctx* ctx, ox_lua_guard guard) {
     full(ctx)->guard = guard;
 }
@@ -206,6 +217,7 @@ void ox_lua_resume(ox_lua_ctx* ctx) {
     LuaContext* context = full(ctx);
     context->stopped = 0;
     context->running = context->L;
+    context->yields = false;
     lua_sethook(context->L, nullptr, 0, 0);
 }
 

@@ -15,7 +15,11 @@ struct LuaContext : ox_lua_ctx {
     lua_State* running;  ///< the coroutine that runs, which a stop has to reach
     volatile int stopped;
     ox_lua_guard guard;
-    json_t* kept;  ///< events that other readers get when the context is freed, or null
+    int timeout_ms;           ///< of a request, where a script sets no other
+    bool yields;              ///< the coroutine that runs gives way in its waits
+    const lua_State* paused;  ///< the coroutine that was last kept from spinning, for all
+    long long paused_end;     ///< when that ended, ox_wait_now_ms
+    json_t* kept;             ///< events that other readers get when the context is freed, or null
 };
 
 LuaContext* context_of(lua_State* L);
@@ -23,7 +27,10 @@ LuaContext* context_of(lua_State* L);
 // context.cpp
 /// Raises the error that a stop raises.
 int stop_error(lua_State* L);
-/// Runs `run(argument)` under the context's guard; raises an error when it was interrupted.
+/// Runs `run(argument)` under the context's guard. False when it was interrupted: the caller has to end with
+/// stop_error.
+bool run_guarded(lua_State* L, void (*run)(void*), void* argument);
+/// The same; raises the error itself.
 void guarded(lua_State* L, void (*run)(void*), void* argument);
 /// Raises an error while the context is read-only.
 void require_writable(lua_State* L);
@@ -50,3 +57,7 @@ void output_close(LuaContext* context);
 // coroutines.cpp
 /// Replaces coroutine.resume and coroutine.wrap by ones that keep track of what runs.
 void coroutines_open(lua_State* L);
+/// Adds ox.run. Called with the table `ox` on top.
+void tasks_open(lua_State* L);
+/// Whether code that waits has to yield, so that other coroutines go on.
+bool gives_way(lua_State* L);

@@ -1,8 +1,7 @@
-// ox.add, ox.del, ox.names, ox.attrs, ox.exec, ox.call and ox.sleep.
+// ox.add, ox.del, ox.names, ox.attrs, ox.exec and ox.call.
 #include <string.h>
 
 #include "bindings.hpp"
-#include "ox_wait.hpp"
 
 namespace {
 
@@ -21,15 +20,15 @@ void move_names(lua_State* L, json_t* list, size_t length, const char* object) {
     }
 }
 
-/// ox.add(path [, values]): the new instance's number. What cannot be sent adds none, and an instance whose
-/// values are refused goes again.
+/// ox.add(path [, values [, options]]): the new instance's number. What cannot be sent adds none, and an
+/// instance whose values are refused goes again.
 int add(lua_State* L) {
     require_writable(L);
-    lua_settop(L, 2);
+    lua_settop(L, 3);
     const char* path = check_path(L, 1);
     if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
     const char* table = lua_pushfstring(L, "%s%s", path, path[strlen(path) - 1] == '.' ? "" : ".");
-    Holder* holder = holder_push(L);
+    Holder* holder = holder_push(L, 3);
     holder->json = json_array();
     if (!lua_isnil(L, 2)) add_values(L, 2, holder->json, table);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_add_object(path))) return failure(L, holder);
@@ -53,22 +52,24 @@ int add(lua_State* L) {
     return failure(L, holder);
 }
 
-/// ox.del(path)
+/// ox.del(path [, options])
 int del(lua_State* L) {
     require_writable(L);
+    lua_settop(L, 2);
     const char* path = check_path(L, 1);
-    Holder* holder = holder_push(L);
+    Holder* holder = holder_push(L, 2);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_delete_object(path))) return failure(L, holder);
     holder_clear(holder);
     lua_pushboolean(L, 1);
     return 1;
 }
 
-/// ox.names(path [, deep]): full names, those of objects with a final ".".
+/// ox.names(path [, deep] [, options]): full names, those of objects with a final ".".
 int names(lua_State* L) {
+    lua_settop(L, 3);
     const char* path = check_path(L, 1);
-    bool deep = lua_toboolean(L, 2) != 0;
-    Holder* holder = holder_push(L);
+    bool deep = !lua_istable(L, 2) && lua_toboolean(L, 2);
+    Holder* holder = holder_push(L, lua_istable(L, 2) ? 2 : 3);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_names(path, !deep))) return failure(L, holder);
     json_t* list = result_member(holder, "ParameterList");
     lua_newtable(L);
@@ -80,10 +81,11 @@ int names(lua_State* L) {
     return 1;
 }
 
-/// ox.attrs(path): the node's attributes.
+/// ox.attrs(path [, options]): the node's attributes.
 int attrs(lua_State* L) {
+    lua_settop(L, 2);
     const char* path = check_path(L, 1);
-    Holder* holder = holder_push(L);
+    Holder* holder = holder_push(L, 2);
     json_t* list = json_pack("[s]", path);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(list, 0))) return failure(L, holder);
     json_t* entry = json_array_get(result_member(holder, "ParameterList"), 0);
@@ -92,21 +94,22 @@ int attrs(lua_State* L) {
     return 1;
 }
 
-/// ox.exec(path [, args])
+/// ox.exec(path [, args [, options]])
 int exec(lua_State* L) {
-    lua_settop(L, 2);
+    lua_settop(L, 3);
     const char* path = check_path(L, 1);
-    return execute(L, path, lua_isnil(L, 2) ? 0 : 2);
+    Holder* holder = holder_push(L, 3);
+    return execute(L, holder, path, 2) ? 1 : failure(L, holder);
 }
 
-/// ox.call(method [, params]): any request, its result as it comes.
+/// ox.call(method [, params [, options]]): any request, its result as it comes.
 int call(lua_State* L) {
     require_writable(L);
     const char* method = luaL_checkstring(L, 1);
-    lua_settop(L, 2);
-    Holder* holder = holder_push(L);
+    lua_settop(L, 3);
+    Holder* holder = holder_push(L, 3);
     holder->json = json_object();
-    if (!lua_isnoneornil(L, 2)) {
+    if (!lua_isnil(L, 2)) {
         luaL_checktype(L, 2, LUA_TTABLE);
         json_add(L, 2, holder->json, "params");
     }
@@ -117,34 +120,18 @@ int call(lua_State* L) {
     return 1;
 }
 
-void run_sleep(void* argument) {
-    ox_wait_sleep_ms(*static_cast<long long*>(argument));
-}
-
-/// ox.sleep(seconds)
-int sleep_seconds(lua_State* L) {
-    require_open(L);
-    require_writable(L);
-    lua_Number seconds = luaL_checknumber(L, 1);
-    luaL_argcheck(L, seconds >= 0 && seconds < 1e9, 1, "seconds expected");
-    auto ms = static_cast<long long>(seconds * 1000);
-    guarded(L, run_sleep, &ms);
-    return 0;
-}
-
 }  // namespace
 
-int execute(lua_State* L, const char* path, int index) {
+bool execute(lua_State* L, Holder* holder, const char* path, int index) {
     require_writable(L);
-    Holder* holder = holder_push(L);
     holder->json = json_array();
-    if (index) {
+    if (!lua_isnil(L, index)) {
         luaL_checktype(L, index, LUA_TTABLE);
         add_values(L, index, holder->json, "");
     }
     json_t* args = holder->json;
     holder->json = nullptr;
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_execute_new(path, args))) return failure(L, holder);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_execute_new(path, args))) return false;
     json_t* list = result_member(holder, "ParameterList");
     size_t length = strlen(path);
     lua_newtable(L);
@@ -157,14 +144,13 @@ int execute(lua_State* L, const char* path, int index) {
         lua_setfield(L, -2, name);
     }
     holder_clear(holder);
-    return 1;
+    return true;
 }
 
 // Called with the table `ox` on top.
 void model_open(lua_State* L) {
-    static const luaL_Reg functions[] = {
-        {"add", add},   {"del", del},   {"names", names},         {"attrs", attrs},
-        {"exec", exec}, {"call", call}, {"sleep", sleep_seconds}, {nullptr, nullptr}};
+    static const luaL_Reg functions[] = {{"add", add},   {"del", del},   {"names", names},  {"attrs", attrs},
+                                         {"exec", exec}, {"call", call}, {nullptr, nullptr}};
     luaL_setfuncs(L, functions, 0);
 }
 
@@ -172,6 +158,8 @@ void bindings_open(lua_State* L) {
     lua_newtable(L);
     lua_pushvalue(L, -1);
     lua_setfield(L, LUA_REGISTRYINDEX, "ox");
+    request_open(L);
+    tasks_open(L);
     json_open(L);
     values_open(L);
     model_open(L);

@@ -103,10 +103,19 @@ ChildKind child_kind(lua_State* L, const char* path, const char* name) {
 }
 
 /// Calls the method whose path is the upvalue, with a table of arguments: dev.IP.Diagnostics.IPPing{Host =
-/// h}.
+/// h}. Its own object may stand in front: dev.IP.Diagnostics:IPPing{Host = h}.
 int call_method(lua_State* L) {
+    const char* path = lua_tostring(L, lua_upvalueindex(1));
+    const char* object = object_path(L, 1);
+    if (object) {
+        size_t length = strlen(object);
+        bool own = strncmp(path, object, length) == 0 && !strchr(path + length, '.');
+        luaL_argcheck(L, own, 1, "a table of arguments expected, not an object of ox.object");
+        lua_remove(L, 1);
+    }
     lua_settop(L, 1);
-    return execute(L, lua_tostring(L, lua_upvalueindex(1)), lua_isnil(L, 1) ? 0 : 1);
+    Holder* holder = holder_push(L);
+    return execute(L, holder, path, 1) ? 1 : raise_failure(L, holder);
 }
 
 /// Pushes the instance's object, or nil where there is none.

@@ -54,12 +54,14 @@ void push_answer(lua_State* L, const char* path, json_t* list, size_t* from) {
     }
 }
 
-/// ox.get(path...)
+/// ox.get(path... [, options])
 int get(lua_State* L) {
     int count = lua_gettop(L);
     luaL_argcheck(L, count > 0, 1, "a path expected");
     luaL_checkstack(L, count + LUA_MINSTACK, "too many paths");
-    Holder* holder = holder_push(L);
+    bool options = count > 1 && lua_istable(L, count) && !object_path(L, count);
+    Holder* holder = holder_push(L, options ? count : 0);
+    if (options) --count;
     holder->json = json_array();
     for (int i = 1; i <= count; ++i) {
         json_array_append_new(holder->json, json_string(check_path(L, i)));
@@ -74,15 +76,14 @@ int get(lua_State* L) {
     return count;
 }
 
-/// ox.set(path, value), ox.set{path = value, ...}
+/// ox.set(path, value [, options]), ox.set({path = value, ...} [, options])
 int set(lua_State* L) {
     require_writable(L);
     bool many = lua_type(L, 1) == LUA_TTABLE && !object_path(L, 1);
-    luaL_argcheck(L, !many || lua_gettop(L) == 1, 2, "one table of paths and values expected");
     luaL_argcheck(L, many || !lua_isnoneornil(L, 2), 2, "a value expected (ox.null for none)");
-    lua_settop(L, 2);
+    lua_settop(L, 3);
     const char* path = many ? "" : check_path(L, 1);
-    Holder* holder = holder_push(L);
+    Holder* holder = holder_push(L, many ? 2 : 3);
     holder->json = json_array();
     if (many) {
         add_values(L, 1, holder->json, "");
@@ -99,14 +100,15 @@ int set(lua_State* L) {
     return 1;
 }
 
-/// ox.config(path): the subtree at the path itself.
+/// ox.config(path [, options]): the subtree at the path itself.
 int config(lua_State* L) {
-    if (lua_isnoneornil(L, 1)) {
-        lua_settop(L, 0);
+    lua_settop(L, 2);
+    if (lua_isnil(L, 1)) {
         lua_pushliteral(L, ".");
+        lua_replace(L, 1);
     }
     const char* path = check_path(L, 1);
-    Holder* holder = holder_push(L);
+    Holder* holder = holder_push(L, 2);
     holder->json = json_pack("{s:s}", "Path", path);
     json_t* params = holder->json;
     holder->json = nullptr;
@@ -130,10 +132,11 @@ int config(lua_State* L) {
     return 1;
 }
 
-/// ox.select(selector): a table of paths and their values, and the paths in their order.
+/// ox.select(selector [, options]): a table of paths and their values, and the paths in their order.
 int select(lua_State* L) {
     const char* selector = luaL_checkstring(L, 1);
-    Holder* holder = holder_push(L);
+    lua_settop(L, 2);
+    Holder* holder = holder_push(L, 2);
     json_t* params = json_pack("{s:s}", "Selector", selector);
     if (!params) return luaL_argerror(L, 1, "a selector must be valid UTF-8");
     if (!exchange(L, holder, ox_jrpcmsg_create_new("Select", params))) return failure(L, holder);
