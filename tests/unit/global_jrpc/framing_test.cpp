@@ -1,4 +1,4 @@
-#include "../../platform/global/jrpc/framing.hpp"
+#include "platform/global/jrpc/framing.hpp"
 
 #include <gtest/gtest.h>
 #include <string.h>

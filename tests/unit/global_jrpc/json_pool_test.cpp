@@ -1,4 +1,4 @@
-#include "../../platform/global/jrpc/json_pool.hpp"
+#include "platform/global/jrpc/json_pool.hpp"
 
 #include <gtest/gtest.h>
 #include <jansson.h>
