@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "commands/commands.hpp"
+#include "ox_confapi.hpp"
 #include "ox_firmware.hpp"
 #include "ox_rl.hpp"
 #include "ox_tr.hpp"
@@ -14,6 +15,10 @@
 #include "session/request.hpp"
 
 namespace {
+
+constexpr int POLL_MS = 100;
+constexpr int PATIENCE_POLLS = 30;  // of a device at rest that has refused the order
+constexpr long long STATUS_DONE = -1;
 
 enum Decision { FLASH_NOW, FLASH_ORDER, CANCEL };
 
@@ -35,7 +40,12 @@ void reset_config() {
 }
 
 Decision ask_about_config() {
-    CharsRef answer(ox_rl("Reset config[(N)o/(y)es/(c)ancel] ", -1));
+    static const char question[] = "Reset config[(N)o/(y)es/(c)ancel] ";
+    // The editor shows it to terminals only, where Enter ends its row.
+    bool typed = isatty(STDIN_FILENO);
+    if (!typed) fputs(question, stdout);
+    CharsRef answer(ox_rl(question, -1));
+    if (!typed) putchar('\n');
     // Who has gone has not answered.
     if (!answer && ox_rl_hung_up()) return CANCEL;
     if (answer && strcasecmp(answer, "c") == 0) return CANCEL;
@@ -65,12 +75,13 @@ void cancel(json_t* params, json_t* result) {
     MsgRef message(download_request(params));
 }
 
-void order_flash(json_t* params, json_t* result) {
+/// The answer decides nothing: what comes of the order is seen in the progress. The message is the caller's.
+ox_jrpcmsg* order_flash(json_t* params, json_t* result) {
     const char* saved = json_string_value(json_object_get(result, "SavedFirmware"));
     CharsRef url(ox_str_printf_new("file://%s", saved ? saved : ""));
     json_object_set_new(params, "URL", json_string(url));
     json_object_set(params, "TransactionID", json_object_get(result, "TransactionID"));
-    MsgRef message(download_request(params));
+    return download_request(params);
 }
 
 struct Progress {
@@ -96,16 +107,22 @@ void hide_typing() {
     if (tcgetpgrp(STDIN_FILENO) == getpgrp()) ox_rl_echo_off(STDIN_FILENO);
 }
 
-/// Shows the progress until the device reports the end, or is gone.
-void follow_flashing() {
-    hide_typing();
+/// How the flashing ended. A device that is gone has most often gone down to start the new firmware.
+enum Ending { FLASHED, FAILED, RESTARTED, NOT_BEGUN };
+
+/// Draws the progress until the end. `refused`: the flash order was not answered by a result.
+Ending draw_flashing(bool refused) {
     json_t* names = json_pack("[ss]", "Device.DeviceInfo.UpgradeProgress", "Device.DeviceInfo.UpgradeStatus");
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_values_new(names));
-    fputs("Flashing: ", stdout);
-    fflush(stdout);
     long long previous = 0;
+    int rests = 0;
+    bool flashing = false;
     Progress now = {0, 0};
-    while (read_progress(message, &now) && now.status >= 0) {
+    while (read_progress(message, &now)) {
+        if (now.status < 0) return now.status == STATUS_DONE ? FLASHED : FAILED;
+        if (flashing && now.status == 0) return RESTARTED;
+        flashing = now.status > 0;
+        if (refused && !flashing && now.percent == 0 && ++rests > PATIENCE_POLLS) return NOT_BEGUN;
         int percent = now.percent < 0 ? 0 : now.percent > 100 ? 100 : static_cast<int>(now.percent);
         ox_rl_draw_progressbar(percent, "Flashing:");
         if (now.percent / 2 != previous / 2) {
@@ -113,12 +130,46 @@ void follow_flashing() {
             fflush(stdout);
         }
         previous = now.percent;
-        ox_wait_sleep_ms(100);
+        ox_wait_sleep_ms(POLL_MS);
     }
-    ox_rl_draw_progressbar(100, "Flashing:");
+    return FLASHED;
+}
+
+Ending follow_flashing(bool refused) {
+    hide_typing();
+    fputs("Flashing: ", stdout);
+    fflush(stdout);
+    Ending ending = draw_flashing(refused);
+    if (ending == FLASHED || ending == RESTARTED) ox_rl_draw_progressbar(100, "Flashing:");
     putchar('\n');
     fflush(stdout);
     ox_rl_echo_on(STDIN_FILENO);
+    return ending;
+}
+
+/// False where the device that is back runs something else.
+bool runs_version(const char* version) {
+    ox_confapi_ignore_next_error_exec(1);
+    JsonRef running(ox_confapi_getconfig("Device.DeviceInfo.SoftwareVersion"));
+    return !running || !version || ox_firmware_version_cmp(json_string_value(running), version) == 0;
+}
+
+/// Prints the outcome of the transaction; 0 or 1, the program's exit status.
+int report_ending(Ending ending, const ox_jrpcmsg* confirmation, const ox_jrpcmsg* order) {
+    json_t* result = ox_jrpcmsg_get_result_json(confirmation);
+    const char* version = json_string_value(json_object_get(result, "NewVersion"));
+    if (ending == RESTARTED && !runs_version(version)) ending = FAILED;
+    if (ending == NOT_BEGUN) {
+        response_report(order);
+    } else if (ending == FAILED) {
+        MsgRef failure(ox_jrpcmsg_create_new("Download", nullptr));
+        ox_jrpcmsg_set_error(failure, 9010, "File transfer failure", "the firmware was not flashed");
+        response_report(failure);
+    } else {
+        response_report(confirmation);
+    }
+    fflush(stdout);
+    return ending == NOT_BEGUN || ending == FAILED ? 1 : 0;
 }
 
 }  // namespace
@@ -137,6 +188,7 @@ int firmware_transaction(json_t* params) {
         return -1;
     }
     json_t* result = ox_jrpcmsg_get_result_json(message);
+    MsgRef order;
     if (json_integer_value(json_object_get(result, "Status")) != 0) {
         const char* current = json_string_value(json_object_get(result, "CurrentVersion"));
         const char* next = json_string_value(json_object_get(result, "NewVersion"));
@@ -145,11 +197,10 @@ int firmware_transaction(json_t* params) {
             cancel(params, result);
             return 0;
         }
-        if (decision == FLASH_ORDER) order_flash(params, result);
+        if (decision == FLASH_ORDER) order.reset(order_flash(params, result));
     }
-    follow_flashing();
-    response_report(message);
-    fflush(stdout);
+    Ending ending = follow_flashing(order && !is_result(order));
+    int status = report_ending(ending, message, order);
     editor_shell_off();  // the shell, if this is one, keeps its history
-    exit(0);
+    exit(status);
 }

@@ -7,6 +7,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "answers.hpp"
 #include "device/image.hpp"
 #include "net/server.hpp"
@@ -100,6 +102,8 @@ void boot(Device& device) {
     device.booted = now_ms();
     device.rebooting = device.flashing = false;
     device.progress = 0;
+    device.upgrade_status = UPGRADE_REST;
+    device.refused.clear();
     device.counter_base.clear();
     device_apply(device);
     journal_add(device.server.journal, "booted, firmware %s", device.version.c_str());
@@ -142,6 +146,7 @@ void device_stop(Device& device) {
 
 void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause) {
     if (device.rebooting) return;
+    if (firmware_cut_off(device)) delay_ms = std::max(delay_ms, SHOW_END_MS);
     device.rebooting = true;
     journal_add(device.server.journal, "rebooting: %s", cause);
     loop_after(device.server.loop, delay_ms, [&device, cause] { go_down(device, cause); });
@@ -153,8 +158,7 @@ void device_apply(Device& device) {
     std::string image = text_value(store, "Device.DeviceInfo.ActiveFirmwareImage");
     if (!image.empty()) store.set_value(image + ".Version", json_string(device.version.c_str()));
     if (!device.mode.empty()) store.set_value(MODE_PATH, json_string(device.mode.c_str()));
-    int status = device.flashing ? UPGRADE_WRITING : UPGRADE_IDLE;
-    store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
+    store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(device.upgrade_status));
     store.set_value("Device.DeviceInfo.UpgradeProgress", json_integer(device.progress));
 }
 

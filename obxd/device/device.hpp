@@ -5,6 +5,7 @@
 
 #include <array>
 #include <map>
+#include <set>
 #include <string>
 
 #include "store.hpp"
@@ -15,7 +16,15 @@ struct Server;
 struct Request;
 
 /// Values of Device.DeviceInfo.UpgradeStatus.
-enum UpgradeStatus { UPGRADE_WRITING = 1, UPGRADE_VERIFYING = 2, UPGRADE_IDLE = -1, UPGRADE_FAILED = -2 };
+enum UpgradeStatus {
+    UPGRADE_REST = 0,
+    UPGRADE_WRITING = 1,
+    UPGRADE_VERIFYING = 2,
+    UPGRADE_DONE = -1,    ///< the last order was flashed to the end
+    UPGRADE_FAILED = -2,  ///< it was refused or cut off
+};
+
+constexpr int64_t SHOW_END_MS = 400;  ///< the end of flashing can be seen before the device goes down
 
 /// An image that was fetched and checked and waits for the order to flash it.
 struct Transaction {
@@ -36,7 +45,11 @@ struct Device {
     bool rebooting = false;
     bool flashing = false;
     bool flash_checked = false;  ///< the image was read back and is right
+    uint64_t flashes = 0;        ///< work of an earlier flash is void
     int progress = 0;
+    int upgrade_status = UPGRADE_REST;
+    /// Connections whose order was refused while another's image is flashed: theirs alone has failed.
+    std::set<uint64_t> refused;
     uint64_t files = 0;  ///< numbers temporary files
     Transaction transaction;
     /// Interface counters (in the order of the system's table) from which is counted, by the interface's
@@ -50,7 +63,8 @@ bool device_start(Device& device, std::string& error);
 /// Removes what shall not stay.
 void device_stop(Device& device);
 
-/// Has the device go down and come back, after `delay_ms`.
+/// Has the device go down and come back, after `delay_ms`; later where flashing is cut off by it, so that
+/// this can be seen.
 void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause);
 /// Puts the values that belong to the running device (version, mode, upgrade state) into the store.
 void device_apply(Device& device);
@@ -86,6 +100,10 @@ void device_execute(Request& request);
 
 /// The firmware kind of Download.
 void firmware_download(Device& device, Request& request);
+/// What UpgradeStatus is for the connection that asks: a new reference.
+json_t* firmware_status(Device& device);
+/// Ends the flashing where it is; the running firmware stays. False when nothing is flashed.
+bool firmware_cut_off(Device& device);
 /// Forgets the transaction and its file.
 void firmware_cancel(Device& device);
 

@@ -14,7 +14,6 @@ namespace obxd {
 namespace {
 
 constexpr int STEPS = 50;
-constexpr int64_t SHOW_END_MS = 400;  // the end of flashing can be seen before the device goes down
 constexpr int64_t KEEP_MS = int64_t{15} * 60 * 1000;
 
 /// Values of "Status" in the answer of a firmware check.
@@ -35,6 +34,7 @@ std::string new_transaction_id() {
 
 void set_progress(Device& device, int status, int progress) {
     device.progress = progress;
+    device.upgrade_status = status;
     device.server.store->set_value("Device.DeviceInfo.UpgradeProgress", json_integer(progress));
     device.server.store->set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
 }
@@ -55,7 +55,7 @@ void finish(Device& device) {
         return fail(device, strerror(errno));
     }
     device.flashing = false;
-    set_progress(device, UPGRADE_IDLE, 100);
+    set_progress(device, UPGRADE_DONE, 100);
     journal_add(device.server.journal, "firmware %s flashed", device.version.c_str());
     device_event(device, "UpgradeComplete",
                  json_pack("{s:s, s:s}", "From", before.c_str(), "To", device.version.c_str()));
@@ -63,8 +63,8 @@ void finish(Device& device) {
     device_begin_reboot(device, SHOW_END_MS, "Firmware upgrade");
 }
 
-void step(Device& device, uint64_t boots) {
-    if (boots != device.boots || !device.flashing) return;
+void step(Device& device, uint64_t flash) {
+    if (flash != device.flashes || !device.flashing) return;
     int progress = device.progress + 100 / STEPS;
     if (progress > 100) {
         if (device.flash_checked) return finish(device);
@@ -72,13 +72,13 @@ void step(Device& device, uint64_t boots) {
         set_progress(device, progress < 100 ? UPGRADE_WRITING : UPGRADE_VERIFYING, progress);
     }
     loop_after(device.server.loop, device.server.options.flash_ms / STEPS,
-               [&device, boots] { step(device, boots); });
+               [&device, flash] { step(device, flash); });
 }
 
 // The image is read back while it is written: what was saved may have been changed or lost since.
 bool start_flashing(Device& device) {
     auto error = std::make_shared<std::string>();
-    uint64_t boots = device.boots;
+    uint64_t flash = device.flashes + 1;
     std::string file = device.transaction.file;
     bool started = loop_start_job(
         device.server.loop,
@@ -86,18 +86,20 @@ bool start_flashing(Device& device) {
             Image image;
             image_check(file, image, *error);
         },
-        [&device, boots, error] {
-            if (boots != device.boots || !device.flashing) return;
+        [&device, flash, error] {
+            if (flash != device.flashes || !device.flashing) return;
             device.flash_checked = error->empty();
             if (!error->empty()) fail(device, *error);
         });
     if (!started) return false;
+    device.flashes = flash;
     device.flashing = true;
+    device.refused.clear();
     device.flash_checked = false;
     set_progress(device, UPGRADE_WRITING, 0);
     journal_add(device.server.journal, "flashing %s", device.transaction.version.c_str());
     device_event(device, "UpgradeStarted", json_pack("{s:s}", "To", device.transaction.version.c_str()));
-    step(device, boots);
+    step(device, flash);
     return true;
 }
 
@@ -157,18 +159,40 @@ void check_image(Device& device, Request& request, bool before_only) {
                  }});
 }
 
-void order_flashing(Device& device, Request& request) {
-    const char* url = text_param(request.params, "URL");
+/// An order that comes to nothing is the last one; but it changes nothing about another's image on its way
+/// in.
+void refuse_order(Device& device, Request& request, int code, const char* why) {
+    if (device.flashing || device.rebooting)
+        device.refused.insert(request.connection.id);
+    else
+        set_progress(device, UPGRADE_FAILED, 0);
+    journal_add(device.server.journal, "flashing refused: %s", why);
+    request.reply(answer_fault(code, why));
+}
+
+void order_flashing(Device& device, Request& request, const char* url) {
     const char* md5 = text_param(request.params, "MD5");
     if ("file://" + device.transaction.file != url)
-        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"URL\" is not the saved firmware"));
+        return refuse_order(device, request, FAULT_INVALID_ARGUMENTS, "\"URL\" is not the saved firmware");
     if (md5 && md5 != device.transaction.md5)
-        return request.reply(answer_fault(FAULT_CORRUPTED, "\"MD5\" is not the saved firmware's"));
-    if (!start_flashing(device)) return request.reply(answer_fault(FAULT_RESOURCES, "Too many jobs at once"));
+        return refuse_order(device, request, FAULT_CORRUPTED, "\"MD5\" is not the saved firmware's");
+    if (!start_flashing(device))
+        return refuse_order(device, request, FAULT_RESOURCES, "Too many jobs at once");
     request.reply(answer_result());
 }
 
 }  // namespace
+
+json_t* firmware_status(Device& device) {
+    bool refused = device.refused.contains(device.server.asking);
+    return json_integer(refused ? UPGRADE_FAILED : device.upgrade_status);
+}
+
+bool firmware_cut_off(Device& device) {
+    if (!device.flashing) return false;
+    fail(device, "cut off by a reboot");
+    return true;
+}
 
 void firmware_cancel(Device& device) {
     if (!device.transaction.file.empty()) unlink(device.transaction.file.c_str());
@@ -178,15 +202,19 @@ void firmware_cancel(Device& device) {
 void firmware_download(Device& device, Request& request) {
     const char* id = text_param(request.params, "TransactionID");
     const char* url = text_param(request.params, "URL");
-    if (device.flashing || device.rebooting)
-        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    bool orders = id && url;
+    auto refuse = [&](int code, const char* why) {
+        if (orders) return refuse_order(device, request, code, why);
+        request.reply(answer_fault(code, why));
+    };
+    if (device.flashing || device.rebooting) return refuse(FAULT_REQUEST_DENIED, "Firmware is being flashed");
     if (!id) {
         bool before_only = json_is_true(json_object_get(request.params, "NeedPreUpdate"));
         return check_image(device, request, before_only);
     }
     if (device.transaction.id != id || device.transaction.id.empty())
-        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "No such transaction"));
-    if (url) return order_flashing(device, request);
+        return refuse(FAULT_INVALID_ARGUMENTS, "No such transaction");
+    if (orders) return order_flashing(device, request, url);
     firmware_cancel(device);
     journal_add(device.server.journal, "firmware transaction cancelled");
     request.reply(answer_result());

@@ -244,6 +244,8 @@ void live_register(Device& device) {
     register_caller(device.server);
     store.set_live("Device.DeviceInfo.UpTime",
                    [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
+    store.set_live("Device.DeviceInfo.UpgradeStatus",
+                   [&device](const std::string&) { return firmware_status(device); });
     for (const char* object : COUNTED_OBJECTS) {
         for (const auto& row : COUNTER_COLUMNS) {
             store.set_live(std::string(object) + ".*.Stats." + row.name,

@@ -213,8 +213,10 @@ void serve_message(Server& server, Connection& c, const json_t* message) {
         return refuse(FAULT_REQUEST_DENIED, "Unknown token");
     JsonRef none(json_object());
     server.acting = &caller;
+    server.asking = c.id;
     answer_request(server, c, *row, caller, json_is_object(params) ? params : none, id);
     server.acting = nullptr;
+    server.asking = 0;
 }
 
 bool holds_null(const json_error_t& error) {

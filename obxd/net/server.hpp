@@ -34,6 +34,7 @@ struct Server {
     std::vector<uint64_t> to_forget;
     /// Who the request being answered comes from; null outside of one.
     const Caller* acting = nullptr;
+    uint64_t asking = 0;  ///< the connection that it comes on
 };
 
 /// Opens the sockets that the options name. False with one line in `error`.

@@ -347,15 +347,15 @@ def test_upgrade(obxd, client, tmp_path, version):
     params = order(make_image(str(tmp_path), version))
     checked = check(client, params)
     assert (checked["Status"], checked["CurrentVersion"], checked["NewVersion"]) == (1, "1.2.3", version)
-    assert upgrade_state(client) == (0, -1)
+    assert upgrade_state(client) == (0, 0)
     flash = {**params, "URL": "file://" + checked["SavedFirmware"], "TransactionID": checked["TransactionID"],
              "NeedPreUpdate": False}
     assert client.call("Download", flash) == {}
     seen = watch_flashing(client)
-    assert seen[0][1] >= 0 and seen == sorted(seen, key=lambda pair: pair[0]) and len(seen) > 3
+    assert seen[0][1] > 0 and seen[-1] == (100, -1) and seen == sorted(seen, key=lambda pair: pair[0]) and len(seen) > 3
     client = back_again(obxd)
     assert client.get("Device.DeviceInfo.SoftwareVersion") == version
-    assert upgrade_state(client) == (0, -1)
+    assert upgrade_state(client) == (0, 0)
     assert os.listdir(state(obxd, "firmware")) == []
     obxd.restart()
     assert obxd.client().get("Device.DeviceInfo.SoftwareVersion") == version
@@ -403,8 +403,9 @@ def test_cancel(obxd, client, tmp_path):
     assert os.listdir(state(obxd, "firmware")) == []
     assert fault(client.request("Download", cancel)) == (9003, "No such transaction")
     flash = {**params, "URL": "file://" + checked["SavedFirmware"], "TransactionID": checked["TransactionID"]}
+    assert upgrade_state(client) == (0, 0)
     assert fault(client.request("Download", flash)) == (9003, "No such transaction")
-    assert upgrade_state(client) == (0, -1)
+    assert upgrade_state(client) == (0, -2)
 
 
 def test_orders_that_do_not_fit_the_check(client, tmp_path):
@@ -412,6 +413,7 @@ def test_orders_that_do_not_fit_the_check(client, tmp_path):
     checked = check(client, params)
     flash = {**params, "TransactionID": checked["TransactionID"]}
     assert fault(client.request("Download", flash)) == (9003, '"URL" is not the saved firmware')
+    assert upgrade_state(client) == (0, -2)
     flash["URL"] = "file://" + checked["SavedFirmware"]
     assert fault(client.request("Download", {**flash, "MD5": "0" * 32})) == (9018, '"MD5" is not the saved firmware\'s')
 
@@ -423,7 +425,7 @@ def test_images_that_are_no_images(client, tmp_path):
     for number, bad in enumerate((b"", b"rubbish", data[:-1], data[:-1] + b"!", data.replace(b"Version", b"Fersion"))):
         path = write(tmp_path / ("bad%d" % number), bad)
         assert fault(client.request("Download", {**order(path), "NeedPreUpdate": True}))[0] == 9018
-    assert upgrade_state(client) == (0, -1)
+    assert upgrade_state(client) == (0, 0)
 
 
 def test_a_saved_image_that_is_damaged_before_it_is_flashed(obxd, client, tmp_path):
@@ -452,5 +454,44 @@ def test_while_firmware_is_flashed(tmp_path):
         assert fault(client.request(method, more)) == (9001, "Firmware is being flashed")
     client = reboot(obxd, client, Force=True)
     assert client.get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
-    assert upgrade_state(client) == (0, -1)
+    assert upgrade_state(client) == (0, 0)
     obxd.close()
+
+
+def ordered(client, params):
+    """Checks the image and orders its flashing; returns the order's answer."""
+    checked = check(client, params)
+    return client.request("Download", {**params, "URL": "file://" + checked["SavedFirmware"],
+                                       "TransactionID": checked["TransactionID"]})
+
+
+def test_flashing_that_is_cut_off_can_be_seen(tmp_path):
+    obxd = daemon("--flash-ms", "60000")
+    flashing, other = obxd.client(), obxd.client()
+    flashing.call("JoinGroup", {"Group": 2})
+    assert "result" in ordered(flashing, order(make_image(str(tmp_path), "2.0")))
+    other.call("Reboot", {"Force": True})
+    assert upgrade_state(flashing)[1] == -2
+    assert [flashing.event()["params"] for _ in range(3)] == [
+        {"Event": "UpgradeStarted", "To": "2.0"}, {"Event": "UpgradeFailed", "Reason": "cut off by a reboot"},
+        {"Event": "Reboot", "Cause": "Reboot requested"}]
+    assert flashing.receive() is None
+    client = back_again(obxd)
+    assert client.get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
+    obxd.close()
+
+
+def test_an_order_beside_anothers_fails_for_its_connection_alone(obxd, client, tmp_path):
+    other, witness = obxd.client(), obxd.client()
+    params = order(make_image(str(tmp_path), "2.0"))
+    checked = check(client, params)
+    late = {**params, "URL": "file://" + checked["SavedFirmware"], "TransactionID": checked["TransactionID"]}
+    assert "result" in ordered(other, order(make_image(str(tmp_path), "3.0")))
+    assert fault(client.request("Download", late)) == (9001, "Firmware is being flashed")
+    assert upgrade_state(client)[1] == -2
+    assert upgrade_state(witness)[1] > 0
+    assert watch_flashing(other)[-1] == (100, -1)
+    client = back_again(obxd)
+    assert upgrade_state(client) == (0, 0)
+    assert fault(client.request("Download", late)) == (9003, "No such transaction")
+    assert upgrade_state(client) == (0, -2)

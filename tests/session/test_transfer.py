@@ -1,6 +1,7 @@
 """download, upgrade and upload."""
 
 import hashlib
+import json
 import os
 import re
 import socket
@@ -136,8 +137,14 @@ def check_steps(daemon, ordered):
     ("1.2.4", "1.2.3", "Build downgrade...\n", True, 0),
     ("1.2.3", "1.3.0", "Minor upgrade...\n", True, 0),
     ("1.3.0", "1.2.9", "Minor downgrade...\n", True, 0),
-    ("1.2.3", "foreign image", "Resetting config...\nStatus: OK\n", True, 1),
-    ("what", "1.2.3", "Resetting config...\nStatus: OK\n", True, 1),
+    ("1.2.3", "foreign image", "", True, 0),
+    ("what", "1.2.3", "", True, 0),
+    ("what", "what", "", False, 0),
+    (None, "1.2.3", "", True, 0),
+    ("1.2.3", 5, "", True, 0),
+    (" v1.2.3", "1.3\n", "Minor upgrade...\n", True, 0),
+    ("SWITCH-1.2.3", "ROUTER-1.2.3", "Resetting config...\nStatus: OK\n", True, 1),
+    ("SWITCH-1.2.3", "switch-1.3", "Minor upgrade...\n", True, 0),
 ])
 def test_firmware_versions(scripted, local_file, current, new, text, ordered, resets):
     daemon = scripted(Device((current, new)))
@@ -272,6 +279,52 @@ def test_a_daemon_that_goes_away_ends_the_flashing(scripted, local_file):
     daemon = scripted(answer)
     done = obxc("-r", "upgrade", local_file, daemon=daemon)
     assert done.out == "Flashing: *\nStatus: OK\n"
+    assert done.status == 0
+
+
+NOT_FLASHED = "[9010] File transfer failure: the firmware was not flashed\n"
+
+
+@pytest.mark.parametrize("progress, out", [
+    (((0, 1), (50, 1), (50, -2)), "@\n" + NOT_FLASHED),
+    (((0, -2),), "\n" + NOT_FLASHED),
+    (((0, 1), (0, -7)), "\n" + NOT_FLASHED),
+    (((0, 1), (100, 2), (100, -1)), "@\nStatus: OK\n"),
+])
+def test_flashing_that_fails_is_no_success(scripted, local_file, progress, out):
+    done = obxc("-r", "upgrade", local_file, daemon=scripted(Device(("1.0", "2.0"), status=0, progress=progress)))
+    assert done.out == "Flashing: " + out
+    assert done.status == (1 if "9010" in out else 0)
+
+
+@pytest.mark.parametrize("running, out", [("1.0", NOT_FLASHED), ("2.0", "Status: OK\n"), (None, "Status: OK\n")])
+def test_a_device_that_is_back_at_rest_has_restarted(scripted, local_file, running, out):
+    """Its version tells whether the firmware was flashed; where it tells none, nothing speaks against it."""
+    device = Device(("1.0", "2.0"), status=0, progress=((10, 1), (0, 0)))
+
+    def answer(request, connection):
+        if "SoftwareVersion" in json.dumps(request.get("params")):
+            rows = [{"Name": "Device.DeviceInfo.SoftwareVersion", "Value": running}] if running else []
+            return ScriptedDaemon.result({"ParameterList": rows})
+        return device(request, connection)
+
+    done = obxc("-r", "upgrade", local_file, daemon=scripted(answer))
+    assert done.out == "Flashing: @\n" + out
+    assert done.status == (0 if "OK" in out else 1)
+
+
+def test_a_refused_order_on_a_device_at_rest_ends(scripted, local_file):
+    daemon = scripted(Device(("1.0", "1.1"), progress=((0, 0),), fail_at=3))
+    done = obxc("-r", "upgrade", local_file, daemon=daemon)
+    assert done.out == "Minor upgrade...\nFlashing: \n[9018] File corrupted\n"
+    assert done.status == 1
+
+
+def test_the_answer_to_the_order_decides_nothing(scripted, local_file):
+    """Only what the device does."""
+    daemon = scripted(Device(("1.0", "1.1"), progress=((0, 0), (50, 0), (100, -1)), fail_at=3))
+    done = obxc("-r", "upgrade", local_file, daemon=daemon)
+    assert done.out == "Minor upgrade...\nFlashing: @\nStatus: OK\n"
     assert done.status == 0
 
 

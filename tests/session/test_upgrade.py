@@ -79,8 +79,9 @@ def router(request, house, certificate):
     ("3.5.0", "Minor upgrade...\n", False),
     ("3.3.9", "Minor downgrade...\n", False),
     (CURRENT, "", False),
-    ("foreign", "Resetting config...\nStatus: OK\n", True),
-    ("4.0", "Major upgrade...\n", False),  # nobody answers the question
+    ("foreign", "", False),
+    ("OTHER-4.0", "Major upgrade...\nReset config[(N)o/(y)es/(c)ancel] \n", False),
+    ("4.0", "Major upgrade...\nReset config[(N)o/(y)es/(c)ancel] \n", False),  # nobody answers the question
 ])
 def test_upgrade(router, version, text, resets):
     image = router.image(version)
@@ -212,9 +213,20 @@ def test_the_question_is_seen_although_the_output_goes_elsewhere(house, certific
     assert piped.end() == -signal.SIGINT
     assert re.fullmatch(QUESTION + r" \^C", piped.text())
     assert router.witness.get(VERSION) == CURRENT
-    # Nobody is asked where nobody can answer.
-    done = obxc(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env, stdin="c\n")
-    assert (done.out, done.err) == ("Major upgrade...\n", "")
+    router.close()
+
+
+@pytest.mark.parametrize("stdin, ending", [
+    ("c\n", ""), ("c", ""),
+    ("y\n", "Resetting config...\nStatus: OK\nFlashing: [*@]+\nStatus: OK\n"),
+    ("n\n", "Flashing: [*@]+\nStatus: OK\n"), ("", "Flashing: [*@]+\nStatus: OK\n"),
+])
+def test_the_question_to_a_program(house, certificate, stdin, ending):
+    """Whoever answers through a pipe sees what it answers."""
+    router = Router(house, certificate, False)
+    done = obxc(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env, stdin=stdin)
+    assert re.fullmatch(r"Major upgrade\.\.\.\n%s \n%s" % (QUESTION, ending), done.out), done
+    assert (done.err, done.status) == ("", 0)
     router.close()
 
 
@@ -228,6 +240,67 @@ def test_ctrl_c_during_the_flashing_leaves_only_the_display(house, certificate, 
     shell.wait_for("Connection dropped")  # the device goes on, and down
     assert shell.end() == 0
     assert router.rebooted() == ("3.5.1", "kept")
+    router.close()
+
+
+def slow_daemon(*args):
+    """One that is not through with flashing before the test is."""
+    return harness.Obxd("--reboot-ms", "100", "--flash-ms", "60000", *args)
+
+
+@pytest.mark.parametrize("shell_used", [False, True])
+def test_flashing_that_is_cut_off_is_told(house, terminal, shell_used):
+    daemon = slow_daemon()
+    image = make_image(house.directory, "3.5.0")
+    upgrading = terminal("-u", daemon.socket, "-a", "root:", *([] if shell_used else ["-r", "upgrade", image]))
+    if shell_used:
+        upgrading.prompt()
+        upgrading.send("upgrade %s\r" % image)
+    upgrading.wait_for(r"^Flashing: \[")
+    assert obxc("-u", daemon.socket, "-a", "root:", "-r", "reboot", "--", "-f").out == "Status: OK\n"
+    assert upgrading.end() == 1
+    lines = upgrading.text().split("\n")
+    assert lines[-1] == "[9010] File transfer failure: the firmware was not flashed"
+    assert "100%" not in upgrading.text()
+    assert harness.wait_until(lambda: daemon.if_up(lambda client: client.get(VERSION)), "the return") == CURRENT
+    daemon.close()
+
+
+def test_anothers_image_is_flashed_while_one_waits_at_the_question(house, certificate, terminal):
+    router = Router(house, certificate, False)
+    waiting = terminal(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env)
+    waiting.wait_line(QUESTION)
+    assert router.obxc("-r", "upgrade", router.image("3.5")).status == 0
+    assert router.rebooted()[0] == "3.5"
+    waiting.send("n\r")
+    assert waiting.end() == 1
+    assert waiting.text().split("\n")[-1] == "[9010] File transfer failure: the firmware was not flashed"
+    assert router.daemon.client().get(VERSION) == "3.5"
+    router.close()
+
+
+def test_an_order_while_anothers_image_is_flashed(house, terminal):
+    daemon = slow_daemon()
+    waiting = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(house.directory, "4.0"))
+    waiting.wait_line(QUESTION)
+    other = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(house.directory, "3.5"))
+    other.wait_for(r"^Flashing: \[")
+    waiting.send("n\r")
+    assert waiting.end() == 1
+    assert waiting.text().split("\n")[-1] == "[9010] File transfer failure: the firmware was not flashed"
+    other.settle()
+    assert re.fullmatch(r"Flashing: \[.*%[*@]*", other.line())
+    daemon.close()
+
+
+def test_another_products_firmware_resets_the_configuration(house, certificate):
+    router = Router(house, certificate, False)
+    assert router.obxc("-r", "upgrade", router.image("ROUTER-3.5")).status == 0
+    assert router.rebooted() == ("ROUTER-3.5", "kept")
+    router.witness = router.daemon.client()
+    done = router.obxc("-r", "upgrade", router.image("SWITCH-3.5"))
+    assert re.fullmatch(r"Resetting config\.\.\.\nStatus: OK\n" + FLASHED, done.out), done
+    assert router.rebooted() == ("SWITCH-3.5", router.default_host)
     router.close()
 
 
