@@ -1,7 +1,8 @@
-"""Every example of docs/lua.md runs, each on a fresh interpreter, with the modules of this tree."""
+"""Every example of docs/lua.md runs, each on a fresh interpreter: as installed, and as ./run has it."""
 
 import os
 import re
+import subprocess
 
 import pytest
 
@@ -11,6 +12,32 @@ PROGRAM = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
 
 with open(os.path.join(harness.SOURCE, "docs", "lua.md"), encoding="utf-8") as page:
     EXAMPLES = re.findall(r"^```lua\n(.*?)^```", page.read(), re.M | re.S)
+NEEDS_LOGIN = "-- obxc -a root\n"
+
+
+def path_of_run():
+    """The module path that ./run sets."""
+    with open(os.path.join(harness.SOURCE, "run"), encoding="utf-8") as script:
+        setting = re.search(r"^export LUA_PATH_5_3=.*$", script.read(), re.M).group()
+    command = 'top=%s\n%s\nprintf "%%s" "$LUA_PATH_5_3"' % (harness.SOURCE, setting)
+    return subprocess.run(["sh", "-eu", "-c", command], stdout=subprocess.PIPE, check=True, env={}).stdout.decode()
+
+
+@pytest.fixture
+def run_example(directory, shared_obxd):
+    """A function that runs an example; returns how it ended."""
+    def run(number, *options, **more):
+        path = os.path.join(directory, "example.lua")
+        with open(path, "w", encoding="utf-8") as script:
+            script.write(EXAMPLES[number] + 'io.write("to the end\\n")\n')
+        return harness.obxc(*options, "-S", path, daemon=shared_obxd, **more)
+    return run
+
+
+def check(done):
+    assert done.status == 0
+    assert done.out.endswith("to the end\n"), done.out
+    assert done.err == ""
 
 
 def test_there_are_examples():
@@ -18,15 +45,32 @@ def test_there_are_examples():
 
 
 @pytest.mark.parametrize("number", range(len(EXAMPLES)))
-def test_example(number, shared_obxd, directory, monkeypatch):
+def test_example_as_installed(number, run_example, monkeypatch):
     monkeypatch.setattr(harness, "OBXC", PROGRAM)
-    path = os.path.join(directory, "example.lua")
+    check(run_example(number, "-a", "root"))
+
+
+@pytest.mark.parametrize("number", range(len(EXAMPLES)))
+def test_example_from_the_tree(number, run_example):
+    check(run_example(number, "-a", "root", env=harness.environment(LUA_PATH_5_3=path_of_run())))
+
+
+@pytest.mark.parametrize("number", range(len(EXAMPLES)))
+def test_example_without_a_login(number, run_example, monkeypatch):
+    monkeypatch.setattr(harness, "OBXC", PROGRAM)
+    done = run_example(number)
+    if EXAMPLES[number].startswith(NEEDS_LOGIN):
+        assert "to the end" not in done.out
+    else:
+        check(done)
+
+
+def test_options_of_a_script(shared_obxd, directory):
+    path = os.path.join(directory, "words.lua")
     with open(path, "w", encoding="utf-8") as script:
-        script.write(EXAMPLES[number] + 'io.write("to the end\\n")\n')
-    done = harness.obxc("-a", "root", "-S", path, daemon=shared_obxd)
-    assert done.status == 0
-    assert done.out.endswith("to the end\n"), done.out
-    assert done.err == ""
+        script.write("print(...)")
+    assert harness.obxc("-S", path, "--", "-v", "word", daemon=shared_obxd).out == "-v\tword\n"
+    assert harness.obxc("-u", shared_obxd.socket, path, "--", "-v", program="obxc_lua").out == "-v\n"
 
 
 def test_modules_are_preloaded(shared_obxd, terminal):
