@@ -5,6 +5,7 @@
 
 #include "commands/commands.hpp"
 #include "commands/words.hpp"
+#include "model/model_events.hpp"
 #include "model/path.hpp"
 #include "ox_colors.hpp"
 #include "ox_string.hpp"
@@ -42,6 +43,7 @@ int exec_add(const char* path) {
         ox_colors_set(OX_COLOR_NUMBER);
         printf(" %d\n", number);
         ox_colors_reset();
+        model_instance_added(path, number);
     }
     response_report(message);
     return number;
@@ -49,17 +51,19 @@ int exec_add(const char* path) {
 
 /// The path that names what is to be deleted: parameters without, objects with a final ".".
 void deleted_path(const NodePath* p, char out[OBJECT_PATH_SIZE]) {
-    snprintf(out, OBJECT_PATH_SIZE, "%s", p->path);
     if (!node_is_parameter(p->node)) {
-        if (ox_tr_path_is_full(out)) ox_string_strlcat(out, ".", OBJECT_PATH_SIZE);
-    } else if (ox_tr_path_is_partial(out)) {
-        out[strlen(out) - 1] = '\0';
+        object_path(p, out);
+        return;
     }
+    size_t length = strlen(p->path);
+    if (ox_tr_path_is_partial(p->path)) length--;
+    snprintf(out, OBJECT_PATH_SIZE, "%.*s", static_cast<int>(length), p->path);
 }
 
 void exec_delete(const char* path) {
     MsgRef message(ox_jrpcmsg_cmd_delete_object(path));
     execute_and_report(message);
+    if (message->error_code == 0) model_instance_deleted(path);
 }
 
 void exec_order(const char* name, uint64_t number) {

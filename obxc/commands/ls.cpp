@@ -49,7 +49,7 @@ void show_short(NodePath* p, const char* path, int options) {
     size_t length = base ? strlen(base) : 0;
     if (length > 0 && base[length - 1] == '.') base[length - 1] = '\0';
     list.reset(node_candidates(p, base, CANDIDATES_DOT));
-    ox_qsort_json(list, 1);
+    ox_qsort_json(list, OX_SORT_PATHS);
     if (options & LS_DOT) json_array_insert_new(list, 0, json_string("."));
     ox_rl_show_list(list);
 }

@@ -78,7 +78,8 @@ int execute_command(const char* name, json_t* args) {
     JsonRef list(json_array());
     if (!gather_arguments(name, &method, args, list)) return -1;
     if (json_array_size(list) == 0) list.reset();
-    const char* target = method.node ? method.path : path;
+    const char* root = ".";  // the root has no text of its own
+    const char* target = !method.node ? path : *method.path ? method.path : root;
     MsgRef message(ox_jrpcmsg_cmd_execute_new(target, json_incref(list)));
     request_exec(message, -1);
     return show_answer(message, target);

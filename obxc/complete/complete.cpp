@@ -1,6 +1,5 @@
 #include "complete/complete.hpp"
 
-#include <ctype.h>
 #include <string.h>
 
 #include "model/metadata.hpp"
@@ -53,7 +52,12 @@ void offer_text(const Line& line, const char* text, size_t length) {
     const char* prefix = line.current ? line.current : "";
     size_t prefix_length = strlen(prefix);
     if (prefix_length > length || memcmp(text, prefix, prefix_length) != 0) return;
-    json_array_append_new(line.candidates, json_stringn(text, length));
+    JsonRef candidate(json_stringn(text, length));
+    if (candidate && needs_quotes(json_string_value(candidate))) {
+        TypedWord typed = typed_word(line.text, 0);
+        candidate.reset(quoted_candidate(typed, json_string_value(candidate), prefix_length, true));
+    }
+    json_array_append(line.candidates, candidate);
 }
 
 void offer_keywords(const Line& line, const Rule& rule) {
@@ -62,39 +66,19 @@ void offer_keywords(const Line& line, const Rule& rule) {
         offer_text(line, word, length);
         word += length + strspn(word + length, " ");
     }
-    candidates_sort(line.candidates);
+    candidates_sort(line.candidates, OX_SORT_ASCENDING);
 }
 
 void offer_paths(const Line& line, const Rule& rule) {
-    path_complete(line.current, line.candidates, rule.flags);
+    path_complete(line.current, line.candidates, rule.flags, line.text);
 }
 
 void offer_method_args(const Line& line, const Rule& /*rule*/) {
-    method_args_complete(word_at(line, 1), line.current, line.candidates);
-}
-
-/// Finds the word under the cursor on the line as it was typed, by the tokenizer's rules.
-TypedWord typed_word(const char* text) {
-    TypedWord typed = {text, 0};
-    bool escaped = false;
-    for (; *text != '\0'; ++text) {
-        char c = *text;
-        if (escaped) {
-            escaped = false;
-        } else if (c == '\\') {
-            escaped = true;
-            continue;
-        } else if (typed.quote ? c == typed.quote : c == '\'' || c == '"') {
-            typed.quote = typed.quote ? '\0' : c;
-            continue;
-        }
-        if (c == '/' || (!typed.quote && isspace(static_cast<unsigned char>(c)))) typed.name = text + 1;
-    }
-    return typed;
+    method_args_complete(word_at(line, 1), line.current, line.candidates, line.text);
 }
 
 void offer_files(const Line& line, const Rule& rule) {
-    TypedWord typed = typed_word(line.text);
+    TypedWord typed = typed_word(line.text, '/');
     file_complete(line.count, line.words, line.candidates, rule.flags, &typed);
 }
 
@@ -106,7 +90,7 @@ void offer_modes(const Line& line, const Rule& /*rule*/) {
             offer_text(line, json_string_value(mode), json_string_length(mode));
         }
     }
-    candidates_sort(line.candidates);
+    candidates_sort(line.candidates, OX_SORT_ASCENDING);
 }
 
 void offer_reboot(const Line& line, const Rule& rule) {
@@ -203,8 +187,8 @@ bool candidates_full(const json_t* candidates) {
     return candidate_limit > 0 && json_array_size(candidates) >= candidate_limit;
 }
 
-void candidates_sort(json_t* candidates) {
-    if (candidate_limit == 0) ox_qsort_json(candidates, 1);
+void candidates_sort(json_t* candidates, int order) {
+    if (candidate_limit == 0) ox_qsort_json(candidates, order);
 }
 
 void candidates_collect(const char* line, int cursor, json_t* candidates) {

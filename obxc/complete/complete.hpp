@@ -1,20 +1,13 @@
 // Completion and hints of the shell.
 #pragma once
 
+#include "complete/quoting.hpp"
+#include "model/model_events.hpp"
 #include "obxc.hpp"
 
 /// The command table and its lookup, which stand in a room above.
 void complete_set_commands(const ShellCommand* rows, size_t count,
                            const ShellCommand* (*lookup)(const char* word));
-/// Data-model changes that wait to be folded into the cache: an array of {"Action","Path","InstanceNumber"},
-/// owned, or null. Completion takes it over.
-extern json_t* pending_model_events;
-/// Queues the params of a change event, borrowed; what cannot be folded in for want of a member is dropped.
-/// In a shell that nobody completes in, the queue stays bounded: past MODEL_EVENTS_MAX the objects that it
-/// names are to be fetched anew instead.
-void model_change_queue(json_t* params);
-inline constexpr size_t MODEL_EVENTS_MAX = 10000;
-
 /// The line editor's completion callback. Waits for the daemon as long as it takes; Ctrl-C abandons it
 /// without candidates, and the line, the cache and the connection stay as they are. Nothing is offered, nor
 /// hinted, at the question of a command that runs.
@@ -24,15 +17,11 @@ void complete_line(const char* line, int cursor, json_t* candidates);
 /// not come in time is left to the next completion.
 char* hint_line(const char* line);
 
-/// The word under the cursor as it stands on the line, for candidates that hold quotes and blanks.
-struct TypedWord {
-    const char* name;  ///< the word's text behind its last "/"
-    char quote;        ///< the quote that is open at the cursor, or 0
-};
-
-/// Completes a data-model path or, after "=", a value; `flags` of NodeCandidates.
-void path_complete(const char* word, json_t* candidates, int flags);
-void method_args_complete(const char* method_word, const char* word, json_t* candidates);
+/// Completes a data-model path or, after "=", a value; `flags` of NodeCandidates. What needs quotes on a line
+/// is offered with them, as it goes on from `line`, the text left of the cursor (null: the word itself).
+void path_complete(const char* word, json_t* candidates, int flags, const char* line = nullptr);
+void method_args_complete(const char* method_word, const char* word, json_t* candidates,
+                          const char* line = nullptr);
 /// File names for word `index`; `files` 0: command names along PATH for the first word. Names with blanks,
 /// quotes and the like are offered as they must be typed behind `typed` (null: the word itself, no quote
 /// open): what is typed stays, blanks open a double quote, a file's last character closes it. Names with
@@ -48,7 +37,7 @@ bool candidates_full(const json_t* candidates);
 /// Whether the first word of a line is whole and no command, so that nothing completes it: told without
 /// splitting the line.
 bool names_no_command(const char* line);
-/// Sorts them, unless they are only counted.
-void candidates_sort(json_t* candidates);
+/// Sorts them (`order` of ox_sort_order), unless they are only counted.
+void candidates_sort(json_t* candidates, int order);
 /// Appends the candidates for the text left of the cursor.
 void candidates_collect(const char* line, int cursor, json_t* candidates);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "complete/complete.hpp"
+#include "ox_string.hpp"
 
 namespace {
 
@@ -39,31 +40,6 @@ bool has_control_characters(const char* name) {
     return false;
 }
 
-/// Appends one character of a name as the tokenizer wants it. Returns the quote that is open behind it.
-char add_quoted(ox_str* out, char c, char quote) {
-    if (!quote && c == ' ') {
-        ox_str_add(out, "\"");
-        quote = '"';
-    }
-    bool special = c == '\\' || (quote ? c == quote : c == '\'' || c == '"' || c == '#');
-    if (special) ox_str_add(out, "\\");
-    ox_str_add_n(out, &c, 1);
-    return quote;
-}
-
-/// What stands on the line when the name is inserted: what was typed, then the rest of the name.
-json_t* as_typed(const Search& search, const char* name, bool directory) {
-    StrRef out(ox_str_init_chars(search.typed.name));
-    char quote = search.typed.quote;
-    for (const char* c = name + search.prefix_length; *c != '\0'; ++c) quote = add_quoted(out, *c, quote);
-    if (directory) {
-        ox_str_add(out, "/");
-    } else if (quote) {
-        ox_str_add_n(out, &quote, 1);
-    }
-    return json_stringn(ox_dynarray_get(out), ox_str_length(out));
-}
-
 void offer_entry(const Search& search, const char* directory, const char* name) {
     if (strncmp(name, search.prefix, search.prefix_length) != 0) return;
     if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || has_control_characters(name)) return;
@@ -72,8 +48,9 @@ void offer_entry(const Search& search, const char* directory, const char* name) 
     struct stat status;
     if (access(path, search.access_mode) != 0) return;
     bool is_directory = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-    JsonRef candidate(as_typed(search, name, is_directory));  // null where the name is no UTF-8
-    const char* text = json_string_value(candidate);
+    CharsRef whole(is_directory ? ox_str_printf_new("%s/", name) : strdup(name));
+    JsonRef candidate(quoted_candidate(search.typed, whole, search.prefix_length, !is_directory));
+    const char* text = json_string_value(candidate);  // null where the name is no UTF-8
     if (!text || json_object_get(search.seen, text)) return;
     json_object_set(search.seen, text, candidate);
     json_array_append(search.candidates, candidate);
@@ -127,5 +104,5 @@ void file_complete(int index, json_t* words, json_t* candidates, int files, cons
         if (!directory_of(text, slash, directory)) return;
         offer_directory(search, directory);
     }
-    candidates_sort(candidates);
+    candidates_sort(candidates, OX_SORT_ASCENDING);
 }

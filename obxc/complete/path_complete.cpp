@@ -2,9 +2,9 @@
 #include <string.h>
 
 #include "complete/complete.hpp"
-#include "complete/model_events.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
+#include "ox_string.hpp"
 #include "ox_tr.hpp"
 
 namespace {
@@ -20,28 +20,57 @@ struct LastParent {
 
 LastParent last_parent;
 
-void offer_value(json_t* candidates, const char* value, const char* prefix) {
-    if (!value || candidates_full(candidates) || strncmp(value, prefix, strlen(prefix)) != 0) return;
-    json_array_append_new(candidates, json_string(value));
+/// A candidate that goes on from what is typed behind the separator; as it is where it needs no quotes.
+json_t* as_typed(const char* line, char separator, const char* text, const char* prefix) {
+    if (!needs_quotes(text)) return json_string(text);
+    TypedWord typed = line ? typed_word(line, separator) : TypedWord{prefix, 0};
+    bool goes_on = separator == '.' && ox_tr_path_is_partial(text);
+    return quoted_candidate(typed, text, strlen(prefix), !goes_on);
 }
 
-void offer_enumeration(json_t* candidates, const json_t* values, const char* prefix) {
+/// What value completion offers to.
+struct Values {
+    json_t* candidates;
+    const char* prefix;
+    const char* line;
+};
+
+void offer_value(const Values& values, const char* value) {
+    size_t length = strlen(values.prefix);
+    if (!value || candidates_full(values.candidates) || strncmp(value, values.prefix, length) != 0) return;
+    json_array_append_new(values.candidates, as_typed(values.line, '=', value, values.prefix));
+}
+
+void offer_enumeration(const Values& offered, const json_t* values) {
     size_t index;
     json_t* value;
     json_array_foreach(values, index, value) {
         if (json_is_string(value)) {
-            offer_value(candidates, json_string_value(value), prefix);
+            offer_value(offered, json_string_value(value));
             continue;
         }
         CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
-        offer_value(candidates, text, prefix);
+        offer_value(offered, text);
     }
 }
 
-void offer_children(NodePath* base, const char* prefix, json_t* candidates, int flags) {
-    node_candidates_add(candidates, base, prefix, flags | CANDIDATES_DOT | CANDIDATES_PREFIX,
+/// What name completion offers to.
+struct Names {
+    json_t* candidates;
+    int flags;
+    const char* line;
+};
+
+void offer_children(NodePath* base, const char* prefix, const Names& names) {
+    size_t before = json_array_size(names.candidates);
+    node_candidates_add(names.candidates, base, prefix, names.flags | CANDIDATES_DOT | CANDIDATES_PREFIX,
                         candidate_limit);
-    candidates_sort(candidates);
+    for (size_t i = before; i < json_array_size(names.candidates); ++i) {
+        const char* text = json_string_value(json_array_get(names.candidates, i));
+        if (!needs_quotes(text)) continue;
+        json_array_set_new(names.candidates, i, as_typed(names.line, '.', text, prefix ? prefix : ""));
+    }
+    candidates_sort(names.candidates, OX_SORT_PATHS);
 }
 
 /// Resolves the first `length` bytes of a text.
@@ -63,18 +92,18 @@ void remember_parent(json_t* start, json_t* node, const char* text, size_t lengt
 
 /// Completes a name below the remembered parent; false when the word leads elsewhere, or the parent's
 /// children are not known.
-bool complete_below_last(const char* word, json_t* candidates, int flags) {
+bool complete_below_last(const char* word, const Names& names) {
     const LastParent& last = last_parent;
     if (last.length == 0 || last.generation != dm_generation || last.start != current_path.node) return false;
     if (strncmp(word, last.text, last.length) != 0 || strpbrk(word + last.length, ".=")) return false;
     if (!node_is_fetched(last.node)) return false;
     NodePath parent = {};
     parent.node = last.node;
-    offer_children(&parent, word + last.length, candidates, flags);
+    offer_children(&parent, word + last.length, names);
     return true;
 }
 
-void complete_name(NodePath* base, const char* word, json_t* candidates, int flags) {
+void complete_name(NodePath* base, const char* word, Names names) {
     const char* dot = strrchr(word, '.');
     if (dot) {
         json_t* start = base->node;
@@ -83,60 +112,61 @@ void complete_name(NodePath* base, const char* word, json_t* candidates, int fla
         word = dot + 1;
     } else if (*word == ':') {
         path_reset(base);
-        flags |= CANDIDATES_ABSOLUTE;
+        names.flags |= CANDIDATES_ABSOLUTE;
         ++word;
     }
-    offer_children(base, word, candidates, flags);
+    offer_children(base, word, names);
 }
 
-void complete_value(NodePath* base, const char* word, const char* equals, json_t* candidates, int flags) {
+void complete_value(NodePath* base, const char* word, const char* equals, const Names& names) {
     if (!resolve_part(base, word, static_cast<size_t>(equals - word))) return;
     json_t* attributes = json_object_get(base->node, "#attr");
     const char* access = json_string_value(json_object_get(attributes, "access"));
     if (access && strcmp(access, "readOnly") == 0) return;
-    const char* prefix = equals + 1;
+    Values values = {names.candidates, equals + 1, names.line};
     switch (ox_tr_dm_node_type_get(base->node)) {
         case OX_TR_BOOLEAN:
         case OX_TR_FLAG:
-            offer_value(candidates, "true", prefix);
-            offer_value(candidates, "false", prefix);
+            offer_value(values, "true");
+            offer_value(values, "false");
             return;
         case OX_TR_PATH_REF:
             path_reset(base);
-            complete_name(base, prefix, candidates, flags);
+            complete_name(base, values.prefix, names);
             return;
         case OX_TR_UNKNOWN:
         case OX_TR_OBJECT:
         case OX_TR_METHOD:
             return;
         default:
-            offer_enumeration(candidates, json_object_get(attributes, "enum"), prefix);
+            offer_enumeration(values, json_object_get(attributes, "enum"));
     }
 }
 
-void complete_from(NodePath* base, const char* word, json_t* candidates, int flags) {
+void complete_from(NodePath* base, const char* word, const Names& names) {
     if (!word) {
-        offer_children(base, nullptr, candidates, flags);
+        offer_children(base, nullptr, names);
         return;
     }
     const char* equals = strchr(word, '=');
     if (equals) {
-        complete_value(base, word, equals, candidates, flags);
+        complete_value(base, word, equals, names);
     } else {
-        complete_name(base, word, candidates, flags);
+        complete_name(base, word, names);
     }
 }
 
 }  // namespace
 
-void path_complete(const char* word, json_t* candidates, int flags) {
+void path_complete(const char* word, json_t* candidates, int flags, const char* line) {
     model_events_fold();
-    if (!current_path.node || (word && complete_below_last(word, candidates, flags))) return;
+    Names names = {candidates, flags, line};
+    if (!current_path.node || (word && complete_below_last(word, names))) return;
     ScopedPath base;
-    complete_from(&base, word, candidates, flags);
+    complete_from(&base, word, names);
 }
 
-void method_args_complete(const char* method_word, const char* word, json_t* candidates) {
+void method_args_complete(const char* method_word, const char* word, json_t* candidates, const char* line) {
     model_events_fold();
     if (!current_path.node) return;
     // A copy serves as the place to complete from: the current node must not move, whatever ends this early.
@@ -144,7 +174,7 @@ void method_args_complete(const char* method_word, const char* word, json_t* can
     if (path_resolve(&base, method_word, true) < 0) return;
     base.input_allowed = 1;
     if (path_resolve(&base, "#input", true) < 0) return;
-    complete_from(&base, word, candidates, 0);
+    complete_from(&base, word, {candidates, 0, line});
 }
 
 json_t* device_modes(void) {

@@ -2,8 +2,8 @@
 
 #include <stdio.h>
 
-#include "complete/complete.hpp"
 #include "model/metadata.hpp"
+#include "model/model_events.hpp"
 #include "ox_out.hpp"
 
 void event_print(ox_jrpcmsg* message) {

@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include "model/metadata.hpp"
+#include "model/model_events.hpp"
 #include "model/path.hpp"
 #include "ox_confapi.hpp"
 
@@ -42,6 +43,7 @@ json_t* node_candidates(NodePath* p, const char* text, int flags) {
 }
 
 void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, size_t limit) {
+    model_events_fold();
     if (!node_is_fetched(p->node)) node_fetch(p);
     bool by_prefix = flags & CANDIDATES_PREFIX;
     size_t prefix = by_prefix && text ? strlen(text) : 0;

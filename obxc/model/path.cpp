@@ -7,6 +7,7 @@
 #include <strings.h>
 
 #include "model/metadata.hpp"
+#include "model/model_events.hpp"
 #include "ox_out.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
@@ -200,6 +201,7 @@ int path_push(NodePath* p, json_t* child, const char* name, int multi, int order
 
 int path_resolve(NodePath* p, const char* text, bool quiet) {
     if (!text) return -2;
+    model_events_fold();
     if (*text == ':') {
         path_reset(p);
         ++text;

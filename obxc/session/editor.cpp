@@ -16,10 +16,7 @@ ox_rl_autocomplete_cb complete_callback = nullptr;
 ox_rl_hint_cb hint_callback = nullptr;
 bool history_loaded = false;
 bool history_refused = false;  // the file cannot be used, as was told
-
-bool somebody_types() {
-    return isatty(STDIN_FILENO);
-}
+bool somebody_types = false;   // found when it was loaded: a terminal that hung up is none any more
 
 void tell_refusal(const char* path, int error) {
     fprintf(stderr, "The history is not kept: %s: %s\n", path, ox_fs_reason(error));
@@ -43,11 +40,12 @@ bool holds_password(const char* line) {
 void editor_history_load(const char* path) {
     ox_history_set_secret(holds_password);
     history_refused = false;
-    if (ox_history_load(path) < 0 && somebody_types()) tell_refusal(path, errno);
+    somebody_types = isatty(STDIN_FILENO);
+    if (ox_history_load(path) < 0 && somebody_types) tell_refusal(path, errno);
 }
 
 void editor_history_save(const char* path) {
-    if (!somebody_types() || history_refused) return;
+    if (!somebody_types || history_refused) return;
     if (ox_history_dump(path, -1) < 0) tell_refusal(path, errno);
 }
 

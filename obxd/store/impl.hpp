@@ -53,7 +53,8 @@ struct SchemaTarget {
     Schema* schema = nullptr;
     bool item = false;  ///< an instance or template of the multi-instance `schema`
     Pseudo pseudo = Pseudo::NONE;
-    std::string path;  ///< in the wire's spelling
+    std::string path;      ///< in the wire's spelling
+    Node* node = nullptr;  ///< of an object that holds values; null below a template or a method
 };
 
 struct Store::Impl {
@@ -98,6 +99,9 @@ bool target_find(Impl& impl, std::string_view path, Target& target);
 bool target_each(Impl& impl, std::string_view path,
                  const std::function<void(const Target&, const std::string& path)>& visit);
 bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target);
+/// Cuts the last component off a path, down to "." for the top; false when there is none, or the text is no
+/// path.
+bool path_climb(std::string& path);
 
 // Reading (read.cpp)
 /// The present value of a parameter, borrowed; computed ones are refreshed. `path` may be null.

@@ -130,7 +130,7 @@ bool target_each(Impl& impl, std::string_view path,
 bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target) {
     Parts parts;
     if (!path_split(path, parts)) return false;
-    target = {&impl.root, false, Pseudo::NONE, {}};
+    target = {&impl.root, false, Pseudo::NONE, {}, nullptr};
     Node* node = impl.top.get();  // null below a template or a method
     for (std::string_view part : parts) {
         Schema* schema = target.schema;
@@ -170,6 +170,16 @@ bool schema_find(Impl& impl, std::string_view path, SchemaTarget& target) {
     }
     if (target.pseudo != Pseudo::NONE || target.schema->kind != Schema::OBJECT) target.path.pop_back();
     if (target.path.empty()) target.path += '.';
+    target.node = node;
+    return true;
+}
+
+bool path_climb(std::string& path) {
+    Parts parts;
+    if (!path_split(path, parts) || parts.empty()) return false;
+    size_t length = static_cast<size_t>(parts.back().data() - path.data());
+    path.resize(length);
+    if (path.empty()) path.push_back('.');
     return true;
 }
 

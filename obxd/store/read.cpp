@@ -174,7 +174,7 @@ Answer Store::get_config(const Caller& caller, const json_t* params) {
     int rank = caller_rank(caller);
     JsonRef tree(json_object());
     Answer refused;
-    bool found = target_each(*impl_, name, [&](const Target& target, const std::string& path) {
+    auto put = [&](const Target& target, const std::string& path) {
         std::string leaf;
         if (target.is_object()) {
             json_t* below = config_tree(target.node, rank, path);
@@ -195,7 +195,11 @@ Answer Store::get_config(const Caller& caller, const json_t* params) {
                                       : pseudo_value(target);
         json_t* parent = config_parent(tree, path, leaf);
         json_object_set_new_nocheck(parent, leaf.c_str(), value);
-    });
+    };
+    // A path that does not exist is answered as its nearest ancestor that does.
+    std::string nearest = name;
+    bool found = target_each(*impl_, nearest, put);
+    while (!found && path_climb(nearest)) found = target_each(*impl_, nearest, put);
     if (!found) return fault(FAULT_INVALID_NAME, name);
     if (refused.code) return refused;
     Answer answer;

@@ -33,7 +33,9 @@ struct Lister {
     }
 };
 
-void attributes_below(Lister& lister, const Schema* schema, bool item, std::string& path, int level) {
+/// `node` is the object's own one, or null where there are no instances.
+void attributes_below(Lister& lister, const Schema* schema, bool item, const Node* node, std::string& path,
+                      int level) {
     if (level == 0) return;
     int deeper = level < 0 ? level : level - 1;
     size_t length = path.size();
@@ -43,24 +45,32 @@ void attributes_below(Lister& lister, const Schema* schema, bool item, std::stri
         path.resize(length);
     };
     if (schema->multi && !item) {
-        path += "#template.";
-        lister.add(path, schema->item_attrs);
-        attributes_below(lister, schema, true, path, deeper);
-        path.resize(length);
+        auto instance = [&](const std::string& name, const Node* place) {
+            path += name;
+            path += '.';
+            lister.add(path, schema->item_attrs);
+            attributes_below(lister, schema, true, place, path, deeper);
+            path.resize(length);
+        };
+        instance("#template", nullptr);
         if (!schema->argument) leaf("max_instance", lister.impl.max_attrs);
+        if (!node) return;
+        for (auto& place : node->instances) instance(std::to_string(place->number), place.get());
         return;
     }
     if (schema->input) {
         path += ".#input.";
         lister.add(path, schema->input->attrs);
-        attributes_below(lister, schema->input.get(), false, path, deeper);
+        attributes_below(lister, schema->input.get(), false, nullptr, path, deeper);
         path.resize(length);
     }
     for (auto& child : schema->children) {
         path += child->name;
         if (child->kind == Schema::OBJECT) path += '.';
         lister.add(path, child->attrs);
-        attributes_below(lister, child.get(), false, path, deeper);
+        const Node* below =
+            node && child->kind == Schema::OBJECT ? node->objects[child->slot].get() : nullptr;
+        attributes_below(lister, child.get(), false, below, path, deeper);
         path.resize(length);
     }
     if (!schema->ordered) return;
@@ -176,18 +186,32 @@ bool level_read(const json_t* params, int& level) {
     return true;
 }
 
-/// Goes through ParameterNames, which may begin with `leading` (0: nothing). The fault, or code 0.
-Answer each_name(Impl& impl, const json_t* params, char leading,
+/// What a name in the schema stands for: itself, or with `nearest` its nearest ancestor that exists.
+bool name_find(Impl& impl, const char* name, bool nearest, SchemaTarget& target) {
+    if (schema_find(impl, name, target)) return true;
+    std::string path = name;
+    while (nearest && path_climb(path)) {
+        if (schema_find(impl, path, target)) return true;
+    }
+    return false;
+}
+
+enum class Missing { FAULT, NEAREST };
+
+/// Goes through ParameterNames. The fault, or code 0. A selector's path, which is answered as far as it
+/// exists, may begin with ":".
+Answer each_name(Impl& impl, const json_t* params, Missing missing,
                  const std::function<Answer(const SchemaTarget&)>& visit) {
+    bool nearest = missing == Missing::NEAREST;
     const json_t* names = json_object_get(params, "ParameterNames");
     if (!json_is_array(names)) return fault(FAULT_INVALID_ARGUMENTS, "ParameterNames is no array");
     size_t count = json_array_size(names);
     for (size_t i = 0; i < count; i++) {
         const char* name = json_string_value(json_array_get(names, i));
         if (!name) return fault(FAULT_INVALID_ARGUMENTS, "ParameterNames holds what is no text");
-        if (leading && *name == leading) name++;
+        if (nearest && *name == ':') name++;
         SchemaTarget target;
-        if (!schema_find(impl, name, target)) return fault(FAULT_INVALID_NAME, name);
+        if (!name_find(impl, name, nearest, target)) return fault(FAULT_INVALID_NAME, name);
         Answer answer = visit(target);
         if (answer.code) return answer;
     }
@@ -228,12 +252,13 @@ Answer Store::get_attributes(const Caller& caller, const json_t* params) {
     int rank = caller_rank(caller);
     JsonRef list(json_array());
     Lister lister{*impl_, list};
-    Answer answer = each_name(*impl_, params, 0, [&](const SchemaTarget& target) -> Answer {
+    Answer answer = each_name(*impl_, params, Missing::FAULT, [&](const SchemaTarget& target) -> Answer {
         if (rank < target.schema->read_rank && target.schema->kind == Schema::PARAMETER)
             return ignore ? Answer() : fault(FAULT_REQUEST_DENIED, target.path);
         lister.add(target.path, target_attrs(*impl_, target));
         std::string path = target.path == "." ? "" : target.path;
-        if (target.pseudo == Pseudo::NONE) attributes_below(lister, target.schema, target.item, path, level);
+        if (target.pseudo == Pseudo::NONE)
+            attributes_below(lister, target.schema, target.item, target.node, path, level);
         return {};
     });
     if (!answer.code) answer.result = json_pack("{s:o}", "ParameterList", list.release());
@@ -244,8 +269,7 @@ Answer Store::get_data_model(const Caller&, const json_t* params) {
     int level;
     if (!level_read(params, level)) return fault(FAULT_INVALID_ARGUMENTS, "Level is 0, 1 or -1");
     JsonRef root(model_node(impl_->root.attrs));
-    // A client asks with the path of a selector, which may begin so.
-    Answer answer = each_name(*impl_, params, ':', [&](const SchemaTarget& target) -> Answer {
+    Answer answer = each_name(*impl_, params, Missing::NEAREST, [&](const SchemaTarget& target) -> Answer {
         json_t* place =
             model_place(root, target.schema,
                         target.item || target.pseudo == Pseudo::ORDER || target.pseudo == Pseudo::INDEX);

@@ -7,6 +7,7 @@ import threading
 import pytest
 
 import harness
+from small_model import SmallModel
 
 INFO = "Device.DeviceInfo."
 
@@ -349,3 +350,19 @@ def test_ten_thousand_instances(scripted, terminal):
     shell.send("n")
     shell.wait(lambda: edited(shell) == prompt + "cd Device.Big.", "the line")
     assert len(daemon.received) == asked
+
+
+def test_a_value_with_a_blank_is_inserted_so_that_the_line_works(scripted, terminal):
+    model = SmallModel()
+    model.nodes.append(("Device.A.Report", {"type": "string", "access": "readWrite", "default": "",
+                                            "enum": ["0 None", "1 Queued", "#2"]}))
+    daemon = scripted(model)
+    shell = terminal(daemon=daemon)
+    shell.prompt()
+    for typed in ('1\t', '\t"1\t', "\t'1\t", '\\#\t'):
+        shell.send("set Device.A.Report=" + typed)
+        shell.wait_line(r".*(Queued.?|#2)")
+        shell.send("\r")
+        shell.prompt()
+    assert [params["ParameterList"][0]["Value"] for params in daemon.requests("SetParameterValues")] == [
+        "1 Queued", "1 Queued", "1 Queued", "#2"]

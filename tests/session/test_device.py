@@ -87,3 +87,11 @@ def test_what_was_saved_is_back_after_the_reboot(obxd):
         assert "Status: OK" in obxc(*admin, "-r", *words, daemon=obxd).out
     obxc(*admin, "-r", "reboot", daemon=obxd)
     harness.wait_until(lambda: obxd.if_up(lambda client: client.get(name)) == "kept", "the saved host name")
+
+
+def test_errors_of_several_lines_are_shown_as_such(scripted, terminal):
+    text = ScriptedDaemon.error(9002, "First\n\tsecond", {"Detail": "third\n\033[2Jfourth", "Key": "a\nb"})
+    shell = terminal(daemon=scripted(lambda request, _: text if request["method"] == "SaveConfig" else
+                                     ScriptedDaemon.result({})))
+    shown = shell.run("save").split("\n")
+    assert [line.strip() for line in shown] == ["[9002] First", "second: third", "\\x1b[2Jfourth", 'Key: "a\\nb"']

@@ -81,6 +81,18 @@ def test_two_lua_modes_keep_both_histories(in_tmp, daemon):
     assert shown_at_the_end(session) == '2\n1\nos.execute("%s -u %s")\n3' % (harness.OBXC, daemon.socket)
 
 
+def test_a_terminal_that_is_closed_keeps_the_history(session):
+    session.run("color hint")
+    session.run("color prompt")
+    root = os.open("/proc/%d/root/tmp" % session.process.pid, os.O_RDONLY)
+    os.close(session.master)
+    session.master = os.open("/dev/null", os.O_RDWR)
+    harness.wait_until(lambda: session.process.poll() is not None, "the shell's end")
+    with open(os.open(".obxc.hist", os.O_RDONLY, dir_fd=root)) as history:
+        assert history.read() == "color hint\ncolor prompt\n"
+    os.close(root)
+
+
 def test_a_piped_shell_leaves_the_files_alone(in_tmp):
     lines = r"pwd\nlua\n1\nq\nq\n"
     session = in_tmp("echo old >%s; printf '%s' | obxc; echo FILE; cat %s; ls -1A /tmp" % (SHELL, lines, SHELL))

@@ -15,6 +15,7 @@ ADD = {"AddObject": {"InstanceNumber": 7}}
     (["add ."], "."),
     (["add Device.List"], "Device.List."),
     (["touch Device.List."], "Device.List."),
+    (["add :"], "."),
     (["add :device.list"], "Device.List."),
     (["add Device.List 3"], "Device.List."),
     (["add Device.List x"], "Device.List."),
@@ -107,7 +108,8 @@ def test_a_failed_take_stays_where_it_is(scripted, answer):
     ("del Device.List.99", "Device.List.99."),
     ("del Device.A.Text", "Device.A.Text"),
     ("del Device.A.Text.", "Device.A.Text"),
-    ("del .", ""),
+    ("del .", "."),
+    ("del :", "."),
     ("del Device.List.*", "Device.List.#template."),
 ])
 def test_del(scripted, line, path):
@@ -151,3 +153,45 @@ def test_the_router(obxd):
 def test_order_on_the_router(obxd):
     assert typed(obxd, "order Device.Firewall.Level.2 1", "cat Device.Firewall.Level.2.order",
                  "cat Device.Firewall.Level.1.order") == OK + " = 1\n = 2\n"
+
+
+def test_a_listing_shows_every_change_at_once(obxd, shell):
+    base = "Device.NAT.PortMapping"
+    shell.run("cd " + base)
+    before = shell.run("ls").split()
+    own = shell.run("add").split("Instance number: ")[1].split("\n")[0]
+    assert set(shell.run("ls").split()) == set(before) | {own + "."}
+    client = obxd.client()
+    other = str(client.call("AddObject", {"ObjectName": base + "."})["InstanceNumber"])
+    assert set(shell.run("ls").split()) == set(before) | {own + ".", other + "."}
+    assert "Enable" in shell.run("ls " + other)
+    client.call("DeleteObject", {"ObjectName": "%s.%s." % (base, own)})
+    assert set(shell.run("ls").split()) == set(before) | {other + "."}
+    shell.run("del " + other)
+    assert shell.run("ls").split() == before
+
+
+def test_own_changes_are_listed_before_their_events(scripted):
+    """A daemon that sends no events, or late."""
+    model = SmallModel(AddObject={"InstanceNumber": 12})
+    model.nodes += [("Device.List.12.", {"type": "object"}), ("Device.List.12.Name", {"type": "string"})]
+    shown = typed(scripted(model), "ls Device.List", "del Device.List.1", "add Device.List", "ls Device.List",
+                  "ls Device.List.12")
+    listed = "Device.List.%s.\nDevice.List.%s.\nDevice.List.max_instance\n"
+    assert shown == (listed % (1, 2) + OK + ADDED.replace("7", "12") + listed % (2, 12) + "Device.List.12.Name\n")
+
+
+def test_a_refused_delete_changes_no_listing(scripted):
+    refusal = ScriptedDaemon.error(9001, "No")
+    shown = typed(scripted(SmallModel(DeleteObject=refusal)), "ls Device.List", "del Device.List.1", "ls Device.List")
+    first, second = shown.split("[9001] No\n")
+    assert first == second
+
+
+def test_instances_stand_in_the_order_of_their_numbers(obxd):
+    base = "Device.NAT.PortMapping"
+    shown = typed(obxd, *["add " + base] * 8, "ls " + base, "cd " + base, "ls")
+    numbers = [line.split(".")[3] for line in shown.split("\n") if line.startswith(base + ".")]
+    assert len(numbers) > 10
+    assert numbers[:-1] == sorted(numbers[:-1], key=int) and numbers[-1] == "max_instance" or numbers == sorted(
+        numbers, key=int)

@@ -136,3 +136,13 @@ def test_on_a_terminal_names_stand_in_columns_and_cannot_steer_it(terminal, scri
 def test_the_router(shared_obxd):
     assert typed(shared_obxd, "ls Device.Time.") == "".join(
         "Device.Time.%s\n" % name for name in ("CurrentLocalTime", "Enable", "LocalTimeZone", "Status"))
+
+
+def test_the_table_of_an_object_with_instances_lists_them(obxd):
+    base = "Device.NAT.PortMapping"
+    names = typed(obxd, "ls " + base, "ls -l " + base, "ls -l %s.1" % base).split("Type ", 1)
+    short = [line[len(base) + 1:] for line in names[0].split()]
+    table, instance = names[1].split("Type ", 1)
+    shown = [line.split()[-1] for line in table.split("\n")[1:] if line]
+    assert sorted(shown) == sorted(short + [".", "#template."]) and "1." in shown
+    assert " Enable\n" in instance

@@ -18,6 +18,7 @@ def pair(name, value):
 
 @pytest.mark.parametrize("line, shown, path, arguments", [
     ("execute Device.A.Plain", "", "Device.A.Plain", None),
+    ("execute :", "", ".", None),
     ("execute :device.a.plain.", "", "Device.A.Plain", None),
     ("execute Device.A.Run", "", "Device.A.Run", None),
     ("execute Device.A.Run Host=h", echo("Host", "h"), "Device.A.Run", [pair("Host", "h")]),

@@ -130,6 +130,31 @@ def test_values_without_schema_are_drawn_all_the_same(scripted):
     assert shown == "Device.A\n├── Sub \n│   └── Deep = 'd'\n├── Text = 't'\n└── Mask = 255\n"
 
 
+@pytest.mark.parametrize("command", ["tree", "catree"])
+@pytest.mark.parametrize("path, nearest", [
+    ("Device.DeviceInfo.No.Such", "Device.DeviceInfo"),
+    ("Device.DNS.Relay.Forwarding.99.Nothing", "Device.DNS.Relay.Forwarding"),
+    ("Nothing.At.All", "."),
+])
+def test_a_missing_path_draws_its_nearest_ancestor(shared_obxd, command, path, nearest):
+    def drawn(asked):
+        return typed(shared_obxd, "%s %s" % (command, asked)).split("\n", 1)
+
+    heading, tree = drawn(path)
+    assert heading.strip() == path
+    expected = drawn(nearest)[1]
+    if "99" in path and command == "tree":
+        expected = drawn("Device.DNS.Relay.Forwarding.99")[1]  # the layout of any instance
+    # What tells the time differs from one request to the next.
+    assert [line.split("=")[0] for line in tree.split("\n")] == [line.split("=")[0] for line in expected.split("\n")]
+    assert len(tree.split("\n")) > 3
+
+
+def test_lua_takes_no_ancestor_for_a_missing_path(shared_obxd):
+    shown = typed(shared_obxd, "lua print(ox.config('Device.DNS.No')) print(ox.config('Device.DNS.Relay').Enable)")
+    assert shown.endswith("nil\tInvalid parameter name: Device.DNS.No\t9005\tnil\ntrue\n")
+
+
 def test_a_path_that_is_too_long_draws_nothing(scripted):
     daemon = scripted(SmallModel(**MODEL))
     assert typed(daemon, "tree " + "a." * 200, "catree :" + "b" * 300) == ""
@@ -165,7 +190,7 @@ def test_the_router(shared_obxd):
     shown = typed(shared_obxd, "catree Device.Firewall.Level")
     assert "└── max_instance = 2\n" in shown
     assert "│   ├── Name               = 'Medium'\n" in shown
-    assert typed(shared_obxd, "tree Device.None.Such") == ""
+    assert typed(shared_obxd, "tree Device.None.Such").startswith("Device.None.Such\n├── ")
 
 
 def test_ctrl_c_ends_a_long_tree(terminal, scripted):

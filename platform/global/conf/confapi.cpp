@@ -59,11 +59,11 @@ ox_jrpcmsg* text_request(const char* method, const char* name, const char* text)
 void ox_confapi_print_failure(const ox_jrpcmsg* message) {
     ox_colors_set(OX_COLOR_ERROR);
     printf("[%d] ", message->error_code);
-    ox_out_text(message->error_message ? message->error_message : "");
+    ox_out_message(message->error_message ? message->error_message : "");
     ox_colors_reset();
     if (message->error_detail) {
         fputs(": ", stdout);
-        ox_out_text(message->error_detail);
+        ox_out_message(message->error_detail);
     }
     putchar('\n');
     const char* key = nullptr;

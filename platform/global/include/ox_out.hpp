@@ -13,6 +13,8 @@ void ox_out_refresh(void);
 /// characters (C0, DEL and the C1 range in UTF-8 or as lone bytes) are written as \xNN; elsewhere the bytes
 /// stay as they are.
 void ox_out_text(const char* text, long length = -1);
+/// The same for a message of several lines: newlines and tabs are written as they are.
+void ox_out_message(const char* text);
 /// Writes to standard error what ox_out_text would write to standard output, but newlines and tabs as they
 /// are, and `allowed` (texts up to a null) too.
 void ox_out_error_text(const char* text, const char* const* allowed);

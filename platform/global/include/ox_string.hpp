@@ -21,6 +21,10 @@ int ox_string_strntod(const char* text, int length, double* out);
 /// meaning.
 uint32_t ox_string_get_hash(const char* text);
 
-/// Sorts a JSON array of strings byte by byte; `ascending` non-zero: smallest first. Elements that are no
-/// strings come last. The array is sorted in place.
-void ox_qsort_json(json_t* array, int ascending);
+enum ox_sort_order {
+    OX_SORT_DESCENDING = 0,
+    OX_SORT_ASCENDING = 1,  ///< byte by byte, smallest first
+    OX_SORT_PATHS = 2,      ///< as dotted paths: components that are numbers by their value and first
+};
+/// Sorts a JSON array of strings in place. Elements that are no strings come last.
+void ox_qsort_json(json_t* array, int order);

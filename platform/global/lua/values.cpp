@@ -123,6 +123,12 @@ int config(lua_State* L) {
         }
         at += length + (at[length] == '.');
     }
+    bool pattern = strstr(path, "#template") || strchr(path, '*');
+    if (!tree && !pattern && json_object_size(result_member(holder, "Config")) > 0) {
+        // The daemon answers for the nearest ancestor where there is no such path.
+        ox_jrpcmsg_set_error(holder->message, 9005, "Invalid parameter name", path);
+        return failure(L, holder);
+    }
     if (tree) {
         json_to_lua(L, tree, true);
     } else {

@@ -83,6 +83,15 @@ void ox_out_text(const char* text, long length) {
     escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stdout); });
 }
 
+void ox_out_message(const char* text) {
+    while (*text) {
+        size_t size = strcspn(text, "\n\t");
+        ox_out_text(text, static_cast<long>(size));
+        text += size;
+        if (*text) putchar(*text++);
+    }
+}
+
 void ox_out_error_text(const char* text, const char* const* allowed) {
     if (!isatty(STDERR_FILENO)) {
         fputs(text, stderr);

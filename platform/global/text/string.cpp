@@ -79,29 +79,69 @@ uint32_t ox_string_get_hash(const char* text) {
 
 namespace {
 
-int compare_strings(const void* left, const void* right) {
-    const char* a = json_string_value(*static_cast<json_t* const*>(left));
-    const char* b = json_string_value(*static_cast<json_t* const*>(right));
-    if (!a || !b) return (a == nullptr) - (b == nullptr);
-    return strcmp(a, b);
+/// The length of the component at `text`, and whether it is a number.
+size_t component_length(const char* text, bool* number) {
+    size_t length = strcspn(text, ".");
+    *number = length > 0 && strspn(text, "0123456789") == length;
+    return length;
 }
 
-int compare_strings_descending(const void* left, const void* right) {
+/// Numbers by their value, so that 2 stands before 10.
+int compare_numbers(const char* a, size_t a_length, const char* b, size_t b_length) {
+    for (; a_length > 1 && *a == '0'; ++a) --a_length;
+    for (; b_length > 1 && *b == '0'; ++b) --b_length;
+    if (a_length != b_length) return a_length < b_length ? -1 : 1;
+    return memcmp(a, b, a_length);
+}
+
+/// Component by component: instance numbers by their value and before names, which go by their bytes.
+int compare_paths(const char* a, const char* b) {
+    const char* whole_a = a;
+    const char* whole_b = b;
+    if (*a == ':' && *b == ':') ++a, ++b;
+    while (*a && *b) {
+        bool a_number = false;
+        bool b_number = false;
+        size_t a_length = component_length(a, &a_number);
+        size_t b_length = component_length(b, &b_number);
+        if (a_number != b_number) return a_number ? -1 : 1;
+        if (a_number) {
+            int order = compare_numbers(a, a_length, b, b_length);
+            if (order != 0) return order;
+        } else if (a_length != b_length || memcmp(a, b, a_length) != 0) {
+            return strcmp(a, b);
+        }
+        a += a_length + (a[a_length] == '.');
+        b += b_length + (b[b_length] == '.');
+    }
+    if (*a || *b) return *a ? 1 : -1;
+    return strcmp(whole_a, whole_b);
+}
+
+template <int (*Compare)(const char* a, const char* b)>
+int compare_items(const void* left, const void* right) {
     const char* a = json_string_value(*static_cast<json_t* const*>(left));
     const char* b = json_string_value(*static_cast<json_t* const*>(right));
     if (!a || !b) return (a == nullptr) - (b == nullptr);
+    return Compare(a, b);
+}
+
+int compare_descending(const char* a, const char* b) {
     return strcmp(b, a);
 }
 
 }  // namespace
 
-void ox_qsort_json(json_t* array, int ascending) {
+void ox_qsort_json(json_t* array, int order) {
     size_t count = json_array_size(array);
     if (count < 2) return;
     auto** items = static_cast<json_t**>(malloc(count * sizeof(json_t*)));
     if (!items) return;
+    auto* compare = order == OX_SORT_PATHS ? compare_items<compare_paths>
+                    : order                ? compare_items<strcmp>
+                                           : compare_items<compare_descending>;
     for (size_t i = 0; i < count; ++i) items[i] = json_incref(json_array_get(array, i));
-    qsort(items, count, sizeof(json_t*), ascending ? compare_strings : compare_strings_descending);
+    qsort(items, count, sizeof(json_t*), compare);
     for (size_t i = 0; i < count; ++i) json_array_set_new(array, i, items[i]);
     free(items);
 }

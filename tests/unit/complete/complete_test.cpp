@@ -160,6 +160,48 @@ TEST_F(Complete, Values) {
     }
 }
 
+// What is inserted must be read back by the tokenizer as the value or the name.
+TEST_F(Complete, WhatNeedsQuotes) {
+    daemon.add(
+        "Device.DeviceInfo.Report",
+        R"({"type":"string","access":"readWrite","enum":["1 Queued","1\"","2#","it's","a\\b","a=b c",""]})");
+    daemon.add("Device.DeviceInfo.Kind",
+               R"({"type":"string","access":"readWrite","enum":["Old box","Plain"]})");
+    daemon.add("Device.Odd name.", R"({"type":"object"})");
+    daemon.add("Device.Odd name.In side", R"({"type":"string"})");
+    struct {
+        const char* line;
+        Texts expected;
+    } rows[] = {
+        {"set Device.DeviceInfo.Report=",
+         {"\"1 Queued\"", "1\\\"", "2\\#", "it\\'s", "a\\\\b", "\"a=b c\"", ""}},
+        {"set Device.DeviceInfo.Report=1", {"1\" Queued\"", "1\\\""}},
+        {"set Device.DeviceInfo.Report=\"1 ", {"\"1 Queued\""}},
+        {"set Device.DeviceInfo.Report=\"1 Q", {"\"1 Queued\""}},
+        {"set Device.DeviceInfo.Report='1 Q", {"'1 Queued'"}},
+        {"set Device.DeviceInfo.Report=1\" Qu", {"1\" Queued\""}},
+        {"set \"Device.DeviceInfo.Report=1 Q", {"1 Queued\""}},
+        {"set Device.DeviceInfo.Level=1 Device.DeviceInfo.Report=2", {"2\\#"}},
+        {"set Device.DeviceInfo.Report=a=b\" ", {"a=b\" c\""}},
+        {"set Device.DeviceInfo.Kind=P", {"Plain"}},
+        {"cat Device.Odd", {"Odd\" name."}},
+        {"cat \"Device.odd n", {"odd name."}},
+        {"cat \"Device.Odd name.i", {"in side\""}},
+        {"cat \"Device.Odd name\".", {"\"In side\""}},
+    };
+    for (const auto& row : rows) EXPECT_EQ(complete(row.line), row.expected) << row.line;
+    EXPECT_EQ(hint("set Device.DeviceInfo.Kind=O"), "ld\" box\"");
+    EXPECT_EQ(hint("set Device.DeviceInfo.Kind=Old\" b"), "ox\"");
+}
+
+TEST_F(Complete, InstancesByNumberAndNamesByBytes) {
+    for (const char* number : {"10", "9", "100"})
+        daemon.add(std::string("Device.Hosts.Host.") + number + ".", R"({"type":"object"})");
+    EXPECT_EQ(complete("cd Device.Hosts.Host."), Texts({"1.", "2.", "9.", "10.", "100."}));
+    EXPECT_EQ(complete("cat Device.Hosts.Host."), Texts({"1.", "2.", "9.", "10.", "100.", "max_instance"}));
+    EXPECT_EQ(complete("cd Device.Hosts.Host.1"), Texts({"1.", "10.", "100."}));
+}
+
 TEST_F(Complete, MethodArguments) {
     struct {
         const char* from;

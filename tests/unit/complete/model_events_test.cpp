@@ -1,5 +1,5 @@
-// Changes of the data model that are folded into the cache when a path is completed.
-#include "complete/model_events.hpp"
+// Changes of the data model that are folded into the cache before it is looked into.
+#include "model/model_events.hpp"
 
 #include "complete_fixture.hpp"
 #include "ox_wait.hpp"
@@ -119,6 +119,48 @@ TEST_F(Complete, FoldsManyChangesInLinearTime) {
     long long start = ox_wait_now_ms();
     EXPECT_EQ(complete("cd Device.Hosts.Host."), Texts({"1.", "2."}));
     EXPECT_LT(ox_wait_now_ms() - start, 1000);
+}
+
+Texts listed(const char* path) {
+    ScopedPath p;
+    EXPECT_EQ(path_resolve(&p, path), 0);
+    JsonRef list(node_candidates(&p, nullptr, 0));
+    return texts(list);
+}
+
+TEST_F(Complete, AListingFoldsThemToo) {
+    EXPECT_EQ(listed("Device.Hosts.Host"), Texts({"max_instance", "1", "2"}));
+    daemon.add("Device.Hosts.Host.3.", R"({"type":"object"})");
+    event("Add", "Device.Hosts.Host.", 3);
+    event("Delete", "Device.Hosts.Host.1.", 1);
+    daemon.take_requests();
+    EXPECT_EQ(listed("Device.Hosts.Host"), Texts({"max_instance", "2", "3"}));
+    EXPECT_EQ(daemon.take_requests(), Texts({"GetParameterAttributes Device.Hosts.Host.3 -1"}));
+    EXPECT_EQ(pending_model_events, nullptr);
+    cd("Device.Hosts.Host");
+    event("Delete", "Device.Hosts.Host.2.", 2);
+    ScopedPath here;
+    JsonRef list(node_candidates(&here, nullptr, 0));
+    EXPECT_EQ(texts(list), Texts({"max_instance", "3"}));
+}
+
+TEST_F(Complete, OwnChangesAreKnownBeforeTheirEvents) {
+    listed("Device.Hosts.Host");
+    daemon.add("Device.Hosts.Host.3.", R"({"type":"object"})");
+    model_instance_added("Device.Hosts.Host", 3);
+    model_instance_deleted("Device.Hosts.Host.1.");
+    model_instance_deleted("Device.Hosts.Host.2");
+    for (const char* none : {"", ".", "Device.Hosts.Host.", "Device.Hosts.Host.#template.", "Device.x1", "."})
+        model_instance_deleted(none);
+    EXPECT_EQ(listed("Device.Hosts.Host"), Texts({"max_instance", "3"}));
+    event("Add", "Device.Hosts.Host.", 3);
+    event("Delete", "Device.Hosts.Host.1.", 1);
+    daemon.take_requests();
+    EXPECT_EQ(listed("Device.Hosts.Host"), Texts({"max_instance", "3"}));
+    EXPECT_TRUE(daemon.take_requests().empty());
+    dm_free();
+    model_instance_added("Device.Hosts.Host", 4);
+    EXPECT_EQ(pending_model_events, nullptr);
 }
 
 }  // namespace

@@ -359,6 +359,13 @@ TEST_F(Output, EscapesControlCharactersOnATerminal) {
     }
 }
 
+TEST_F(Output, MessagesKeepTheirLines) {
+    const char* text = "first\n\tsecond\n\n\033[2J\r\xc3\xa9";
+    auto print = [text] { ox_out_message(text); };
+    EXPECT_EQ(written(true, print), "first\r\n\tsecond\r\n\r\n\\x1b[2J\\x0d\xc3\xa9");
+    EXPECT_EQ(written(false, print), text);
+}
+
 TEST_F(Output, ListsFollowTheTerminal) {
     json_t* list = json_pack("[s,s,s,i,s]", "alpha", "b\033", "\xe4\xb8\xad\xe6\x96\x87", 7, "delta");
     // 5 + 2 + 5 + ... on 20 columns: two rows of two.

@@ -146,7 +146,7 @@ TEST(String, Hashes) {
 TEST(String, SortsJsonStrings) {
     struct Row {
         const char* array;
-        int ascending;
+        int order;
         const char* sorted;
     };
     const Row rows[] = {
@@ -156,11 +156,18 @@ TEST(String, SortsJsonStrings) {
         {R"([5,"b",null,"a"])", 1, R"(["a","b",5,null])"},
         {R"([5,"a","b"])", 0, R"(["b","a",5])"},
         {R"(["a","a"])", 1, R"(["a","a"])"},
+        {R"(["10.","9.","max_instance","1."])", 2, R"(["1.","9.","10.","max_instance"])"},
+        {R"(["b10","b9","B","a-b","a.","ab"])", 2, R"(["B","a-b","a.","ab","b10","b9"])"},
+        {R"([":10.",":9.",":x"])", 2, R"([":9.",":10.",":x"])"},
+        {R"(["D.H.10.","D.H.2.","D.H.2.A","D.Gx.1","D.H","D.H.max"])", 2,
+         R"(["D.Gx.1","D.H","D.H.2.","D.H.2.A","D.H.10.","D.H.max"])"},
+        {R"(["10","1a","2","007","7","18446744073709551616","99999999999999999999999"])", 2,
+         R"(["2","007","7","10","18446744073709551616","99999999999999999999999","1a"])"},
         {"[]", 1, "[]"},
     };
     for (const Row& row : rows) {
         JsonRef array(json_loads(row.array, 0, nullptr));
-        ox_qsort_json(array, row.ascending);
+        ox_qsort_json(array, row.order);
         CharsRef text(json_dumps(array, JSON_COMPACT));
         EXPECT_STREQ(text, row.sorted);
     }

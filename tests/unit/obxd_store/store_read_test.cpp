@@ -150,7 +150,17 @@ TEST_F(StoreTest, AttributeLevels) {
         {".", 1, ". DataModelVersion Device."},
         {"Device.Rules", 1, "Device.Rules. Device.Rules.Count Device.Rules.Rule."},
         {"Device.Rules.Rule.", 1,
-         "Device.Rules.Rule. Device.Rules.Rule.#template. Device.Rules.Rule.max_instance"},
+         "Device.Rules.Rule. Device.Rules.Rule.#template. Device.Rules.Rule.max_instance "
+         "Device.Rules.Rule.1. "
+         "Device.Rules.Rule.2. Device.Rules.Rule.4."},
+        {"Device.Hosts.Host.1.Address.", -1,
+         "Device.Hosts.Host.1.Address. Device.Hosts.Host.1.Address.#template. "
+         "Device.Hosts.Host.1.Address.#template.IP Device.Hosts.Host.1.Address.max_instance "
+         "Device.Hosts.Host.1.Address.1. Device.Hosts.Host.1.Address.1.IP Device.Hosts.Host.1.Address.2. "
+         "Device.Hosts.Host.1.Address.2.IP"},
+        {"Device.Hosts.Host.#template.Address.", 1,
+         "Device.Hosts.Host.#template.Address. Device.Hosts.Host.#template.Address.#template. "
+         "Device.Hosts.Host.#template.Address.max_instance"},
         {"Device.Rules.Rule.4.", 1,
          "Device.Rules.Rule.4. Device.Rules.Rule.4.Order Device.Rules.Rule.4.Name Device.Rules.Rule.4.order "
          "Device.Rules.Rule.4.index"},
@@ -253,8 +263,6 @@ TEST_F(StoreTest, AttributesOfWhatMayNotBeRead) {
 TEST_F(StoreTest, DataModelIsNestedFromTheTop) {
     std::string top = "{'#attr':{'type':'object','access':'readOnly','perms':'user/-','const':true}";
     std::string object = "'#attr':{'type':'object','access':'readOnly','perms':'user/-','const':true}";
-    EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['Device.Hosts.Host.3.Address.'],'Level':1}"),
-              "9005 Device.Hosts.Host.3.Address.");
     EXPECT_EQ(
         ask(&Store::get_data_model, "{'ParameterNames':['Device.Hosts.Host.1.Address.'],'Level':-1}"),
         "{'Datamodel':" + top + ",'Device':{" + object + ",'Hosts':{" + object +
@@ -272,9 +280,34 @@ TEST_F(StoreTest, DataModelIsNestedFromTheTop) {
     EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':[':Device.Rules.'],'Level':0}"),
               ask(&Store::get_data_model, "{'ParameterNames':['Device.Rules.'],'Level':0}"));
     EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['::Device.Rules.'],'Level':0}"),
-              "9005 :Device.Rules.");
+              ask(&Store::get_data_model, "{'ParameterNames':['.'],'Level':0}"));
     EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['Device.Rules.'],'Level':0}"),
               "{'Datamodel':" + top + ",'Device':{" + object + ",'Rules':{" + object + "}}}}");
+}
+
+TEST_F(StoreTest, WhatDoesNotExistIsAnsweredAsItsNearestAncestor) {
+    const struct {
+        const char *path, *nearest;
+    } rows[] = {{"Device.X", "Device."},
+                {"X.Y.Z.", "."},
+                {"Device.Rules.Rule.9.Name", "Device.Rules.Rule."},
+                {"Device.Rules.Rule.1.X.Y", "Device.Rules.Rule.1."},
+                {"Device.Hosts.Host.1.Address.x", "Device.Hosts.Host.1.Address."}};
+    auto model = [&](const char* path) {
+        return ask(&Store::get_data_model, std::string("{'ParameterNames':['") + path + "']}");
+    };
+    auto config = [&](const char* path) {
+        return ask(&Store::get_config, std::string("{'Path':'") + path + "'}");
+    };
+    for (auto& row : rows) {
+        EXPECT_EQ(model(row.path), model(row.nearest)) << row.path;
+        EXPECT_EQ(config(row.path), config(row.nearest)) << row.path;
+        EXPECT_EQ(config(row.path).substr(0, 10), "{'Config':") << row.path;
+    }
+    for (const char* path : {"", "..", "Device..Info"}) {
+        EXPECT_EQ(model(path).substr(0, 5), "9005 ") << path;
+        EXPECT_EQ(config(path).substr(0, 5), "9005 ") << path;
+    }
 }
 
 TEST_F(StoreTest, DataModelOfMethodsAndSeveralNames) {
@@ -311,7 +344,6 @@ TEST_F(StoreTest, Config) {
         EXPECT_EQ(ask(&Store::get_config, std::string("{'Path':'") + row.path + "'}"),
                   std::string("{'Config':") + row.expected + "}");
     EXPECT_EQ(ask(&Store::get_config, "{'Path':'Device.Info.Reboot'}"), "9005 Device.Info.Reboot");
-    EXPECT_EQ(ask(&Store::get_config, "{'Path':'Device.X'}"), "9005 Device.X");
     EXPECT_EQ(ask(&Store::get_config, "{'Path':'Device.Info.Secret'}", user), "9001 Device.Info.Secret");
     EXPECT_EQ(
         ask(&Store::get_config, "{'Path':'Device.Info.'}", guest),

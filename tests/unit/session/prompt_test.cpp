@@ -261,7 +261,11 @@ TEST_F(Look, HandingTheEditorOver) {
     log_text.clear();
     editor_shell_off();
     EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
-    input.none();  // nobody types
+    log_text.clear();
+    input.none();  // the terminal went away
+    editor_shell_off();
+    EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
+    editor_shell_on();  // nobody types
     log_text.clear();
     editor_shell_off();
     EXPECT_EQ(log_text, "nocase no-complete no-hint ");

@@ -1,11 +1,12 @@
-#include "complete/model_events.hpp"
+#include "model/model_events.hpp"
 
+#include <limits.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "complete/complete.hpp"
 #include "model/metadata.hpp"
 #include "ox_confapi.hpp"
+#include "ox_string.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
 
@@ -126,6 +127,29 @@ void model_change_queue(json_t* params) {
     if (!pending_model_events) pending_model_events = json_array();
     json_array_append_new(pending_model_events, change);
     if (json_array_size(pending_model_events) > MODEL_EVENTS_MAX) drop_events();
+}
+
+void model_instance_added(const char* object, int number) {
+    if (!dm_root) return;
+    bool dot = ox_tr_path_is_full(object);
+    CharsRef path(ox_str_printf_new("%s%s", object, dot ? "." : ""));
+    JsonRef change(
+        json_pack("{s:s, s:s, s:i}", "Action", "Add", "Path", path.get(), "InstanceNumber", number));
+    model_change_queue(change);
+}
+
+void model_instance_deleted(const char* instance) {
+    if (!dm_root) return;
+    const char* end = instance + strlen(instance);
+    while (end > instance && end[-1] == '.') --end;
+    const char* start = end;
+    while (start > instance && start[-1] != '.') --start;
+    uint64_t number = 0;
+    int length = static_cast<int>(end - start);
+    if (ox_string_strntoul(start, length, 10, &number) < 0 || number > INT_MAX) return;
+    JsonRef change(json_pack("{s:s, s:s, s:i}", "Action", "Delete", "Path", instance, "InstanceNumber",
+                             static_cast<int>(number)));
+    model_change_queue(change);
 }
 
 void model_events_fold(void) {
