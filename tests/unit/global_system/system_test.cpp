@@ -129,8 +129,7 @@ TEST(Fs, InASharedDirectoryOnlyOnesOwnFileIsTouched) {
 }
 
 TEST(Fs, DevicesAreNoFiles) {
-    for (const char* path : {"/dev/null", "/dev/zero", "/dev/tty"})
-        EXPECT_NE(touched(path), 0) << path;
+    for (const char* path : {"/dev/null", "/dev/zero", "/dev/tty"}) EXPECT_NE(touched(path), 0) << path;
     EXPECT_EQ(touched("/dev/null"), EINVAL);
     EXPECT_EQ(touched("/dev"), EISDIR);
 }

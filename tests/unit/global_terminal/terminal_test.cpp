@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/global/terminal/columns.hpp"
-#include "platform/global/terminal/completion.hpp"
-#include "platform/global/terminal/width.hpp"
 #include "ox_colors.hpp"
 #include "ox_out.hpp"
 #include "ox_rl.hpp"
+#include "platform/global/terminal/columns.hpp"
+#include "platform/global/terminal/completion.hpp"
+#include "platform/global/terminal/width.hpp"
 
 namespace {
 
