@@ -1,5 +1,6 @@
 """The bindings of Lua: reasons, time-outs, methods of objects, handlers of events, coroutines, and our modules."""
 
+import json
 import os
 import threading
 import time
@@ -404,3 +405,68 @@ ox.set("Device.System.Contact", "changed")
 tell(snapshot.apply(before))
 print(ox.get("Device.System.Contact") == before.values["Device.System.Contact"])
 """, options=("-a", "user:user")) == ["nil\ttrue", "function\t", "true"]
+
+
+def test_a_snapshot_restores_an_order_that_no_parameter_shows(directory, run):
+    def table(**more):
+        return {"#attr": dict(more, multi=True, access="readWrite"),
+                "Name": {"type": "string", "access": "readWrite", "default": ""}}
+    model = os.path.join(directory, "model.json")
+    with open(model, "w", encoding="utf-8") as file:
+        json.dump({"schema": {"Device": {"Rule": table(ordered=True), "Plain": table()}}, "values": {}}, file)
+    daemon = harness.Obxd(model=model)
+    try:
+        assert run(daemon, SNAPSHOT + """
+for _, name in ipairs{"a", "b", "c", "d"} do
+  ox.add("Device.Rule.", {Name = name})
+  ox.add("Device.Plain.", {Name = name})
+end
+ox.set("Device.Rule.4.index", 1)
+local before = snapshot.take("Device.")
+local function order(path)
+  local names = {}
+  for i, name in ipairs(ox.names(path)) do names[ox.get(name .. "order") or i] = ox.get(name .. "Name") end
+  return table.concat(names)
+end
+print(order("Device.Rule."), order("Device.Plain."))
+ox.del("Device.Rule.1.") ox.del("Device.Plain.2.") ox.set("Device.Rule.3.index", 1)
+ox.add("Device.Rule.", {Name = "new"})
+print(order("Device.Rule."))
+tell(snapshot.apply(before))
+print(order("Device.Rule."), order("Device.Plain."))
+""") == ["dabc\tabcd", "cdbnew", "function\t", "dabc\tacdb"]
+    finally:
+        daemon.close()
+
+
+def test_a_snapshot_renames_references_in_lists(obxd, run):
+    assert run(obxd, SNAPSHOT + """
+local link
+for _, name in ipairs(ox.names("Device.Ethernet.Link.")) do
+  if ox.get("Device.IP.Interface.1.LowerLayers"):find(name:sub(1, -2), 1, true) then link = name end
+end
+ox.set("Device.IP.Interface.1.LowerLayers", "Device.Ethernet.Interface.1," .. link:sub(1, -2))
+local before = snapshot.take(".")
+ox.del(link)
+print(ox.get("Device.IP.Interface.1.LowerLayers"))
+local number = ox.add("Device.Ethernet.Link.")
+ox.del("Device.Ethernet.Link." .. number .. ".")
+tell(snapshot.apply(before))
+print(ox.get("Device.IP.Interface.1.LowerLayers") == "Device.Ethernet.Interface.1,Device.Ethernet.Link." .. number + 1)
+""") == ["Device.Ethernet.Interface.1", "function\t", "true"]
+
+
+def test_a_snapshot_of_a_full_table(obxd, run):
+    assert run(obxd, SNAPSHOT + """
+local mappings, last = "Device.NAT.PortMapping."
+repeat
+  local number = ox.add(mappings, {ExternalPort = 48000 + #ox.object(mappings), Description = "filler"})
+  last = number or last
+until not number
+local before = snapshot.take(mappings)
+local count = #ox.object(mappings)
+ox.del(mappings .. last .. ".")
+ox.add(mappings, {Description = "other"})
+tell(snapshot.apply(before))
+print(#ox.object(mappings) == count, #select(2, ox.select("Device.NAT.PortMapping.[Description=='other']")))
+""") == ["function\t", "true\t0"]

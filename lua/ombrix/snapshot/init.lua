@@ -9,20 +9,31 @@
 
 local snapshot = {}
 
-local NO_SUCH_NAME = 9005
+local TOO_MANY, NO_SUCH_NAME = 9004, 9005
 
 -- A path as the daemon names an object: with its final ".".
 local function object_path(path)
-    path = tostring(path):gsub("^:+", "")
+    path = tostring(path):gsub("^:+", ""):gsub("^%.$", "")
     if path ~= "" and path:sub(-1) ~= "." then path = path .. "." end
     return path
 end
 
 local function table_of(instance) return (instance:match("^(.*%.)%d+%.$")) end
 
--- What can be written below `path`: {path = path, values = {name = value}, instances = {name = place}, tables = {name =
--- true where instances can be added}, names = {parameters in the model's order}}. What the user may not read is not
--- in it. Or nil, message, code, data.
+-- Notes the places of the instances of ordered tables, which stand in their configuration as "order".
+local function note_places(places, config, path)
+    for key, value in pairs(config) do
+        if type(value) == "table" then
+            local below = path .. key .. "."
+            if math.type(key) == "integer" and math.type(value.order) then places[below] = value.order end
+            note_places(places, value, below)
+        end
+    end
+end
+
+-- What can be written below `path`: {path = path, values = {name = value}, names = {parameters in the model's order},
+-- instances = {name = rank in the model's order}, places = {name = place in an ordered table}, tables = {name = true
+-- where instances can be added}}. What the user may not read is not in it. Or nil, message, code, data.
 function snapshot.take(path)
     path = object_path(path)
     local top = path == "" and "." or path
@@ -32,13 +43,17 @@ function snapshot.take(path)
     answer, message, code, data =
         ox.try(ox.call, "GetParameterValues", {ParameterNames = {top}, IgnoreAccessError = true})
     if not answer then return nil, message, code, data end
+    local config
+    config, message, code, data = ox.try(ox.config, top)
+    if not config then return nil, message, code, data end
     local values = {}
     for _, entry in ipairs(answer.ParameterList) do values[entry.Name] = entry.Value end
-    local result = {path = path, values = {}, instances = {}, tables = {}, names = {}}
-    for place, entry in ipairs(names.ParameterList) do
+    local result = {path = path, values = {}, names = {}, instances = {}, places = {}, tables = {}}
+    note_places(result.places, config, path)
+    for rank, entry in ipairs(names.ParameterList) do
         local name = entry.Name
         if table_of(name) then
-            result.instances[name] = place
+            result.instances[name] = rank
         elseif name:sub(-1) == "." then
             result.tables[name] = entry.Writable
         elseif entry.Writable and values[name] ~= nil then
@@ -111,9 +126,9 @@ local function is_secret(name)
     return default ~= nil and default ~= ""
 end
 
--- Whether an instance lies in one that is left alone.
+-- Whether something is, or lies in, an instance that is left alone.
 local function is_inside(name, left)
-    for length = #name - 1, 1, -1 do
+    for length = #name, 1, -1 do
         if name:sub(length, length) == "." and left[name:sub(1, length)] then return true end
     end
     return false
@@ -137,10 +152,12 @@ end
 -- number twice.
 local function add_again(names, moved)
     for _, name in ipairs(names) do
-        local parent = renamed(table_of(name), moved)
-        local number, message, code, data = ox.try(ox.add, parent)
-        if not number then return nil, message, code, data end
-        moved[name] = parent .. number .. "."
+        if not moved[name] then
+            local parent = renamed(table_of(name), moved)
+            local number, message, code, data = ox.try(ox.add, parent)
+            if not number then return nil, message, code, data end
+            moved[name] = parent .. number .. "."
+        end
     end
     return true
 end
@@ -164,8 +181,32 @@ local function delete(names)
     return true
 end
 
+-- Adds the places of the instances of ordered tables that stand in another order, where no parameter shows it.
+local function add_places(places, wanted, now, moved, left)
+    local tables = {}
+    for name in pairs(wanted.places) do
+        if not is_inside(name, left) and wanted.values[name .. "Order"] == nil then
+            local rows = tables[table_of(name)] or {}
+            tables[table_of(name)] = rows
+            rows[#rows + 1] = name
+        end
+    end
+    for _, rows in pairs(tables) do
+        table.sort(rows, function(a, b) return wanted.places[a] < wanted.places[b] end)
+        local last, differs = 0, false
+        for _, row in ipairs(rows) do
+            local place = now.places[row] or math.huge -- those that were added again are last
+            differs = differs or place < last
+            last = place
+        end
+        for i, row in ipairs(differs and rows or {}) do
+            places[#places + 1] = {Name = renamed(row, moved) .. "index", Value = i}
+        end
+    end
+end
+
 -- The values to be set, as a list for one request: places in an order last and ascending, so that each holds.
-local function assignments(wanted, now, moved, left)
+local function assignments(wanted, now, values, moved, left)
     local list, places = {}, {}
     for _, name in ipairs(wanted.names) do
         if not is_inside(name, left) then
@@ -174,12 +215,13 @@ local function assignments(wanted, now, moved, left)
             local new = target ~= name
             if value == "" and new and is_secret(target) then
                 left[target] = "a hidden value is not known"
-            elseif now[target] == nil or not equal(now[target], value) then
-                local into = target:match("%.Order$") and places or list
+            elseif values[target] == nil or not equal(values[target], value) then
+                local into = target:match("%.%d+%.Order$") and places or list
                 into[#into + 1] = {Name = target, Value = value}
             end
         end
     end
+    add_places(places, wanted, now, moved, left)
     table.sort(places, function(a, b) return a.Value < b.Value end)
     return table.move(places, 1, #places, #list + 1, list)
 end
@@ -222,8 +264,11 @@ function bring_back(wanted, is_undo)
     local removed = drop_fixed(missing(now, wanted), now.tables, left, "new in a read-only table")
     local ok
     ok, message, code, data = add_again(added, moved)
+    if code == TOO_MANY and #removed > 0 and delete(removed) then
+        ok, message, code, data = add_again(added, moved)
+    end
     if not ok then return give_up(now, is_undo, message, code, data) end
-    local list = assignments(wanted, values_now(now, moved), moved, left)
+    local list = assignments(wanted, now, values_now(now, moved), moved, left)
     local function set()
         if #list == 0 then return true end
         return ox.try(ox.call, "SetParameterValues", {ParameterList = list})
