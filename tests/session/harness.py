@@ -3,7 +3,7 @@
     def test_pwd(shell):                       # fixtures are in conftest.py: obxd, shell, terminal, scripted, ...
         assert shell.run("pwd") == ":"
 
-Everything lives in a private directory, and programs under test have a /tmp of their own, so tests run side by side.
+Everything lives in a private directory, the history files of a shell too, so tests run side by side.
 Waiting is always for something that can be seen; a time-out fails the test and shows the screen as it was.
 """
 
@@ -14,7 +14,6 @@ import os
 import pty
 import re
 import select
-import shlex
 import shutil
 import signal
 import socket
@@ -29,7 +28,8 @@ import pyte
 
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "../.."))
 BUILD = os.path.abspath(os.environ.get("OBX_BUILD_DIR") or os.path.join(SOURCE, "build"))
-OBXC = os.path.join(BUILD, "bin", "obxc")
+OBXC = RELEASE = os.path.join(BUILD, "bin", "obxc")
+SHELL = os.path.join(BUILD, "tests", "obxc")  # obxc on a terminal: keeps its history in OBX_TEST_TMP, not in /tmp
 OBXD = os.path.join(BUILD, "bin", "obxd")
 SANITIZED = os.environ.get("OBX_SANITIZE") == "1"
 PATIENCE = 40.0 if SANITIZED else 20.0  # seconds until a wait is a failure
@@ -42,25 +42,6 @@ class SessionFailure(AssertionError):
 def temp_dir():
     """A new private directory with a short path (socket paths have a limit), outside /tmp."""
     return tempfile.mkdtemp(prefix="obx", dir="/var/tmp")
-
-
-def own_tmp():
-    """In front of a command: it sees an empty /tmp of its own, but for what is built and tested there.
-
-    Nothing where the system does not allow that.
-    """
-    opened, bound = "", ""
-    for number, path in enumerate((SOURCE, BUILD), 8):
-        if path.startswith("/tmp/"):
-            opened += "exec %d<%s && " % (number, shlex.quote(path))
-            bound += " && mkdir -p {0} && mount --no-canonicalize --bind /proc/self/fd/{1} {0} && exec {1}<&-".format(
-                shlex.quote(path), number)
-    command = ["unshare", "-rm", "sh", "-c", opened + "mount -t tmpfs tmpfs /tmp" + bound + ' && exec "$@"', "sh"]
-    allowed = subprocess.run(command + ["true"], stderr=subprocess.DEVNULL).returncode == 0
-    return command if allowed else []
-
-
-OWN_TMP = own_tmp()
 
 
 def asan_options(leaks):
@@ -410,8 +391,8 @@ PROMPT = r"[^\s^]*obxc\S*>"  # alone on its line: no "^C" stands in front
 class Terminal:
     """A program on a pseudo-terminal, its screen kept by a terminal emulator.
 
-    `args` are obxc's; `daemon` puts "-u SOCKET" in front of them; `command` runs another program instead. The program
-    has a /tmp of its own, so its history starts empty; files that it shares with the test lie in temp_dir().
+    `args` are obxc's; `daemon` puts "-u SOCKET" in front of them; `command` runs another program instead, in which
+    the shell is called SHELL. `tmp` is a private directory where its history lies as it would in /tmp, empty at first.
     Leaks are not looked for: what a command held when Ctrl-C left it is given up on purpose.
     """
 
@@ -421,11 +402,14 @@ class Terminal:
         self.emulator = pyte.HistoryScreen(columns, lines, history=20000, ratio=0.5)
         self.stream = pyte.ByteStream(self.emulator)
         self.raw = b""
-        argv = OWN_TMP + (command or [OBXC] + (["-u", daemon.socket] if daemon else []) + list(args))
+        self.tmp = temp_dir()
+        program = SHELL if OBXC == RELEASE else OBXC
+        argv = command or [program] + (["-u", daemon.socket] if daemon else []) + list(args)
         self.master, slave = pty.openpty()
         self._set_size(slave)
         self.process = subprocess.Popen(argv, stdin=slave, stdout=slave, stderr=slave, cwd=cwd,
-                                        env=dict(env or environment(home=home), ASAN_OPTIONS=asan_options(leaks)),
+                                        env=dict(env or environment(home=home), ASAN_OPTIONS=asan_options(leaks),
+                                                 OBX_TEST_TMP=self.tmp),
                                         preexec_fn=self._take_terminal)
         os.close(slave)
 
@@ -574,4 +558,5 @@ class Terminal:
                 self.process.wait()
         self.read(0)
         os.close(self.master)
+        shutil.rmtree(self.tmp, ignore_errors=True)
         check_sanitizers(self.raw)

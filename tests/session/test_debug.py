@@ -126,7 +126,7 @@ def test_ctrl_z_stops_shell_and_command_together(obxd, terminal):
     outer.wait_line(r"outer\$|bash.*")
     outer.send("PS1='outer$ '\r")
     outer.wait_line(r"outer\$")
-    outer.send("%s -u %s\r" % (harness.OBXC, obxd.socket))
+    outer.send("%s -u %s\r" % (harness.SHELL, obxd.socket))
     outer.prompt()
     outer.send("sh sleep 1000\r")
     outer.settle()

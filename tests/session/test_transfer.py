@@ -259,7 +259,7 @@ def test_flashing_in_the_background_goes_on(scripted, terminal, local_file):
 
 def test_the_shells_history_outlives_the_upgrade(scripted, terminal, local_file):
     daemon = scripted(Device(("1.0", "1.0")))
-    command = "%s -u %s; echo history:; cat /tmp/.obxc.hist" % (harness.OBXC, daemon.socket)
+    command = "%s -u %s; echo history:; cat $OBX_TEST_TMP/.obxc.hist" % (harness.SHELL, daemon.socket)
     shell = terminal(command=["sh", "-c", command])
     shell.run("pwd")
     shell.send("upgrade '%s'\r" % local_file)
