@@ -185,7 +185,7 @@ Step line_take(Shell* shell, char* line) {
 Step input_serve(Shell* shell) {
     int key = ox_rl_getch();
     char* line = ox_rl_async_feed(shell->editor, key, &shell->feed_status);
-    if (ox_rl_ctrl_d_is_pressed() || (key < 0 && !line)) {
+    if (ox_rl_ctrl_d_is_pressed() || (key == -1 && !line)) {
         free(line);
         return STEP_LEAVE;
     }

@@ -3,10 +3,11 @@
 import os
 import re
 import signal
+import time
 
 import pytest
 
-from harness import environment
+from harness import SANITIZED, environment
 from shell_support import modes, pid_of, type_slowly
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
@@ -313,26 +314,108 @@ def test_paste_is_text_not_keys(session):
     session.prompt()
 
 
-def test_pasted_lines_run_one_by_one(session):
+def test_pasted_lines_wait_for_enter_and_run_one_by_one(session):
     lines = ["sh echo line-%d" % i for i in range(200)]
-    session.send(paste("\r\n".join(lines[:100]) + "\n" + "\r".join(lines[100:]) + "\rsh echo the rest"))
-    session.wait_line("root@obxc:> sh echo the rest")
-    assert re.findall(r"^line-(\d+)$", session.text(), re.M) == [str(i) for i in range(200)]
+    session.send(paste("\r\n".join(lines[:100]) + "\n\n" + "\r".join(lines[100:]) + "\rsh echo the rest"))
+    session.settle()
+    assert not re.search("^line-", session.text(), re.M)
     session.send(" of it\r")
     session.wait_for("^the rest of it$")
+    assert re.findall(r"^line-(\d+)$", session.text(), re.M) == [str(i) for i in range(200)]
+    session.prompt()
+    session.send(UP)
+    session.wait_line("root@obxc:> sh echo the rest of it")
+
+
+def test_pasted_lines_are_rows_of_the_line(session):
+    session.send(paste("sh echo one\nsh echo two\n"))
+    session.wait_for("^root@obxc:> sh echo one\nsh echo two$")
+    assert session.cursor()[0] == len("sh echo two")
+    session.send(LEFT * len("\nsh echo two") + "\x7f" * 3 + "ONE")  # up into the row above
+    session.wait_for("^root@obxc:> sh echo ONE\nsh echo two$")
+    session.send("\r")
+    session.wait_for("^two$")
+    session.prompt()
+    shown = session.text()
+    assert re.findall("^(ONE|one|two)$", shown, re.M) == ["ONE", "two"], shown
+
+
+@pytest.mark.parametrize("rest", ["", "\n", "\r\n\r\n"])
+def test_one_pasted_line_waits_for_enter_too(session, rest):
+    session.send(paste("sh echo pasted" + rest))
+    session.wait_line("root@obxc:> sh echo pasted")
+    session.settle()
+    assert not re.search("^pasted$", session.text(), re.M)
+    session.send("\r")
+    session.wait_for("^pasted$")
+
+
+def test_a_paste_behind_a_paste_goes_on_where_that_ended(session):
+    session.send(paste("sh echo one\n") + paste("sh echo t") + paste("wo\n"))
+    session.wait_for("^root@obxc:> sh echo one\nsh echo two$")
+    session.send("\r")
+    session.wait_for("^one\n(.*\n)*two$")
+
+
+def test_pasted_lines_go_to_lua_mode_and_to_questions(session):
+    session.send(paste("lua\nfor i = 1, 2 do\nprint(i * 11)\nend\nq\nsh echo back\n") + "\r")
+    session.wait_for("^11\n22\n(.*\n)*back$")
+
+
+def test_tab_completes_in_the_row_of_the_cursor(session):
+    session.send(paste("pwd\nrebo") + "\t")
+    session.wait_for("^root@obxc:> pwd\nreboot$")
+
+
+def test_an_event_leaves_pasted_rows_whole(session):
+    session.send(paste("pwd one\npwd two\npwd three"))
+    session.wait_line("pwd three")
+    session.daemon.send_event(2, {})
+    session.wait_for("^EVENT 2:\n{}\nroot@obxc:> pwd one\npwd two\npwd three$")
+    assert session.text().count("pwd two") == 1
+
+
+def test_ctrl_c_drops_pasted_rows(session):
+    session.send(paste("sh echo one\nsh echo two\n"))
+    session.wait_line("sh echo two")
+    session.interrupt()
+    session.prompt()
+    assert session.run("pwd") == ":"
+    assert not re.search("^(one|two)$", session.text(), re.M)
 
 
 def test_interrupt_drops_the_rest_of_a_paste(session, daemon):
     healthy = daemon.answer
     daemon.answer = lambda request, connection: None if request["method"] == "SaveConfig" else healthy(
         request, connection)
-    session.send(paste("save\nsh echo never\n"))
+    session.send(paste("save\nsh echo never\n") + "\r")
     daemon.wait_for_request("SaveConfig")
     session.settle()
     session.interrupt()
     session.prompt()
     session.run("sh echo later")
     assert not re.search("^never$", session.text(), re.M)
+
+
+def test_ctrl_c_among_typed_ahead_keys(session):
+    """What stands in front of it is dropped, what stands behind it is typed."""
+    for _ in range(5):
+        session.send("zz" * 300 + "\x03sh echo kept\r")
+        session.wait_for("^kept$")
+        session.prompt()
+    assert len(re.findall("^kept$", session.text(), re.M)) == 5
+    assert "not found" not in session.text()
+
+
+@pytest.mark.parametrize("words, count", [("0123456789 abcd ", 1024), ("\u00dcn\u00efc\u00f6d\u00e9 ", 1500)])
+def test_16_kilobytes_pasted_without_marks_are_drawn_at_once(session, words, count):
+    session.settle()
+    started = time.monotonic()
+    session.send("zz " + words * count + "END")
+    session.wait(lambda: b"END" in session.raw, "the end of the line")
+    assert time.monotonic() - started < (10 if SANITIZED else 2)  # here the machine is busy, and an emulator draws
+    session.interrupt()
+    session.prompt()
 
 
 def test_lines_typed_all_at_once(session):

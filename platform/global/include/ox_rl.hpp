@@ -60,16 +60,19 @@ void ox_rl_async_to_end(ox_rl_async* editor);
 /// Discards the line being edited, what is left of a paste included. The caller has ended the row that it was
 /// drawn on ("^C" and a newline).
 void ox_rl_async_clear(ox_rl_async* editor);
-/// One byte from standard input, -1 at its end. Bytes are read one by one: what follows a finished line is
-/// left to the command that it starts. Only a bracketed paste is read to its end at once. At the end of a
-/// pipe poll reports POLLHUP without POLLIN.
+/// Nothing was typed: Ctrl-C has emptied what the terminal held.
+inline constexpr int OX_RL_NO_KEY = -2;
+/// One byte from standard input, -1 at its end, OX_RL_NO_KEY where key-by-key mode has none. Bytes are read
+/// one by one: what follows a finished line is left to the command that it starts. Only a bracketed paste is
+/// read to its end at once. At the end of a pipe poll reports POLLHUP without POLLIN.
 int ox_rl_getch(void);
 /// True when ox_rl_getch has something at once although the descriptor is not readable: bytes that were read
 /// ahead, or the end, because the terminal hung up (SIGHUP).
 bool ox_rl_pending(void);
-/// Feeds one byte. `status` becomes 1 while the line is being edited, 0 once it is complete or abandoned.
-/// Returns the complete line (heap, the caller frees it), else null. -1 is the input's end: a last line
-/// without its newline is returned, and the next -1 ends the input.
+/// Feeds one byte, and those that wait behind it, up to the line's end. `status` becomes 1 while the line is
+/// being edited, 0 once it is complete or abandoned. Returns the complete line (heap, the caller frees it),
+/// else null; a line of several pasted rows is returned row by row, and is pending until then. -1 is the
+/// input's end: a last line without its newline is returned, and the next -1 ends the input.
 char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
 /// To be asked when a wait for a key ends with EINTR: true when the terminal was the reason (it has a new
 /// size, or the program goes on after a stop) and not Ctrl-C. The line has then been drawn anew.

@@ -18,6 +18,8 @@ int ox_wait_poll_keys(struct pollfd* fds, nfds_t count, int timeout_ms);
 
 /// For a handler of SIGINT: remembers it.
 void ox_wait_note_interrupt(void);
+/// Whether one was noted that nobody has taken yet.
+bool ox_wait_interrupt_noted(void);
 /// True once after interrupts that were noted.
 bool ox_wait_take_interrupt(void);
 

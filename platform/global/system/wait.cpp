@@ -51,6 +51,10 @@ void ox_wait_note_interrupt(void) {
     interrupt_noted = 1;
 }
 
+bool ox_wait_interrupt_noted(void) {
+    return interrupt_noted;
+}
+
 bool ox_wait_take_interrupt(void) {
     bool noted = interrupt_noted;
     interrupt_noted = 0;

@@ -55,6 +55,13 @@ void show_candidates(json_t* candidates) {
     asked = json_incref(candidates);
 }
 
+/// Where the cursor's row starts in a line of several pasted rows.
+int row_begin(void) {
+    int begin = rl_point;
+    while (begin > 0 && rl_line_buffer[begin - 1] != '\n') begin--;
+    return begin;
+}
+
 /// Whether a Ctrl-C makes the terminal drop the keys that nobody has read yet.
 void set_flush(bool flush) {
     struct termios modes;
@@ -66,10 +73,11 @@ void set_flush(bool flush) {
 /// A Ctrl-C leaves the wait for candidates, not the line, so the keys typed meanwhile belong to it.
 json_t* ask_candidates(void) {
     json_t* candidates = json_array();
+    int begin = row_begin();
     callback_wrote = false;
     callback_runs = true;
     set_flush(false);
-    if (editor.complete) editor.complete(rl_line_buffer, rl_point, candidates);
+    if (editor.complete) editor.complete(rl_line_buffer + begin, rl_point - begin, candidates);
     set_flush(true);
     callback_runs = false;
     if (callback_wrote) editor_redraw();
@@ -97,7 +105,9 @@ int completion_key(int, int) {
     JsonRef candidates(ask_candidates());
     if (json_array_size(candidates) == 0) return rl_ding();
     CompletionRules rules = {editor.boundaries, editor.case_sensitive};
-    CompletionEdit edit = completion_edit(rl_line_buffer, rl_point, candidates, rules);
+    int begin = row_begin();
+    CompletionEdit edit = completion_edit(rl_line_buffer + begin, rl_point - begin, candidates, rules);
+    edit.start += begin;
     CharsRef text(edit.text);
     if (edit.changes) {
         rl_begin_undo_group();

@@ -22,22 +22,6 @@ struct ox_rl_async {
 
 namespace {
 
-/// One byte, never more: what follows a finished line may belong to the command that it starts.
-int read_byte(void) {
-    unsigned char byte;
-    for (;;) {
-        ssize_t got = read(STDIN_FILENO, &byte, 1);
-        if (got == 1) return byte;
-        if (got == 0) return -1;
-        if (errno == EAGAIN) {
-            struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-            ox_wait_poll(&input, 1, -1);
-        } else if (errno != EINTR) {
-            return -1;
-        }
-    }
-}
-
 void take_line(char* line) {
     editor.finished = true;
     editor.ctrl_d = !line;
@@ -49,6 +33,7 @@ void take_line(char* line) {
     guard_off();
     hint_forget();
     typed_forget();
+    paste_queue_lines(line);
 }
 
 void draw_nothing(void) {}
@@ -69,6 +54,7 @@ void abandon_line(void) {
     editor.keyed = false;
     editor.shown = false;
     editor.fed = -1;
+    paste_forget();
 }
 
 /// The prompt in its colour, or null when out of memory.
@@ -140,33 +126,36 @@ void feed_key(int key) {
     if (paste_take_back()) {
         typed_key(-1);
         hint_erase();
-        bool line_end = paste_insert_line();
-        if (!line_end) {
-            hint_redisplay();
-            return;
-        }
+        paste_insert_line();
         rl_redisplay();
         run_key('\r');
         return;
     }
+    bool inserts = typed_key_inserts(key);
+    // Whatever another key does, the hint must not be in its way.
+    if (!inserts) {
+        hint_erase();
+        typed_catch_up();
+    }
     typed_key(key);
-    // Whatever a control key does, the hint must not be in its way.
-    if (key < 0x20 || key == 0x7F) hint_erase();
+    typed_hold(inserts);
     run_key(key);
+    typed_hold(false);
+}
+
+/// Takes the key, and what was typed ahead of the screen: it is drawn once, not key by key. No further than
+/// to the line's end; what follows it may belong to the command that it starts.
+void feed_keys(int key) {
+    const int most = 4096;  // someone who types on and on sees it, too
+    for (int count = 0; key >= 0 && count < most; count++) {
+        feed_key(key);
+        if (editor.finished || paste_waiting()) return;
+        key = bytes_at_hand();
+    }
+    if (typed_is_behind()) hint_redisplay();
 }
 
 }  // namespace
-
-int editor_next_key(FILE*) {
-    if (editor.fed >= 0) {
-        int key = editor.fed;
-        editor.fed = -1;
-        return key;
-    }
-    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-    if (ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
-    return read_byte();
-}
 
 void editor_redraw(void) {
     hint_forget();
@@ -278,15 +267,17 @@ int ox_rl_getch(void) {
     if (guard_hung_up()) return -1;
     if (paste_waiting()) return paste_getch();
     paste_typed();
-    return read_byte();
+    return bytes_read();
 }
 
 bool ox_rl_pending(void) {
-    return paste_waiting() || guard_hung_up();
+    return paste_waiting() || bytes_kept() || guard_hung_up();
 }
 
 char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     editor.ctrl_d = false;
+    *status = 1;
+    if (key == OX_RL_NO_KEY) return nullptr;
     if (editor.plain) return plain_feed(key, status);
     *status = 0;
     if (key < 0) {
@@ -297,7 +288,7 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     if (!editor.active || !editor.shown) ox_rl_async_prepare(handle, handle->prompt ? handle->prompt : "");
     editor.finished = false;
     editor.line = nullptr;
-    feed_key(key);
+    feed_keys(key);
     if (!editor.finished) {
         *status = 1;
         return nullptr;

@@ -46,8 +46,28 @@ void hint_erase_above(void);
 /// Takes the hint of the line into it: false when there is none or the cursor is not at the end.
 bool hint_accept(void);
 
+/// The next byte of standard input; OX_RL_NO_KEY where a terminal in key mode has none.
+int bytes_read(void);
+/// The next byte of a terminal in key mode, OX_RL_NO_KEY where there is none or where a Ctrl-C is to be taken
+/// first.
+int bytes_at_hand(void);
+/// Whether one waits that was read already.
+bool bytes_kept(void);
+/// Bytes that can be read without waiting where standard input is no terminal.
+int bytes_in_pipe(void);
+
 /// Draws the line as it is now (readline's redisplay, or less where less does).
 void typed_draw(void);
+/// Whether a key does nothing but insert itself.
+bool typed_key_inserts(int key);
+/// While on, what readline would draw is only noted.
+void typed_hold(bool on);
+/// For the redisplay function: whether the line is not to be drawn now; noted.
+bool typed_held(void);
+/// Whether something was noted and not drawn yet.
+bool typed_is_behind(void);
+/// Draws what was noted, without a hint.
+void typed_catch_up(void);
 /// To be told before each key (-1: something else than a key) that readline takes, or that draws.
 void typed_key(int key);
 /// Whether there is more to read, as readline asks within a key. Never behind a key that inserts itself: it
@@ -70,8 +90,12 @@ void completion_forget(void);
 /// While candidates are asked for: puts the cursor behind the line.
 void completion_end_line(void);
 
-/// Takes a bracketed paste: its first line goes into the edited line, the rest waits.
+/// Takes a bracketed paste into the edited line, as text of several rows perhaps.
 int paste_key(int count, int key);
+/// What the edited line had of pasted rows is gone.
+void paste_forget(void);
+/// To be told of a finished line: cuts it behind its first pasted row; those that follow wait.
+void paste_queue_lines(char* line);
 bool paste_waiting(void);
 /// The next byte of what waits.
 int paste_getch(void);
@@ -79,8 +103,8 @@ int paste_getch(void);
 void paste_typed(void);
 /// Whether the byte last read came from a paste; asking takes it back.
 bool paste_take_back(void);
-/// Inserts the next pasted line into the edited one. True when a line end follows it.
-bool paste_insert_line(void);
+/// Inserts the row that waits into the edited line.
+void paste_insert_line(void);
 void paste_drop(void);
 
 /// Lines from what is no terminal.
@@ -97,6 +121,8 @@ bool guard_echoes(void);
 /// What happened since the last call.
 bool guard_take_resize(void);
 bool guard_take_resume(void);
+/// Whether a read of the terminal gives what is there, and does not wait.
+bool guard_reads_at_once(void);
 /// Whether the terminal went away.
 bool guard_hung_up(void);
 

@@ -15,6 +15,7 @@ volatile sig_atomic_t hung_up = 0;
 struct termios key_modes;
 struct termios line_modes;
 bool line_modes_known = false;
+bool reads_at_once = false;
 
 void write_all(const char* text, size_t size) {
     ssize_t written = write(STDOUT_FILENO, text, size);
@@ -75,10 +76,18 @@ Watch watches[] = {{SIGWINCH, on_resize, false},     {SIGCONT, on_continue, fals
                    {SIGTSTP, on_stop_or_end, false}, {SIGTERM, on_stop_or_end, false},
                    {SIGHUP, on_hang_up, false},      {SIGQUIT, on_stop_or_end, false}};
 
+/// Keys are taken as they come: a read that finds none does not wait.
+bool read_at_once(void) {
+    if (tcgetattr(STDIN_FILENO, &key_modes) != 0) return false;
+    key_modes.c_cc[VMIN] = 0;
+    key_modes.c_cc[VTIME] = 0;
+    return tcsetattr(STDIN_FILENO, TCSANOW, &key_modes) == 0;
+}
+
 }  // namespace
 
 void guard_on(void) {
-    tcgetattr(STDIN_FILENO, &key_modes);
+    reads_at_once = read_at_once();
     for (Watch& watch : watches) {
         struct sigaction now;
         if (watch.installed || sigaction(watch.number, nullptr, &now) != 0) continue;
@@ -91,6 +100,7 @@ void guard_on(void) {
 }
 
 void guard_off(void) {
+    reads_at_once = false;
     for (Watch& watch : watches) {
         if (!watch.installed) continue;
         watch.installed = false;
@@ -120,6 +130,10 @@ bool guard_take_resume(void) {
     bool taken = resumed;
     resumed = 0;
     return taken;
+}
+
+bool guard_reads_at_once(void) {
+    return reads_at_once;
 }
 
 bool guard_hung_up(void) {

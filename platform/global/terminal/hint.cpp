@@ -20,7 +20,8 @@ struct Hint {
 
 const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
                         RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_DONE | RL_STATE_COMPLETING |
-                        RL_STATE_INPUTPENDING;  // readline runs the next key itself, an Enter too
+                        // readline runs the next key itself, an Enter too
+                        RL_STATE_INPUTPENDING | RL_STATE_MACROINPUT;
 
 /// Whether the line's place on the screen is the sum of its characters' columns.
 bool line_has_columns(void) {
@@ -104,6 +105,7 @@ void hint_erase_above(void) {
 }
 
 void hint_redisplay(void) {
+    if (typed_held()) return;
     if (!has_place()) {
         hint_erase();
         typed_draw();

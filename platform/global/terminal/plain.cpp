@@ -22,10 +22,17 @@ char* plain_feed(int key, int* status) {
         editor.ctrl_d = true;
         return nullptr;
     }
-    char byte = static_cast<char>(key);
-    ox_str_add_n(&buffer, &byte, 1);
-    *status = 1;
-    return nullptr;
+    for (int left = bytes_in_pipe();; left--) {
+        char byte = static_cast<char>(key);
+        ox_str_add_n(&buffer, &byte, 1);
+        *status = 1;
+        if (left <= 0) return nullptr;
+        key = bytes_read();
+        if (key < 0) return nullptr;
+        if (key == '\n') break;
+    }
+    *status = 0;
+    return take_buffer();
 }
 
 void plain_drop(void) {

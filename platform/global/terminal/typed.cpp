@@ -25,7 +25,8 @@ struct Row {
 } row;
 
 bool is_insert_key = false;
-bool is_plain_key = false;
+bool is_held = false;
+bool is_behind = false;
 int is_plain_row = -1;
 
 const size_t special_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
@@ -85,24 +86,29 @@ bool extends_row(void) {
            memcmp(ox_dynarray_get(&row.line), rl_line_buffer, before) == 0;
 }
 
-/// Whether the line is the drawn one with a character behind it that has its place on the row.
-bool is_one_longer(void) {
+/// Whether the line is the drawn one with characters behind it that have their place on the row.
+bool is_longer(void) {
     // A key that was read ahead may do anything, and it is not announced.
     if (!row.known || rl_pending_input || RL_ISSTATE(special_state)) return false;
     size_t before = ox_str_length(&row.line);
-    if (before == 0 || static_cast<size_t>(rl_end) != before + 1 || rl_point != rl_end) return false;
-    if (!is_printable(rl_line_buffer[before]) || !extends_row()) return false;
+    if (before == 0 || static_cast<size_t>(rl_end) <= before || rl_point != rl_end || !extends_row())
+        return false;
     if (rl_display_prompt != row.prompt || screen_columns() != row.columns) return false;
     if (row.column == COLUMN_UNKNOWN) row.column = cursor_column();
     // The last column stays free: behind it the cursor's place differs between terminals.
-    return row.column >= 0 && row.column + 1 < row.columns;
+    int count = rl_end - static_cast<int>(before);
+    if (row.column < 0 || row.column + count >= row.columns) return false;
+    for (size_t i = before; i < static_cast<size_t>(rl_end); i++) {
+        if (!is_printable(rl_line_buffer[i])) return false;
+    }
+    return true;
 }
 
-void append(char c) {
-    putc(c, rl_outstream);
-    ox_str_add_n(&row.line, &c, 1);
-    row.ahead++;
-    row.column++;
+void append(const char* text, size_t size) {
+    fwrite(text, 1, size, rl_outstream);
+    ox_str_add_n(&row.line, text, size);
+    row.ahead += size;
+    row.column += static_cast<int>(size);
 }
 
 void draw_whole(void) {
@@ -143,16 +149,36 @@ int typed_inputrc_key(int count, int key) {
     return rl_re_read_init_file(count, key);
 }
 
+bool typed_key_inserts(int key) {
+    return key >= 0 && command_of(key) == rl_insert;
+}
+
 void typed_key(int key) {
     rl_command_func_t* command = key >= 0 ? command_of(key) : nullptr;
     is_insert_key = command == rl_insert;
-    is_plain_key = false;
     if (!row.known) return;
-    is_plain_key = is_insert_key && key >= 0x20 && key < 0x7F;
+    bool is_plain_key = is_insert_key && is_printable(static_cast<char>(key));
     // Enter leaves the row as it is.
     if (is_plain_key || command == rl_newline) return;
     if (row.ahead > 0) draw_whole();
     row.known = false;
+}
+
+void typed_hold(bool on) {
+    is_held = on;
+}
+
+bool typed_held(void) {
+    is_behind = is_behind || is_held;
+    return is_held;
+}
+
+bool typed_is_behind(void) {
+    return is_behind;
+}
+
+void typed_catch_up(void) {
+    if (is_behind) typed_draw();
 }
 
 int typed_input_waits(void) {
@@ -165,14 +191,14 @@ int typed_input_waits(void) {
 void typed_forget(void) {
     row.known = false;
     row.ahead = 0;
-    is_plain_key = false;
+    is_behind = false;
 }
 
 void typed_draw(void) {
-    bool appends = is_plain_key && is_one_longer();
-    is_plain_key = false;
-    if (appends) {
-        append(rl_line_buffer[rl_end - 1]);
+    is_behind = false;
+    size_t before = ox_str_length(&row.line);
+    if (is_longer()) {
+        append(rl_line_buffer + before, rl_end - before);
     } else {
         draw_whole();
     }
