@@ -454,11 +454,13 @@ class Terminal:
         """Types. "\\r" is Enter, "\\t" Tab, "\\x03" Ctrl-C, "\\x04" Ctrl-D, "\\x1b[A" cursor up."""
         data = text.encode("utf-8", "surrogateescape") if isinstance(text, str) else text
         while data:
-            _, writable, _ = select.select([], [self.master], [], PATIENCE)
-            if not writable:
+            readable, writable, _ = select.select([self.master], [self.master], [], PATIENCE)
+            if not readable and not writable:
                 raise SessionFailure("the program does not read its terminal")
-            data = data[os.write(self.master, data[:1024]):]
-            self.read(0)
+            if writable:
+                data = data[os.write(self.master, data[:1024]):]
+            if not self.read(0) and not writable:
+                raise SessionFailure("the program has ended")
 
     def interrupt(self):
         """Ctrl-C."""

@@ -146,11 +146,11 @@ void feed_key(int key) {
 /// Takes the key, and what was typed ahead of the screen: it is drawn once, not key by key. No further than
 /// to the line's end; what follows it may belong to the command that it starts.
 void feed_keys(int key) {
-    const int most = 4096;  // someone who types on and on sees it, too
-    for (int count = 0; key >= 0 && count < most; count++) {
+    int left = 4096;  // someone who types on and on sees it, too
+    while (key >= 0) {
         feed_key(key);
         if (editor.finished || paste_waiting()) return;
-        key = bytes_at_hand();
+        key = --left > 0 ? bytes_at_hand() : OX_RL_NO_KEY;
     }
     if (typed_is_behind()) hint_redisplay();
 }
