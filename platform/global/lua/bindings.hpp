@@ -40,10 +40,18 @@ void json_to_lua(lua_State* L, json_t* json, bool indexes = false);
 /// what JSON cannot hold.
 void json_add(lua_State* L, int index, json_t* container, const char* key);
 void push_null(lua_State* L);
+/// Whether a table is an array in JSON: its keys are exactly 1 to n, or it is empty and marked as one.
+bool is_json_array(lua_State* L, int index);
+/// Pushes the metatable that marks arrays.
+void push_array_mark(lua_State* L);
 /// Whether ox.json.array marked the table.
 bool is_marked_array(lua_State* L, int index);
 bool is_null(lua_State* L, int index);
 void json_open(lua_State* L);
+
+// json_encode.cpp, json_decode.cpp
+int json_encode(lua_State* L);
+int json_decode(lua_State* L);
 
 // values.cpp
 /// Pushes the value of the parameter at `path`; false (nothing is pushed) when the holder has an error.

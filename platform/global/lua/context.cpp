@@ -1,5 +1,6 @@
 #include "context.hpp"
 
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -9,6 +10,11 @@ LuaContext* context_of(lua_State* L) {
     LuaContext* context = nullptr;
     memcpy(&context, lua_getextraspace(L), sizeof(context));
     return context;
+}
+
+void raise_memory(lua_State* L) {
+    // Only Lua itself raises it: for a block that no machine has.
+    for (;;) lua_newuserdata(L, PTRDIFF_MAX / 2);
 }
 
 int stop_error(lua_State* L) {

@@ -25,6 +25,8 @@ struct LuaContext : ox_lua_ctx {
 LuaContext* context_of(lua_State* L);
 
 // context.cpp
+/// Raises Lua's error for memory that runs out.
+[[noreturn]] void raise_memory(lua_State* L);
 /// Raises the error that a stop raises.
 int stop_error(lua_State* L);
 /// Runs `run(argument)` under the context's guard. False when it was interrupted: the caller has to end with

@@ -56,35 +56,12 @@ bool has_metatable(lua_State* L, int index, const char* name) {
     return same;
 }
 
-/// A table is an array when its keys are exactly 1 to n; the empty one when it is marked as such.
-bool is_array(lua_State* L, int index) {
-    size_t length = lua_rawlen(L, index);
-    if (length == 0) {
-        lua_pushnil(L);
-        if (lua_next(L, index) != 0) {
-            lua_pop(L, 2);
-            return false;
-        }
-        return has_metatable(L, index, ARRAY);
-    }
-    size_t count = 0;
-    lua_pushnil(L);
-    while (lua_next(L, index) != 0) {
-        lua_pop(L, 1);
-        if (++count > length) {
-            lua_pop(L, 1);
-            return false;
-        }
-    }
-    return count == length;
-}
-
 void add_value(lua_State* L, int index, json_t* container, const char* key, int depth);
 
 void add_table(lua_State* L, int index, json_t* container, const char* key, int depth) {
     if (depth > DEPTH_LIMIT) luaL_error(L, "a table is nested too deep for JSON, or contains itself");
     luaL_checkstack(L, LUA_MINSTACK, "table nested too deep");
-    bool array = is_array(L, index);
+    bool array = is_json_array(L, index);
     json_t* json = array ? json_array() : json_object();
     attach(L, json, container, key, "not enough memory, or a key is not valid UTF-8");
     if (array) {
@@ -148,77 +125,6 @@ int null_text(lua_State* L) {
     return 1;
 }
 
-/// Where a dump goes: counted only while `to` is null.
-struct Dump {
-    char* to;
-    size_t size;
-    bool in_text;
-};
-
-/// Writes the number of `length` characters with 15 digits where these say the same; returns how many it
-/// takes, or 0 where they do not.
-size_t shorten(const char* number, size_t length, char* shorter, size_t room) {
-    enum { LONG = 17 };  // digits of a float that needs none of this are fewer
-    if (length < LONG || !memchr(number, '.', length)) return 0;
-    json_t* exact = json_loadb(number, length, JSON_DECODE_ANY, nullptr);
-    size_t size = json_dumpb(exact, shorter, room, JSON_ENCODE_ANY | JSON_REAL_PRECISION(15));
-    json_t* rounded = size <= room ? json_loadb(shorter, size, JSON_DECODE_ANY, nullptr) : nullptr;
-    bool same = rounded && json_equal(exact, rounded);
-    json_decref(rounded);
-    json_decref(exact);
-    return same ? size : 0;
-}
-
-int write_piece(const char* piece, size_t size, void* data) {
-    auto* dump = static_cast<Dump*>(data);
-    char shorter[40];
-    if (size == 1 && *piece == '"') dump->in_text = !dump->in_text;
-    size_t less = dump->in_text ? 0 : shorten(piece, size, shorter, sizeof(shorter));
-    if (less) {
-        piece = shorter;
-        size = less;
-    }
-    if (dump->to) memcpy(dump->to + dump->size, piece, size);
-    dump->size += size;
-    return 0;
-}
-
-/// ox.json.encode(value [, indent])
-int encode(lua_State* L) {
-    luaL_checkany(L, 1);
-    auto indent = static_cast<size_t>(luaL_optinteger(L, 2, 0));
-    luaL_argcheck(L, indent <= 31, 2, "an indentation of 0 to 31 expected");
-    Holder* holder = holder_push(L);
-    holder->json = json_array();
-    json_add(L, 1, holder->json, nullptr);
-    size_t flags = JSON_ENCODE_ANY | JSON_SORT_KEYS | JSON_INDENT(indent) | (indent ? 0 : JSON_COMPACT);
-    json_t* value = json_array_get(holder->json, 0);
-    Dump length = {nullptr, 0, false};
-    json_dump_callback(value, write_piece, &length, flags);
-    luaL_Buffer text;
-    Dump dump = {luaL_buffinitsize(L, &text, length.size ? length.size : 1), 0, false};
-    json_dump_callback(value, write_piece, &dump, flags);
-    luaL_pushresultsize(&text, dump.size);
-    holder_clear(holder);
-    return 1;
-}
-
-/// ox.json.decode(text)
-int decode(lua_State* L) {
-    size_t length = 0;
-    const char* text = luaL_checklstring(L, 1, &length);
-    Holder* holder = holder_push(L);
-    json_error_t error;
-    holder->json = json_loadb(text, length, JSON_DECODE_ANY | JSON_ALLOW_NUL, &error);
-    if (!holder->json) {
-        lua_pushfstring(L, "%s (line %d, column %d)", error.text, error.line, error.column);
-        return failure_text(L, lua_tostring(L, -1), -32700);
-    }
-    json_to_lua(L, holder->json);
-    holder_clear(holder);
-    return 1;
-}
-
 /// ox.json.array([table]): marks a table, so that it is an array in JSON also while it is empty.
 int array(lua_State* L) {
     if (lua_isnoneornil(L, 1)) {
@@ -265,6 +171,32 @@ void json_add(lua_State* L, int index, json_t* container, const char* key) {
     add_value(L, lua_absindex(L, index), container, key, 0);
 }
 
+bool is_json_array(lua_State* L, int index) {
+    size_t length = lua_rawlen(L, index);
+    if (length == 0) {
+        lua_pushnil(L);
+        if (lua_next(L, index) != 0) {
+            lua_pop(L, 2);
+            return false;
+        }
+        return has_metatable(L, index, ARRAY);
+    }
+    size_t count = 0;
+    lua_pushnil(L);
+    while (lua_next(L, index) != 0) {
+        lua_pop(L, 1);
+        if (++count > length) {
+            lua_pop(L, 1);
+            return false;
+        }
+    }
+    return count == length;
+}
+
+void push_array_mark(lua_State* L) {
+    luaL_getmetatable(L, ARRAY);
+}
+
 bool is_marked_array(lua_State* L, int index) {
     return has_metatable(L, index, ARRAY);
 }
@@ -294,7 +226,7 @@ void json_open(lua_State* L) {
     lua_setfield(L, LUA_REGISTRYINDEX, NULL_KEY);
     lua_setfield(L, -2, "null");
     static const luaL_Reg functions[] = {
-        {"encode", encode}, {"decode", decode}, {"array", array}, {nullptr, nullptr}};
+        {"encode", json_encode}, {"decode", json_decode}, {"array", array}, {nullptr, nullptr}};
     luaL_newlib(L, functions);
     lua_setfield(L, -2, "json");
 }
