@@ -32,7 +32,7 @@ void served_file_free(ServedFile* file) {
     free(file);
 }
 
-using ServedFileRef = ox_owner<ServedFile, served_file_free>;
+using ServedFileRef = ox_owner<ServedFile, served_file_free, ox_unheld>;
 
 pthread_mutex_t tell_lock = PTHREAD_MUTEX_INITIALIZER;
 int tell_fd = -1;

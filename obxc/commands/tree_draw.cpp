@@ -47,12 +47,13 @@ struct ValueEntry {
 };
 
 /// One drawing: what is shared by all its lines.
-struct Drawing {
+struct Drawing : ox_held {
     ValueEntry* entries = nullptr;
     size_t count = 0;
     size_t capacity = 0;
     const char* const* glyphs = nullptr;
     unsigned char branches[TREE_DEPTH_LIMIT] = {};
+    Drawing() : ox_held([](ox_held* self) { static_cast<Drawing*>(self)->~Drawing(); }) {}
     ~Drawing() { free(entries); }
 };
 

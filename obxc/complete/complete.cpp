@@ -216,6 +216,8 @@ void complete_line(const char* line, int cursor, json_t* candidates) {
     struct sigaction loop_action;
     sigaction(SIGINT, nullptr, &loop_action);
     interrupt_install(shell_interrupt);
+    ox_held_mark held;
+    interrupt_held = &held;
     if (sigsetjmp(interrupt_context, 1) == 0) {
         interrupt_armed = 1;
         candidates_collect(line, cursor, candidates);

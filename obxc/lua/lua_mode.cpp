@@ -192,6 +192,7 @@ bool is_quit(const char* line) {
 }
 
 void mode_loop() {
+    ox_held_mark held;
     while (running) {
         if (!read_line()) return;
         if (!mode.line || !*mode.line) continue;
@@ -206,6 +207,7 @@ void mode_loop() {
             if (!interrupt_armed) {
                 lua_interrupt_watch(mode.ctx);
                 interrupt_install(lua_interrupt);
+                interrupt_held = &held;
                 start = sigsetjmp(interrupt_context, 1) == 0;
                 interrupt_armed = 1;
             }

@@ -19,12 +19,16 @@ bool guard_wait(void (*run)(void*), void* argument) {
     }
     sigjmp_buf outer;
     memcpy(&outer, &interrupt_context, sizeof(outer));
+    const ox_held_mark* outer_held = interrupt_held;
+    ox_held_mark held;
+    interrupt_held = &held;
     volatile bool done = false;
     if (sigsetjmp(interrupt_context, 1) == 0) {
         run(argument);
         done = true;
     }
     memcpy(&interrupt_context, &outer, sizeof(outer));
+    interrupt_held = outer_held;
     return done;
 }
 
@@ -58,7 +62,5 @@ bool lua_interrupted(const ox_lua_ctx* ctx) {
 }
 
 void lua_jump_back(void) {
-    interrupt_point();
-    interrupt_armed = 0;
-    siglongjmp(interrupt_context, 1);
+    interrupt_jump();
 }

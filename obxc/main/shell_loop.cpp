@@ -132,10 +132,12 @@ void words_dispatch(json_t* words) {
     command_dispatch(json_string_value(command), words);
 }
 
-/// Dispatches while Ctrl-C jumps back here. What the abandoned command had allocated is lost.
+/// Dispatches while Ctrl-C jumps back here.
 void words_run_armed(json_t* words) {
     if (!interrupt_armed) {
         interrupt_install(shell_interrupt);
+        ox_held_mark held;
+        interrupt_held = &held;
         if (sigsetjmp(interrupt_context, 1) == 0) {
             interrupt_armed = 1;
             words_dispatch(words);

@@ -150,7 +150,8 @@ void refresh(NodePath* p) {
 
 }  // namespace
 
-ScopedPath::ScopedPath(const NodePath* source) : NodePath{} {
+ScopedPath::ScopedPath(const NodePath* source)
+    : NodePath{}, ox_held([](ox_held* self) { static_cast<ScopedPath*>(self)->~ScopedPath(); }) {
     path_copy(this, source);
 }
 

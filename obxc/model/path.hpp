@@ -37,11 +37,9 @@ void paths_pin(void);
 void paths_refresh(void);
 
 /// A working copy of a place, by default the current node, released at the end of its scope.
-struct ScopedPath : NodePath {
+struct ScopedPath : NodePath, ox_held {
     explicit ScopedPath(const NodePath* source = &current_path);
     ~ScopedPath() { path_free(this); }
-    ScopedPath(const ScopedPath&) = delete;
-    ScopedPath& operator=(const ScopedPath&) = delete;
 };
 
 int cd_command(const char* name, json_t* args);

@@ -14,19 +14,13 @@
 
 volatile sig_atomic_t interrupt_armed = 0;
 sigjmp_buf interrupt_context;
+const ox_held_mark* interrupt_held = nullptr;
 
 namespace {
 
 volatile sig_atomic_t waiting = 0;
 volatile sig_atomic_t marked = 0;
 pthread_t main_thread;
-
-[[noreturn]] void jump() {
-    interrupt_armed = 0;
-    marked = 0;
-    waiting = 0;
-    siglongjmp(interrupt_context, 1);
-}
 
 // A thread that serves a file waits too: its waits are none of the interrupt's business.
 bool on_main_thread() {
@@ -36,7 +30,7 @@ bool on_main_thread() {
 void wait_enter() {
     if (!on_main_thread()) return;
     waiting = 1;
-    if (interrupt_armed && marked) jump();
+    if (interrupt_armed && marked) interrupt_jump();
 }
 
 void wait_leave() {
@@ -71,7 +65,7 @@ void shell_interrupt(int signal) {
         pthread_kill(main_thread, signal);
         return;
     }
-    if (waiting) jump();
+    if (waiting) interrupt_jump();
     marked = 1;
 }
 
@@ -79,8 +73,16 @@ bool interrupt_pending(void) {
     return marked;
 }
 
+void interrupt_jump(void) {
+    interrupt_armed = 0;
+    marked = 0;
+    waiting = 0;
+    ox_held_release(*interrupt_held);
+    siglongjmp(interrupt_context, 1);
+}
+
 void interrupt_point(void) {
-    if (interrupt_armed && marked) jump();
+    if (interrupt_armed && marked) interrupt_jump();
 }
 
 void interrupt_recover(void) {

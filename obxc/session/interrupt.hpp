@@ -7,9 +7,13 @@
 #include <setjmp.h>
 #include <signal.h>
 
+#include "ox_held.hpp"
+
 extern volatile sig_atomic_t interrupt_armed;
 /// Where an interrupt jumps to: taken by `sigsetjmp(interrupt_context, 1)` in the frame of the loop.
 extern sigjmp_buf interrupt_context;
+/// A mark in that frame: what was acquired since is released before the jump.
+extern const ox_held_mark* interrupt_held;
 
 /// Connects the waits of the platform with the interrupt. Once, at start.
 void interrupt_init(void);
@@ -21,6 +25,8 @@ void interrupt_disarm(void);
 void shell_interrupt(int signal);
 /// True when a marked interrupt waits for its point.
 bool interrupt_pending(void);
+/// Jumps now.
+[[noreturn]] void interrupt_jump(void);
 /// Jumps now when an interrupt is marked: call it between the lines of a long output. No lock may be held.
 void interrupt_point(void);
 /// Puts right what a jump may have left behind: terminal modes and echo, colours, the connection's time-out,

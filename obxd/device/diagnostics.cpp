@@ -14,7 +14,7 @@
 
 #include "answers.hpp"
 #include "device/methods.hpp"
-#include "ox_raii.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 

@@ -13,7 +13,7 @@
 
 #include "answers.hpp"
 #include "options.hpp"
-#include "ox_raii.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 

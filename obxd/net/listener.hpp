@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "ox_raii.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 

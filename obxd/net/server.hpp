@@ -11,7 +11,7 @@
 #include "net/connection.hpp"
 #include "net/loop.hpp"
 #include "options.hpp"
-#include "ox_raii.hpp"
+#include "owners.hpp"
 #include "store.hpp"
 #include "users/users.hpp"
 

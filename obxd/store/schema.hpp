@@ -12,7 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "ox_raii.hpp"
+#include "owners.hpp"
 #include "ox_tr.hpp"
 
 namespace obxd {

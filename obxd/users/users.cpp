@@ -3,7 +3,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "ox_raii.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 

@@ -5,15 +5,17 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "ox_held.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "ox_str.hpp"
 
-/// Owns one pointer released by `Release`, which must accept null.
-template <typename T, void (*Release)(T*)>
-class ox_owner {
+/// Owns one pointer released by `Release`, which must accept null. `Base` says whether a jump out of the
+/// running command releases it too: ox_held or ox_unheld.
+template <typename T, void (*Release)(T*), typename Base = ox_held>
+class ox_owner : Base {
 public:
-    explicit ox_owner(T* pointer = nullptr) : pointer_(pointer) {}
-    ox_owner(ox_owner&& other) noexcept : pointer_(other.release()) {}
+    explicit ox_owner(T* pointer = nullptr) : Base(drop), pointer_(pointer) {}
+    ox_owner(ox_owner&& other) noexcept : Base(drop), pointer_(other.release()) {}
     ox_owner& operator=(ox_owner&& other) noexcept {
         reset(other.release());
         return *this;
@@ -39,6 +41,7 @@ public:
     }
 
 private:
+    static void drop(Base* self) { static_cast<ox_owner*>(self)->~ox_owner(); }
     T* pointer_;
 };
 
@@ -57,17 +60,18 @@ using StrRef = ox_owner<ox_str, ox_str_free>;
 using CharsRef = ox_owner<char, ox_chars_drop>;
 
 /// Owns a file descriptor.
-class Fd {
+template <typename Base>
+class ox_fd : Base {
 public:
-    explicit Fd(int fd = -1) : fd_(fd) {}
-    Fd(Fd&& other) noexcept : fd_(other.release()) {}
-    Fd& operator=(Fd&& other) noexcept {
+    explicit ox_fd(int fd = -1) : Base(drop), fd_(fd) {}
+    ox_fd(ox_fd&& other) noexcept : Base(drop), fd_(other.release()) {}
+    ox_fd& operator=(ox_fd&& other) noexcept {
         reset(other.release());
         return *this;
     }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    ~Fd() { reset(); }
+    ox_fd(const ox_fd&) = delete;
+    ox_fd& operator=(const ox_fd&) = delete;
+    ~ox_fd() { reset(); }
 
     int get() const { return fd_; }
     int release() {
@@ -81,5 +85,11 @@ public:
     }
 
 private:
+    static void drop(Base* self) { static_cast<ox_fd*>(self)->~ox_fd(); }
     int fd_;
 };
+using Fd = ox_fd<ox_held>;
+
+/// The same for code that never waits and that other threads run too.
+using UnheldChars = ox_owner<char, ox_chars_drop, ox_unheld>;
+using UnheldFd = ox_fd<ox_unheld>;

@@ -25,16 +25,16 @@ Step fail_step(int error) {
 /// Goes into a directory, from the working directory where the place is none yet.
 bool enter(FilePlace* place, const char* name) {
     int from = place->directory.get() >= 0 ? place->directory.get() : AT_FDCWD;
-    Fd next(openat(from, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UnheldFd next(openat(from, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status;
     if (next.get() < 0 || fstat(next.get(), &status) != 0) return false;
     place->shared = (status.st_mode & (S_ISVTX | S_IWOTH)) == (S_ISVTX | S_IWOTH);
-    place->directory = static_cast<Fd&&>(next);
+    place->directory = static_cast<UnheldFd&&>(next);
     return true;
 }
 
 /// Puts what the link `name` holds in front of the rest of the way.
-bool expand(const FilePlace* place, const char* name, const char* rest, CharsRef* way) {
+bool expand(const FilePlace* place, const char* name, const char* rest, UnheldChars* way) {
     char target[PATH_MAX];
     ssize_t size = readlinkat(place->directory.get(), name, target, sizeof(target));
     if (size < 0) return false;
@@ -46,14 +46,14 @@ bool expand(const FilePlace* place, const char* name, const char* rest, CharsRef
 }
 
 /// Walks from the place on, to the end of `way` or to the next link, whose target `way` then begins with.
-Step walk(FilePlace* place, CharsRef* way) {
+Step walk(FilePlace* place, UnheldChars* way) {
     const char* at = *way;
     if (!enter(place, *at == '/' ? "/" : ".")) return STEP_FAILED;
     for (;;) {
         at += strspn(at, "/");
         size_t length = strcspn(at, "/");
         if (length == 0) return fail_step(EISDIR);
-        CharsRef name(strndup(at, length));
+        UnheldChars name(strndup(at, length));
         if (!name) return STEP_FAILED;
         at += length;
         struct stat status;
@@ -74,7 +74,7 @@ Step walk(FilePlace* place, CharsRef* way) {
 
 bool file_place_find(const char* path, FilePlace* place) {
     if (!path || !*path) return fail(ENOENT);
-    CharsRef way(strdup(path));
+    UnheldChars way(strdup(path));
     if (!way) return false;
     for (int links = 0; links <= LINKS_MAX; links++) {
         Step step = walk(place, &way);
@@ -99,7 +99,7 @@ int file_place_open(const FilePlace* place, int flags) {
         return -1;
     }
     flags |= O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    Fd fd(openat(place->directory.get(), place->name, flags, 0600));
+    UnheldFd fd(openat(place->directory.get(), place->name, flags, 0600));
     if (fd.get() < 0 || fstat(fd.get(), &status) != 0 || !file_place_admits(place, &status)) return -1;
     return fd.release();
 }

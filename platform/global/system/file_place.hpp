@@ -7,8 +7,8 @@
 
 /// A directory and a name in it that is no symbolic link.
 struct FilePlace {
-    Fd directory;
-    CharsRef name;
+    UnheldFd directory;
+    UnheldChars name;
     bool shared = false;  ///< everyone may put files there and take only his own away, as in /tmp
 };
 

@@ -74,7 +74,7 @@ bool lock_patiently(int fd) {
 }
 
 /// A new file beside the one that is to be replaced; `name` becomes its name.
-int open_beside(const FilePlace* place, CharsRef* name) {
+int open_beside(const FilePlace* place, UnheldChars* name) {
     enum { TRIES = 100 };
     for (int i = 0; i < TRIES; i++) {
         struct timespec now;
@@ -92,7 +92,7 @@ int open_beside(const FilePlace* place, CharsRef* name) {
 }  // namespace
 
 int ox_fs_open_regular(const char* path, off_t* size) {
-    Fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    UnheldFd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status;
     if (fd.get() < 0 || fstat(fd.get(), &status) != 0) return -1;
     if (!S_ISREG(status.st_mode)) {
@@ -104,18 +104,18 @@ int ox_fs_open_regular(const char* path, off_t* size) {
 }
 
 int ox_fs_touch(const char* path) {
-    return Fd(open_to_write(path)).get() >= 0 ? 0 : -1;
+    return UnheldFd(open_to_write(path)).get() >= 0 ? 0 : -1;
 }
 
 int ox_fs_write_file(const char* path, const void* data, size_t size) {
-    Fd fd(open_to_write(path));
+    UnheldFd fd(open_to_write(path));
     if (fd.get() < 0 || ftruncate(fd.get(), 0) != 0) return -1;
     return write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 ? 0 : -1;
 }
 
 void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int /*flags*/) {
     off_t length = 0;
-    Fd fd(ox_fs_open_regular(path, &length));
+    UnheldFd fd(ox_fs_open_regular(path, &length));
     if (fd.get() < 0) return nullptr;
     if (offset < 0 || offset >= length || static_cast<uint64_t>(length - offset) > SIZE_MAX / 2) {
         errno = EINVAL;
@@ -140,7 +140,7 @@ int ox_fs_open_locked(const char* path) {
     for (;;) {
         FilePlace place;
         if (!file_place_find(path, &place)) return -1;
-        Fd fd(file_place_open(&place, O_RDWR | O_CREAT));
+        UnheldFd fd(file_place_open(&place, O_RDWR | O_CREAT));
         if (fd.get() < 0) return -1;
         bool locked = lock_patiently(fd.get());
         struct stat mine;
@@ -168,8 +168,8 @@ int ox_fs_replace_file(const char* path, const void* data, size_t size) {
         return -1;
     }
     SignalsHeld held;
-    CharsRef name;
-    Fd fd(open_beside(&place, &name));
+    UnheldChars name;
+    UnheldFd fd(open_beside(&place, &name));
     if (fd.get() < 0) return -1;
     if (write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 &&
         renameat(directory, name, directory, place.name) == 0) {

@@ -28,7 +28,7 @@ bool feed(mbedtls_md5_context* context, int fd, long length) {
 
 int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* path, int /*flags*/,
                                       long offset, long length) {
-    Fd fd(ox_fs_open_regular(path, nullptr));
+    UnheldFd fd(ox_fs_open_regular(path, nullptr));
     if (fd.get() < 0 || lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
     mbedtls_md5_context context;
     mbedtls_md5_init(&context);
