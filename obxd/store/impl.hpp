@@ -3,6 +3,7 @@
 
 #include <map>
 #include <set>
+#include <unordered_set>
 
 #include "schema.hpp"
 #include "store.hpp"
@@ -57,12 +58,25 @@ struct SchemaTarget {
     Node* node = nullptr;  ///< of an object that holds values; null below a template or a method
 };
 
+/// A parameter whose values refer to objects, and the objects on the way to it from the top.
+struct Reference {
+    const Schema* parameter;
+    std::vector<const Schema*> chain;
+};
+
+/// What holds a reference to something that is to go.
+struct Referrer {
+    Node* node;
+    const Schema* parameter;
+    Verdict verdict;
+};
+
 struct Store::Impl {
     Schema root;
     std::unique_ptr<Node> top;
     JsonRef pristine;  ///< the "values" member of the model file
     JsonRef max_attrs, order_attrs, index_attrs;
-    std::vector<Schema*> referrers;  ///< parameters with relations
+    std::vector<Reference> references;
     std::function<void(const Change&)> listener;
 };
 using Impl = Store::Impl;
@@ -122,8 +136,8 @@ json_t* config_parent(json_t* tree, const std::string& path, std::string& leaf);
 int value_check(Impl& impl, const Schema* parameter, const Node* node, const json_t* value, std::string& why);
 /// The value in the form in which it is kept (an integer for a decimal becomes real, ...); a new reference.
 json_t* value_normal(const Schema* parameter, json_t* value);
-/// A text as a value of the parameter's type; null with `why` when it does not fit.
-json_t* value_from_text(const Schema* parameter, const char* text, std::string& why);
+/// A text as a value of the parameter's type: 0, or the fault code with `why` filled.
+int value_from_text(const Schema* parameter, const char* text, JsonRef& value, std::string& why);
 
 // Telling others (read.cpp, write.cpp)
 void hooks_run(const Schema* parameter, const std::string& path, json_t* value);
@@ -142,6 +156,16 @@ Node* key_rival(Node* instance, size_t key);
 bool alias_taken(const Node* table, const json_t* alias);
 std::string key_names(const std::vector<Schema*>& key);
 bool keys_fit(Impl& impl, Node* node, std::string& error);
+
+// References (references.cpp)
+/// Takes notice of a parameter of the model that may hold references.
+void reference_note(Impl& impl, const Schema* parameter);
+/// What refers to the instance of that path or to something below it.
+std::vector<Referrer> referrers_of(Impl& impl, const std::string& deleted);
+/// Empties the reference, or takes it out of the list; tells the listener.
+void reference_clear(Impl& impl, const Referrer& referrer, const std::string& deleted);
+/// Empties every reference to one of these instances (paths that end in ".") or to something below.
+void references_forget(Impl& impl, const std::unordered_set<std::string_view>& gone);
 
 // Configuration trees (snapshot.cpp)
 /// Checks a tree of values against the schema, references left out. False with `error`.

@@ -30,77 +30,6 @@ void alias_make(Node* instance) {
     slot_set(instance, alias, text.release());
 }
 
-/// A reference of one parameter of `node` to what is being deleted.
-struct Referrer {
-    Node* node;
-    const Schema* parameter;
-    const Relation* relation;
-};
-
-bool names_below(std::string_view path, const std::string& deleted) {
-    return path.starts_with(deleted) || (path.size() + 1 == deleted.size() && deleted.starts_with(path));
-}
-
-bool refers(const json_t* value, const std::string& deleted) {
-    std::string_view rest = json_string_value(value) ? json_string_value(value) : "";
-    while (!rest.empty()) {
-        size_t comma = rest.find(',');
-        if (names_below(rest.substr(0, comma), deleted)) return true;
-        rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
-    }
-    return false;
-}
-
-bool relation_covers(const Relation& relation, const std::string& deleted) {
-    std::vector<std::string_view> parts;
-    path_split(deleted, parts);
-    if (parts.size() > relation.match.size()) return false;
-    for (size_t i = 0; i < parts.size(); i++)
-        if (relation.match[i] != "*" && relation.match[i] != "#template" && relation.match[i] != parts[i])
-            return false;
-    return true;
-}
-
-void referrers_find(Node* node, const std::vector<const Schema*>& chain, size_t at,
-                    const std::string& deleted, std::vector<Referrer>& found) {
-    if (is_table(node)) {
-        for (auto& instance : node->instances) referrers_find(instance.get(), chain, at, deleted, found);
-        return;
-    }
-    const Schema* next = chain[at];
-    if (next->kind == Schema::OBJECT)
-        return referrers_find(node->objects[next->slot].get(), chain, at + 1, deleted, found);
-    if (!refers(node->values[next->slot], deleted)) return;
-    for (const Relation& relation : next->relations)
-        if (relation_covers(relation, deleted)) return found.push_back({node, next, &relation});
-}
-
-std::vector<Referrer> referrers_of(Impl& impl, const std::string& deleted) {
-    std::vector<Referrer> found;
-    for (const Schema* parameter : impl.referrers) {
-        std::vector<const Schema*> chain;
-        for (const Schema* schema = parameter; schema->parent; schema = schema->parent)
-            chain.insert(chain.begin(), schema);
-        referrers_find(impl.top.get(), chain, 0, deleted, found);
-    }
-    return found;
-}
-
-void reference_clear(Impl& impl, const Referrer& referrer, const std::string& deleted) {
-    std::string kept;
-    std::string_view rest = json_string_value(referrer.node->values[referrer.parameter->slot]);
-    while (!rest.empty()) {
-        size_t comma = rest.find(',');
-        std::string_view item = rest.substr(0, comma);
-        if (!names_below(item, deleted)) kept += (kept.empty() ? "" : ",") + std::string(item);
-        rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
-    }
-    JsonRef value(json_string(kept.c_str()));
-    slot_set(referrer.node, referrer.parameter, json_incref(value.get()));
-    if (impl.listener)
-        impl.listener({Change::VALUE, node_path(referrer.node) + referrer.parameter->name, 0, value});
-}
-
 /// The instance that holds the node, the node itself included; null for what stands in none.
 Node* holder(Node* node) {
     while (node && !node->number) node = node->parent;
@@ -120,21 +49,26 @@ bool cascade_gather(Impl& impl, Node* instance, std::vector<Node*>& doomed, std:
         bool dying = std::any_of(doomed.begin(), doomed.end(),
                                  [&](Node* node) { return is_below(referrer.node, node); });
         if (dying) continue;
-        if (referrer.relation->verdict == VERDICT_DENY) {
+        if (referrer.verdict == VERDICT_DENY) {
             why = node_path(referrer.node) + referrer.parameter->name + " refers to " + deleted;
             return false;
         }
-        Node* victim = referrer.relation->verdict == VERDICT_CASCADE ? holder(referrer.node) : nullptr;
+        Node* victim = referrer.verdict == VERDICT_CASCADE ? holder(referrer.node) : nullptr;
         if (victim && !cascade_gather(impl, victim, doomed, why)) return false;
     }
     return true;
+}
+
+/// Whether what refers to a deleted instance is deleted with it.
+bool goes_too(const Referrer& referrer) {
+    return referrer.verdict == VERDICT_DENY || (referrer.verdict == VERDICT_CASCADE && holder(referrer.node));
 }
 
 void instance_drop(Impl& impl, const std::string& path) {
     Target target;
     if (!target_find(impl, path, target)) return;  // went with another one
     for (const Referrer& referrer : referrers_of(impl, path))
-        if (referrer.relation->verdict == VERDICT_CLEAR && !is_below(referrer.node, target.node))
+        if (!is_below(referrer.node, target.node) && !goes_too(referrer))
             reference_clear(impl, referrer, path);
     Node* table = target.node->parent;
     std::unique_ptr<Node> gone = instance_take(table, target.node);

@@ -21,7 +21,7 @@ static bool schema_walk(Impl& impl, Schema* schema, const std::string& path, std
     for (auto& child : schema->children) {
         std::string name = path + child->name;
         if (child->kind == Schema::PARAMETER) {
-            if (!child->relations.empty()) impl.referrers.push_back(child.get());
+            if (!child->argument) reference_note(impl, child.get());
             std::string why;
             if (child->has_default && value_check(impl, child.get(), nullptr, child->initial, why) != 0) {
                 error = name;

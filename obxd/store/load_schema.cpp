@@ -154,10 +154,19 @@ bool builtin(const char* type) {
                        [type](const char* t) { return strcmp(t, type) == 0; });
 }
 
-/// Follows named data types down to a built-in one, adding their members that `merged` does not have.
+/// Follows named data types down to a built-in one (a "TYPE[]" is a list with these items), adding their
+/// members that `merged` does not have.
 const char* base_type(Loader& loader, const Schema* schema, const char* type, json_t* merged) {
     for (int depth = 0; depth < 8; depth++) {
         if (builtin(type)) return type;
+        if (std::string_view(type).ends_with("[]")) {
+            if (json_object_get(merged, "items")) {
+                fail(loader, schema, std::string("\"items\" beside ") + type);
+                return nullptr;
+            }
+            json_object_set_new(merged, "items", json_stringn(type, strlen(type) - 2));
+            return "list";
+        }
         json_t* definition = json_object_get(loader.types, type);
         const char* base = text_of(definition, "type");
         if (!base) break;
@@ -205,6 +214,8 @@ bool limits_read(Loader& loader, const Schema* schema, const char* type, json_t*
     if ((bound = json_object_get(given, "maxLength"))) limits.max_length = json_integer_value(bound);
     if ((bound = json_object_get(given, "maxCount"))) limits.max_count = json_integer_value(bound);
     limits.choices.reset(json_incref(json_object_get(given, "enum")));
+    const char* standard = text_of(given, "default");
+    limits.takes_empty = standard && !*standard;
     if (const char* from = text_of(given, "from")) limits.from = from;
     if (const char* targets = text_of(given, "foreign_key")) limits.targets = targets_split(targets);
     if (const char* regex = text_of(given, "regex")) {

@@ -43,7 +43,8 @@ struct Limits {
     json_int_t min = 0, max = 0;
     json_int_t min_length = 0, max_length = -1;  ///< -1: no bound
     json_int_t min_count = 0, max_count = -1;
-    JsonRef choices;   ///< "enum", or null
+    bool takes_empty = false;  ///< "" is the default, so it is always taken
+    JsonRef choices;           ///< "enum", or null
     std::string from;  ///< a list parameter whose items are the choices: a sibling's name or a full path
     RegexRef regex;
     std::vector<std::string> targets;  ///< objects that a reference may name ("foreign_key"); empty: any

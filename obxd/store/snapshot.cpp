@@ -193,7 +193,7 @@ void instances_gather(const Node* node, std::string& path, std::vector<std::stri
 std::vector<std::string> instances_of(const Impl& impl) {
     std::vector<std::string> found;
     std::string path;
-    if (impl.listener) instances_gather(impl.top.get(), path, found);
+    instances_gather(impl.top.get(), path, found);
     return found;
 }
 
@@ -204,13 +204,18 @@ void instance_tell(Impl& impl, Change::Kind kind, const std::string& path) {
     impl.listener({kind, kind == Change::ADD ? path.substr(0, start) : path, number, nullptr});
 }
 
-/// Tells which instances went and came since `before` was gathered; what holds others goes last and comes
-/// first.
-void instances_tell(Impl& impl, const std::vector<std::string>& before) {
+/// What follows from the instances that went and came since `before` was gathered. What holds others is told
+/// last when it went and first when it came.
+void instances_settle(Impl& impl, const std::vector<std::string>& before) {
     std::vector<std::string> after = instances_of(impl);
     std::unordered_set<std::string_view> had(before.begin(), before.end()), has(after.begin(), after.end());
+    std::unordered_set<std::string_view> gone;
+    for (const std::string& path : before)
+        if (!has.count(path)) gone.insert(path);
+    references_forget(impl, gone);
+    if (!impl.listener) return;
     for (auto path = before.rbegin(); path != before.rend(); ++path)
-        if (!has.count(*path)) instance_tell(impl, Change::DELETE, *path);
+        if (gone.count(*path)) instance_tell(impl, Change::DELETE, *path);
     for (const std::string& path : after)
         if (!had.count(path)) instance_tell(impl, Change::ADD, path);
 }
@@ -248,14 +253,14 @@ bool Store::restore(const json_t* snapshot, std::string& error) {
     if (!tree_check(*impl_, snapshot, error)) return false;
     std::vector<std::string> before = instances_of(*impl_);
     tree_apply(*impl_, snapshot, true, {});
-    instances_tell(*impl_, before);
+    instances_settle(*impl_, before);
     return true;
 }
 
 void Store::reset_defaults(const std::vector<std::string>& keep) {
     std::vector<std::string> before = instances_of(*impl_);
     tree_apply(*impl_, impl_->pristine, false, keep);
-    instances_tell(*impl_, before);
+    instances_settle(*impl_, before);
 }
 
 bool Store::reset_object(std::string_view path) {

@@ -2,15 +2,21 @@
 
 #include <ctype.h>
 #include <errno.h>
+#include <inttypes.h>
+#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+
+#include <algorithm>
 
 #include "impl.hpp"
 #include "value_text.hpp"
 
 namespace obxd {
 namespace {
+
+constexpr json_int_t EXACT_REAL = 1000000000000000;  // from here on a real is written as another number
 
 bool is_integer_type(int type) {
     return type >= OX_TR_INT && type <= OX_TR_UNSIGNED_LONG;
@@ -47,16 +53,20 @@ std::string span_text(bool has_low, json_int_t low, bool has_high, json_int_t hi
     return (has_low ? "at least " : "at most ") + std::to_string(has_low ? low : high);
 }
 
+struct Span {
+    json_int_t low = INT64_MIN, high = INT64_MAX;
+    bool has_low = false, has_high = false;
+};
+
 /// The range of the type itself, narrowed by the parameter's own bounds.
-int integer_check(const Limits& limits, json_int_t number, std::string& why) {
-    json_int_t low = limits.has_min ? limits.min : INT64_MIN;
-    json_int_t high = limits.has_max ? limits.max : INT64_MAX;
-    bool has_low = limits.has_min, has_high = limits.has_max;
+Span integer_span(const Limits& limits) {
+    Span span{limits.has_min ? limits.min : INT64_MIN, limits.has_max ? limits.max : INT64_MAX,
+              limits.has_min, limits.has_max};
     auto narrow = [&](json_int_t type_low, json_int_t type_high) {
-        if (low < type_low) low = type_low;
-        if (high > type_high) high = type_high;
-        has_low = true;
-        has_high |= type_high != INT64_MAX;
+        span.low = std::max(span.low, type_low);
+        span.high = std::min(span.high, type_high);
+        span.has_low = true;
+        span.has_high |= type_high != INT64_MAX;
     };
     if (limits.type == OX_TR_INT)
         narrow(INT32_MIN, INT32_MAX);
@@ -64,8 +74,28 @@ int integer_check(const Limits& limits, json_int_t number, std::string& why) {
         narrow(0, UINT32_MAX);
     else if (limits.type == OX_TR_UNSIGNED_LONG)
         narrow(0, INT64_MAX);
-    if (number >= low && number <= high) return 0;
-    why = "must be " + span_text(has_low, low, has_high, high);
+    return span;
+}
+
+int integer_check(const Limits& limits, json_int_t number, std::string& why) {
+    Span span = integer_span(limits);
+    if (number >= span.low && number <= span.high) return 0;
+    why = "must be " + span_text(span.has_low, span.low, span.has_high, span.high);
+    return FAULT_INVALID_VALUE;
+}
+
+/// What an integer written as text is told that JSON has no room for.
+int integer_beyond(const Limits& limits, std::string& why) {
+    Span span = integer_span(limits);
+    why = "must be " + span_text(true, span.low, true, span.high);
+    return FAULT_INVALID_VALUE;
+}
+
+int decimal_check(const Limits& limits, double number, std::string& why) {
+    bool low = limits.has_min && number < static_cast<double>(limits.min);
+    bool high = limits.has_max && number > static_cast<double>(limits.max);
+    if (!low && !high) return 0;
+    why = "must be " + span_text(limits.has_min, limits.min, limits.has_max, limits.max);
     return FAULT_INVALID_VALUE;
 }
 
@@ -146,40 +176,54 @@ int text_check(Impl& impl, const Limits& limits, const Node* node, std::string_v
     if (limits.from.empty()) return 0;
     const char* choices = choices_from(impl, limits.from, node);
     if (!choices) return 0;
-    if (!text.empty()) {
-        std::string_view rest = choices;
-        while (!rest.empty()) {
-            size_t comma = rest.find(',');
-            if (rest.substr(0, comma) == text) return 0;
-            rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
-        }
-    }
+    for (std::string_view choice : list_items(choices))
+        if (choice == text && !text.empty()) return 0;
     why = std::string("must be one of ") + choices;
     return FAULT_INVALID_VALUE;
 }
 
-int list_check(Impl& impl, const Limits& limits, const Node* node, std::string_view text, std::string& why) {
-    json_int_t count = 0;
-    while (!text.empty() || count > 0) {
-        size_t comma = text.find(',');
-        std::string_view item = text.substr(0, comma);
-        count++;
-        int code = 0;
-        if (is_integer_type(limits.type)) {
-            errno = 0;
-            char* end;
-            std::string copy(item);
-            json_int_t number = strtoll(copy.c_str(), &end, 10);
-            bool whole = !copy.empty() && !*end && !isspace(static_cast<unsigned char>(copy[0])) && !errno;
-            if (!whole) why = "holds what is no integer: " + copy;
-            code = whole ? integer_check(limits, number, why) : static_cast<int>(FAULT_INVALID_VALUE);
-        } else {
-            code = text_check(impl, limits, node, item, why);
-        }
-        if (code) return code;
-        if (comma == std::string_view::npos) break;
-        text.remove_prefix(comma + 1);
+/// An integer written as text, which may be beyond those of JSON.
+int integer_item_check(const Limits& limits, const std::string& item, std::string& why) {
+    bool digits = !item.empty() && !isspace(static_cast<unsigned char>(item[0]));
+    char* end = nullptr;
+    errno = 0;
+    json_int_t number = strtoll(item.c_str(), &end, 10);
+    bool large = digits && !*end && errno == ERANGE && item[0] != '-';
+    if (large && limits.type == OX_TR_UNSIGNED_LONG && !limits.has_max) {
+        errno = 0;
+        strtoull(item.c_str(), nullptr, 10);
+        if (!errno) return 0;
     }
+    if (digits && !*end && !errno) return integer_check(limits, number, why);
+    why = (digits && !*end ? "holds an integer that is out of range: " : "holds what is no integer: ") + item;
+    return FAULT_INVALID_VALUE;
+}
+
+/// The other types whose values are no texts by themselves.
+int item_check(Impl& impl, const Limits& limits, const Node* node, std::string_view item, std::string& why) {
+    std::string text(item);
+    if (is_integer_type(limits.type)) return integer_item_check(limits, text, why);
+    if (limits.type == OX_TR_BOOLEAN || limits.type == OX_TR_FLAG) {
+        if (text == "true" || text == "false" || text == "1" || text == "0") return 0;
+        why = "holds what is neither true nor false: " + text;
+        return FAULT_INVALID_VALUE;
+    }
+    if (limits.type != OX_TR_DECIMAL) return text_check(impl, limits, node, item, why);
+    char* end = nullptr;
+    double number = strtod(text.c_str(), &end);
+    bool whole = !text.empty() && !*end && isfinite(number) && !isspace(static_cast<unsigned char>(text[0]));
+    if (whole) return decimal_check(limits, number, why);
+    why = "holds what is no number: " + text;
+    return FAULT_INVALID_VALUE;
+}
+
+int list_check(Impl& impl, const Limits& limits, const Node* node, std::string_view text, std::string& why) {
+    std::vector<std::string_view> items = list_items(text);
+    for (std::string_view item : items) {
+        int code = item_check(impl, limits, node, item, why);
+        if (code) return code;
+    }
+    json_int_t count = static_cast<json_int_t>(items.size());
     if (count >= limits.min_count && (limits.max_count < 0 || count <= limits.max_count)) return 0;
     why = "must have " +
           span_text(limits.min_count > 0, limits.min_count, limits.max_count >= 0, limits.max_count) +
@@ -209,17 +253,17 @@ int value_check(Impl& impl, const Schema* parameter, const Node* node, const jso
         return json_is_boolean(value) ? 0 : wrong_type("true or false", why);
     if (type == OX_TR_DECIMAL) {
         if (!json_is_number(value)) return wrong_type("a number", why);
-        double number = json_number_value(value);
-        bool low = limits.has_min && number < static_cast<double>(limits.min);
-        bool high = limits.has_max && number > static_cast<double>(limits.max);
-        if (!low && !high) return 0;
-        why = "must be " + span_text(limits.has_min, limits.min, limits.has_max, limits.max);
-        return FAULT_INVALID_VALUE;
+        if (json_is_integer(value) && imaxabs(json_integer_value(value) / 10) >= EXACT_REAL / 10) {
+            why = "must have at most 15 digits";
+            return FAULT_INVALID_VALUE;
+        }
+        return decimal_check(limits, json_number_value(value), why);
     }
     if (type == OX_TR_JSON)
         return json_is_object(value) || json_is_array(value) ? 0 : wrong_type("a JSON object or array", why);
     if (!json_is_string(value)) return wrong_type("a string", why);
     std::string_view text(json_string_value(value), json_string_length(value));
+    if (text.empty() && limits.takes_empty) return 0;
     if (limits.list) return list_check(impl, limits, node, text, why);
     return text_check(impl, limits, node, text, why);
 }
@@ -227,16 +271,21 @@ int value_check(Impl& impl, const Schema* parameter, const Node* node, const jso
 json_t* value_normal(const Schema* parameter, json_t* value) {
     if (parameter->limits->type == OX_TR_DECIMAL && json_is_integer(value))
         return json_real(static_cast<double>(json_integer_value(value)));
-    if (parameter->limits->type == OX_TR_PATH_REF && !parameter->limits->list &&
-        json_string_length(value) > 1) {
-        // References are kept in one spelling, without the final ".", so that they compare.
-        std::string_view text(json_string_value(value), json_string_length(value));
-        if (text.back() == '.') return json_stringn(text.data(), text.size() - 1);
+    if (parameter->limits->type != OX_TR_PATH_REF || !json_string_length(value)) return json_incref(value);
+    // References are kept in one spelling, without the final "." and without blanks, so that they compare.
+    std::string_view text(json_string_value(value), json_string_length(value));
+    std::string paths;
+    bool first = true;
+    for (std::string_view item : parameter->limits->list ? list_items(text) : std::vector{text}) {
+        if (item.size() > 1 && item.back() == '.') item.remove_suffix(1);
+        if (!first) paths += ',';
+        paths += item;
+        first = false;
     }
-    return json_incref(value);
+    return paths == text ? json_incref(value) : json_stringn(paths.data(), paths.size());
 }
 
-json_t* value_from_text(const Schema* parameter, const char* text, std::string& why) {
+int value_from_text(const Schema* parameter, const char* text, JsonRef& value, std::string& why) {
     const Limits& limits = *parameter->limits;
     int type = limits.list ? OX_TR_LIST : limits.type;
     bool blank = !*text || isspace(static_cast<unsigned char>(*text));
@@ -244,24 +293,26 @@ json_t* value_from_text(const Schema* parameter, const char* text, std::string& 
     errno = 0;
     if (is_integer_type(type)) {
         json_int_t number = strtoll(text, &end, 0);
-        if (!blank && !*end && !errno) return json_integer(number);
-        wrong_type("an integer", why);
-    } else if (type == OX_TR_BOOLEAN || type == OX_TR_FLAG) {
-        if (strcasecmp(text, "true") == 0 || strcmp(text, "1") == 0) return json_true();
-        if (strcasecmp(text, "false") == 0 || strcmp(text, "0") == 0) return json_false();
-        wrong_type("true or false", why);
-    } else if (type == OX_TR_DECIMAL) {
-        double number = strtod(text, &end);
-        json_t* value = !blank && !*end && !errno ? json_real(number) : nullptr;
-        if (value) return value;
-        wrong_type("a number", why);
-    } else if (type == OX_TR_JSON) {
-        if (json_t* value = json_loads(text, 0, nullptr)) return value;
-        wrong_type("a JSON object or array", why);
-    } else {
-        return json_string(text);
+        if (!blank && !*end && errno == ERANGE) return integer_beyond(limits, why);
+        if (!blank && !*end) value.reset(json_integer(number));
+        return value ? 0 : wrong_type("an integer", why);
     }
-    return nullptr;
+    if (type == OX_TR_BOOLEAN || type == OX_TR_FLAG) {
+        if (strcasecmp(text, "true") == 0 || strcmp(text, "1") == 0) value.reset(json_true());
+        if (strcasecmp(text, "false") == 0 || strcmp(text, "0") == 0) value.reset(json_false());
+        return value ? 0 : wrong_type("true or false", why);
+    }
+    if (type == OX_TR_DECIMAL) {
+        double number = strtod(text, &end);
+        if (!blank && !*end && !errno) value.reset(json_real(number));
+        return value ? 0 : wrong_type("a number", why);
+    }
+    if (type == OX_TR_JSON) {
+        value.reset(json_loads(text, 0, nullptr));
+        return value ? 0 : wrong_type("a JSON object or array", why);
+    }
+    value.reset(json_string(text));
+    return value ? 0 : wrong_type("a text", why);
 }
 
 }  // namespace obxd

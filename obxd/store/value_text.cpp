@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <string>
 
 #include "ox_tr.hpp"
@@ -80,10 +81,11 @@ int address_version(std::string_view text) {
     return inet_pton(AF_INET6, address.c_str(), bytes) == 1 ? 6 : 0;
 }
 
+/// "ADDRESS/n", or "/n" alone for the length of a prefix of either version.
 bool prefix(std::string_view text) {
     size_t slash = text.find('/');
     if (slash == std::string_view::npos) return false;
-    int version = address_version(text.substr(0, slash));
+    int version = slash == 0 ? 6 : address_version(text.substr(0, slash));
     std::string_view bits = text.substr(slash + 1);
     if (!version || bits.empty() || bits.size() > 3) return false;
     for (char c : bits)
@@ -133,6 +135,21 @@ const char* text_wrong(int type, std::string_view text) {
             return shaped(text, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx") ? nullptr : "must be a UUID";
         default:
             return nullptr;
+    }
+}
+
+std::vector<std::string_view> list_items(std::string_view text) {
+    constexpr std::string_view BLANKS = " \t\r\n";
+    std::vector<std::string_view> items;
+    if (text.find_first_not_of(BLANKS) == std::string_view::npos) return items;
+    for (;;) {
+        size_t comma = text.find(',');
+        std::string_view item = text.substr(0, comma);
+        item.remove_prefix(std::min(item.find_first_not_of(BLANKS), item.size()));
+        item.remove_suffix(item.size() - (item.find_last_not_of(BLANKS) + 1));
+        items.push_back(item);
+        if (comma == std::string_view::npos) return items;
+        text.remove_prefix(comma + 1);
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 namespace obxd {
 
@@ -10,5 +11,8 @@ namespace obxd {
 const char* text_wrong(int type, std::string_view text);
 /// Its length as bounds count it: octets for base64 and hexBinary, else UTF-8 characters.
 size_t text_length(int type, std::string_view text);
+
+/// The items of a list's text, without the blanks around them; an empty list has none. Views into `text`.
+std::vector<std::string_view> list_items(std::string_view text);
 
 }  // namespace obxd

@@ -64,15 +64,14 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
     std::string why;
     JsonRef converted;
     if (setter.raw && json_is_string(value)) {
-        converted.reset(index ? nullptr : value_from_text(schema, json_string_value(value), why));
-        if (index) {
-            uint32_t number;
-            if (instance_number(json_string_value(value), number))
-                converted.reset(json_integer(number));
-            else
-                why = "must be an integer";
-        }
-        if (!converted) return setter.refuse(name, FAULT_INVALID_TYPE, why);
+        uint32_t number;
+        int code = 0;
+        if (!index)
+            code = value_from_text(schema, json_string_value(value), converted, why);
+        else if (instance_number(json_string_value(value), number))
+            converted.reset(json_integer(number));
+        if (code) return setter.refuse(name, code, why);
+        if (!converted) return setter.refuse(name, FAULT_INVALID_TYPE, "must be an integer");
         value = converted;
     }
     if (moves(target)) {

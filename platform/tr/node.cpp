@@ -43,6 +43,8 @@ int ox_tr_dm_type_parse(const char* type) {
     for (const TypeName& row : type_names) {
         if (strcmp(row.name, type) == 0) return row.code;
     }
+    size_t length = strlen(type);
+    if (length > 2 && strcmp(type + length - 2, "[]") == 0) return OX_TR_LIST;
     return OX_TR_NAMED;
 }
 

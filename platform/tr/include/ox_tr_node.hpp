@@ -35,7 +35,8 @@ enum ox_tr_type {
 /// The type code of a node's "#attr" "type"; OX_TR_UNKNOWN for null, for no object and for a node without
 /// type.
 int ox_tr_dm_node_type_get(const json_t* node);
-/// The code of a type text; any text that is not in the list is OX_TR_NAMED, null OX_TR_UNKNOWN.
+/// The code of a type text; a list may name the type of its items ("unsignedInt[]"). Any other text is
+/// OX_TR_NAMED, null OX_TR_UNKNOWN.
 int ox_tr_dm_type_parse(const char* type);
 /// 1 for the codes of parameters, else 0.
 int ox_tr_dm_type_is_parameter(int type);
