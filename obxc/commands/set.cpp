@@ -30,7 +30,11 @@ json_t* parse_pair(const char* command, const char* word) {
     if (!assignment_split(command, word, &assignment)) return nullptr;
     if (current_path.node) return model_pair(command, assignment);
     // Without a model the value is written as JSON; what is none is left out silently.
-    return pair_new(assignment.path, json_loads(assignment.text, JSON_DECODE_ANY, nullptr));
+    json_error_t error;
+    json_t* value = json_loads(assignment.text, JSON_DECODE_ANY, &error);
+    if (!value && json_error_code(&error) == json_error_numeric_overflow)
+        printf("%s: %s: invalid value %s.\n", command, assignment.path, assignment.text);
+    return pair_new(assignment.path, value);
 }
 
 /// The assignments that are valid: a new array, or null when there are none.

@@ -20,14 +20,11 @@ json_t* boolean_from_text(const char* text) {
     return nullptr;
 }
 
-/// Unsigned numbers beyond the signed range keep their 64 bits.
+/// Null also for what is beyond the integers of JSON: it would arrive as another number.
 json_t* integer_from_text(const char* text) {
-    int length = static_cast<int>(strlen(text));
     int64_t number = 0;
-    if (ox_string_strntol(text, length, 0, &number) == 0) return json_integer(number);
-    uint64_t large = 0;
-    if (ox_string_strntoul(text, length, 0, &large) < 0) return nullptr;
-    return json_integer(static_cast<json_int_t>(large));
+    if (ox_string_strntol(text, static_cast<int>(strlen(text)), 0, &number) != 0) return nullptr;
+    return json_integer(number);
 }
 
 }  // namespace

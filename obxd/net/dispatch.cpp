@@ -5,6 +5,7 @@
 #include "answers.hpp"
 #include "device/device.hpp"
 #include "net/server.hpp"
+#include "net/unfit.hpp"
 
 namespace obxd {
 
@@ -219,32 +220,18 @@ void serve_message(Server& server, Connection& c, const json_t* message) {
     server.asking = 0;
 }
 
-bool holds_null(const json_error_t& error) {
-    const enum json_error_code code = json_error_code(&error);
-    return code == json_error_null_character || code == json_error_null_byte_in_key;
-}
-
-constexpr std::string_view NULL_ESCAPE = "\\u0000";
-constexpr char REPLACEMENT[] = "\xef\xbf\xbd";  // the character that stands for one that cannot be shown
-
-// A text with \u0000 is JSON, but neither the model nor the parser has room for it: the message is refused,
-// for which its id is needed, and no more.
-void refuse_null(Server& server, Connection& c, std::string_view text) {
-    std::string clean;
-    while (!text.empty()) {
-        bool null = text.starts_with(NULL_ESCAPE);
-        size_t size = null ? NULL_ESCAPE.size() : text[0] == '\\' ? 2 : 1;
-        clean += null ? std::string_view(REPLACEMENT) : text.substr(0, size);
-        text.remove_prefix(std::min(size, text.size()));
-    }
+// JSON that the parser has no room for is refused; for that the id is needed, and no more.
+void refuse_unfit(Server& server, Connection& c, std::string_view text) {
+    std::string why;
+    std::string clean = unfit_clean(text, why);
     json_error_t where;
     JsonRef message(json_loadb(clean.data(), clean.size(), 0, &where));
     if (!message) return refuse_stream(server, c, RPC_PARSE_ERROR, where.text);
     const json_t* id = json_object_get(message, "id");
     if (!id) return;
-    bool usable = json_is_number(id) || (json_is_string(id) && !strstr(json_string_value(id), REPLACEMENT));
+    bool usable = json_is_number(id) || (json_is_string(id) && !unfit_text(json_string_value(id)));
     JsonRef none(json_null());
-    send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_PARAMS, "a text holds \\u0000"));
+    send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_PARAMS, why));
 }
 
 }  // namespace
@@ -252,7 +239,7 @@ void refuse_null(Server& server, Connection& c, std::string_view text) {
 void dispatch(Server& server, Connection& c, std::string_view text) {
     json_error_t where;
     JsonRef message(json_loadb(text.data(), text.size(), 0, &where));
-    if (!message && holds_null(where)) return refuse_null(server, c, text);
+    if (!message && unfit_is(where)) return refuse_unfit(server, c, text);
     if (!message) return refuse_stream(server, c, RPC_PARSE_ERROR, where.text);
     serve_message(server, c, message);
 }

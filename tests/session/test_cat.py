@@ -32,6 +32,13 @@ def test_values_of_an_object(scripted, line):
     assert typed(daemon, "cd Device.A.Text", "cd", line) == A_SHOWN
 
 
+def test_a_number_beyond_64_bits_is_told_and_not_another_one(scripted):
+    out = shown(scripted, values(("Device.A.Mask", 2 ** 64 - 1)), "cat Device.A.Mask")
+    assert out == "[-10] Broken message: a number is beyond 64 bits\n"
+    last = values(("Device.A.Ratio", 2 ** 63 - 1))
+    assert shown(scripted, last, "cat Device.A.Ratio") == " = 9223372036854775807\n"
+
+
 def test_number_bases_are_known_only_where_the_model_was_visited(scripted):
     assert shown(scripted, values(("Device.A.Mask", 255)), "cat Device.A") == "Mask = 255\n"
 

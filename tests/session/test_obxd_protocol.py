@@ -96,6 +96,26 @@ def test_a_null_character_is_refused_and_the_connection_goes_on(client, text, id
     assert client.receive() == {"jsonrpc": "2.0", "id": 6, "result": RESULT}
 
 
+@pytest.mark.parametrize("text,id_value,number", [
+    (request("5", "SetParameterValues", '{"ParameterList":[{"Name":"Device.Users.Note","Value":18446744073709551615}]}'),
+     5, "18446744073709551615"),
+    (request("5", params='{"x":[-9223372036854775809,{"y":99999999999999999999}]}'), 5, "-9223372036854775809"),
+    (request("5", params='{"x":1e999,"9223372036854775808":"9223372036854775808"}'), 5, "1e999"),
+    (request("5", params='{"x":%s}' % ("9" * 400)), 5, "9" * 40 + "..."),
+    (request("9223372036854775808"), None, "9223372036854775808"),
+])
+def test_a_number_beyond_64_bits_is_refused_and_the_connection_goes_on(client, text, id_value, number):
+    client.send(text + request("6"))
+    answer = client.receive()
+    assert answer["id"] == id_value and fault(answer) == (-32602, "a number is beyond 64 bits: " + number), answer
+    assert client.receive() == {"jsonrpc": "2.0", "id": 6, "result": RESULT}
+
+
+def test_the_last_numbers_of_64_bits_are_none_too_many(client):
+    client.send(request("9223372036854775807", params='{"ParameterNames":["Device.Users.Note"],"x":-9223372036854775808}'))
+    assert client.receive()["id"] == 2 ** 63 - 1
+
+
 def test_a_null_character_in_what_is_not_answered_is_passed_over(client):
     client.send(b'{"jsonrpc":"2.0","method":"Logout","params":{"x":"\\u0000"}}'
                 b'{"jsonrpc":"2.0","method":"Event","group":7,"params":"\\u0000"}' + request("6"))

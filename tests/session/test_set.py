@@ -60,6 +60,8 @@ def test_an_assignment(scripted, line, key, text, name, value):
     ("Device.A.Mask=", echo("Device.A.Mask", "") + "set: Device.A.Mask: invalid value .\n"),
     ("Device.A.Mask=99999999999999999999",
      echo("Device.A.Mask", "9" * 20) + "set: Device.A.Mask: invalid value %s.\n" % ("9" * 20)),
+    ("Device.A.Mask=9223372036854775808",
+     echo("Device.A.Mask", 2 ** 63) + "set: Device.A.Mask: invalid value 9223372036854775808.\n"),
     ("Device.A.Ratio=x", echo("Device.A.Ratio", "x") + "set: Device.A.Ratio: invalid value x.\n"),
     ("Device.A.Json=[]", echo("Device.A.Json", "[]") + "set: Device.A.Json: invalid value [].\n"),
 ])
@@ -131,3 +133,10 @@ def test_the_router(obxd):
     shown = typed(obxd, "set Device.DeviceInfo.HostName=%s Device.DeviceInfo.FriendlyName=f" % ("x" * 300))
     assert "\n[9003] " in shown or "\n[9007] " in shown
     assert obxd.client().get("Device.DeviceInfo.FriendlyName") != "f"
+
+
+def test_without_a_model_a_number_beyond_64_bits_is_told(scripted):
+    daemon = scripted(SmallModel())
+    done = obxc("-r", "set", "Device.A=9223372036854775808", "Device.B=1", daemon=daemon)
+    assert "set: Device.A: invalid value 9223372036854775808.\n" in done.out, done
+    assert daemon.requests("SetParameterValues") == [{"ParameterList": [pair("Device.B", 1)]}]

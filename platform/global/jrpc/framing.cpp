@@ -126,14 +126,14 @@ const char* frame_text(const FrameReader* reader, size_t* size) {
     return reader->data + reader->start;
 }
 
-json_t* frame_parse(FrameReader* reader, bool* text_kept) {
+json_t* frame_parse(FrameReader* reader, bool* text_kept, json_error_t* error) {
     char* data = reader->data + reader->start;
     size_t size = reader->scanned - reader->start;
     *text_kept = size < BIG_MESSAGE;
-    if (*text_kept) return json_loadb(data, size, JSON_ALLOW_NUL, nullptr);
+    if (*text_kept) return json_loadb(data, size, JSON_ALLOW_NUL, error);
     BigText text = {data, size, 0, 0};
     json_pool_begin();
-    json_t* json = json_load_callback(take_text, &text, JSON_ALLOW_NUL, nullptr);
+    json_t* json = json_load_callback(take_text, &text, JSON_ALLOW_NUL, error);
     json_pool_end();
     return json;
 }

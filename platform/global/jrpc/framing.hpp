@@ -32,8 +32,8 @@ int frame_find(FrameReader* reader);
 /// The object that was found: its bytes.
 const char* frame_text(const FrameReader* reader, size_t* size);
 /// The object that was found, parsed: a new reference, or null when it is broken. Its text may be gone
-/// afterwards (`*text_kept` tells).
-json_t* frame_parse(FrameReader* reader, bool* text_kept);
+/// afterwards (`*text_kept` tells). `error` may be null.
+json_t* frame_parse(FrameReader* reader, bool* text_kept, json_error_t* error = nullptr);
 /// Removes the object that was found.
 void frame_consume(FrameReader* reader);
 /// Drops all bytes and releases the storage.

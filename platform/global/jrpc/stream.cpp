@@ -143,6 +143,12 @@ void note_answered(const ox_jrpcapi* api, const json_t* response) {
     }
 }
 
+int broken_json(const json_error_t* why) {
+    bool number = json_error_code(why) == json_error_numeric_overflow;
+    return socket_failure(OX_SOCKET_EPROTO,
+                          number ? "Broken message: a number is beyond 64 bits" : "Broken message");
+}
+
 }  // namespace
 
 json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
@@ -153,9 +159,10 @@ json_t* connection_take(ox_jrpcapi* api, int* error, bool keep_events) {
         size_t size = 0;
         const char* text = frame_text(&api->in, &size);
         bool text_kept = false;
-        json_t* json = frame_parse(&api->in, &text_kept);
+        json_error_t why = {};
+        json_t* json = frame_parse(&api->in, &text_kept, &why);
         if (!json) {
-            *error = connection_fail(api, socket_failure(OX_SOCKET_EPROTO, "Broken message"));
+            *error = connection_fail(api, broken_json(&why));
             return nullptr;
         }
         api->answered = true;
