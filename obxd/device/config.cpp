@@ -100,15 +100,19 @@ void device_save_config(Request& request) {
         return request.reply(
             answer_fault(FAULT_INVALID_ARGUMENTS,
                          "A restore point's name is 1 to 64 letters, digits, \".\", \"_\", \"-\""));
+    if (name && !restore_point_name_free(device, name))
+        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS,
+                                          std::string("There is another configuration file named ") + name));
     std::string text = config_text(device);
     bool saved = !text.empty();
-    if (saved && name) saved = write_file(device.state_dir + "/restore/" + name + ".json", text);
+    if (saved && name) saved = write_file(restore_point_file(device, name), text);
     if (saved) saved = write_file(config_path(device), text);
     JsonRef config(device.server.store->snapshot());
     if (names_mode(config)) device.mode.clear();
     if (saved) saved = device_save_state(device);
     if (!saved) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     journal_add(request.server.journal, "configuration saved%s%s", name ? " as " : "", name ? name : "");
+    if (name) restore_points_list(device);
     device_event(device, "ConfigSaved", name ? json_pack("{s:s}", "RestorePointName", name) : nullptr);
     request.reply(answer_result());
 }

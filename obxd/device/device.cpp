@@ -160,6 +160,7 @@ void device_apply(Device& device) {
     if (!device.mode.empty()) store.set_value(MODE_PATH, json_string(device.mode.c_str()));
     store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(device.upgrade_status));
     store.set_value("Device.DeviceInfo.UpgradeProgress", json_integer(device.progress));
+    restore_points_list(device);
 }
 
 bool device_save_state(Device& device) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdint.h>
+#include <time.h>
 
 #include <array>
 #include <map>
@@ -55,6 +56,7 @@ struct Device {
     /// Interface counters (in the order of the system's table) from which is counted, by the interface's
     /// path.
     std::map<std::string, std::array<uint64_t, 16>> counter_base;
+    std::map<uint32_t, std::string> restore_points;  ///< by their rows in the table of configuration files
 };
 
 /// Prepares the state directory and boots: the saved configuration is in force afterwards. False with one
@@ -66,7 +68,7 @@ void device_stop(Device& device);
 /// Has the device go down and come back, after `delay_ms`; later where flashing is cut off by it, so that
 /// this can be seen.
 void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause);
-/// Puts the values that belong to the running device (version, mode, upgrade state) into the store.
+/// Puts what belongs to the running device (version, mode, upgrade state, restore points) into the store.
 void device_apply(Device& device);
 /// Writes version and mode down. False when that fails.
 bool device_save_state(Device& device);
@@ -83,6 +85,15 @@ std::string config_text(Device& device);
 /// device mode counts more than the one of the last Reboot.
 bool config_load(Device& device, const std::string& file, bool adopt_mode, std::string& error);
 std::string config_path(const Device& device);
+
+/// The file of a restore point, be it there or not.
+std::string restore_point_file(const Device& device, const std::string& name);
+/// False when the model itself has a configuration file of that name.
+bool restore_point_name_free(Device& device, const std::string& name);
+/// Brings the table of configuration files up to date with the restore points that there are.
+void restore_points_list(Device& device);
+/// The name of the restore point that the row of that table stands for, or null.
+const std::string* restore_point_at(const Device& device, const std::string& object);
 
 /// Replaces or makes the file in one step. False with errno.
 bool write_file(const std::string& path, const std::string& text);
@@ -107,8 +118,9 @@ bool firmware_cut_off(Device& device);
 /// Forgets the transaction and its file.
 void firmware_cancel(Device& device);
 
-/// The present time as a dateTime.
+/// The present time, and any, as a dateTime.
 std::string time_text();
+std::string time_text(const timespec& time);
 /// Registers the values that are computed when they are read.
 void live_register(Device& device);
 /// Counts from zero again for the interface that holds the object `stats` (as in

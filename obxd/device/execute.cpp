@@ -10,7 +10,10 @@ namespace {
 struct MethodRow {
     const char* path;  ///< "*" stands for any instance
     void (*run)(const CallPtr&);
+    bool patient = false;  ///< where it is async and soon through, the answer holds the outcome
 };
+
+constexpr int64_t PATIENCE_MS = 2000;  // clients wait for 5 seconds
 
 constexpr MethodRow METHODS[] = {
     {"Device.System.Debug", method_debug},
@@ -18,20 +21,20 @@ constexpr MethodRow METHODS[] = {
     {"Device.FactoryReset", method_factory_reset},
     {"Device.WiFi.Reset", method_wifi_reset},
     {"Device.ScheduleTimer", method_schedule_timer},
-    {"Device.IP.Diagnostics.IPPing", method_ping},
-    {"Device.IP.Diagnostics.TCPConnect", method_connect},
-    {"Device.DNS.Diagnostics.NSLookupDiagnostics", method_lookup},
+    {"Device.IP.Diagnostics.IPPing", method_ping, true},
+    {"Device.IP.Diagnostics.TCPConnect", method_connect, true},
+    {"Device.DNS.Diagnostics.NSLookupDiagnostics", method_lookup, true},
     {"Device.Users.CheckCredentialsDiagnostics", method_check_credentials},
     {"Device.Ethernet.Interface.*.Stats.Reset", method_reset_counters},
     {"Device.WiFi.Radio.*.Stats.Reset", method_reset_counters},
     {"Device.WiFi.SSID.*.Stats.Reset", method_reset_counters},
     {"Device.IP.Interface.*.Stats.Reset", method_reset_counters},
-    {"Device.IP.Diagnostics.TraceRoute", method_trace_route},
+    {"Device.IP.Diagnostics.TraceRoute", method_trace_route, true},
     {"Device.IP.Interface.*.Reset", method_interface_reset},
     {"Device.DHCPv4.Client.*.Renew", method_renew},
     {"Device.DeviceInfo.TemperatureStatus.TemperatureSensor.*.Reset", method_sensor_reset},
     {"Device.DeviceInfo.VendorConfigFile.*.Backup", method_config_backup},
-    {"Device.DeviceInfo.VendorConfigFile.*.Restore", method_config_restore},
+    {"Device.DeviceInfo.VendorConfigFile.*.Restore", method_config_restore, true},
     {"Device.DeviceInfo.VendorLogFile.*.Upload", method_log_upload},
     {"Device.WiFi.AccessPoint.*.Security.Reset", method_security_reset},
     {"Device.WiFi.AccessPoint.*.WPS.InitiateWPSPBC", method_wps},
@@ -91,6 +94,10 @@ void call_finish(const CallPtr& call, json_t* outputs) {
         call->answered = true;
         return call->reply(answer_result(json_pack("{s:O}", "ParameterList", list.get())));
     }
+    if (call->waits && !call->answered) {
+        call->answered = true;
+        call->reply(answer_result(json_pack("{s:O}", "ParameterList", list.get())));
+    }
     answer_began(*call);
     if (call->boots != call->device.boots) return;
     device_event(call->device, "OperationComplete",
@@ -100,7 +107,8 @@ void call_finish(const CallPtr& call, json_t* outputs) {
 void call_fail(const CallPtr& call, int code, const std::string& detail) {
     if (!call->answered) {
         call->answered = true;
-        return call->reply(answer_fault(code, detail));
+        call->reply(answer_fault(code, detail));
+        if (!call->waits) return;
     }
     if (call->boots != call->device.boots) return;
     device_event(call->device, "OperationComplete",
@@ -145,7 +153,10 @@ void device_execute(Request& request) {
     call->async = is_async(*device.server.store, path);
     journal_add(device.server.journal, "%s run", path.c_str());
     row->run(call);
-    if (call->async) answer_began(*call);
+    if (!call->async || call->answered) return;
+    if (!row->patient) return answer_began(*call);
+    call->waits = true;
+    loop_after(device.server.loop, PATIENCE_MS, [call] { answer_began(*call); });
 }
 
 }  // namespace obxd

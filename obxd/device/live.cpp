@@ -229,6 +229,10 @@ void register_caller(Server& server) {
 std::string time_text() {
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
+    return time_text(now);
+}
+
+std::string time_text(const timespec& now) {
     tm parts;
     gmtime_r(&now.tv_sec, &parts);
     char text[64];

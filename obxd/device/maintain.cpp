@@ -52,7 +52,10 @@ Store& store_of(const CallPtr& call) {
 }  // namespace
 
 void method_config_backup(const CallPtr& call) {
-    upload(call, "Config");
+    const std::string* point = restore_point_at(call->device, call_object(call));
+    if (!point) return upload(call, "Config");
+    finish_with(call)(
+        upload_copy(call->device, restore_point_file(call->device, *point), "config.json", call->inputs));
 }
 
 void method_log_upload(const CallPtr& call) {
@@ -60,6 +63,12 @@ void method_log_upload(const CallPtr& call) {
 }
 
 void method_config_restore(const CallPtr& call) {
+    const std::string* point = restore_point_at(call->device, call_object(call));
+    if (!*call_text(call, "URL", "")) {
+        if (!point) return call_fail(call, FAULT_INVALID_ARGUMENTS, "\"URL\" is missing");
+        std::string url = "file://" + restore_point_file(call->device, *point);
+        json_object_set_new(call->inputs, "URL", json_string(url.c_str()));
+    }
     // Without a size any will do.
     if (call_number(call, "FileSize", 0) == 0) json_object_del(call->inputs, "FileSize");
     std::string algorithm = call_text(call, "CheckSumAlgorithm", "SHA-1");

@@ -19,6 +19,7 @@ struct Call {
     Reply reply;
     bool async = false;     ///< the outcome is told in an event
     bool answered = false;  ///< the request was answered
+    bool waits = false;     ///< an async call whose answer waits a while for the outcome
 };
 using CallPtr = std::shared_ptr<Call>;
 

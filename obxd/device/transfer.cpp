@@ -1,6 +1,7 @@
 #include "device/transfer.hpp"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <strings.h>
@@ -88,6 +89,16 @@ int upload_path(const json_t* params, const char* default_name, std::string& pat
     return FAULT_UPLOAD;
 }
 
+Answer upload_text(Device& device, const std::string& text, const char* name, const json_t* params) {
+    std::string path;
+    std::string detail;
+    int code = upload_path(params, name, path, detail);
+    if (code != 0) return answer_fault(code, detail);
+    if (!write_file(path, text)) return answer_fault(FAULT_UPLOAD, strerror(errno));
+    journal_add(device.server.journal, "%s uploaded", name);
+    return answer_result();
+}
+
 }  // namespace
 
 void start_fetch(Device& device, const json_t* params, const Reply& reply, const FetchDone& done) {
@@ -146,19 +157,23 @@ void device_download(Request& request) {
 }
 
 Answer upload_file(Device& device, const std::string& kind, const json_t* params) {
-    std::string path;
-    std::string detail;
     const char* name = kind == "Config" ? "config.json" : kind == "Log" ? "log.txt" : "buildconfig.txt";
     if (kind != "Config" && kind != "BuildConfig" && kind != "Log")
         return answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Config, BuildConfig or Log");
-    int code = upload_path(params, name, path, detail);
-    if (code != 0) return answer_fault(code, detail);
     std::string text = kind == "Config" ? config_text(device)
                        : kind == "Log"  ? journal_text(device.server.journal)
                                         : build_config_text(device);
-    if (!write_file(path, text)) return answer_fault(FAULT_UPLOAD, strerror(errno));
-    journal_add(device.server.journal, "%s uploaded", kind.c_str());
-    return answer_result();
+    return upload_text(device, text, name, params);
+}
+
+Answer upload_copy(Device& device, const std::string& file, const char* name, const json_t* params) {
+    Fd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    char block[65536];
+    ssize_t got = fd.get() < 0 ? -1 : 0;
+    while (fd.get() >= 0 && (got = read(fd.get(), block, sizeof block)) > 0)
+        text.append(block, static_cast<size_t>(got));
+    return got < 0 ? answer_fault(FAULT_UPLOAD, strerror(errno)) : upload_text(device, text, name, params);
 }
 
 void device_upload(Request& request) {

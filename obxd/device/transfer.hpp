@@ -27,5 +27,7 @@ void download_config(Device& device, const json_t* params, const Reply& reply,
 
 /// Writes a "Config", "BuildConfig" or "Log" to where the params' URL and TargetFileName say.
 Answer upload_file(Device& device, const std::string& kind, const json_t* params);
+/// Writes a copy of a file there; `name` is its name in a directory that has none for it.
+Answer upload_copy(Device& device, const std::string& file, const char* name, const json_t* params);
 
 }  // namespace obxd

@@ -1,12 +1,13 @@
 """The methods of the model that do something."""
 
+import json
 import socket
 import time
 
 import pytest
 
 import harness
-from obxd_support import daemon, fault
+from obxd_support import MODEL, daemon, fault
 
 
 @pytest.fixture(scope="module")
@@ -96,6 +97,31 @@ def test_a_slow_method_holds_up_nobody_else(obxd, client):
         each.close()
 
 
+def test_the_answer_of_an_async_method_does_not_wait_for_ever(tmp_path):
+    with open(MODEL) as file:
+        model = json.load(file)
+    for name in ("IPPing", "TCPConnect"):
+        model["schema"]["Device"]["IP"]["Diagnostics"][name]["async"] = True
+    (tmp_path / "model.json").write_text(json.dumps(model))
+    running = harness.Obxd(model=str(tmp_path / "model.json"))
+    client = running.client("admin")
+    client.call("JoinGroup", {"Group": 2})
+    assert run(client, PING, Host="127.0.0.1")["Status"] == "Complete"
+    assert outputs(client.event()["params"]["ParameterList"], PING)["Status"] == "Complete"
+    full = socket.create_server(("127.0.0.1", 0), backlog=0)
+    fillers = [socket.socket() for _ in range(4)]
+    for filler in fillers:
+        filler.setblocking(False)
+        filler.connect_ex(full.getsockname())
+    start = time.monotonic()
+    assert run(client, CONNECT, Host="127.0.0.1", Port=full.getsockname()[1], Timeout=4000) == {}
+    assert 1.9 < time.monotonic() - start < 3.9
+    assert outputs(client.event()["params"]["ParameterList"], CONNECT)["Status"] == "Error_Timeout"
+    for each in fillers + [full]:
+        each.close()
+    running.close()
+
+
 def test_an_async_method_answers_at_once_and_reports_in_events(obxd, client):
     listener = obxd.client(login=None)
     listener.call("JoinGroup", {"Group": 2})
@@ -165,9 +191,9 @@ def test_the_methods_of_the_router():
     assert client.get("Device.Ethernet.Interface.2.Stats.BytesSent") == 0
     assert run(client, "Device.ScheduleTimer", DelaySeconds=1) == {}
     assert [client.event()["params"]["Event"] for _ in range(2)] == ["OperationProgress", "OperationComplete"]
-    assert run(client, PING, Host="127.0.0.1", NumberOfRepetitions=1) == {}
+    assert run(client, PING, Host="127.0.0.1", NumberOfRepetitions=1)["SuccessCount"] == 1
     assert outputs(client.event()["params"]["ParameterList"], PING)["SuccessCount"] == 1
-    assert run(client, PING, Host="192.0.2.1") == {}
+    assert fault(execute(client, PING, Host="192.0.2.1")) == (9001, "192.0.2.1 is no loopback address")
     assert client.event()["params"]["Error"] == {"code": 9001, "message": "Request denied",
                                                  "Detail": "192.0.2.1 is no loopback address"}
     assert "result" in execute(client, "Device.WiFi.Reset")
