@@ -74,6 +74,8 @@ def test_they_outlast_a_reboot_and_a_factory_reset(router, client):
     save(client, "b")
     save(client, "a")
     client.call("Reboot")
+    while client.receive():
+        pass
     again = back_again(router)
     assert rows(again) == {1: "running", 2: "b", 3: "a"}
     again.call("FactoryReset")
