@@ -58,6 +58,7 @@ private:
 
 int run_on_terminal(const char* command) {
     TerminalLoan loan;
+    ox_rl_row_unknown();
     return system(command);
 }
 

@@ -4,7 +4,9 @@
 #include "lua/lua.hpp"
 #include "lua/lua_mode.hpp"
 #include "lua/lua_session.hpp"
+#include "ox_out.hpp"
 #include "ox_raii.hpp"
+#include "ox_rl.hpp"
 #include "session/interrupt.hpp"
 #include "session/recording.hpp"
 
@@ -29,7 +31,7 @@ void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
     } else {
         fwrite(ox_dynarray_get(ctx->out), 1, ox_str_length(ctx->out), stdout);
     }
-    fflush(stdout);
+    ox_out_flush();
 }
 
 }  // namespace
@@ -57,6 +59,7 @@ int lua_command(const char*, json_t* args) {
     }
     lua_interrupt_watch(nullptr);
     ox_lua_free(ctx);
+    ox_rl_row_leave();
     if (interrupted) lua_jump_back();
     return 0;
 }

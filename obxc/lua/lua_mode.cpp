@@ -13,6 +13,7 @@
 #include "obxc.hpp"
 #include "ox_history.hpp"
 #include "ox_lua.hpp"
+#include "ox_out.hpp"
 #include "ox_rl.hpp"
 #include "ox_string.hpp"
 #include "session/editor.hpp"
@@ -176,7 +177,8 @@ void run_statement() {
     remember_statement(mode.ctx->L, text);
     drop_pending();
     interrupt_disarm();
-    fflush(stdout);
+    ox_rl_row_leave();
+    ox_out_flush();
 }
 
 /// Reads a line into `mode.line`. False at the end of the input.

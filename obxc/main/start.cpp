@@ -31,8 +31,6 @@ constexpr int REQUESTS_TIMEOUT_MS = 5000;
 constexpr int EVENTS_TIMEOUT_MS = 100;
 constexpr int JOIN_TIMEOUT_MS = 1000;
 
-char output_buffer[32768];
-
 struct Channels {
     ox_jrpcapi* requests;
     ox_jrpcapi* events;
@@ -186,7 +184,7 @@ int output_finish(int status) {
 
 int run(int argc, char** argv) {
     descriptors_fill();
-    setvbuf(stdout, output_buffer, _IOFBF, sizeof(output_buffer));
+    ox_out_open();
     interrupt_init();
     patience_init();
     Channels channels = {};

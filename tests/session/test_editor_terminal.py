@@ -210,7 +210,9 @@ def test_ctrl_c_covers_nothing_of_a_long_line(open_shell):
     """Wherever the cursor is, the line stays readable and the prompt stands below all of its rows."""
     session = open_shell(columns=40)
     line = "sh echo " + "0123456789" * 9
-    session.send(line + "\x01")
+    session.send(line)
+    session.wait(lambda: session.text().replace("\n", "").endswith(line))
+    session.send("\x01")
     session.wait(lambda: session.cursor()[0] == len("root@obxc:> "))
     session.interrupt()
     session.prompt()
@@ -306,7 +308,6 @@ def check_editing(session, rows):
 
 
 @pytest.mark.parametrize("command, rows", [
-    ("cd a b", ["root@obxc:> cd a b", "syntax: cd [<path>]"]),
     ("sh printf a", ["root@obxc:> sh printf a", "a"]),
     ("sh printf abc", ["root@obxc:> sh printf abc", "abc"]),
     ("sh printf '%59d' 7", ["root@obxc:> sh printf '%59d' 7", " " * 58 + "7"]),
@@ -322,6 +323,60 @@ def test_the_prompt_stands_in_column_0(narrow, command, rows, bottom):
     narrow.send(command + "\r")
     narrow.wait_for(r"(?s)%s\n.*obxc:>$" % re.escape(rows[0]))
     check_editing(narrow, rows)
+
+
+@pytest.mark.parametrize("bottom", [False, True])
+@pytest.mark.parametrize("columns", [100, 60, 40, 18])
+def test_the_prompt_follows_an_own_message_on_its_row(open_shell, daemon, columns, bottom):
+    session = open_shell(columns=columns)
+    if bottom:
+        session.run("sh seq 40")
+    session.send("cd a b\r")
+    message = "syntax: cd [<path>]"
+    line = message + "root@obxc:> "
+    shown = lambda: session.text().replace("\n", "").rstrip()
+    session.wait(lambda: shown().endswith("cd a b" + line.rstrip()), "the prompt")
+    keys = "".join(chr(ord("a") + i % 26) for i in range(2 * columns))
+    session.send(keys)
+    session.wait(lambda: shown().endswith("cd a b" + line + keys), "the keys")
+    session.send("\x01X\x05")
+    session.wait(lambda: shown().endswith("cd a b" + line + "X" + keys), "the X")
+    session.send("\x15")
+    session.wait(lambda: shown().endswith("cd a b" + line.rstrip()), "the prompt again")
+    daemon.send_event(2, {})
+    session.wait(lambda: re.search(r"\[<path>\]\n\nEVENT 2:\n\{\}\n(.*\n)*root@obxc:>$", session.text()) or columns < 60,
+                 "the event below the message")
+    session.send("opt hint maybe\r")
+    session.wait(lambda: shown().endswith("syntax: opt autocomplete|hint on|offroot@obxc:>"), "the next message")
+    session.interrupt()
+    session.wait(lambda: session.line() == "root@obxc:>", "a row of its own")
+    assert session.run("pwd") == ":"
+
+
+def test_no_blanks_are_written_before_a_prompt(shell):
+    shell.settle()
+    start = len(shell.raw)
+    for line in ("pwd", "ls", "opt hint off", "cd Device", "unknown", "", "cat x", "cd a b"):
+        shell.send(line + "\r")
+        shell.settle()
+    shell.send("lua\r")
+    shell.wait_line(r"\S*obxc-lua:\S*>")
+    for line in ("x = 1", "print(x)", "x", "error('e')", "io.write('a\\n')"):
+        shell.send(line + "\r")
+        shell.settle()
+    assert b" " * 50 not in shell.raw[start:]
+
+
+@pytest.mark.parametrize("statement", [
+    "local x = io.write('abc')", "print('x') io.write('abc') io.flush()", "local x = os.execute('printf abc')",
+    "io.stdout:write('abc'):flush()"])
+def test_lua_output_without_a_newline_is_ended(narrow, statement):
+    narrow.send("lua " + statement + "\r")
+    narrow.wait_for(r"^abc\nroot@obxc:>$")
+    narrow.send("lua\r")
+    narrow.wait_line(r"\S*obxc-lua:>")
+    narrow.send(statement + "\r")
+    narrow.wait_for(r"^abc(_.*)?\n(_.*\n)?\S*obxc-lua:>$")
 
 
 def test_the_prompt_of_lua_mode_stands_in_column_0(narrow):

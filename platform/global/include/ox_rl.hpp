@@ -45,8 +45,9 @@ void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]);
 struct ox_rl_async;
 ox_rl_async* ox_rl_async_new(void);
 void ox_rl_async_free(ox_rl_async* editor);
-/// Key-by-key mode on; draws the prompt and the line so far. The prompt is copied. A new prompt starts a row
-/// of its own where the terminal can do that, although output ended without a newline.
+/// Key-by-key mode on; draws the prompt and the line so far. The prompt is copied. A new prompt stands behind
+/// what the program itself wrote without a newline, and starts a row of its own behind what others wrote
+/// (ox_rl_row_unknown), where the terminal can do that.
 void ox_rl_async_prepare(ox_rl_async* editor, const char* prompt);
 /// Gives the terminal back to line mode; the drawn line is wiped so that output starts in column 0, and its
 /// text is kept for the next prepare. After a finished line there is nothing to wipe.
@@ -95,6 +96,11 @@ void ox_rl_echo_on(int fd);
 /// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
 /// the row is left as it is.
 void ox_rl_recover(void);
+/// Another program writes to the terminal: nobody knows where it leaves the cursor.
+void ox_rl_row_unknown(void);
+/// What was written last is somebody else's (a Lua statement's): a row that it has left open is not
+/// continued.
+void ox_rl_row_leave(void);
 /// Ends the row on which the terminal has shown a Ctrl-C, so that the next prompt starts in column 0. Nothing
 /// where input or output is no terminal.
 void ox_rl_end_row(void);

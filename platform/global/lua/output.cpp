@@ -11,6 +11,8 @@
 #include <unistd.h>
 
 #include "context.hpp"
+#include "ox_out.hpp"
+#include "ox_rl.hpp"
 
 namespace {
 
@@ -67,7 +69,7 @@ int print(lua_State* L) {
 /// Shows what was printed so far.
 void show(LuaContext* context) {
     if (context->flags & OX_LUA_STREAM) output_drain(context);
-    if (__fpending(stdout) > 0) fflush(stdout);
+    ox_out_flush();
 }
 
 /// The replaced function: the upvalue. It is called in this call's place, so its errors tell of the caller.
@@ -83,6 +85,7 @@ int call_open(lua_State* L) {
 
 /// io.flush and file:flush: the original, and a streaming context's text goes out.
 int flush(lua_State* L) {
+    ox_out_flush();
     int results = call_original(L);
     LuaContext* context = context_of(L);
     if (context->flags & OX_LUA_STREAM) show(context);
@@ -124,6 +127,7 @@ int read_file(lua_State* L) {
 int run_program(lua_State* L) {
     require_open(L);
     show(context_of(L));
+    ox_rl_row_unknown();
     return call_original(L);
 }
 

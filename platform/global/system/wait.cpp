@@ -4,6 +4,7 @@
 #include <stdio_ext.h>
 #include <time.h>
 
+#include "ox_out.hpp"
 #include "ox_wait.hpp"
 
 namespace {
@@ -13,7 +14,7 @@ void (*leave_hook)(void) = nullptr;
 volatile sig_atomic_t interrupt_noted = 0;
 
 int wait_between_hooks(struct pollfd* fds, nfds_t count, int timeout_ms, const sigset_t* mask) {
-    if (__fpending(stdout) > 0) fflush(stdout);
+    ox_out_flush();
     if (enter_hook) enter_hook();
     struct timespec time = {timeout_ms / 1000, timeout_ms % 1000 * 1000000L};
     int result = ppoll(fds, count, timeout_ms < 0 ? nullptr : &time, mask);

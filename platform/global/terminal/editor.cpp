@@ -10,6 +10,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "ox_out.hpp"
 #include "ox_wait.hpp"
 #include "width.hpp"
 
@@ -33,7 +34,10 @@ void take_line(char* line) {
     guard_off();
     hint_forget();
     typed_forget();
+    row_forget();
     paste_queue_lines(line);
+    fflush(rl_outstream);
+    ox_out_row_ended();
 }
 
 void draw_nothing(void) {}
@@ -54,16 +58,17 @@ void abandon_line(void) {
     editor.keyed = false;
     editor.shown = false;
     editor.fed = -1;
+    row_forget();
     paste_forget();
 }
 
-/// The prompt in its colour, or null when out of memory.
+/// The prompt in its colour, behind what stands on its row; null when out of memory.
 char* coloured(const char* prompt) {
     char start[32] = "";
     size_t length =
         editor.has_colors ? ox_colors_sequence(editor.colors[OX_RL_COLOR_PROMPT], start, sizeof start) : 0;
-    if (length == 0) return strdup(prompt);
-    return ox_str_printf_new("\001%s\002%s\001\033[0m\002", start, prompt);
+    if (length == 0) return ox_str_printf_new("%s%s", row_text(), prompt);
+    return ox_str_printf_new("%s\001%s\002%s\001\033[0m\002", row_text(), start, prompt);
 }
 
 /// Takes a new prompt; true when it differs from the one before.
@@ -218,7 +223,10 @@ void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     editor.keyed = true;
     editor.shown = true;
     guard_before();
+    row_take();
+    rl_prep_terminal(1);
     row_start();
+    take_prompt(handle, prompt);
     editor_install(handle->drawn, take_line);
     guard_on();
 }
@@ -231,8 +239,10 @@ void ox_rl_async_hide(ox_rl_async*) {
         // The line above stays, as after an answer.
         fputs("\r\033[K", stdout);
         completion_forget();
+        row_forget();
     } else {
         rl_clear_visible_line();
+        row_end();
     }
     editor.shown = false;
 }

@@ -31,9 +31,16 @@ extern EditorState editor;
 /// The bounds of the wait for the rest of a key's bytes, where readline reads on by itself.
 inline constexpr int EDITOR_KEY_REST_MS = 1000;
 
-/// Starts a row unless the cursor stands at the start of one, where the terminal can do that: output may have
-/// ended without a newline.
+/// Takes the text of the row that standard output has left open, before anything more is written.
+void row_take(void);
+/// Decides where a new prompt stands, in key mode, before it is drawn.
 void row_start(void);
+/// What stands in front of the prompt, on its row.
+const char* row_text(void);
+/// The drawn prompt was wiped, and what stood in front of it with it: writes that again, on a row of its own.
+void row_end(void);
+/// The drawn prompt stays above.
+void row_forget(void);
 
 /// Draws the line as readline does, and the hint behind it (readline's redisplay function).
 void hint_redisplay(void);

@@ -1,3 +1,4 @@
+#include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -9,6 +10,14 @@
 namespace {
 
 int out_is_terminal = -1;
+char buffer[32768];
+bool has_buffer = false;
+char last_byte = '\n';
+
+/// Bytes at the start of the buffer that were not written yet.
+size_t waiting_size(void) {
+    return has_buffer ? __fpending(stdout) : 0;
+}
 
 /// Bytes from `text` on that are written as they are.
 size_t plain_run(const char* text, size_t size) {
@@ -64,6 +73,33 @@ size_t allowed_size(const char* text, const char* const* allowed) {
 }
 
 }  // namespace
+
+void ox_out_open(void) {
+    has_buffer = setvbuf(stdout, buffer, _IOFBF, sizeof buffer) == 0;
+}
+
+void ox_out_flush(void) {
+    ox_out_row_is_open();
+    if (__fpending(stdout) > 0) fflush(stdout);
+}
+
+bool ox_out_row_is_open(void) {
+    size_t size = waiting_size();
+    if (size > 0) last_byte = buffer[size - 1];
+    return last_byte != '\n';
+}
+
+const char* ox_out_open_row(size_t* size) {
+    size_t start = waiting_size();
+    *size = start;
+    while (start > 0 && buffer[start - 1] != '\n') start--;
+    *size -= start;
+    return buffer + start;
+}
+
+void ox_out_row_ended(void) {
+    last_byte = '\n';
+}
 
 bool ox_out_is_terminal(void) {
     if (out_is_terminal < 0) out_is_terminal = isatty(STDOUT_FILENO);
