@@ -9,8 +9,8 @@
 #include <stddef.h>
 #include <sys/types.h>
 
-/// Creates the file (mode 0600) when it does not exist, leaves it alone otherwise; the way is checked. Returns
-/// 0, or -1 with errno.
+/// Creates the file (mode 0600) when it does not exist, leaves it alone otherwise; the way is checked.
+/// Returns 0, or -1 with errno.
 int ox_fs_touch(const char* path);
 /// Makes these bytes the content of the file, which keeps its owner and mode; otherwise as ox_fs_touch. A
 /// failure may leave part of them.
@@ -23,9 +23,10 @@ void ox_fs_munmap_file(void* data, size_t size);
 /// whole. The way is checked; a link stays, what it leads to is replaced. Returns 0, or -1 with errno and the
 /// old file untouched.
 int ox_fs_replace_file(const char* path, const void* data, size_t size);
-/// Opens the file for reading and writing, created with mode 0600 when there is none, and takes its lock, under
-/// which it may be read and replaced; closing the descriptor gives it back. Where another program keeps the
-/// lock for 2 s, the file is opened without. The way is checked. Returns the descriptor, or -1 with errno.
+/// Opens the file for reading and writing, created with mode 0600 when there is none, and takes its lock,
+/// under which it may be read and replaced; closing the descriptor gives it back. Where another program keeps
+/// the lock for 2 s, the file is opened without. The way is checked. Returns the descriptor, or -1 with
+/// errno.
 int ox_fs_open_locked(const char* path);
 /// Opens the file for reading; the way is checked. Returns the descriptor, or -1 with errno.
 int ox_fs_open_read(const char* path);

@@ -13,10 +13,10 @@ void ox_history_set_secret(bool (*holds_secret)(const char* text));
 /// missing file leaves it empty; the way to it is checked (ox_fs.hpp). Returns 0 or -1 with errno.
 int ox_history_load(const char* path);
 /// Writes entries, oldest first, one a line, to a file of mode 0600 where there was none; the way to it is
-/// checked. A count of 0 or more is for recordings: that many of the most recent, as they were typed, newlines
-/// included; the file keeps its owner and mode. -1 is for the history file: the entries that were added since
-/// it was loaded or written (all, where it was not) go behind the last 1000 that it holds by now, those of
-/// other programs included, under a lock, and none stands there twice in a row. An entry of several lines is
-/// written in one (history.cpp has the form), so that loading gives them back whole; the file is replaced in
-/// one step. Returns 0 or -1 with errno.
+/// checked. A count of 0 or more is for recordings: that many of the most recent, as they were typed,
+/// newlines included; the file keeps its owner and mode. -1 is for the history file: the entries that were
+/// added since it was loaded or written (all, where it was not) go behind the last 1000 that it holds by now,
+/// those of other programs included, under a lock, and none stands there twice in a row. An entry of several
+/// lines is written in one (history.cpp has the form), so that loading gives them back whole; the file is
+/// replaced in one step. Returns 0 or -1 with errno.
 int ox_history_dump(const char* path, int count);

@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "options.hpp"
+
+#include <gtest/gtest.h>
 
 // clang-format off
 

@@ -1,8 +1,8 @@
+#include "device/image.hpp"
+
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <unistd.h>
-
-#include "device/image.hpp"
 
 namespace {
 

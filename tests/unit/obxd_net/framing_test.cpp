@@ -1,7 +1,7 @@
+#include "net/framing.hpp"
+
 #include <gtest/gtest.h>
 #include <string.h>
-
-#include "net/framing.hpp"
 
 namespace {
 

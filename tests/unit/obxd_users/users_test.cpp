@@ -1,8 +1,8 @@
+#include "users/users.hpp"
+
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <unistd.h>
-
-#include "users/users.hpp"
 
 namespace {
 
