@@ -22,8 +22,9 @@ bool token_login = false;
 namespace {
 
 void (*identity_changed)(void) = nullptr;
-/// A token stands on the connection whose user the daemon has not named yet.
-bool token_under_check = false;
+/// The daemon is being told who the session is: a jump out of the exchange leaves open whom it takes it for.
+bool in_doubt = false;
+constexpr int RECOVER_TIMEOUT_MS = 200;
 
 void wipe_and_free(char* text) {
     if (!text) return;
@@ -62,19 +63,30 @@ void set_relogin(bool on) {
 /// user's but a guest's, whose token was not known: it counts as none.
 bool login_with_token(const char* token) {
     if (!token || !*token) return false;
-    token_under_check = true;
     set_token(token);
     JsonRef user(ox_confapi_getconfig("Device.Users.CurrentUser"));
     if (json_string_length(user) == 0) {
         set_token("");
-        token_under_check = false;
         return false;
     }
-    token_under_check = false;
     set_relogin(false);
     token_login = true;
     set_auth_state(json_string_value(user), nullptr);
     return true;
+}
+
+/// Makes the session a guest's and tells the daemon, unless it knows by the token that is no longer sent.
+int end_session() {
+    in_doubt = true;
+    set_auth_state(nullptr, nullptr);
+    int result = 0;
+    if (token_login) {
+        set_token("");
+    } else {
+        result = ox_jrpcapi_logout(request_channel);
+    }
+    in_doubt = false;
+    return result;
 }
 
 }  // namespace
@@ -85,6 +97,8 @@ void identity_on_change(void (*changed)(void)) {
 
 void set_auth_state(const char* user, const char* password) {
     store_identity(user, password);
+    if (user) in_doubt = false;
+    system_access = false;
     system_access = current_user && read_system_access();
     colour_apply(colour_scheme);
     prompt_rebuild();
@@ -92,6 +106,7 @@ void set_auth_state(const char* user, const char* password) {
 }
 
 int login_with(const char* login, const char* password) {
+    in_doubt = true;
     if (ox_jrpcapi_login(request_channel, login, password) == 0) {
         const char* earlier_token = ox_jrpcapi_get_auth(request_channel);
         if (earlier_token && *earlier_token) set_token("");
@@ -101,18 +116,16 @@ int login_with(const char* login, const char* password) {
         return 0;
     }
     if (login_with_token(login)) return 0;
-    logout_session();
+    end_session();
     set_auth_state(nullptr, nullptr);
     return -1;
 }
 
 int logout_session(void) {
-    set_auth_state(nullptr, nullptr);
-    if (token_login) {
-        set_token("");
-        return 0;
-    }
-    return ox_jrpcapi_logout(request_channel);
+    int result = end_session();
+    // What was fetched on the way there is what the old user could see.
+    if (identity_changed) identity_changed();
+    return result;
 }
 
 void try_login(void) {
@@ -128,9 +141,20 @@ void try_login(void) {
 }
 
 void identity_recover(void) {
-    if (!token_under_check) return;
-    token_under_check = false;
-    set_token("");
+    if (in_doubt) {
+        in_doubt = false;
+        store_identity(nullptr, nullptr);
+        system_access = false;
+        set_token("");
+        set_relogin(false);
+        // Answered behind what was cut off, and by nobody awaited: a daemon that is stuck gets it later.
+        MsgRef message(ox_jrpcmsg_create_new("Logout", nullptr));
+        int timeout = ox_jrpcapi_get_timeout(request_channel);
+        ox_jrpcapi_set_timeout(request_channel, RECOVER_TIMEOUT_MS);
+        if (ox_jrpcapi_socket(request_channel)) ox_jrpcapi_send(request_channel, message);
+        ox_jrpcapi_set_timeout(request_channel, timeout);
+    }
+    colour_apply(colour_scheme);
 }
 
 void identity_free(void) {

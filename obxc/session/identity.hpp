@@ -18,13 +18,13 @@ void identity_on_change(void (*changed)(void));
 /// Logs in by name, or, when that fails, with `login` as a token. `password` may be null. Returns 0, else
 /// non-zero.
 int login_with(const char* login, const char* password);
-/// Returns 0 or the daemon's answer to the logout.
+/// Returns 0 or the daemon's answer to the logout. Those who wait for changes are told once more behind it.
 int logout_session(void);
 /// Stores the identity (null: guest) and refreshes what depends on it.
 void set_auth_state(const char* user, const char* password);
 /// Default login as the operating-system user, over the local socket only.
 void try_login(void);
-/// Removes a token whose check was cut off by a jump from the connection.
+/// After a jump: a login or logout that was cut off ends as a guest's session, at the daemon too.
 void identity_recover(void);
 /// Releases the stored texts, at the end of the program.
 void identity_free(void);

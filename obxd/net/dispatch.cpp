@@ -14,13 +14,11 @@ namespace {
 using StoreMethod = Answer (Store::*)(const Caller&, const json_t*);
 using Handler = void (*)(Request&);
 
-enum Role { GUEST, USER, ADMIN };
-
 struct MethodRow {
     const char* name;
     StoreMethod store;  ///< answered by the store, which knows who may do what
     Handler handler;
-    Role role;  ///< the least role that may call the handler
+    Rank least;  ///< that may call the handler
 };
 
 Answer set_values(Store& store, const Caller& caller, const json_t* params, bool raw) {
@@ -36,26 +34,26 @@ void raw_set_parameter_values(Request& request) {
 }
 
 constexpr MethodRow METHODS[] = {
-    {"GetParameterValues", &Store::get_values, nullptr, GUEST},
-    {"SetParameterValues", nullptr, set_parameter_values, GUEST},
-    {"RawSetParameterValues", nullptr, raw_set_parameter_values, GUEST},
-    {"GetParameterNames", &Store::get_names, nullptr, GUEST},
-    {"GetParameterAttributes", &Store::get_attributes, nullptr, GUEST},
-    {"GetDataModel", &Store::get_data_model, nullptr, GUEST},
-    {"GetConfig", &Store::get_config, nullptr, GUEST},
-    {"Select", &Store::select, nullptr, GUEST},
-    {"AddObject", &Store::add_object, nullptr, GUEST},
-    {"DeleteObject", &Store::delete_object, nullptr, GUEST},
-    {"Execute", nullptr, device_execute, GUEST},
-    {"JoinGroup", nullptr, session_join, GUEST},
-    {"LeaveGroup", nullptr, session_leave, GUEST},
-    {"Login", nullptr, session_login, GUEST},
-    {"Logout", nullptr, session_logout, GUEST},
-    {"SaveConfig", nullptr, device_save_config, USER},
-    {"Reboot", nullptr, device_reboot, USER},
-    {"FactoryReset", nullptr, device_factory_reset, ADMIN},
-    {"Download", nullptr, device_download, ADMIN},
-    {"Upload", nullptr, device_upload, ADMIN},
+    {"GetParameterValues", &Store::get_values, nullptr, RANK_GUEST},
+    {"SetParameterValues", nullptr, set_parameter_values, RANK_GUEST},
+    {"RawSetParameterValues", nullptr, raw_set_parameter_values, RANK_GUEST},
+    {"GetParameterNames", &Store::get_names, nullptr, RANK_GUEST},
+    {"GetParameterAttributes", &Store::get_attributes, nullptr, RANK_GUEST},
+    {"GetDataModel", &Store::get_data_model, nullptr, RANK_GUEST},
+    {"GetConfig", &Store::get_config, nullptr, RANK_GUEST},
+    {"Select", &Store::select, nullptr, RANK_GUEST},
+    {"AddObject", &Store::add_object, nullptr, RANK_GUEST},
+    {"DeleteObject", &Store::delete_object, nullptr, RANK_GUEST},
+    {"Execute", nullptr, device_execute, RANK_GUEST},
+    {"JoinGroup", nullptr, session_join, RANK_GUEST},
+    {"LeaveGroup", nullptr, session_leave, RANK_GUEST},
+    {"Login", nullptr, session_login, RANK_GUEST},
+    {"Logout", nullptr, session_logout, RANK_GUEST},
+    {"SaveConfig", nullptr, device_save_config, RANK_USER},
+    {"Reboot", nullptr, device_reboot, RANK_USER},
+    {"FactoryReset", nullptr, device_factory_reset, RANK_ADMIN},
+    {"Download", nullptr, device_download, RANK_ADMIN},
+    {"Upload", nullptr, device_upload, RANK_ADMIN},
 };
 
 const MethodRow* find_method(const char* name) {
@@ -63,11 +61,6 @@ const MethodRow* find_method(const char* name) {
         if (strcmp(row.name, name) == 0) return &row;
     }
     return nullptr;
-}
-
-Role role_of(const Caller& caller) {
-    if (caller.role == "admin" || caller.role == "system") return ADMIN;
-    return caller.role == "user" ? USER : GUEST;
 }
 
 int append_bytes(const char* data, size_t size, void* text) {
@@ -136,7 +129,8 @@ Reply make_reply(Server& server, Connection& c, json_t* id) {
     };
 }
 
-// The user of the request's token, or of the connection. False when the token is not known.
+// The user of the request's token, whose acceptance ends the connection's own login, or of the connection.
+// False when the token is not known.
 bool find_caller(Server& server, Connection& c, const json_t* auth, Caller& caller) {
     if (!auth || json_string_length(auth) == 0) {
         caller = c.caller;
@@ -144,8 +138,10 @@ bool find_caller(Server& server, Connection& c, const json_t* auth, Caller& call
     }
     const User* user =
         users_by_token(server.users, std::string_view(json_string_value(auth), json_string_length(auth)));
-    if (user) caller = caller_of(*user);
-    return user != nullptr;
+    if (!user) return false;
+    c.caller = Caller();
+    caller = caller_of(*user);
+    return true;
 }
 
 void answer_request(Server& server, Connection& c, const MethodRow& row, const Caller& caller,
@@ -158,12 +154,12 @@ void answer_request(Server& server, Connection& c, const MethodRow& row, const C
             answer_drop(answer);
         return;
     }
-    if (role_of(caller) < row.role) {
+    if (caller_rank(caller) < row.least) {
         if (id)
             send_answer(
                 c, id,
                 answer_fault(FAULT_REQUEST_DENIED, std::string(row.name) + " needs a login" +
-                                                       (row.role == ADMIN ? " as administrator" : "")));
+                                                       (row.least == RANK_ADMIN ? " as administrator" : "")));
         return;
     }
     c.busy = true;

@@ -79,8 +79,8 @@ void session_login(Request& request) {
         !read_text(json_object_get(request.params, "Password"), password))
         return request.reply(
             answer_fault(FAULT_INVALID_ARGUMENTS, "\"Login\" and \"Password\" must be texts or null"));
-    if (password && login) return login_with_password(request, login, password);
-    if (password) return request.reply(answer_fault(FAULT_REQUEST_DENIED, "A password needs a login name"));
+    if (!login || !*login) return request.reply(answer_fault(FAULT_REQUEST_DENIED, "A login needs a name"));
+    if (password) return login_with_password(request, login, password);
     std::string reason;
     const User* user = login_without_password(request.server.users, request.connection.peer, login, reason);
     if (!user) return request.reply(answer_fault(FAULT_REQUEST_DENIED, reason));

@@ -84,7 +84,6 @@ using Impl = Store::Impl;
 // Faults (impl.cpp)
 const char* fault_text(int code);
 Answer fault(int code, std::string detail = {});
-int caller_rank(const Caller& caller);
 
 // The tree of values (tree.cpp)
 std::unique_ptr<Node> node_new(Schema* schema, Node* parent, bool instance);

@@ -14,10 +14,9 @@
 
 #include "owners.hpp"
 #include "ox_tr.hpp"
+#include "store.hpp"
 
 namespace obxd {
-
-enum Rank : uint8_t { RANK_GUEST, RANK_USER, RANK_ADMIN, RANK_SYSTEM };
 
 struct regex_drop {
     void operator()(regex_t* regex) const {
@@ -103,10 +102,6 @@ Schema* schema_child(const Schema* parent, std::string_view name);
 
 /// Adds a child; null when the name is taken.
 Schema* schema_add(Schema* parent, std::string_view name);
-
-/// The text of a rank as model files write it, and back (-1 when unknown).
-const char* rank_text(int rank);
-int rank_parse(const char* text);
 
 /// True when the value is one of the choices.
 bool choices_hold(const Limits& limits, const json_t* value);

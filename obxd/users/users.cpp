@@ -16,8 +16,8 @@ bool wrong(std::string& error, const std::string& file, const std::string& what)
     return false;
 }
 
-bool is_role(std::string_view role) {
-    return role == "user" || role == "admin" || role == "system";
+bool is_role(const char* role) {
+    return rank_parse(role) > RANK_GUEST;
 }
 
 bool read_tokens(const json_t* tokens, User& user) {
@@ -131,19 +131,17 @@ std::string system_user_name(uid_t uid) {
     return found->pw_name;
 }
 
-const User* login_without_password(const Users& users, const Peer& peer, const char* login,
+const User* login_without_password(const Users& users, const Peer& peer, const std::string& login,
                                    std::string& reason) {
     if (!peer.local) {
         reason = "A password is needed over the network";
         return nullptr;
     }
-    std::string own = !login || peer.uid != 0 ? system_user_name(peer.uid) : "";
-    std::string name = login ? login : own;
-    if (login && peer.uid != 0 && name != own) {
+    if (peer.uid != 0 && login != system_user_name(peer.uid)) {
         reason = "A password is needed";
         return nullptr;
     }
-    const User* user = users_find(users, name);
+    const User* user = users_find(users, login);
     if (!user) reason = "Unknown user";
     return user;
 }

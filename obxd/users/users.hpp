@@ -50,9 +50,8 @@ struct Peer {
 };
 
 /// The rule of a login without a password: only over the local socket, and only as the user that owns the
-/// peer process, or as any user when the peer is root. A null `login` means the peer's own name. Null when
-/// it is refused; `reason` then says why.
-const User* login_without_password(const Users& users, const Peer& peer, const char* login,
+/// peer process, or as any user when the peer is root. Null when it is refused; `reason` then says why.
+const User* login_without_password(const Users& users, const Peer& peer, const std::string& login,
                                    std::string& reason);
 
 }  // namespace obxd

@@ -1,5 +1,7 @@
 """Who is logged in, and how the prompt shows it."""
 
+import signal
+
 import pytest
 
 import harness
@@ -85,3 +87,92 @@ def test_without_colours(daemon, terminal):
         shell = terminal(daemon=daemon, env=harness.environment(**extra))
         shell.prompt()
         assert b"38;" not in shell.raw and b"\x1b[3" not in shell.raw
+
+
+def who(shell):
+    """Whom the daemon takes the shell's session for."""
+    return shell.run("cat :Device.Users.CurrentUser").split("=")[-1].strip()
+
+
+REFUSED = "[9001] Request denied: SaveConfig needs a login"
+
+
+def test_a_token_leaves_no_login_behind_it(shell):
+    """A guest's prompt is never over another's session."""
+    assert who(shell) == "'root'"
+    assert shell.run("login user-token -p x") == ""
+    assert shell.line() == "user@obxc:>"
+    assert who(shell) == "'user'"
+    assert shell.run("logout") == ""
+    assert shell.line() == "obxc:>"
+    assert shell.run("save") == REFUSED
+    for words in ("admin-token -p x", "wrong -p x"):
+        answer = shell.run("login " + words)
+    assert answer.split("\n")[-1] == "Failed to authenticate user"
+    assert shell.line() == "obxc:>"
+    assert shell.run("save") == REFUSED
+    assert shell.run("login user -p user") == ""
+    assert who(shell) == "'user'"
+
+
+@pytest.mark.parametrize("user", [None, ""])
+def test_login_without_a_name_is_nobodys(obxd, terminal, user):
+    shell = terminal(daemon=obxd, env=harness.environment(USER=user))
+    shell.prompt()
+    assert shell.run("login") == "Failed to authenticate user"
+    assert shell.line() == "obxc:>"
+    assert shell.run("save") == REFUSED
+
+
+def test_login_with_a_name_in_the_environment(obxd, terminal):
+    shell = terminal(daemon=obxd, env=harness.environment(USER="user"))
+    shell.prompt()
+    assert shell.run("login") == ""
+    assert shell.line() == "user@obxc:>"
+    assert who(shell) == "'user'"
+
+
+@pytest.mark.parametrize("token, leave", [
+    (False, "logout"), (True, "logout"), (False, "login x -p y"), (True, "login x -p y"),
+])
+def test_nothing_is_shown_that_the_user_before_could_see(scripted, terminal, token, leave):
+    inside = False
+
+    def answer(request, connection):
+        nonlocal inside
+        method, params = request["method"], request.get("params") or {}
+        if method == "Login" and (params["Login"] == "x" or token):
+            return ScriptedDaemon.error(9001, "Request denied")
+        inside = (inside or method == "Login") and method != "Logout"
+        known = request.get("auth") == "key" if token else inside and not request.get("auth")
+        if method == "GetParameterValues" and params["ParameterNames"] == ["Device.Users.CurrentUser"] and known:
+            return ScriptedDaemon.result({"ParameterList": [{"Name": "Device.Users.CurrentUser", "Value": "ann"}]})
+        if method == "GetParameterAttributes":
+            names = ["Open."] + (["Secret."] if known else [])
+            return ScriptedDaemon.result({"ParameterList": [
+                {"Name": name, "Attributes": {"type": "object"}} for name in names]})
+        return ScriptedDaemon.result({})
+
+    shell = terminal("-a", "key" if token else "ann:pw", daemon=scripted(answer))
+    shell.wait_line("ann@obxc:>")
+    assert shell.run("ls").split() == ["Open.", "Secret."]
+    shell.run(leave)
+    assert shell.line() == "obxc:>"
+    assert shell.run("ls").split() == ["Open."]
+
+
+@pytest.mark.parametrize("line", ["logout", "login admin -p admin"])
+def test_ctrl_c_leaves_nobody_logged_in_behind_a_guests_prompt(obxd, shell, line):
+    obxd.process.send_signal(signal.SIGSTOP)
+    try:
+        shell.send(line + "\r")
+        shell.settle()
+        shell.interrupt()
+        shell.wait_line("obxc:>")
+    finally:
+        obxd.process.send_signal(signal.SIGCONT)
+    assert who(shell) == "''"
+    assert shell.run("save") == REFUSED
+    assert shell.run("login admin -p admin") == ""
+    assert shell.line() == "admin@obxc:>"
+    assert shell.run("save") == "Status: OK"

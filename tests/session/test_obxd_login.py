@@ -60,11 +60,16 @@ def test_a_failed_login_leaves_the_session_as_it_was(guest):
 @pytest.mark.parametrize("params,code,detail", [
     ({"Login": 1}, 9003, '"Login" and "Password" must be texts or null'),
     ({"Login": "admin", "Password": False}, 9003, '"Login" and "Password" must be texts or null'),
-    ({"Login": None, "Password": "x"}, 9001, "A password needs a login name"),
+    ({"Login": None, "Password": "x"}, 9001, "A login needs a name"),
+    ({"Login": None, "Password": None}, 9001, "A login needs a name"),
+    ({"Login": "", "Password": None}, 9001, "A login needs a name"),
+    ({"Login": "", "Password": "x"}, 9001, "A login needs a name"),
+    ({}, 9001, "A login needs a name"),
     ({"Login": "stranger", "Password": None}, 9001, "Unknown user"),
 ])
 def test_logins_that_make_no_sense(guest, params, code, detail):
     assert fault(guest.request("Login", params)) == (code, detail)
+    assert identity(guest) == ("", False)
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="needs root as the peer")
@@ -72,17 +77,13 @@ def test_root_may_be_anybody_without_a_password(guest):
     for user, access in (("root", True), ("user", False), ("admin", True)):
         assert "result" in guest.login(user)
         assert identity(guest) == (user, access)
-    assert "result" in guest.request("Login", {"Login": None, "Password": None})
-    assert identity(guest) == ("root", True)
-    assert "result" in guest.request("Login")
-    assert identity(guest) == ("root", True)
 
 
 AS_OTHER = """
 import json, socket, sys
 connection = socket.socket(socket.AF_UNIX)
 connection.connect(sys.argv[1])
-for login in (None, "nobody", "root", "admin"):
+for login in ("nobody", None, "root", "admin"):
     request = {"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": login, "Password": None}}
     connection.sendall(json.dumps(request).encode())
     print(connection.recv(4096).decode().strip())
@@ -99,7 +100,7 @@ def test_other_users_of_the_host_are_only_themselves(tmp_path):
     done = subprocess.run(["/usr/bin/python3", "-c", AS_OTHER, obxd.socket], capture_output=True, text=True,
                           user=nobody.pw_uid, group=nobody.pw_gid, cwd="/")
     answers = [json.loads(line) for line in done.stdout.splitlines()]
-    assert ["result" in answer for answer in answers] == [True, True, False, False], done
+    assert ["result" in answer for answer in answers] == [True, False, False, False], done
     assert fault(answers[2]) == (9001, "A password is needed")
     # Whoever started the daemon is known without being named in the users file.
     assert identity(obxd.client()) == ("root", True)
@@ -109,7 +110,7 @@ def test_other_users_of_the_host_are_only_themselves(tmp_path):
 def test_over_tcp_a_password_is_needed(obxd):
     client = tcp_client(obxd)
     assert fault(client.login("root")) == (9001, "A password is needed over the network")
-    assert fault(client.request("Login")) == (9001, "A password is needed over the network")
+    assert fault(client.request("Login")) == (9001, "A login needs a name")
     assert "result" in client.login("admin", "admin")
     assert identity(client) == ("admin", True)
     client.close()
@@ -126,6 +127,39 @@ def test_a_token_is_good_for_its_request_only(guest):
     assert who(None) == ["", False]
     assert who("") == ["", False]
     assert fault(guest.request("GetParameterValues", read, auth="wrong")) == (9001, "Unknown token")
+
+
+def test_an_accepted_token_ends_the_login_of_its_connection(guest):
+    read = {"ParameterNames": ["Device.Users.CurrentUser"]}
+    guest.login("admin", "admin")
+    assert fault(guest.request("GetParameterValues", read, auth="wrong")) == (9001, "Unknown token")
+    assert "result" in guest.request("GetParameterValues", read, auth="")
+    assert identity(guest) == ("admin", True)
+    # However the request itself ends, and as a notification too.
+    for request in ({"method": "Login", "params": {"Login": None}, "id": 1}, {"method": "GetParameterValues"}):
+        guest.login("admin", "admin")
+        guest.send({"jsonrpc": "2.0", "auth": "user-token", **request})
+        if "id" in request:
+            assert "error" in guest.receive()
+        assert identity(guest) == ("", False)
+    assert "error" in guest.request("SaveConfig")
+    assert "result" in guest.request("Login", {"Login": "admin", "Password": "admin"}, auth="user-token")
+    assert identity(guest) == ("admin", True)
+
+
+def test_one_ladder_of_roles(tmp_path):
+    """Who may set what a model leaves to the system may also do what methods leave to an administrator."""
+    users = tmp_path / "users.json"
+    users.write_text(json.dumps({"users": [{"name": "helper", "role": "user", "system_access": True},
+                                           {"name": "plain", "role": "user"}, {"name": "chief", "role": "system"}]}))
+    obxd = daemon("--users", str(users))
+    for name, allowed in (("helper", True), ("plain", False), ("chief", True)):
+        client = obxd.client(login=name)
+        assert ("result" in client.set("Device.DeviceInfo.Private", name)) == allowed
+        assert ("result" in client.request("FactoryReset")) == allowed
+        assert "result" in client.request("SaveConfig")
+        client.close()
+    obxd.close()
 
 
 def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):

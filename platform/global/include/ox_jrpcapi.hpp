@@ -78,8 +78,8 @@ void ox_jrpcapi_lose_event(void);
 /// socket error. A connection that had been lost is reconnected. A login that succeeds removes the token.
 int ox_jrpcapi_login(ox_jrpcapi* api, const char* login, const char* password);
 int ox_jrpcapi_logout(ox_jrpcapi* api);
-/// Sends `token` as "auth" with every later request; "" removes it. The other arguments are reserved: 0, 0
-/// and 5000.
+/// Sends `token` as "auth" with every later request; "" removes it. Once the daemon has accepted it the
+/// connection's login by name is over. The other arguments are reserved: 0, 0 and 5000.
 void ox_jrpcapi_set_auth(ox_jrpcapi* api, int kind, const char* token, int flags, int timeout_ms);
 /// The token sent as "auth", or null.
 const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api);

@@ -44,7 +44,7 @@ struct ox_jrpcapi {
     char* auth;
     char* login;  ///< of the last login by name
     char* password;
-    bool logged_in;        ///< that login succeeded and no logout followed
+    bool logged_in;        ///< that login succeeded; no logout and no accepted token followed
     bool answered;         ///< a message has come from the other side
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection

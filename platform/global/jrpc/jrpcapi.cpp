@@ -9,7 +9,7 @@
 
 namespace {
 
-enum { DEFAULT_TIMEOUT_MS = 5000 };
+enum { DEFAULT_TIMEOUT_MS = 5000, REQUEST_DENIED = 9001 };
 
 ox_jrpcapi* first_connection = nullptr;
 void (*mismatch_hook)(ox_jrpcapi*) = nullptr;
@@ -163,6 +163,12 @@ void note_unanswered(ox_jrpcapi* api, json_t* id) {
     json_array_append(api->unanswered, id);
 }
 
+/// An accepted token ends the connection's login by name at the daemon, which refuses any other.
+bool carries_token(const ox_jrpcapi* api, const ox_jrpcmsg* message) {
+    const json_t* own = json_object_get(message->json, "auth");
+    return own ? json_string_length(own) > 0 : api->auth != nullptr;
+}
+
 /// One exchange on a connection that is there.
 int exchange(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     ox_jrpcmsg_set_result_new(message, nullptr);
@@ -177,6 +183,7 @@ int exchange(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     if (!response) return api->error;
     ox_jrpcmsg_take_response(message, response);
     json_decref(response);
+    if (carries_token(api, message) && message->error_code != REQUEST_DENIED) api->logged_in = false;
     return api->error = OX_SOCKET_OK;
 }
 

@@ -429,15 +429,19 @@ struct Relogin {
     uint32_t flags;
     bool refuse;
     bool logout;
+    const char* token_answer;  // to a request with a token; null: there is none
     bool expected;
 };
 
 TEST(JrpcApi, LogsInAgainOnlyWhereItShould) {
     const Relogin rows[] = {
-        {"after a login", 1, false, false, true},
-        {"flag cleared", 0, false, false, false},
-        {"login refused", 1, true, false, false},
-        {"logged out", 1, false, true, false},
+        {"after a login", 1, false, false, nullptr, true},
+        {"flag cleared", 0, false, false, nullptr, false},
+        {"login refused", 1, true, false, nullptr, false},
+        {"logged out", 1, false, true, nullptr, false},
+        {"token accepted", 1, false, false, R"("result":{})", false},
+        {"token accepted, request refused", 1, false, false, R"("error":{"code":9005})", false},
+        {"token unknown", 1, false, false, R"("error":{"code":9001})", true},
     };
     for (const Relogin& row : rows) {
         TempDir dir;
@@ -448,6 +452,10 @@ TEST(JrpcApi, LogsInAgainOnlyWhereItShould) {
             peer.say(row.refuse ? R"({"jsonrpc":"2.0","id":1,"error":{"code":9001,"message":"no"}})"
                                 : R"({"jsonrpc":"2.0","id":1,"result":{}})");
             if (row.logout) peer.serve();
+            if (row.token_answer) {
+                peer.line();
+                peer.say(std::string(R"({"jsonrpc":"2.0","id":2,)") + row.token_answer + "}");
+            }
             peer.close();
             Peer second = self.accept();
             again = second.serve().find("Login") != std::string::npos;
@@ -460,6 +468,11 @@ TEST(JrpcApi, LogsInAgainOnlyWhereItShould) {
             EXPECT_EQ(ox_jrpcapi_logout(api), 0) << row.name;
         }
         MsgRef message = request();
+        if (row.token_answer) {
+            ox_jrpcapi_set_auth(api, 0, "token", 0, 5000);
+            EXPECT_EQ(ox_jrpcapi_exec(api, message), 0) << row.name;
+            ox_jrpcapi_set_auth(api, 0, "", 0, 5000);
+        }
         if (ox_jrpcapi_exec(api, message) == OX_SOCKET_ECLOSED) ox_jrpcapi_exec(api, message);
         EXPECT_EQ(message->error_code, 0) << row.name;
         daemon.join();

@@ -88,20 +88,19 @@ TEST(Login, WithoutAPassword) {
     } rows[] = {
         {root, "root", "root", ""},
         {root, "ann", "ann", ""},
-        {root, nullptr, "root", ""},
         {root, "unknown", nullptr, "Unknown user"},
         {root, "", nullptr, "Unknown user"},
         {nobody, "nobody", "nobody", ""},
-        {nobody, nullptr, "nobody", ""},
+        {nobody, "", nullptr, "A password is needed"},
         {nobody, "root", nullptr, "A password is needed"},
         {nobody, "unknown", nullptr, "A password is needed"},
         {remote, "root", nullptr, "A password is needed over the network"},
-        {remote, nullptr, nullptr, "A password is needed over the network"},
+        {remote, "", nullptr, "A password is needed over the network"},
     };
     for (const auto& row : rows) {
         std::string reason;
         const User* user = login_without_password(users, row.peer, row.login, reason);
-        EXPECT_EQ(user, row.user ? users_find(users, row.user) : nullptr) << (row.login ? row.login : "null");
+        EXPECT_EQ(user, row.user ? users_find(users, row.user) : nullptr) << row.login;
         EXPECT_EQ(reason, row.reason);
     }
 }

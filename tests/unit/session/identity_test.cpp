@@ -24,6 +24,8 @@ uint32_t flags = OX_JRPCAPI_RELOGIN;
 int login_result;
 int logout_result;
 int socket_kind = OX_SOCKET_LOCAL;
+bool connected = true;
+int timeout = 5000;
 std::map<std::string, const char*> values;  // path to JSON text
 std::string typed;
 size_t typed_at;
@@ -60,7 +62,19 @@ void ox_jrpcapi_set_flags(ox_jrpcapi*, uint32_t value) {
     flags = value;
 }
 ox_socket* ox_jrpcapi_socket(ox_jrpcapi*) {
-    return nullptr;
+    static char there;
+    return connected ? reinterpret_cast<ox_socket*>(&there) : nullptr;
+}
+int ox_jrpcapi_get_timeout(const ox_jrpcapi*) {
+    return timeout;
+}
+void ox_jrpcapi_set_timeout(ox_jrpcapi*, int ms) {
+    timeout = ms;
+}
+int ox_jrpcapi_send(ox_jrpcapi*, ox_jrpcmsg* message) {
+    EXPECT_LT(timeout, 1000);
+    calls += std::string("send(") + json_string_value(json_object_get(message->json, "method")) + ") ";
+    return 0;
 }
 int ox_socket_type(const ox_socket*) {
     return socket_kind;
@@ -218,7 +232,7 @@ TEST_F(Identity, Logout) {
     logout_result = 9002;
     Outcome o = observe([] { return logout_session(); });
     EXPECT_EQ(o.result, 9002);
-    EXPECT_EQ(o.calls, "colours changed logout ");
+    EXPECT_EQ(o.calls, "colours changed logout changed ");
     EXPECT_EQ(user(), "null/null");
 }
 
@@ -228,27 +242,64 @@ TEST_F(Identity, LogoutAfterATokenTellsNobody) {
     login_with("t0k3n", nullptr);
     Outcome o = observe([] { return logout_session(); });
     EXPECT_EQ(o.result, 0);
-    EXPECT_EQ(o.calls, "colours changed auth() ");
+    EXPECT_EQ(o.calls, "colours changed auth() changed ");
     EXPECT_EQ(user(), "null/null");
     EXPECT_TRUE(token_login);  // left as it is
 }
 
-TEST_F(Identity, ATokenWhoseCheckWasCutOffIsTakenBack) {
+/// Runs `function`, which a jump leaves on its way, and the recovery from it.
+template <typename Function>
+Outcome cut_off_in(Function function) {
+    return observe([&] {
+        sigjmp_buf here;
+        if (sigsetjmp(here, 1) == 0) {
+            cut_off = &here;
+            function();
+            ADD_FAILURE() << "not reached";
+        }
+        cut_off = nullptr;
+        identity_recover();
+        return 0;
+    });
+}
+
+TEST_F(Identity, WhatWasCutOffEndsAsAGuestsSession) {
     login_result = 9001;
     values["Device.Users.CurrentUser"] = "\"bob\"";
     login_with("t0k3n", nullptr);
-    identity_recover();
-    EXPECT_EQ(sent_token, "t0k3n") << "it was checked";
-    sigjmp_buf here;
-    if (sigsetjmp(here, 1) == 0) {
-        cut_off = &here;
-        login_with("other", nullptr);
-        FAIL() << "not reached";
-    }
-    cut_off = nullptr;
-    EXPECT_EQ(sent_token, "other");
-    identity_recover();
+    EXPECT_EQ(observe([] { return identity_recover(), 0; }).calls, "colours(root) ") << "it was checked";
+    EXPECT_EQ(sent_token, "t0k3n");
+    Outcome o = cut_off_in([] { login_with("other", "x"); });
+    EXPECT_EQ(o.calls, "login(other,x) auth(other) auth() send(Logout) colours ");
+    EXPECT_EQ(user(), "null/null");
     EXPECT_EQ(sent_token, "");
+    EXPECT_EQ(timeout, 5000);
+    EXPECT_EQ(observe([] { return identity_recover(), 0; }).calls, "colours ") << "once is enough";
+}
+
+TEST_F(Identity, ALogoutThatWasCutOffIsALogout) {
+    login_with("admin", "secret");
+    identity_on_change([] { siglongjmp(*cut_off, 1); });
+    Outcome o = cut_off_in([] { logout_session(); });
+    EXPECT_EQ(o.calls, "colours auth() send(Logout) colours ");
+    EXPECT_EQ(user(), "null/null");
+    EXPECT_EQ(flags, static_cast<uint32_t>(OX_JRPCAPI_SSL)) << "a reconnection brings nobody back";
+    EXPECT_FALSE(system_access);
+    identity_on_change([] { calls += "changed "; });
+    login_with("admin", "secret");
+    connected = false;
+    identity_on_change([] { siglongjmp(*cut_off, 1); });
+    o = cut_off_in([] { logout_session(); });
+    EXPECT_EQ(o.calls, "colours auth() colours ") << "a lost connection has no login";
+    connected = true;
+}
+
+TEST_F(Identity, ALoginThatWasCutOffBehindTheAnswerIsALogin) {
+    Outcome o = cut_off_in([] { login_with("admin", "secret"); });
+    EXPECT_EQ(o.calls, "login(admin,secret) quiet colours ")
+        << "without the colours of a root that may be none";
+    EXPECT_EQ(user(), "admin/secret");
+    EXPECT_FALSE(system_access);
 }
 
 TEST_F(Identity, DefaultLogin) {
@@ -334,7 +385,7 @@ TEST_F(Identity, LogoutCommand) {
     EXPECT_EQ(o.calls, "");
     o = command(logout_command, "logout", {});
     EXPECT_EQ(o.result, 0);
-    EXPECT_EQ(o.calls, "colours changed logout ");
+    EXPECT_EQ(o.calls, "colours changed logout changed ");
 }
 
 TEST_F(Identity, LoginIfGuest) {
