@@ -163,15 +163,24 @@ void identity_free(void) {
 
 namespace {
 
+void show(const char* question) {
+    fputs(question, stdout);
+    fflush(stdout);
+}
+
 /// One line of standard input without its newline, byte by byte as the editor does, so that neither takes
-/// what the other should read. The wait may be left by a jump.
-char* read_line() {
+/// what the other should read. The wait may be left by a jump. `question` is shown again when the program was
+/// stopped meanwhile.
+char* read_line(const char* question) {
     size_t size = 0;
     size_t length = 0;
     char* line = nullptr;
     for (;;) {
         struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-        if (!ox_rl_pending() && ox_wait_poll(&input, 1, -1) < 0) continue;
+        if (!ox_rl_pending() && ox_wait_poll(&input, 1, -1) < 0) {
+            if (ox_rl_echo_resumed()) show(question);
+            continue;
+        }
         int byte = ox_rl_getch();
         if (byte < 0 && length == 0) {
             free(line);
@@ -200,11 +209,12 @@ char* read_line() {
 char* password_prompt(const char* format, ...) {
     va_list args;
     va_start(args, format);
-    vprintf(format, args);
+    char question[512];
+    vsnprintf(question, sizeof(question), format, args);
     va_end(args);
     ox_rl_echo_off(STDIN_FILENO);  // before the prompt is seen, so that no quick hand is echoed
-    fflush(stdout);
-    char* line = read_line();
+    show(question);
+    char* line = read_line(question);
     ox_rl_echo_on(STDIN_FILENO);
     fputc('\n', stdout);
     return line;

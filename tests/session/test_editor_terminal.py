@@ -149,6 +149,55 @@ def test_stop_and_continue(daemon, terminal):
     session.wait_line(r"outer\$")
 
 
+@pytest.fixture
+def outer(daemon, terminal):
+    """A job-control shell that obxc was started from, at obxc's prompt."""
+    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ ", leaks=False))
+    session.wait_line(r"outer\$")
+    session.send("%s -u %s\r" % (harness.OBXC, daemon.socket))
+    session.prompt()
+    return session
+
+
+def test_a_password_is_asked_for_again_after_a_stop(outer):
+    question = r"\[obxc\] password for somebody:"
+    outer.send("login somebody\r")
+    outer.wait_line(question)
+    outer.send("half\x1a")
+    outer.wait_line(r"outer\$")
+    assert modes(outer)[0] is False  # bash edits the line by itself
+    outer.send("fg\r")
+    outer.wait_line(question)
+    outer.send("secret\r")
+    outer.prompt()
+    assert "secret" not in outer.text() and "half" not in outer.text()
+
+
+def test_no_hint_stays_on_a_stopped_line(outer):
+    outer.send("cle")
+    outer.wait_line("root@obxc:> clear")
+    outer.send("\x1a")
+    outer.wait_line(r"outer\$")
+    assert re.search("^root@obxc:> cle$", outer.text(), re.M), outer.text()
+    outer.send("fg\r")
+    outer.wait_line("root@obxc:> clear")
+
+
+@pytest.mark.parametrize("binding, keys", [
+    ('"\\C-t": "cle\\C-m"', "\x14"), ('"Q": "\\C-m"', "cleQ"), ('"Q": accept-line', "cleQ"),
+    ('"\\C-t": "e\\C-m"', "cl\x14")])
+def test_no_hint_stays_on_a_line_that_a_macro_accepts(open_shell, directory, binding, keys):
+    path = os.path.join(directory, "inputrc")
+    with open(path, "w") as file:
+        file.write(binding + "\n")
+    session = open_shell(env=environment(INPUTRC=path, leaks=False))
+    for key in keys:
+        session.send(key)
+        session.settle()
+    session.wait_for("^cle: command not found")
+    assert re.search("^root@obxc:> cle$", session.text(), re.M), session.text()
+
+
 def test_interrupted_password_leaves_echo_on(session):
     session.send("login somebody\r")
     session.wait_line(r"\[obxc\] password for somebody:")

@@ -93,6 +93,9 @@ char* ox_rl(const char* prompt, int timeout_ms);
 /// by a jump.
 void ox_rl_echo_off(int fd);
 void ox_rl_echo_on(int fd);
+/// True once after the program was stopped and continued while the echo was off: a wait for the secret has ended
+/// with EINTR, and the question has to be shown again.
+bool ox_rl_echo_resumed(void);
 /// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
 /// the row is left as it is.
 void ox_rl_recover(void);

@@ -9,6 +9,7 @@
 namespace {
 
 volatile sig_atomic_t hidden_fd = -1;
+volatile sig_atomic_t resumed = 0;
 struct termios shown_modes;
 
 // What ends or stops the program by default would leave the terminal mute.
@@ -24,6 +25,7 @@ void on_end(int number) {
     raise(number);
     sigprocmask(SIG_UNBLOCK, &only, nullptr);
     // Here the program goes on after a stop.
+    resumed = 1;
     struct termios modes = shown_modes;
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     tcsetattr(hidden_fd, TCSADRAIN, &modes);
@@ -50,6 +52,7 @@ void ox_rl_echo_off(int fd) {
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     if (tcsetattr(fd, TCSADRAIN, &modes) != 0) return;
     hidden_fd = fd;
+    resumed = 0;
     swap_handlers(SIG_DFL, on_end);
 }
 
@@ -58,4 +61,10 @@ void ox_rl_echo_on(int fd) {
     swap_handlers(on_end, SIG_DFL);
     tcsetattr(hidden_fd, TCSADRAIN, &shown_modes);
     hidden_fd = -1;
+}
+
+bool ox_rl_echo_resumed(void) {
+    bool taken = resumed;
+    resumed = 0;
+    return taken;
 }

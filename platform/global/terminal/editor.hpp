@@ -44,6 +44,8 @@ void row_forget(void);
 
 /// Draws the line as readline does, and the hint behind it (readline's redisplay function).
 void hint_redisplay(void);
+/// Whether a hint is on the screen, the cursor where it starts. Safe in a signal handler.
+bool hint_is_drawn(void);
 /// Wipes the hint that is drawn; the cursor must be where it starts.
 void hint_erase(void);
 /// Forgets the hint; what is drawn of it is no longer ours.

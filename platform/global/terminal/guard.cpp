@@ -27,6 +27,7 @@ void on_resize(int) {
 }
 
 void leave_key_mode(void) {
+    if (hint_is_drawn()) write_all("\033[K", 3);
     if (editor.bracketed) write_all("\033[?2004l", 8);
     if (line_modes_known) tcsetattr(STDIN_FILENO, TCSADRAIN, &line_modes);
 }

@@ -85,6 +85,10 @@ bool stays(const char* typed, size_t length, size_t size) {
 
 }  // namespace
 
+bool hint_is_drawn(void) {
+    return ox_str_length(&hint.drawn) > 0;
+}
+
 void hint_erase(void) {
     if (ox_str_length(&hint.drawn) == 0) return;
     fputs("\033[K", rl_outstream);

@@ -97,6 +97,9 @@ void ox_rl_echo_off(int fd) {
 void ox_rl_echo_on(int fd) {
     printf("{on %d}", fd);
 }
+bool ox_rl_echo_resumed(void) {
+    return false;
+}
 bool ox_rl_pending(void) {
     return true;
 }
