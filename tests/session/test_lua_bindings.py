@@ -223,14 +223,19 @@ ox.on(4, function(change) added = change.InstanceNumber end)
 local number
 ox.run(function() print("seen", ox.wait(function() return added end, 10) == number) end,
        function() ox.sleep(0.2) number = ox.add("Device.NAT.PortMapping.") end)
+local wait = require "ombrix.wait"
+start = ox.now()
+local function never() return (select(2, wait.wait_until("Device.DeviceInfo.UpTime", -1, 0.5))) end
+ox.run(function() io.write(never(), " ") end, function() io.write(never(), "\\n") end)
+print(ox.now() - start < 0.95)
 print(pcall(ox.run, function() error("of a task", 0) end))
 print(pcall(function() ox.run(1) end))
 ox.run()
 """)
     assert lines[0] == "abc\t9\ttrue"
     assert lines[1] == "ab\t6\ttrue\ttrue"
-    assert lines[2:] == ["1 2 3 ", "seen\ttrue", "false\tof a task",
-                         "false\tSCRIPT:30: bad argument #1 to 'run' (function expected, got number)"]
+    assert lines[2:] == ["1 2 3 ", "seen\ttrue", "time-out time-out", "true", "false\tof a task",
+                         "false\tSCRIPT:35: bad argument #1 to 'run' (function expected, got number)"]
 
 
 def test_ctrl_c_leaves_coroutines_that_wait(shell):

@@ -122,10 +122,6 @@ void push_fields(lua_State* L, const ox_jrpcmsg* message) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 /// What a protected call left: its results, or the failure that it raised as nil, message, code and data.
 /// Any other error is raised again.
 int tried(lua_State* L, int status, lua_KContext) {
