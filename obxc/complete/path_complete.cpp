@@ -20,12 +20,13 @@ struct LastParent {
 
 LastParent last_parent;
 
-/// A candidate that goes on from what is typed behind the separator; as it is where it needs no quotes.
-json_t* as_typed(const char* line, char separator, const char* text, const char* prefix) {
+/// A candidate, of which `matched` bytes are typed behind the separator; as it is where it needs no quotes.
+json_t* as_typed(const char* line, char separator, const char* text, size_t matched) {
     if (!needs_quotes(text)) return json_string(text);
-    TypedWord typed = line ? typed_word(line, separator) : TypedWord{prefix, 0};
+    CharsRef unquoted(strndup(text, matched));
+    TypedWord typed = line ? typed_word(line, separator) : TypedWord{unquoted, 0};
     bool goes_on = separator == '.' && ox_tr_path_is_partial(text);
-    return quoted_candidate(typed, text, strlen(prefix), !goes_on);
+    return quoted_candidate(typed, text, matched, !goes_on);
 }
 
 /// What value completion offers to.
@@ -38,7 +39,7 @@ struct Values {
 void offer_value(const Values& values, const char* value) {
     size_t length = strlen(values.prefix);
     if (!value || candidates_full(values.candidates) || strncmp(value, values.prefix, length) != 0) return;
-    json_array_append_new(values.candidates, as_typed(values.line, '=', value, values.prefix));
+    json_array_append_new(values.candidates, as_typed(values.line, '=', value, length));
 }
 
 void offer_enumeration(const Values& offered, const json_t* values) {
@@ -63,12 +64,13 @@ struct Names {
 
 void offer_children(NodePath* base, const char* prefix, const Names& names) {
     size_t before = json_array_size(names.candidates);
+    size_t matched = (prefix ? strlen(prefix) : 0) + (names.flags & CANDIDATES_ABSOLUTE ? 1 : 0);
     node_candidates_add(names.candidates, base, prefix, names.flags | CANDIDATES_DOT | CANDIDATES_PREFIX,
                         candidate_limit);
     for (size_t i = before; i < json_array_size(names.candidates); ++i) {
         const char* text = json_string_value(json_array_get(names.candidates, i));
         if (!needs_quotes(text)) continue;
-        json_array_set_new(names.candidates, i, as_typed(names.line, '.', text, prefix ? prefix : ""));
+        json_array_set_new(names.candidates, i, as_typed(names.line, '.', text, matched));
     }
     candidates_sort(names.candidates, OX_SORT_PATHS);
 }

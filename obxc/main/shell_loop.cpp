@@ -150,6 +150,13 @@ void words_run_armed(json_t* words) {
     interrupt_disarm();
 }
 
+/// Takes in the changes of the model that were told so far, so that the command knows of them. Other events
+/// wait for their turn; that the connection was lost is found by the next pass.
+void model_changes_take() {
+    ox_jrpcapi_take_events(GROUP_MODEL_CHANGES, event_take);
+    events_tell_lost();
+}
+
 void line_run(Shell* shell, char* line) {
     ox_str_replace_text(shell->line_text, line);
     free(line);
@@ -163,6 +170,7 @@ void line_run(Shell* shell, char* line) {
         return;
     }
     told_directly(shell);
+    model_changes_take();
     words_run_armed(shell->words);
     serve_file_tell(shell->tell);
     dm_settle();

@@ -171,6 +171,13 @@ def test_a_listing_shows_every_change_at_once(obxd, shell):
     assert shell.run("ls").split() == before
 
 
+def test_a_listing_shows_many_changes_at_once(obxd):
+    base = "Device.NAT.PortMapping"
+    shown = typed(obxd, "ls " + base, "lua for i = 1, 25 do ox.add('%s.') end" % base, "ls " + base)
+    before, after = shown.split("for i = 1, 25 do ox.add('%s.') end" % base)
+    assert len(after.split()) == len(before.split()) + 25
+
+
 def test_own_changes_are_listed_before_their_events(scripted):
     """A daemon that sends no events, or late."""
     model = SmallModel(AddObject={"InstanceNumber": 12})

@@ -61,6 +61,9 @@ int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
 /// Takes one message that is no response, without waiting: a new message, or null with socket error -8 or -13
 /// (nothing whole is there), or another negative error when the connection is lost.
 ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
+/// Hands all events of a group that have arrived on the process's connections to `take`, oldest first,
+/// without waiting; the message is released behind it. Other events stay for ox_jrpcapi_recv, in their order.
+void ox_jrpcapi_take_events(uint32_t group, void (*take)(ox_jrpcmsg* message));
 
 /// The connection with OX_JRPCAPI_EVENTS, or null.
 ox_jrpcapi* ox_jrpcapi_events(void);

@@ -13,6 +13,7 @@
 #include "connection.hpp"
 #include "jrpcmsg_internal.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
 #include "ox_wait.hpp"
 
 namespace {
@@ -23,6 +24,7 @@ enum { QUEUE_BYTES_MAX = 8 << 20 };
 struct QueuedEvent {
     QueuedEvent* next;
     size_t size;
+    uint32_t group;
     char text[];
 };
 
@@ -48,6 +50,13 @@ QueuedEvent* queue_take() {
     return entry;
 }
 
+/// The message of an event that was taken out, which is released.
+ox_jrpcmsg* queued_message(QueuedEvent* entry) {
+    ox_jrpcmsg* message = jrpcmsg_adopt(json_loadb(entry->text, entry->size, JSON_ALLOW_NUL, nullptr));
+    free(entry);
+    return message;
+}
+
 /// The oldest give way to an event of that cost.
 void queue_make_room(size_t cost) {
     while (queue.first && queue.bytes + cost > QUEUE_BYTES_MAX) {
@@ -69,6 +78,7 @@ void queue_add(const json_t* event, const char* text, size_t size) {
     if (entry) {
         entry->next = nullptr;
         entry->size = size;
+        entry->group = static_cast<uint32_t>(json_integer_value(json_object_get(event, "group")));
         memcpy(entry->text, text, size);
         (queue.last ? queue.last->next : queue.first) = entry;
         queue.last = entry;
@@ -157,10 +167,7 @@ void ox_jrpcapi_lose_event(void) {
 
 ox_jrpcmsg* events_pop(void) {
     QueuedEvent* entry = queue_take();
-    if (!entry) return nullptr;
-    ox_jrpcmsg* message = jrpcmsg_adopt(json_loadb(entry->text, entry->size, JSON_ALLOW_NUL, nullptr));
-    free(entry);
-    return message;
+    return entry ? queued_message(entry) : nullptr;
 }
 
 int events_descriptor(void) {
@@ -246,6 +253,25 @@ void events_collect(const ox_jrpcapi* except) {
     for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
         if (api != except && api->socket.connected) drain(api);
     }
+}
+
+void ox_jrpcapi_take_events(uint32_t group, void (*take)(ox_jrpcmsg* message)) {
+    events_collect(nullptr);
+    QueuedEvent** link = &queue.first;
+    QueuedEvent* last = nullptr;
+    while (QueuedEvent* entry = *link) {
+        if (entry->group != group) {
+            last = entry;
+            link = &entry->next;
+            continue;
+        }
+        *link = entry->next;
+        queue.bytes -= entry->size + sizeof(QueuedEvent);
+        MsgRef message(queued_message(entry));
+        if (message) take(message);
+    }
+    queue.last = last;
+    events_signal();
 }
 
 void events_collect_some(ox_jrpcapi* api) {

@@ -167,8 +167,10 @@ TEST_F(Complete, WhatNeedsQuotes) {
         R"({"type":"string","access":"readWrite","enum":["1 Queued","1\"","2#","it's","a\\b","a=b c",""]})");
     daemon.add("Device.DeviceInfo.Kind",
                R"({"type":"string","access":"readWrite","enum":["Old box","Plain"]})");
+    daemon.add("Odd top.", R"({"type":"object"})");
     daemon.add("Device.Odd name.", R"({"type":"object"})");
     daemon.add("Device.Odd name.In side", R"({"type":"string"})");
+    dm_reload();
     struct {
         const char* line;
         Texts expected;
@@ -188,6 +190,9 @@ TEST_F(Complete, WhatNeedsQuotes) {
         {"cat \"Device.odd n", {"odd name."}},
         {"cat \"Device.Odd name.i", {"in side\""}},
         {"cat \"Device.Odd name\".", {"\"In side\""}},
+        {"cat Odd", {"Odd\" top."}},
+        {"cat :Odd", {":Odd\" top."}},
+        {"cat :", {":Device.", ":Odd\" top."}},
     };
     for (const auto& row : rows) EXPECT_EQ(complete(row.line), row.expected) << row.line;
     EXPECT_EQ(hint("set Device.DeviceInfo.Kind=O"), "ld\" box\"");

@@ -82,6 +82,46 @@ TEST(JrpcEvents, AreQueuedWhileAResponseIsAwaited) {
     EXPECT_FALSE(readable(pair.fd()));
 }
 
+TEST(JrpcEvents, OfOneGroupAreTakenAndTheOthersStay) {
+    TempDir dir;
+    ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
+        Peer requests = self.accept();
+        Peer events = self.accept();
+        std::string id = Peer::id_of(requests.line());
+        events.say(event(4, "4") + event(7) + event(4, "5") + event(8) + event(4, "6") +
+                   event(4).substr(0, 9));
+        requests.say(event(4, "1") + event(4, "2") + event(9) + event(4, "3") + Peer::answer(id, "1"));
+        requests.line();
+    });
+    static std::string taken;
+    taken.clear();
+    auto take = [](ox_jrpcmsg* message) {
+        EXPECT_EQ(message->group, 4U);
+        taken += std::to_string(json_integer_value(ox_jrpcmsg_get_params_json(message))) + " ";
+    };
+    Pair pair(dir / "s");
+    ox_jrpcapi_take_events(4, take);
+    EXPECT_EQ(taken, "");
+    MsgRef message = request();
+    EXPECT_EQ(ox_jrpcapi_exec(pair.requests, message), 0);
+    ox_jrpcapi_take_events(4, take);
+    EXPECT_EQ(taken.size(), 12U);
+    for (const char* number : {"1 ", "2 ", "3 ", "4 ", "5 ", "6 "})
+        EXPECT_NE(taken.find(number), std::string::npos) << number;
+    EXPECT_LT(taken.find("1"), taken.find("3"));
+    EXPECT_LT(taken.find("4"), taken.find("6"));
+    uint32_t sum = 0;
+    for (int i = 0; i < 3; i++) {
+        ASSERT_TRUE(readable(pair.fd()));
+        MsgRef other(ox_jrpcapi_recv(pair.events));
+        ASSERT_NE(other.get(), nullptr);
+        sum += other->group;
+    }
+    EXPECT_EQ(sum, 24U);
+    EXPECT_EQ(ox_jrpcapi_recv(pair.events), nullptr);
+    EXPECT_FALSE(readable(pair.fd()));
+}
+
 TEST(JrpcEvents, AreSeenOnTheCommonDescriptorWhereverTheyArrive) {
     TempDir dir;
     ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
