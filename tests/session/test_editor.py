@@ -182,6 +182,21 @@ def test_own_bindings_and_conditions(open_shell, inputrc):
     session.wait_line("root@obxc:> reboot")
 
 
+def test_menu_complete_goes_through_the_candidates(open_shell, inputrc):
+    session = open_shell(env=inputrc('"\\C-t": menu-complete\n"\\C-o": menu-complete-backward\n'))
+    session.send("re")
+    session.wait_line("root@obxc:> re")
+    for line in ("reboot", "reset", "record", "re", "reboot"):
+        session.send("\x14")
+        session.wait_line("root@obxc:> " + line)
+    for line in ("re", "record"):
+        session.send("\x0f")
+        session.wait_line("root@obxc:> " + line)
+    session.send(" x\x14")
+    session.settle()
+    assert session.line() == "root@obxc:> record x"
+
+
 # Hints
 
 def test_hint_is_drawn_behind_the_cursor_and_taken_with_the_right_arrow(session):

@@ -2,6 +2,7 @@
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 #include <termios.h>
@@ -84,6 +85,56 @@ json_t* ask_candidates(void) {
     return candidates;
 }
 
+void replace_word(const json_t* candidates, bool* changes) {
+    int begin = row_begin();
+    CompletionRules rules = {editor.boundaries, editor.case_sensitive};
+    CompletionEdit edit = completion_edit(rl_line_buffer + begin, rl_point - begin, candidates, rules);
+    CharsRef text(edit.text);
+    *changes = edit.changes;
+    if (!edit.changes) return;
+    int start = begin + static_cast<int>(edit.start);
+    rl_begin_undo_group();
+    rl_delete_text(start, rl_point);
+    rl_point = start;
+    rl_insert_text(text);
+    rl_end_undo_group();
+}
+
+/// What menu-complete goes through: the candidates, and behind the last what was typed.
+struct Menu {
+    json_t* candidates;
+    size_t at;
+    char* typed;  // the row up to the cursor
+};
+Menu menu;
+
+void begin_menu(void) {
+    json_decref(menu.candidates);
+    free(menu.typed);
+    menu.candidates = ask_candidates();
+    menu.at = json_array_size(menu.candidates);
+    menu.typed = strndup(rl_line_buffer + row_begin(), rl_point - row_begin());
+}
+
+int step_menu(size_t places) {
+    bool goes_on = rl_last_func == completion_menu_key || rl_last_func == completion_menu_back_key;
+    if (!goes_on) begin_menu();
+    size_t count = json_array_size(menu.candidates);
+    if (count == 0 || !menu.typed) return rl_ding();
+    menu.at = (menu.at + count + 1 + places) % (count + 1);
+    rl_begin_undo_group();
+    int begin = row_begin();
+    rl_delete_text(begin, rl_point);
+    rl_point = begin;
+    rl_insert_text(menu.typed);
+    JsonRef one(json_array());
+    if (menu.at < count) json_array_append(one, json_array_get(menu.candidates, menu.at));
+    bool changes = false;
+    replace_word(one, &changes);
+    rl_end_undo_group();
+    return menu.at < count ? 0 : rl_ding();
+}
+
 }  // namespace
 
 void completion_end_line(void) {
@@ -104,21 +155,18 @@ void ox_rl_completion_writes(void) {
 int completion_key(int, int) {
     JsonRef candidates(ask_candidates());
     if (json_array_size(candidates) == 0) return rl_ding();
-    CompletionRules rules = {editor.boundaries, editor.case_sensitive};
-    int begin = row_begin();
-    CompletionEdit edit = completion_edit(rl_line_buffer + begin, rl_point - begin, candidates, rules);
-    edit.start += begin;
-    CharsRef text(edit.text);
-    if (edit.changes) {
-        rl_begin_undo_group();
-        rl_delete_text(static_cast<int>(edit.start), rl_point);
-        rl_point = static_cast<int>(edit.start);
-        rl_insert_text(text);
-        rl_end_undo_group();
-        return 0;
-    }
-    if (json_array_size(candidates) > 1) show_candidates(candidates);
+    bool changes = false;
+    replace_word(candidates, &changes);
+    if (!changes && json_array_size(candidates) > 1) show_candidates(candidates);
     return 0;
+}
+
+int completion_menu_key(int, int) {
+    return step_menu(1);
+}
+
+int completion_menu_back_key(int, int) {
+    return step_menu(SIZE_MAX);  // one back
 }
 
 int completion_list_key(int, int) {

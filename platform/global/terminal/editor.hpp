@@ -92,6 +92,9 @@ int typed_inputrc_key(int count, int key);
 /// The Tab key, and its like that only lists.
 int completion_key(int count, int key);
 int completion_list_key(int count, int key);
+/// menu-complete: each key takes the next candidate, or the one before.
+int completion_menu_key(int count, int key);
+int completion_menu_back_key(int count, int key);
 /// The answer to the question whether a long list is shown. False for a key that is none: it means no, and is
 /// a key of the line.
 bool completion_answer(int key);

@@ -98,7 +98,8 @@ void editor_initialize(void) {
     const char* bracketed = rl_variable_value("enable-bracketed-paste");
     editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
     replace_command(rl_complete, completion_key);
-    replace_command(rl_menu_complete, completion_key);
+    replace_command(rl_menu_complete, completion_menu_key);
+    replace_command(rl_backward_menu_complete, completion_menu_back_key);
     replace_command(rl_possible_completions, completion_list_key);
     replace_command(rl_forward_char, forward_key);
     replace_command(rl_end_of_line, end_key);
