@@ -111,7 +111,8 @@ TEST(Socket, ConnectionsOverTcpKnowTheirAddress) {
         ox_jrpcapi* api = ox_jrpcapi_init();
         std::string text = std::string("tcp://") + host + ":" + std::to_string(port);
         ox_jrpcapi_set_destination(api, nullptr, text.c_str(), OX_SOCKET_LOCAL);
-        EXPECT_EQ(ox_jrpcapi_connect(api), 0) << text;
+        ASSERT_EQ(ox_jrpcapi_connect(api), 0)
+            << text << ": " << ox_socket_strerror(ox_jrpcapi_get_socket_err(api));
         Socket client(ox_socket_accept(server));
         EXPECT_EQ(ox_socket_type(ox_jrpcapi_socket(api)), OX_SOCKET_TCP);
         const struct sockaddr* own = ox_socket_get_addr(ox_jrpcapi_socket(api));

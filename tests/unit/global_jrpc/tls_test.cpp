@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -38,6 +39,11 @@ protected:
         issue("expired", "DNS:localhost,IP:127.0.0.1", "-days -1");
     }
     static void TearDownTestSuite() { delete dir; }
+    void SetUp() override {
+        struct addrinfo* found = nullptr;
+        ASSERT_EQ(getaddrinfo("localhost", nullptr, nullptr, &found), 0) << "localhost does not resolve here";
+        freeaddrinfo(found);
+    }
     static std::string file(const std::string& name) { return *dir / name; }
     static void authority(const std::string& name) {
         ASSERT_TRUE(run(
