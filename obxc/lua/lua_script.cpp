@@ -4,9 +4,11 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include "lua/lua.hpp"
 #include "lua/lua_session.hpp"
+#include "ox_log.hpp"
 #include "ox_raii.hpp"
 
 namespace {
@@ -94,6 +96,41 @@ void die_after_all() {
     die(deadly);
 }
 
+/// Whether an error's text tells that memory ran out.
+bool tells_of_memory(const char* text) {
+    static const char reason[] = "not enough memory";
+    if (strncmp(text, reason, sizeof(reason) - 1) == 0) return true;
+    const char* found = strstr(text, reason);
+    const char* line_end = strchr(text, '\n');
+    return found && (!line_end || found < line_end) && found - text >= 2 && strncmp(found - 2, ": ", 2) == 0;
+}
+
+ox_lua_ctx* last_context = nullptr;
+
+/// Memory that runs out in the program's own part ends the script as it ends in Lua.
+void last_words(const char* message) {
+    ox_lua_drain(last_context);
+    if (!strstr(message, "out of memory") && !strstr(message, "xmalloc failed")) return;
+    puts("not enough memory");
+    fflush(stdout);
+    _exit(1);
+}
+
+/// Runs the text and tells its error. 1 when memory ran out.
+int run_script(ox_lua_ctx* ctx, const ox_str* text, const char* path, json_t* args) {
+    size_t size = ox_dynarray_size(text);
+    last_context = ctx;
+    ox_log_last_words = last_words;
+    int result = 0;
+    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 && !deadly) {
+        const char* error = ox_dynarray_get(ctx->err);
+        puts(error);
+        result = tells_of_memory(error) ? 1 : 0;
+    }
+    ox_log_last_words = nullptr;
+    return result;
+}
+
 }  // namespace
 
 int lua_script_run(const char* path, json_t* args) {
@@ -114,16 +151,13 @@ int lua_script_run(const char* path, json_t* args) {
     ox_lua_ctx* ctx = lua_context_new();
     if (!ctx) {
         puts("not enough memory");
-        return 0;
+        return 1;
     }
     // What the script printed goes out while it runs, and the rest when the context is freed.
     ox_lua_set_flags(ctx, OX_LUA_STREAM);
-    size_t size = ox_dynarray_size(text);
     watch_signals(ctx);
-    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 && !deadly) {
-        puts(ox_dynarray_get(ctx->err));
-    }
+    int result = run_script(ctx, text, path, args);
     die_after_all();
     ox_lua_free(ctx);
-    return 0;
+    return result;
 }

@@ -3,6 +3,9 @@
 
 #include <stddef.h>
 
+/// Called once, with the message, before a failed assertion ends the process; null for nothing.
+extern void (*ox_log_last_words)(const char* message);
+
 /// Prints file, line, function, the condition's text and `message`, and aborts.
 [[noreturn]] void ox_log_fail(const char* condition, const char* file, int line, const char* function,
                               const char* message);

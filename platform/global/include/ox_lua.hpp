@@ -53,9 +53,12 @@ bool ox_lua_stopped(const ox_lua_ctx* ctx);
 /// Lets code run again.
 void ox_lua_resume(ox_lua_ctx* ctx);
 /// Stops the collector, whose finalizers may raise errors, where no protected call stands around what
-/// allocates. Returns whether it ran, for ox_lua_collect.
+/// allocates, and lets that take of the memory that is kept back from Lua code. Returns whether the collector
+/// ran, for ox_lua_collect.
 bool ox_lua_hold(lua_State* L);
 /// Lets the collector run again, if it ran.
 void ox_lua_collect(lua_State* L, bool ran);
+/// Passes on what a streaming context holds back.
+void ox_lua_drain(ox_lua_ctx* ctx);
 /// Null-safe.
 void ox_lua_free(ox_lua_ctx* ctx);

@@ -1,6 +1,5 @@
 #include "context.hpp"
 
-#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -10,11 +9,6 @@ LuaContext* context_of(lua_State* L) {
     LuaContext* context = nullptr;
     memcpy(&context, lua_getextraspace(L), sizeof(context));
     return context;
-}
-
-void raise_memory(lua_State* L) {
-    // Only Lua itself raises it: for a block that no machine has.
-    for (;;) lua_newuserdata(L, PTRDIFF_MAX / 2);
 }
 
 int stop_error(lua_State* L) {
@@ -139,6 +133,7 @@ ox_lua_ctx* ox_lua_init(int flags) {
     }
     context->running = context->L;
     memcpy(lua_getextraspace(context->L), &context, sizeof(context));
+    memory_open(context);
     lua_pushcfunction(context->L, open_state);
     if (lua_pcall(context->L, 0, 0, 0) != LUA_OK) {
         ox_lua_free(context);
@@ -182,19 +177,15 @@ int ox_lua_exec(ox_lua_ctx* ctx, const char* code, size_t length, const char* ch
     return status;
 }
 
-bool ox_lua_hold(lua_State* L) {
-    bool ran = lua_gc(L, LUA_GCISRUNNING, 0) != 0;
-    lua_gc(L, LUA_GCSTOP, 0);
-    return ran;
-}
-
-void ox_lua_collect(lua_State* L, bool ran) {
-    if (ran) lua_gc(L, LUA_GCRESTART, 0);
-}
-
 void ox_lua_set_flags(ox_lua_ctx* ctx, int flags) {
     full(ctx)->flags = flags;
+    bool collects = ox_lua_hold(ctx->L);
     output_apply(full(ctx));
+    ox_lua_collect(ctx->L, collects);
+}
+
+void ox_lua_drain(ox_lua_ctx* ctx) {
+    if (full(ctx)->flags & OX_LUA_STREAM) output_drain(full(ctx));
 }
 
 int ox_lua_get_flags(const ox_lua_ctx* ctx) {

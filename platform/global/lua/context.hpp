@@ -15,6 +15,8 @@ struct LuaContext : ox_lua_ctx {
     lua_State* running;  ///< the coroutine that runs, which a stop has to reach
     volatile int stopped;
     ox_lua_guard guard;
+    bool holds;               ///< ox_lua_hold: what allocates is no Lua code, and may take of the reserve
+    size_t taken;             ///< bytes that were allocated since the reserve was last seen
     int timeout_ms;           ///< of a request, where a script sets no other
     bool yields;              ///< the coroutine that runs gives way in its waits
     const lua_State* paused;  ///< the coroutine that was last kept from spinning, for all
@@ -25,8 +27,6 @@ struct LuaContext : ox_lua_ctx {
 LuaContext* context_of(lua_State* L);
 
 // context.cpp
-/// Raises Lua's error for memory that runs out.
-[[noreturn]] void raise_memory(lua_State* L);
 /// Raises the error that a stop raises.
 int stop_error(lua_State* L);
 /// Runs `run(argument)` under the context's guard. False when it was interrupted: the caller has to end with
@@ -40,6 +40,14 @@ void require_writable(lua_State* L);
 void require_open(lua_State* L);
 /// A stop that was asked for reaches the coroutine that is about to run, and the one that goes on afterwards.
 void stop_follow(lua_State* from, lua_State* to);
+
+// memory.cpp
+/// Leaves a reserve of the memory that Lua code takes.
+void memory_open(LuaContext* context);
+/// Raises Lua's error for memory that runs out.
+[[noreturn]] void raise_memory(lua_State* L);
+/// Lets the running code fail so at its next instruction, once.
+void memory_short(LuaContext* context);
 
 // events.cpp
 /// Gives the events that were kept to the process's other readers.

@@ -23,10 +23,22 @@ void write_out(LuaContext* context) {
     ox_str_clear(context->out);
 }
 
+/// Bytes that find no room in the buffer are lost, and the code fails.
 ssize_t capture_write(void* cookie, const char* data, size_t size) {
     auto* context = static_cast<LuaContext*>(cookie);
+    bool streams = (context->flags & OX_LUA_STREAM) != 0;
+    bool fits = (!streams || size <= STREAM_LIMIT) && context->out->reserve(size + 1);
+    if (!fits && streams) {
+        write_out(context);
+        fwrite(data, 1, size, stdout);
+        return static_cast<ssize_t>(size);
+    }
+    if (!fits) {
+        memory_short(context);
+        return static_cast<ssize_t>(size);
+    }
     ox_str_add_n(context->out, data, size);
-    if (!(context->flags & OX_LUA_STREAM)) return static_cast<ssize_t>(size);
+    if (!streams) return static_cast<ssize_t>(size);
     // Line by line, or without a buffer: by the code's own wish, or because a terminal shows it.
     bool at_once = __flbf(context->capture) || __fbufsize(context->capture) <= 1;
     if (at_once || ox_str_length(context->out) > STREAM_LIMIT) write_out(context);

@@ -4,8 +4,13 @@
 
 #include "ox_log.hpp"
 
+void (*ox_log_last_words)(const char* message) = nullptr;
+
 void ox_log_fail(const char* condition, const char* file, int line, const char* function,
                  const char* message) {
+    auto* last_words = ox_log_last_words;
+    ox_log_last_words = nullptr;
+    if (last_words) last_words(message);
     fflush(stdout);
     fprintf(stderr, "%s:%d: %s: assertion '%s' failed: %s\n", file, line, function, condition, message);
     abort();

@@ -1,0 +1,73 @@
+"""Lua code that runs out of memory."""
+
+import os
+import resource
+import subprocess
+
+import pytest
+
+import harness
+
+pytestmark = pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer needs all addresses")
+
+LIMIT = 24 << 20
+
+
+def limited(*args, stdin=""):
+    """Runs obxc with little memory; its output and status."""
+    done = subprocess.run(["obxc"] + list(args), executable=harness.OBXC, input=stdin.encode(), stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, env=harness.environment(), timeout=4 * harness.PATIENCE,
+                          preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (LIMIT, LIMIT)))
+    return done.stdout.decode(), done.returncode
+
+
+@pytest.fixture
+def run(shared_obxd, directory):
+    def run_script(text):
+        path = os.path.join(directory, "script.lua")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+        return limited("-u", shared_obxd.socket, "-S", path)
+    return run_script
+
+
+@pytest.mark.parametrize("code", (
+    "local t = {} while true do t[#t + 1] = {} end",
+    "t = {} while true do t = {t} end",
+    "local t = {} while true do t[#t + 1] = ('x'):rep(1000) .. #t end",
+    "local s = 'x' while true do s = s .. s end",
+    "local s = {} while true do s[#s + 1] = ox.config('Device.') or error('none') end",
+    "local s, t = '[' .. ('[1,{\"a\":\"text\"}],'):rep(20000) .. '1]', {} while true do t[#t + 1] = ox.json.decode(s) end",
+    "local s, t = {}, {} for i = 1, 9999 do t[i] = 'text' .. i end while true do s[#s + 1] = ox.json.encode(t) end",
+    "coroutine.wrap(function() local t = {} while true do t[#t + 1] = {} end end)()",
+), ids=("small", "kept", "texts", "large", "config", "decode", "encode", "coroutine"))
+def test_a_script_ends_with_what_it_printed(run, code):
+    out, status = run("print('first')\n" + code)
+    assert out.startswith("first\n")
+    assert "not enough memory" in out and "assertion" not in out and "PANIC" not in out
+    assert status == 1
+
+
+def test_a_script_survives(run):
+    assert run("""
+print('first')
+print(pcall(function() local t = {} while true do t[#t + 1] = {} end end))
+collectgarbage()
+print(select('#', ox.get('Device.DeviceInfo.ModelName')), #ox.json.decode('[1,2,3]'))
+print((select(2, pcall(string.rep, 'x', 1 << 30)):match('not enough memory')))
+print('last')
+""") == ("first\nfalse\tnot enough memory\n1\t3\nnot enough memory\nlast\n", 0)
+
+
+def test_more_is_printed_than_there_is_memory(run):
+    out, status = run("for i = 1, 30 do io.write(('x'):rep(2000000), '\\n') end print('last')")
+    assert (len(out), out[-5:], status) == (30 * 2000001 + 5, "last\n", 0)
+
+
+def test_the_shell_goes_on(shared_obxd):
+    out, status = limited("-u", shared_obxd.socket, stdin=(
+        "lua while true do io.write(('y'):rep(100000), '\\n') end\n"
+        "lua\nt = {} while true do t = {t} end\nt = nil\ncollectgarbage() collectgarbage()\n'after', 6 * 7\nq\npwd\n"))
+    assert "LUA ERROR: not enough memory\n" in out
+    assert '_[2] = 42\n' in out and out.endswith("\n:\n")
+    assert "PANIC" not in out and status == 0
