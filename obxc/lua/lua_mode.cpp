@@ -147,9 +147,9 @@ void remember_statement(lua_State* L, const char* text) {
 void end_at_exit(void) {
     if (!mode.ctx || mode.process != getpid()) return;
     if (mode.runs) {
-        lua_State* L = luaL_newstate();  // the visit's own may be closed
-        if (L) remember_statement(L, statement_text());
-        if (L) lua_close(L);
+        ox_lua_ctx* ctx = ox_lua_init(0);  // the visit's own may be closed
+        if (ctx) remember_statement(ctx->L, statement_text());
+        ox_lua_free(ctx);
     }
     editor_history_save(LUA_HISTORY_FILE);
     if (recording) end_recording();
