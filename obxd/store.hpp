@@ -13,50 +13,10 @@
 #include <string_view>
 #include <vector>
 
+#include "answers.hpp"
+#include "caller.hpp"
+
 namespace obxd {
-
-/// Fault codes of the wire protocol.
-enum FaultCode : int {
-    FAULT_METHOD_NOT_SUPPORTED = 9000,
-    FAULT_REQUEST_DENIED = 9001,
-    FAULT_INTERNAL = 9002,
-    FAULT_INVALID_ARGUMENTS = 9003,
-    FAULT_RESOURCES = 9004,
-    FAULT_INVALID_NAME = 9005,
-    FAULT_INVALID_TYPE = 9006,
-    FAULT_INVALID_VALUE = 9007,
-    FAULT_NOT_WRITABLE = 9008,
-    FAULT_TRANSFER = 9010,
-    FAULT_UPLOAD = 9012,
-    FAULT_PROTOCOL = 9013,
-    FAULT_CORRUPTED = 9018,
-};
-
-/// The outcome of a request: a result (owned reference), or a fault with its text, detail and extra values
-/// (owned).
-struct Answer {
-    json_t* result = nullptr;
-    int code = 0;
-    std::string message;
-    std::string detail;
-    json_t* data = nullptr;  ///< object of named extra values, or null
-};
-
-/// Who asks.
-struct Caller {
-    std::string user;            ///< "" for a guest
-    std::string role = "guest";  ///< "guest", "user", "admin" or "system" (system access)
-    bool system_access = false;
-};
-
-/// The one ladder of who may do what: each may what those before it may. Methods of the device stand on it as
-/// well as the nodes of the model.
-enum Rank : uint8_t { RANK_GUEST, RANK_USER, RANK_ADMIN, RANK_SYSTEM };
-/// The text of a rank as model and users files write it, and back (-1 when unknown).
-const char* rank_text(int rank);
-int rank_parse(const char* text);
-/// Where the caller stands: by the role, but with system access at the top.
-int caller_rank(const Caller& caller);
 
 /// What a change did, as the listener is told.
 struct Change {

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "answers.hpp"
 #include "device/journal.hpp"
 #include "net/connection.hpp"
 #include "net/loop.hpp"
@@ -68,9 +69,6 @@ void refuse_stream(Server& server, Connection& c, int code, const char* detail);
 enum EventGroup : uint32_t { GROUP_VALUES = 1, GROUP_DEVICE = 2, GROUP_MODEL = 4 };
 /// Passes the store's changes on as events of groups 1 and 4.
 void watch_store(Server& server);
-
-/// Takes the answer of a request, at once or later.
-using Reply = std::function<void(Answer)>;
 
 /// What a handler is told about a request.
 struct Request {

@@ -1,23 +1,8 @@
 #include "schema.hpp"
 
 #include <stdlib.h>
-#include <string.h>
 
 namespace obxd {
-
-namespace {
-const char* const RANKS[] = {"guest", "user", "admin", "system"};
-}
-
-const char* rank_text(int rank) {
-    return RANKS[rank];
-}
-
-int rank_parse(const char* text) {
-    for (int i = 0; text && i < 4; i++)
-        if (strcmp(text, RANKS[i]) == 0) return i;
-    return -1;
-}
 
 Schema* schema_child(const Schema* parent, std::string_view name) {
     auto found = parent->by_name.find(name);

@@ -38,12 +38,6 @@ Answer fault(int code, std::string detail) {
     return answer;
 }
 
-int caller_rank(const Caller& caller) {
-    if (caller.system_access) return RANK_SYSTEM;
-    int rank = rank_parse(caller.role.c_str());
-    return rank < 0 ? RANK_GUEST : rank;
-}
-
 Store::Store() : impl_(new Impl) {}
 Store::~Store() = default;
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "store.hpp"
+#include "caller.hpp"
 
 namespace obxd {
 
