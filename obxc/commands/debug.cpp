@@ -99,7 +99,8 @@ int sh_command(const char*, json_t* args) {
     }
     fflush(stdout);
     int status = run_on_terminal(ox_dynarray_get(line));
-    bool by_key = WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGQUIT);
-    if (by_key) ox_rl_end_row();
+    int ended_by = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    if (ended_by == SIGQUIT) ox_rl_end_row();
+    if (ended_by == SIGINT) raise(SIGINT);  // it was this program's too, which did not listen meanwhile
     return 0;
 }

@@ -27,11 +27,26 @@ ox_str* statement_of(json_t* args) {
 void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
     size_t size = ox_dynarray_size(text);
     if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, nullptr, nullptr) != 0) {
-        printf("LUA ERROR: %s\n", ox_dynarray_get(ctx->err));
+        fputs("LUA ERROR: ", stdout);
+        ox_out_write(stdout, ox_dynarray_get(ctx->err), ox_str_length(ctx->err));
+        putchar('\n');
     } else {
-        fwrite(ox_dynarray_get(ctx->out), 1, ox_str_length(ctx->out), stdout);
+        ox_out_write(stdout, ox_dynarray_get(ctx->out), ox_str_length(ctx->out));
     }
     ox_out_flush();
+}
+
+/// What the statement left to be done at its end, be it Ctrl-C; a second one ends that too.
+void finish(ox_lua_ctx* ctx, bool interrupted) {
+    if (interrupted) {
+        interrupt_install(lua_interrupt);
+        interrupt_armed = 1;
+        ox_lua_resume(ctx);
+    }
+    ox_str_clear(ctx->out);
+    ox_lua_finish(ctx);
+    ox_out_write(stdout, ox_dynarray_get(ctx->out), ox_str_length(ctx->out));
+    fflush(stdout);
 }
 
 }  // namespace
@@ -57,6 +72,8 @@ int lua_command(const char*, json_t* args) {
         run_statement(ctx, text);
         interrupted = lua_interrupted(ctx);
     }
+    finish(ctx, interrupted);
+    interrupted = interrupted || lua_interrupted(ctx);
     lua_interrupt_watch(nullptr);
     ox_lua_free(ctx);
     ox_rl_row_leave();

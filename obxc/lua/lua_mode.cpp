@@ -62,6 +62,17 @@ void preload() {
 
 void end_at_exit(void);
 
+/// What the statements left to be done at the end of the visit; Ctrl-C ends it.
+void finish() {
+    if (!mode.ctx) return;
+    ox_lua_resume(mode.ctx);
+    lua_interrupt_watch(mode.ctx);
+    interrupt_install(lua_interrupt);
+    interrupt_armed = 1;
+    ox_lua_finish(mode.ctx);
+    ox_lua_resume(mode.ctx);
+}
+
 bool mode_enter() {
     static bool watched = false;
     if (!watched) watched = atexit(end_at_exit) == 0;
@@ -101,6 +112,7 @@ void end_recording() {
 void mode_leave() {
     free(mode.line);
     ox_str_free(mode.pending);
+    finish();
     lua_interrupt_watch(nullptr);
     interrupt_disarm();
     lua_complete_use(nullptr);
@@ -123,6 +135,7 @@ void drop_pending() {
 /// After a Ctrl-C, and for each statement that would start until Lua mode is left: kept so.
 void drop_statement() {
     interrupt_recover();
+    ox_rl_drop_input();
     ox_lua_resume(mode.ctx);
     drop_pending();
     prompt_rebuild();

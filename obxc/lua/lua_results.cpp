@@ -93,7 +93,7 @@ void print_result(lua_State* L, LuaResults* results, int index) {
     lua_pop(L, 1);
     ox_lua_collect(L, collects);
     printf("%s%s[%d]%s = ", colour("\x1b[1;32m"), "_", results->count, colour("\x1b[0;32m"));
-    if (lua_printer.text) fputs(lua_printer.text, stdout);
+    if (lua_printer.text) ox_out_write(stdout, lua_printer.text, lua_printer.length);
     printf("%s\n", colour("\x1b[0m"));
     fflush(stdout);
     if (lua_printer.full) print_error("not enough memory");

@@ -10,6 +10,7 @@
 #include "lua/lua_session.hpp"
 #include "ox_log.hpp"
 #include "ox_raii.hpp"
+#include "session/interrupt.hpp"
 
 namespace {
 
@@ -45,10 +46,11 @@ void cut_first_line(ox_str* text) {
     if (newline) ox_dynarray_cut(text, 0, static_cast<size_t>(newline - data));
 }
 
-// A signal that ends the program lets the script end first, so that nothing it printed is lost.
+// A signal that ends the program raises an error in the script first, so that it can clean up and nothing it
+// printed is lost. The second one ends whatever the script does then.
 ox_lua_ctx* volatile ended = nullptr;
 volatile sig_atomic_t deadly = 0;
-enum { END_US = 200000 };  // a wait, or a call that takes longer, is not waited for
+enum { END_US = 200000 };  // code that takes longer to come to where the error is raised is not waited for
 
 void die(int signal) {
     struct sigaction action = {};
@@ -58,18 +60,23 @@ void die(int signal) {
 }
 
 void end_now(int) {
-    die(deadly);
+    if (ended && ox_lua_stopped(ended)) die(deadly);
 }
 
 void end_script(int signal) {
-    if (deadly || !ended) {
+    if (!ended) {
         die(signal);
         return;
     }
-    deadly = signal;
-    ox_lua_stop(ended);
+    if (deadly) {
+        ox_lua_stop(ended);
+    } else {
+        deadly = signal;
+        ox_lua_interrupt(ended);
+    }
     struct itimerval time = {{0, 0}, {0, END_US}};
     setitimer(ITIMER_REAL, &time, nullptr);
+    shell_interrupt(signal);
 }
 
 void handle(int signal, void (*handler)(int)) {
@@ -83,6 +90,7 @@ void handle(int signal, void (*handler)(int)) {
 
 void watch_signals(ox_lua_ctx* ctx) {
     ended = ctx;
+    lua_interrupt_waits(ctx);
     handle(SIGALRM, end_now);
     handle(SIGINT, end_script);
     handle(SIGTERM, end_script);
@@ -91,9 +99,15 @@ void watch_signals(ox_lua_ctx* ctx) {
 
 void die_after_all() {
     ended = nullptr;
+    lua_interrupt_waits(nullptr);
     if (!deadly) return;
     fflush(stdout);
     die(deadly);
+}
+
+/// Whether the script's error is the one that the signal raised.
+bool ended_by_signal(const ox_lua_ctx* ctx) {
+    return deadly && strstr(ox_dynarray_get(ctx->err), "interrupted!");
 }
 
 /// Whether an error's text tells that memory ran out.
@@ -122,11 +136,13 @@ int run_script(ox_lua_ctx* ctx, const ox_str* text, const char* path, json_t* ar
     last_context = ctx;
     ox_log_last_words = last_words;
     int result = 0;
-    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 && !deadly) {
+    if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 &&
+        !ended_by_signal(ctx)) {
         const char* error = ox_dynarray_get(ctx->err);
         puts(error);
         result = tells_of_memory(error) ? 1 : 0;
     }
+    ox_lua_finish(ctx);
     ox_log_last_words = nullptr;
     return result;
 }

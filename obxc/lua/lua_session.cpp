@@ -11,9 +11,12 @@ namespace {
 
 ox_lua_ctx* volatile watched = nullptr;
 
+bool arms_waits = false;
+
 /// Runs what may wait with the interrupt leading here.
 bool guard_wait(void (*run)(void*), void* argument) {
-    if (!interrupt_armed) {
+    bool was_armed = interrupt_armed != 0;
+    if (!was_armed && !arms_waits) {
         run(argument);
         return true;
     }
@@ -23,12 +26,16 @@ bool guard_wait(void (*run)(void*), void* argument) {
     ox_held_mark held;
     interrupt_held = &held;
     volatile bool done = false;
+    if (!was_armed) interrupt_forget();
     if (sigsetjmp(interrupt_context, 1) == 0) {
-        run(argument);
-        done = true;
+        interrupt_armed = 1;
+        bool came = !was_armed && ox_lua_stopped(watched);  // since the code last looked
+        if (!came) run(argument);
+        done = !came;
     }
     memcpy(&interrupt_context, &outer, sizeof(outer));
     interrupt_held = outer_held;
+    if (!was_armed) interrupt_armed = 0;
     return done;
 }
 
@@ -51,6 +58,11 @@ void lua_share_input(void) {
 void lua_interrupt(int signal) {
     shell_interrupt(signal);
     if (watched && interrupt_pending()) ox_lua_stop(watched);
+}
+
+void lua_interrupt_waits(ox_lua_ctx* ctx) {
+    watched = ctx;
+    arms_waits = ctx != nullptr;
 }
 
 void lua_interrupt_watch(ox_lua_ctx* ctx) {

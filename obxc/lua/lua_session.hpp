@@ -17,6 +17,9 @@ void lua_share_input(void);
 void lua_interrupt(int signal);
 /// The context whose code lua_interrupt stops; null for none.
 void lua_interrupt_watch(ox_lua_ctx* ctx);
+/// For a program whose own signal handlers stop the context's code and then call shell_interrupt: the waits
+/// of the code are left by that, although the interrupt is not armed. Null ends it.
+void lua_interrupt_waits(ox_lua_ctx* ctx);
 /// True when the run that just ended was left by Ctrl-C, or Ctrl-C waits for its point.
 bool lua_interrupted(const ox_lua_ctx* ctx);
 /// Jumps to the interrupt's context. Nothing may be held that a destructor would release.

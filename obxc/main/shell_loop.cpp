@@ -144,6 +144,7 @@ void words_run_armed(json_t* words) {
             interrupt_point();  // a Ctrl-C that no wait took
         } else {
             interrupt_recover();
+            ox_rl_drop_input();
             ox_rl_end_row();
         }
     }

@@ -5,6 +5,7 @@
 
 #include "obxc.hpp"
 #include "ox_confapi.hpp"
+#include "ox_out.hpp"
 #include "ox_rl.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
@@ -42,6 +43,7 @@ void wait_leave() {
 void interrupt_init(void) {
     main_thread = pthread_self();
     ox_wait_set_hooks(wait_enter, wait_leave);
+    ox_out_set_cancel([] { return interrupt_armed && marked; });
 }
 
 void interrupt_install(void (*handler)(int)) {
@@ -79,6 +81,10 @@ void interrupt_jump(void) {
     waiting = 0;
     ox_held_release(*interrupt_held);
     siglongjmp(interrupt_context, 1);
+}
+
+void interrupt_forget(void) {
+    marked = 0;
 }
 
 void interrupt_point(void) {

@@ -27,6 +27,8 @@ void shell_interrupt(int signal);
 bool interrupt_pending(void);
 /// Jumps now.
 [[noreturn]] void interrupt_jump(void);
+/// Forgets a marked interrupt.
+void interrupt_forget(void);
 /// Jumps now when an interrupt is marked: call it between the lines of a long output. No lock may be held.
 void interrupt_point(void);
 /// Puts right what a jump may have left behind: terminal modes and echo, colours, the connection's time-out,

@@ -2,10 +2,14 @@
 
 import os
 import random
+import select
 import signal
 import subprocess
 import time
 
+import pytest
+
+import harness
 from shell_support import event_on, type_slowly
 
 
@@ -184,3 +188,68 @@ def test_a_signal_at_random_moments(scripted, terminal):
     shell.send("\x15")
     shell.prompt()
     assert shell.run("color hint").split("\n")[-1] == "120 100 55"
+
+
+def test_ctrl_c_in_a_program_ends_the_rest_of_a_paste(session):
+    session.send("\x1b[200~sh echo started; sleep 30\rsave\rsave\r\x1b[201~\r")
+    session.wait_for("^started$")
+    session.interrupt()
+    session.prompt()
+    assert session.run("color hint") == "120 100 55"
+    assert session.daemon.requests("SaveConfig") == []
+
+
+@pytest.mark.parametrize("lines", ["sh echo started; sleep 30", "lua os.execute('echo started; sleep 30')",
+                                   "lua\nos.execute('echo started; sleep 30')\nq", "lua print('started') ox.sleep(30)"])
+def test_ctrl_c_ends_the_rest_of_piped_lines(scripted, terminal, directory, lines):
+    daemon = scripted()
+    path = os.path.join(directory, "lines")
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(lines + "\nsave\nsave\n")
+    shell = terminal(command=["sh", "-c", "trap '' QUIT; cat %s | %s -u %s" % (path, harness.OBXC, daemon.socket)])
+    shell.wait_for("started")
+    shell.settle(0.5)
+    shell.interrupt()
+    shell.end()
+    assert daemon.requests("SaveConfig") == []
+
+
+@pytest.mark.parametrize("call", ["os.execute('echo started; exec sleep 30')", "print('started', io.read())",
+                                  "for line in io.lines() do print('started', line) end",
+                                  "print('started') io.flush() io.read('a')"])
+def test_ctrl_c_ends_a_lua_statement(session, call):
+    for enter, prompt in (("lua %s print('after')\r", r"\S+obxc:>"), ("lua\r%s print('after')\r", r"\S+obxc-lua:>")):
+        mark = session.shown()
+        session.send(enter % call)
+        session.settle(0.4)
+        if "line" in call:
+            session.send("a line\r")
+            session.settle(0.2)
+        session.interrupt()
+        session.wait_line(prompt)
+        assert "after\n" not in session.since(mark)[len(call):].replace("print('after')", "")
+    session.send("q\r")
+    session.prompt()
+    assert session.run("color hint").endswith("120 100 55")
+
+
+def bytes_shown(session, most, silence):
+    """How much is shown until it is that much or there is silence; what was read is kept off the slow screen."""
+    count = 0
+    while count < most and select.select([session.master], [], [], silence)[0]:
+        count += len(os.read(session.master, 65536))
+    return count
+
+
+@pytest.mark.parametrize("statement", ["error(('x'):rep(60000000))", "print(('line\\n'):rep(12000000))",
+                                       "io.write(('line\\n'):rep(12000000))", "('x'):rep(60000000)",
+                                       "local function f() return 1 + f() end f()"])
+def test_ctrl_c_stops_output_under_way(session, statement):
+    session.send("lua\r")
+    session.wait_line(r"\S+obxc-lua:>")
+    os.write(session.master, statement.encode() + b"\r")
+    assert bytes_shown(session, 30000, harness.PATIENCE) >= 30000
+    os.write(session.master, b"\x03")
+    assert bytes_shown(session, 1 << 30, 1) < 1000000
+    session.send("q\r")
+    session.prompt()

@@ -49,6 +49,10 @@ void ox_lua_set_guard(ox_lua_ctx* ctx, ox_lua_guard guard);
 /// Makes the running code fail with the error "interrupted!" at its next instruction, through all protected
 /// calls and coroutines, until ox_lua_resume. Safe in a signal handler.
 void ox_lua_stop(ox_lua_ctx* ctx);
+/// The same, but the error is raised once: a protected call may catch it, and what it protects from then on
+/// runs. Safe in a signal handler.
+void ox_lua_interrupt(ox_lua_ctx* ctx);
+/// True from a stop on until ox_lua_resume, or from an interrupt on until its error is raised.
 bool ox_lua_stopped(const ox_lua_ctx* ctx);
 /// Lets code run again.
 void ox_lua_resume(ox_lua_ctx* ctx);
@@ -60,5 +64,8 @@ bool ox_lua_hold(lua_State* L);
 void ox_lua_collect(lua_State* L, bool ran);
 /// Passes on what a streaming context holds back.
 void ox_lua_drain(ox_lua_ctx* ctx);
-/// Null-safe.
+/// Runs what the code gave to ox.atexit, last first; nothing while the code is stopped. Errors are told on
+/// standard error.
+void ox_lua_finish(ox_lua_ctx* ctx);
+/// Finishes first. Null-safe.
 void ox_lua_free(ox_lua_ctx* ctx);

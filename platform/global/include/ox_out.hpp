@@ -20,6 +20,10 @@ void ox_out_row_ended(void);
 /// Whether standard output is a terminal (asked once, again after ox_out_refresh).
 bool ox_out_is_terminal(void);
 void ox_out_refresh(void);
+/// From now on the output of these functions stops, even within a text, as soon as `cancelled` says so.
+void ox_out_set_cancel(bool (*cancelled)(void));
+/// Writes bytes as they are.
+void ox_out_write(FILE* file, const char* data, size_t size);
 /// Writes `length` bytes (-1: up to the terminating zero) to standard output. On a terminal, control
 /// characters (C0, DEL and the C1 range in UTF-8 or as lone bytes) are written as \xNN; elsewhere the bytes
 /// stay as they are.

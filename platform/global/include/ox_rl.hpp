@@ -93,8 +93,8 @@ char* ox_rl(const char* prompt, int timeout_ms);
 /// by a jump.
 void ox_rl_echo_off(int fd);
 void ox_rl_echo_on(int fd);
-/// True once after the program was stopped and continued while the echo was off: a wait for the secret has ended
-/// with EINTR, and the question has to be shown again.
+/// True once after the program was stopped and continued while the echo was off: a wait for the secret has
+/// ended with EINTR, and the question has to be shown again.
 bool ox_rl_echo_resumed(void);
 /// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
 /// the row is left as it is.
@@ -104,6 +104,8 @@ void ox_rl_row_unknown(void);
 /// What was written last is somebody else's (a Lua statement's): a row that it has left open is not
 /// continued.
 void ox_rl_row_leave(void);
+/// Drops the lines that a pipe or a file holds ready, as a terminal does on Ctrl-C.
+void ox_rl_drop_input(void);
 /// Ends the row on which the terminal has shown a Ctrl-C, so that the next prompt starts in column 0. Nothing
 /// where input or output is no terminal.
 void ox_rl_end_row(void);

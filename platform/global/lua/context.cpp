@@ -12,6 +12,13 @@ LuaContext* context_of(lua_State* L) {
 }
 
 int stop_error(lua_State* L) {
+    LuaContext* context = context_of(L);
+    if (context->once) {
+        context->once = 0;
+        context->stopped = 0;
+        lua_sethook(L, nullptr, 0, 0);
+        lua_sethook(context->running, nullptr, 0, 0);
+    }
     return luaL_error(L, "interrupted!");
 }
 
@@ -103,7 +110,7 @@ bool run_guarded(lua_State* L, void (*run)(void*), void* argument) {
         return true;
     }
     if (context->guard(run, argument)) return true;
-    ox_lua_stop(context);
+    if (!context->stopped) ox_lua_stop(context);
     return false;
 }
 
@@ -200,8 +207,16 @@ void ox_lua_set_guard(ox_lua_ctx* ctx, ox_lua_guard guard) {
     full(ctx)->guard = guard;
 }
 
+void ox_lua_interrupt(ox_lua_ctx* ctx) {
+    LuaContext* context = full(ctx);
+    context->once = 1;
+    context->stopped = 1;
+    hook_stop(context->running);
+}
+
 void ox_lua_stop(ox_lua_ctx* ctx) {
     LuaContext* context = full(ctx);
+    context->once = 0;
     context->stopped = 1;
     hook_stop(context->running);
 }
@@ -212,16 +227,27 @@ bool ox_lua_stopped(const ox_lua_ctx* ctx) {
 
 void ox_lua_resume(ox_lua_ctx* ctx) {
     LuaContext* context = full(ctx);
+    context->once = 0;
     context->stopped = 0;
     context->running = context->L;
     context->yields = false;
     lua_sethook(context->L, nullptr, 0, 0);
 }
 
+void ox_lua_finish(ox_lua_ctx* ctx) {
+    LuaContext* context = full(ctx);
+    atexit_run(context->L);
+    output_sync(context);
+    if (context->flags & OX_LUA_STREAM) output_drain(context);
+}
+
 void ox_lua_free(ox_lua_ctx* ctx) {
     if (!ctx) return;
     LuaContext* context = full(ctx);
-    if (context->L) lua_close(context->L);
+    if (context->L) {
+        ox_lua_finish(ctx);
+        lua_close(context->L);
+    }
     // What finalizers printed.
     if (context->flags & OX_LUA_STREAM) output_drain(context);
     output_close(context);

@@ -14,6 +14,7 @@ struct LuaContext : ox_lua_ctx {
     bool by_lines;       ///< standard output was told to write line by line
     lua_State* running;  ///< the coroutine that runs, which a stop has to reach
     volatile int stopped;
+    volatile int once;  ///< the stop is over when its error has been raised
     ox_lua_guard guard;
     bool holds;               ///< ox_lua_hold: what allocates is no Lua code, and may take of the reserve
     size_t taken;             ///< bytes that were allocated since the reserve was last seen
@@ -48,6 +49,11 @@ void memory_open(LuaContext* context);
 [[noreturn]] void raise_memory(lua_State* L);
 /// Lets the running code fail so at its next instruction, once.
 void memory_short(LuaContext* context);
+
+// atexit.cpp
+void atexit_open(lua_State* L);
+/// Runs the functions given to ox.atexit, in the coroutine that ends the process.
+void atexit_run(lua_State* L);
 
 // events.cpp
 /// Gives the events that were kept to the process's other readers.

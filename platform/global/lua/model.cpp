@@ -164,6 +164,7 @@ void bindings_open(lua_State* L) {
     values_open(L);
     model_open(L);
     events_open(L);
+    atexit_open(L);
     object_open(L);
     lua_pushboolean(L, 0);
     lua_setfield(L, -2, "strict");

@@ -5,8 +5,10 @@
 //
 // What was printed is there before code reads, or runs another program. On a terminal each line is there at
 // once.
+#include <signal.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +21,7 @@ namespace {
 enum { STREAM_LIMIT = 1 << 16 };  // bytes of `out` that a streaming context holds back
 
 void write_out(LuaContext* context) {
-    fwrite(ox_dynarray_get(context->out), 1, ox_str_length(context->out), stdout);
+    ox_out_write(stdout, ox_dynarray_get(context->out), ox_str_length(context->out));
     ox_str_clear(context->out);
 }
 
@@ -71,7 +73,7 @@ int print(lua_State* L) {
         const char* text = push_text(L, i, count + 1, &length);
         FILE* sink = sink_of(context_of(L));
         if (i > 1) fputc('\t', sink);
-        fwrite(text, 1, length, sink);
+        ox_out_write(sink, text, length);
         lua_pop(L, 1);
     }
     fputc('\n', sink_of(context_of(L)));
@@ -104,38 +106,129 @@ int flush(lua_State* L) {
     return results;
 }
 
+/// Whether the arguments from `first` on are texts, a long one among them, for standard output itself.
+bool writes_long(lua_State* L, const luaL_Stream* stream, int first) {
+    enum { LONG = 1 << 16 };
+    if (!stream || !stream->closef || stream->f != stdout) return false;
+    bool found = false;
+    for (int i = first; i <= lua_gettop(L); ++i) {
+        if (lua_type(L, i) != LUA_TSTRING) return false;
+        if (lua_rawlen(L, i) > LONG) found = true;
+    }
+    return found;
+}
+
+/// Writes the arguments so that Ctrl-C stops them, and returns the handle on top.
+int write_long(lua_State* L, int first) {
+    for (int i = first; i < lua_gettop(L); ++i) {
+        size_t length = 0;
+        const char* text = lua_tolstring(L, i, &length);
+        ox_out_write(stdout, text, length);
+    }
+    return ferror(stdout) ? luaL_fileresult(L, 0, nullptr) : 1;
+}
+
+/// file:write
+int write_file(lua_State* L) {
+    auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, 1, LUA_FILEHANDLE));
+    if (!writes_long(L, stream, 2)) return call_original(L);
+    lua_pushvalue(L, 1);
+    return write_long(L, 2);
+}
+
+/// io.write
+int write_output(lua_State* L) {
+    lua_getfield(L, LUA_REGISTRYINDEX, "_IO_output");
+    auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, -1, LUA_FILEHANDLE));
+    lua_pop(L, 1);
+    if (!writes_long(L, stream, 1)) return call_original(L);
+    lua_getfield(L, LUA_REGISTRYINDEX, "_IO_output");
+    return write_long(L, 1);
+}
+
 int exit_process(lua_State* L) {
     require_open(L);
+    atexit_run(L);
     output_drain(context_of(L));
     return call_original(L);
 }
 
-/// Whether a read from the file handle at `index` may wait for someone who reads what was printed.
-bool may_wait(lua_State* L, int index) {
+/// The file handle at `index`, where a read from it may wait for someone who reads what was printed; else
+/// null.
+luaL_Stream* waiting_stream(lua_State* L, int index) {
     auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, index, LUA_FILEHANDLE));
-    if (!stream || !stream->closef) return false;
+    if (!stream || !stream->closef) return nullptr;
     struct stat info;
-    return fstat(fileno(stream->f), &info) != 0 || !S_ISREG(info.st_mode);
+    bool file = fstat(fileno(stream->f), &info) == 0 && S_ISREG(info.st_mode);
+    return file ? nullptr : stream;
+}
+
+/// Whether a signal that is handled ends a read instead of letting it go on.
+void signals_end_reads(bool end) {
+    static const int numbers[] = {SIGINT, SIGTERM, SIGHUP};
+    for (int number : numbers) {
+        struct sigaction action;
+        if (sigaction(number, nullptr, &action) != 0) continue;
+        action.sa_flags = end ? action.sa_flags & ~SA_RESTART : action.sa_flags | SA_RESTART;
+        sigaction(number, &action, nullptr);
+    }
+}
+
+/// Bytes that a stream has read ahead.
+size_t read_ahead(const FILE* file) {
+#ifdef __GLIBC__
+    return static_cast<size_t>(file->_IO_read_end - file->_IO_read_ptr);
+#else
+    static_cast<void>(file);
+    return 0;
+#endif
+}
+
+/// The original, whose wait for the file handle's next bytes a signal ends: the code is then left where it
+/// goes on.
+int read_until_signal(lua_State* L, lua_CFunction read, const luaL_Stream* stream) {
+    bool waits = stream->f && read_ahead(stream->f) == 0;
+    if (!waits) return read(L);
+    signals_end_reads(true);
+    int results = read(L);
+    signals_end_reads(false);
+    return results;
+}
+
+int read_and_show(lua_State* L, luaL_Stream* stream) {
+    show(context_of(L));
+    return read_until_signal(L, call_original, stream);
 }
 
 /// io.read: shows what was printed first, unless a file is read.
 int read_input(lua_State* L) {
     require_open(L);
     lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
-    bool waits = may_wait(L, lua_gettop(L));
+    luaL_Stream* stream = waiting_stream(L, lua_gettop(L));
     lua_pop(L, 1);
-    if (waits) show(context_of(L));
-    return call_original(L);
+    return stream ? read_and_show(L, stream) : call_original(L);
 }
 
 /// file:read
 int read_file(lua_State* L) {
     require_open(L);
-    if (may_wait(L, 1)) show(context_of(L));
-    return call_original(L);
+    luaL_Stream* stream = waiting_stream(L, 1);
+    return stream ? read_and_show(L, stream) : call_original(L);
 }
 
-/// os.execute and io.popen
+/// os.execute. A Ctrl-C that ended the program was this program's too, which did not listen meanwhile.
+int execute_program(lua_State* L) {
+    require_open(L);
+    show(context_of(L));
+    ox_rl_row_unknown();
+    int results = call_original(L);
+    bool by_signal =
+        results == 3 && lua_type(L, -2) == LUA_TSTRING && strcmp(lua_tostring(L, -2), "signal") == 0;
+    if (by_signal && lua_tointeger(L, -1) == SIGINT) raise(SIGINT);
+    return results;
+}
+
+/// io.popen
 int run_program(lua_State* L) {
     require_open(L);
     show(context_of(L));
@@ -143,14 +236,19 @@ int run_program(lua_State* L) {
     return call_original(L);
 }
 
-/// One step of io.lines and file:lines: the upvalue is their own iterator.
-int next_line(lua_State* L) {
-    require_open(L);
-    show(context_of(L));
+int call_iterator(lua_State* L) {
     lua_settop(L, 0);
     lua_pushvalue(L, lua_upvalueindex(1));
     lua_call(L, 0, LUA_MULTRET);
     return lua_gettop(L);
+}
+
+/// One step of io.lines and file:lines: the upvalues are their own iterator and the file handle.
+int next_line(lua_State* L) {
+    require_open(L);
+    show(context_of(L));
+    auto* stream = static_cast<luaL_Stream*>(lua_touserdata(L, lua_upvalueindex(2)));
+    return read_until_signal(L, call_iterator, stream);
 }
 
 /// io.lines and file:lines, whose iterator shows what was printed, unless a file is read.
@@ -158,11 +256,17 @@ int lines(lua_State* L) {
     require_open(L);
     bool standard = lua_isnoneornil(L, 1);
     if (standard) lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
-    bool waits = may_wait(L, standard ? lua_gettop(L) : 1);
-    if (standard) lua_pop(L, 1);
+    if (!standard) lua_pushvalue(L, 1);
+    bool waits = waiting_stream(L, lua_gettop(L)) != nullptr;
+    int handle = luaL_ref(L, LUA_REGISTRYINDEX);
     int results = call_original(L);
-    if (!waits || results != 1) return results;
-    lua_pushcclosure(L, next_line, 1);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, handle);
+    luaL_unref(L, LUA_REGISTRYINDEX, handle);
+    if (!waits || results != 1) {
+        lua_pop(L, 1);
+        return results;
+    }
+    lua_pushcclosure(L, next_line, 2);
     return 1;
 }
 
@@ -216,7 +320,7 @@ void output_open(LuaContext* context) {
     lua_setglobal(L, "print");
     lua_getglobal(L, "os");
     wrap_field(L, "exit", exit_process);
-    wrap_field(L, "execute", run_program);
+    wrap_field(L, "execute", execute_program);
     wrap_field(L, "remove", call_open);
     wrap_field(L, "rename", call_open);
     wrap_field(L, "setlocale", call_open);
@@ -224,6 +328,7 @@ void output_open(LuaContext* context) {
     lua_getglobal(L, "io");
     wrap_field(L, "flush", flush);
     wrap_field(L, "read", read_input);
+    wrap_field(L, "write", write_output);
     wrap_field(L, "lines", lines);
     wrap_field(L, "popen", run_program);
     wrap_field(L, "open", call_open);
@@ -232,6 +337,7 @@ void output_open(LuaContext* context) {
     luaL_getmetatable(L, LUA_FILEHANDLE);
     wrap_field(L, "flush", flush);
     wrap_field(L, "read", read_file);
+    wrap_field(L, "write", write_file);
     wrap_field(L, "lines", lines);
     lua_pop(L, 3);
 }

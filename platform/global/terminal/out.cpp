@@ -19,6 +19,12 @@ size_t waiting_size(void) {
     return has_buffer ? __fpending(stdout) : 0;
 }
 
+bool (*cancelled_hook)(void) = nullptr;
+
+bool is_cancelled() {
+    return cancelled_hook && cancelled_hook();
+}
+
 /// Bytes from `text` on that are written as they are.
 size_t plain_run(const char* text, size_t size) {
     size_t i = 0;
@@ -110,13 +116,25 @@ void ox_out_refresh(void) {
     out_is_terminal = -1;
 }
 
+void ox_out_set_cancel(bool (*cancelled)(void)) {
+    cancelled_hook = cancelled;
+}
+
+void ox_out_write(FILE* file, const char* data, size_t size) {
+    enum { PIECE = 4096 };
+    for (size_t piece = 0; size > 0 && !is_cancelled(); data += piece, size -= piece) {
+        piece = size < PIECE ? size : static_cast<size_t>(PIECE);
+        fwrite(data, 1, piece, file);
+    }
+}
+
 void ox_out_text(const char* text, long length) {
     size_t size = length < 0 ? strlen(text) : length;
     if (!ox_out_is_terminal()) {
-        fwrite(text, 1, size, stdout);
+        ox_out_write(stdout, text, size);
         return;
     }
-    escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stdout); });
+    escape(text, size, [](const char* piece, size_t bytes) { ox_out_write(stdout, piece, bytes); });
 }
 
 void ox_out_message(const char* text) {
@@ -130,16 +148,16 @@ void ox_out_message(const char* text) {
 
 void ox_out_error_text(const char* text, const char* const* allowed) {
     if (!isatty(STDERR_FILENO)) {
-        fputs(text, stderr);
+        ox_out_write(stderr, text, strlen(text));
         return;
     }
-    while (*text) {
+    while (*text && !is_cancelled()) {
         size_t size = allowed_size(text, allowed);
         if (size > 0) {
             fwrite(text, 1, size, stderr);
         } else {
             while (text[size] && !allowed_size(text + size, allowed)) ++size;
-            escape(text, size, [](const char* piece, size_t bytes) { fwrite(piece, 1, bytes, stderr); });
+            escape(text, size, [](const char* piece, size_t bytes) { ox_out_write(stderr, piece, bytes); });
         }
         text += size;
     }

@@ -1,5 +1,7 @@
 // Lines from a pipe, a file, or for one: nothing is drawn, bytes stay as they are.
+#include <poll.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "editor.hpp"
 
@@ -37,4 +39,16 @@ char* plain_feed(int key, int* status) {
 
 void plain_drop(void) {
     ox_str_clear(&buffer);
+}
+
+void ox_rl_drop_input(void) {
+    enum { DROPPED_MAX = 64 << 20 };
+    if (!editor.plain || isatty(STDIN_FILENO)) return;
+    char dropped[4096];
+    struct pollfd input = {STDIN_FILENO, POLLIN, 0};
+    for (size_t total = 0; total < DROPPED_MAX && poll(&input, 1, 0) > 0;) {
+        ssize_t size = read(STDIN_FILENO, dropped, sizeof(dropped));
+        if (size <= 0) return;
+        total += static_cast<size_t>(size);
+    }
 }

@@ -1,0 +1,62 @@
+// ox.atexit: functions that run when the code has come to its end, whatever ended it.
+#include "bindings.hpp"
+
+namespace {
+
+const char* const FUNCTIONS = "ox.atexit";
+
+/// ox.atexit(function)
+int at_exit(lua_State* L) {
+    require_writable(L);
+    luaL_checktype(L, 1, LUA_TFUNCTION);
+    lua_settop(L, 1);
+    luaL_getsubtable(L, LUA_REGISTRYINDEX, FUNCTIONS);
+    lua_insert(L, 1);
+    lua_rawseti(L, 1, static_cast<lua_Integer>(lua_rawlen(L, 1)) + 1);
+    return 0;
+}
+
+/// Takes the last function out of the list and leaves it on the stack; false when there is none.
+bool take_last(lua_State* L) {
+    luaL_getsubtable(L, LUA_REGISTRYINDEX, FUNCTIONS);
+    auto last = static_cast<lua_Integer>(lua_rawlen(L, -1));
+    if (last == 0) {
+        lua_pop(L, 1);
+        return false;
+    }
+    lua_rawgeti(L, -1, last);
+    lua_pushnil(L);
+    lua_rawseti(L, -3, last);
+    lua_remove(L, -2);
+    return true;
+}
+
+/// Calls the last function that is left; leaves whether there was one.
+int run_last(lua_State* L) {
+    bool found = take_last(L);
+    if (found) lua_call(L, 0, 0);
+    lua_pushboolean(L, found);
+    return 1;
+}
+
+}  // namespace
+
+void atexit_open(lua_State* L) {
+    lua_pushcfunction(L, at_exit);
+    lua_setfield(L, -2, "atexit");
+}
+
+void atexit_run(lua_State* L) {
+    const LuaContext* context = context_of(L);
+    if (!lua_checkstack(L, LUA_MINSTACK)) return;
+    for (bool more = true; more && !context->stopped;) {
+        lua_pushcfunction(L, run_last);
+        if (lua_pcall(L, 0, 1, 0) == LUA_OK) {
+            more = lua_toboolean(L, -1) != 0;
+        } else {
+            const char* text = lua_tostring(L, -1);
+            fprintf(stderr, "ox.atexit: %s\n", text ? text : "(error without a text)");
+        }
+        lua_pop(L, 1);
+    }
+}
