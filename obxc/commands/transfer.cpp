@@ -8,7 +8,9 @@
 #include "commands/firmware.hpp"
 #include "commands/serve_file.hpp"
 #include "commands/words.hpp"
+#include "ox_home.hpp"
 #include "ox_md5.hpp"
+#include "ox_raii.hpp"
 #include "ox_string.hpp"
 #include "ox_url.hpp"
 #include "session/request.hpp"
@@ -24,10 +26,11 @@ struct FileKind {
 constexpr FileKind download_kinds[] = {{"firmware", "Firmware"}, {"config", "Config"}, {"file", "File"}};
 constexpr FileKind upload_kinds[] = {{"config", "Config"}, {"buildconfig", "BuildConfig"}, {"log", "Log"}};
 
-/// The words of a transfer: kind (its type), path or destination, and the target's name (may be null).
+/// The words of a transfer: kind (its type), path or destination ("~" replaced by the home), and the target's
+/// name (may be null).
 struct TransferWords {
     const char* type;
-    const char* path;
+    CharsRef path;
     json_t* target;
 };
 
@@ -40,9 +43,10 @@ bool read_words(json_t* args, const FileKind (&kinds)[N], TransferWords* words) 
     for (const FileKind& kind : kinds) {
         if (word && strcmp(word, kind.word) == 0) words->type = kind.type;
     }
-    words->path = word_at(args, 1);
+    const char* path = word_at(args, 1);
+    words->path.reset(path ? ox_home_expand(path) : nullptr);
     words->target = json_array_get(args, 2);
-    return words->type && words->path;
+    return words->type && path;
 }
 
 bool is_url(const char* text) {
@@ -112,7 +116,7 @@ int download_command(const char* name, json_t* args) {
     } else if (serve_file(words.path, url, sizeof(url), &served) != 0) {
         return -1;
     }
-    JsonRef params(transfer_params(words, given ? words.path : url));
+    JsonRef params(transfer_params(words, given ? words.path.get() : url));
     if (!params) return download_syntax(name);
     add_md5(params, words.path);
     add_target(params, words);
@@ -134,7 +138,7 @@ int upload_command(const char* name, json_t* args) {
     char url[URL_SIZE];
     bool given = is_url(words.path);
     if (!given && (!daemon_is_local() || !file_url(words.path, url))) return upload_syntax(name);
-    JsonRef params(transfer_params(words, given ? words.path : url));
+    JsonRef params(transfer_params(words, given ? words.path.get() : url));
     if (!params) return upload_syntax(name);
     add_target(params, words);
     return transfer("Upload", params);

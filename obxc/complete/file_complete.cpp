@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "complete/complete.hpp"
+#include "ox_home.hpp"
 #include "ox_string.hpp"
 
 namespace {
@@ -79,11 +80,23 @@ void offer_programs(const Search& search) {
 /// The directory that a text names, up to and including its last "/"; false when it is too long.
 bool directory_of(const char* text, const char* slash, char out[DIRECTORY_SIZE]) {
     if (!slash) return getcwd(out, DIRECTORY_SIZE) != nullptr;
-    size_t length = static_cast<size_t>(slash - text) + 1;
-    if (length >= DIRECTORY_SIZE) return false;
-    memcpy(out, text, length);
-    out[length] = '\0';
-    return true;
+    CharsRef typed(strndup(text, static_cast<size_t>(slash - text) + 1));
+    CharsRef directory(ox_home_expand(typed));
+    return ox_string_strlcpy(out, directory, DIRECTORY_SIZE) < DIRECTORY_SIZE;
+}
+
+/// The homes of users, for a text of "~" and the start of a name.
+void offer_homes(const Search& search) {
+    JsonRef homes(json_array());
+    ox_home_users(search.prefix + 1, homes);
+    size_t index;
+    json_t* home;
+    json_array_foreach(homes, index, home) {
+        const char* text = json_string_value(home);
+        if (!text || candidates_full(search.candidates)) continue;
+        json_t* candidate = quoted_candidate(search.typed, text, search.prefix_length, false);
+        json_array_append_new(search.candidates, candidate);
+    }
 }
 
 }  // namespace
@@ -103,6 +116,7 @@ void file_complete(int index, json_t* words, json_t* candidates, int files, cons
         char directory[DIRECTORY_SIZE];
         if (!directory_of(text, slash, directory)) return;
         offer_directory(search, directory);
+        if (!slash && *prefix == '~') offer_homes(search);
     }
     candidates_sort(candidates, OX_SORT_ASCENDING);
 }

@@ -5,6 +5,8 @@
 
 #include "ox_fs.hpp"
 #include "ox_history.hpp"
+#include "ox_home.hpp"
+#include "ox_raii.hpp"
 #include "ox_string.hpp"
 #include "session/prompt.hpp"
 
@@ -30,13 +32,14 @@ int record_start(const char* name, const char* path) {
         printf("%s: already recording.\n", name);
         return -1;
     }
-    if (strlen(path) >= sizeof(record_path) || ox_fs_touch(path) < 0) {
+    CharsRef place(ox_home_expand(path));
+    if (strlen(place) >= sizeof(record_path) || ox_fs_touch(place) < 0) {
         printf("%s: can't create record file %s.\n", name, path);
         return -1;
     }
     recording = true;
     record_lines = 0;
-    ox_string_strlcpy(record_path, path, sizeof(record_path));
+    ox_string_strlcpy(record_path, place, sizeof(record_path));
     prompt_set_mode("record");
     return 0;
 }

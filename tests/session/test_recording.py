@@ -2,6 +2,8 @@
 
 import os
 
+from harness import environment
+
 
 def read(path):
     with open(path) as text:
@@ -35,6 +37,16 @@ def test_a_recording_keeps_the_file_that_it_goes_to(session, directory):
     session.wait_line(r"\S*@obxc:>|obxc:>")
     assert read(path) == "color hint\n"
     assert os.stat(path).st_mode & 0o777 == 0o755
+
+
+def test_a_recording_below_home(open_shell, directory):
+    session = open_shell(env=environment(HOME=directory, leaks=False))
+    assert session.run("record ~/rec") == ""
+    session.run("color hint")
+    session.send("q\r")
+    session.wait_line(r"\S*@obxc:>|obxc:>")
+    assert read(os.path.join(directory, "rec")) == "color hint\n"
+    assert session.run("record ~/no/rec") == "record: can't create record file ~/no/rec."
 
 
 def test_quit_ends_a_recording_only(session, directory):

@@ -64,6 +64,29 @@ def test_local_file_is_named_by_its_resolved_path(scripted, local_file):
         {"FileType": "Config", "URL": "file://" + local_file, "MD5": md5(local_file)}]
 
 
+@pytest.mark.parametrize("words, method, members", [
+    (["download", "file", "~/a file.cfg"], "Download", {"FileType": "File"}),
+    (["upload", "config", "~/a file.cfg"], "Upload", {"FileType": "Config"})])
+def test_a_file_below_home(scripted, local_file, words, method, members):
+    daemon = scripted()
+    done = obxc("-r", *words, daemon=daemon, env=harness.environment(HOME=os.path.dirname(local_file)))
+    assert (done.out, done.status) == ("", 0)
+    if method == "Download":
+        members["MD5"] = md5(local_file)
+    assert daemon.requests(method) == [dict(members, URL="file://" + local_file)]
+
+
+def test_nobodys_home_is_a_name_like_others(scripted, directory):
+    daemon = scripted()
+    os.mkdir(os.path.join(directory, "~nosuchuser"))
+    path = os.path.join(directory, "~nosuchuser", "file")
+    with open(path, "w") as out:
+        out.write("text")
+    done = obxc("-r", "download", "file", "~nosuchuser/file", daemon=daemon, cwd=directory)
+    assert (done.out, done.status) == ("", 0)
+    assert [params["URL"] for params in daemon.requests("Download")] == ["file://" + path]
+
+
 def test_order_of_the_params(scripted, local_file):
     daemon = scripted()
     obxc("-r", "download", "file", local_file, "target", daemon=daemon)

@@ -1,5 +1,6 @@
 #include "columns.hpp"
 
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -29,19 +30,17 @@ bool fits(const size_t* entries, size_t count, size_t rows, size_t width, size_t
     return true;
 }
 
-void print_rows(char* const* texts, const size_t* sizes, size_t count, const ColumnLayout& layout,
-                const char* colour) {
-    for (size_t row = 0; row < layout.rows; row++) {
-        fputs(colour, stdout);
-        for (size_t column = 0; column < layout.columns; column++) {
-            size_t i = column * layout.rows + row;
-            if (i >= count) break;
-            fputs(texts[i], stdout);
-            bool last = i + layout.rows >= count;
-            if (!last) printf("%*s", static_cast<int>(layout.widths[column] - sizes[i]), "");
-        }
-        fputs(*colour ? "\033[0m\n" : "\n", stdout);
+void print_row(const ColumnList& list, size_t row, const char* colour) {
+    const ColumnLayout& layout = list.layout;
+    fputs(colour, stdout);
+    for (size_t column = 0; column < layout.columns; column++) {
+        size_t i = column * layout.rows + row;
+        if (i >= list.texts.size) break;
+        fputs(list.texts[i], stdout);
+        bool last = i + layout.rows >= list.texts.size;
+        if (!last) printf("%*s", static_cast<int>(layout.widths[column] - list.widths[i]), "");
     }
+    fputs(*colour ? "\033[0m\n" : "\n", stdout);
 }
 
 }  // namespace
@@ -62,35 +61,46 @@ ColumnLayout columns_layout(const size_t* widths, size_t count, size_t width) {
     return layout;
 }
 
-void columns_print(const json_t* list, const char* colour) {
-    size_t count = json_array_size(list);
-    if (!ox_out_is_terminal()) {
-        for (size_t i = 0; i < count; i++) {
-            const json_t* entry = json_array_get(list, i);
-            if (!json_is_string(entry)) continue;
-            fwrite(json_string_value(entry), 1, json_string_length(entry), stdout);
-            putchar('\n');
-        }
-        return;
-    }
-    auto** texts = static_cast<char**>(calloc(count + 1, sizeof(char*)));
-    auto* sizes = static_cast<size_t*>(calloc(count + 1, sizeof(size_t)));
-    size_t used = 0;
-    for (size_t i = 0; texts && sizes && i < count; i++) {
-        const json_t* entry = json_array_get(list, i);
+ColumnList columns_list(const json_t* strings, size_t width) {
+    ColumnList list = {};
+    size_t index;
+    const json_t* entry;
+    json_array_foreach(strings, index, entry) {
         if (!json_is_string(entry)) continue;
-        texts[used] = ox_out_escape(json_string_value(entry), static_cast<long>(json_string_length(entry)));
-        sizes[used] = terminal_text_width(texts[used], strlen(texts[used]));
-        used++;
+        char* text = ox_out_escape(json_string_value(entry), static_cast<long>(json_string_length(entry)));
+        list.texts.push(text);
+        list.widths.push(terminal_text_width(text, strlen(text)));
     }
-    ColumnLayout layout = columns_layout(sizes, used, terminal_columns());
-    if (layout.widths) print_rows(texts, sizes, used, layout, colour);
-    free(layout.widths);
-    for (size_t i = 0; i < used; i++) free(texts[i]);
-    free(texts);
-    free(sizes);
+    list.layout = columns_layout(list.widths.data, list.widths.size, width);
+    return list;
 }
 
-void ox_rl_show_list(const json_t* list) {
-    columns_print(list, "");
+void columns_print(const ColumnList& list, size_t first, size_t count, const char* colour) {
+    if (!list.layout.widths) return;
+    for (size_t row = first; row < list.layout.rows && row - first < count; row++)
+        print_row(list, row, colour);
+}
+
+void columns_free(ColumnList* list) {
+    for (char* text : list->texts) free(text);
+    list->texts.clear();
+    list->widths.clear();
+    free(list->layout.widths);
+    list->layout = {};
+}
+
+void ox_rl_show_list(const json_t* strings) {
+    if (ox_out_is_terminal()) {
+        ColumnList list = columns_list(strings, terminal_columns());
+        columns_print(list, 0, SIZE_MAX, "");
+        columns_free(&list);
+        return;
+    }
+    size_t index;
+    const json_t* entry;
+    json_array_foreach(strings, index, entry) {
+        if (!json_is_string(entry)) continue;
+        fwrite(json_string_value(entry), 1, json_string_length(entry), stdout);
+        putchar('\n');
+    }
 }

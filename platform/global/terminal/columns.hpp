@@ -4,6 +4,8 @@
 #include <jansson.h>
 #include <stddef.h>
 
+#include "ox_array.hpp"
+
 struct ColumnLayout {
     size_t rows;
     size_t columns;
@@ -13,5 +15,14 @@ struct ColumnLayout {
 /// as fit, one column when nothing else does.
 ColumnLayout columns_layout(const size_t* widths, size_t count, size_t width);
 
-/// Prints the strings of an array as ox_rl_show_list does, each row in a colour ("" for none).
-void columns_print(const json_t* list, const char* colour);
+/// A list of texts that is shown row by row.
+struct ColumnList {
+    ox_array<char*> texts;    ///< heap, escaped for the terminal
+    ox_array<size_t> widths;  ///< of each of them
+    ColumnLayout layout;
+};
+/// The strings of an array for a screen of `width`. The caller releases it with columns_free.
+ColumnList columns_list(const json_t* strings, size_t width);
+/// Prints at most `count` rows from row `first` on, each in a colour ("" for none).
+void columns_print(const ColumnList& list, size_t first, size_t count, const char* colour);
+void columns_free(ColumnList* list);

@@ -12,11 +12,18 @@
 #include "completion.hpp"
 #include "editor.hpp"
 #include "ox_raii.hpp"
+#include "width.hpp"
 
 namespace {
 
-const size_t ask_above = 100;
-json_t* asked = nullptr;
+/// What is listed below the line, as far as it goes on: behind a question, or behind a full screen.
+struct Listing {
+    json_t* asked;  // the candidates that the question is about; null when none is asked
+    ColumnList list;
+    size_t next;  // the first row that is not shown yet
+};
+Listing listing;
+
 bool callback_runs = false;
 bool callback_wrote = false;
 
@@ -36,24 +43,91 @@ void leave_line(void) {
     fputs("\r\n", stdout);
 }
 
-void list_below(const json_t* candidates) {
+bool is_on(const char* variable) {
+    const char* value = rl_variable_value(variable);
+    return value && strcmp(value, "on") == 0;
+}
+
+/// Shows the next rows, and the line again below the last; where more follow than a page holds, asks for
+/// them.
+void list_rows(size_t count) {
     char colour[32] = "";
     if (editor.has_colors) ox_colors_sequence(editor.colors[OX_RL_COLOR_AUTOCOMPLETE], colour, sizeof colour);
-    columns_print(candidates, colour);
+    columns_print(listing.list, listing.next, count, colour);
+    listing.next += count;
+    editor.asking = listing.next < listing.list.layout.rows;
+    if (editor.asking) {
+        fputs("--More--", stdout);
+        return;
+    }
+    completion_forget();
     editor_redraw();
+}
+
+/// Rows of a page: one of the screen is left to the question for more.
+size_t page_rows(void) {
+    int rows = 0;
+    int columns = 0;
+    rl_get_screen_size(&rows, &columns);
+    return rows > 2 ? rows - 1 : 1;
+}
+
+void list_below(const json_t* candidates) {
+    listing.list = columns_list(candidates, terminal_columns());
+    list_rows(is_on("page-completions") ? page_rows() : listing.list.layout.rows);
 }
 
 void show_candidates(json_t* candidates) {
     leave_line();
-    size_t count = json_array_size(candidates);
-    if (count <= ask_above) {
+    completion_forget();
+    auto count = static_cast<int>(json_array_size(candidates));
+    if (rl_completion_query_items <= 0 || count < rl_completion_query_items) {
         list_below(candidates);
         return;
     }
-    printf("Display all %zu possibilities? (y or n)", count);
-    completion_forget();
+    printf("Display all %d possibilities? (y or n)", count);
     editor.asking = true;
-    asked = json_incref(candidates);
+    listing.asked = json_incref(candidates);
+}
+
+bool is_yes(int key) {
+    return key == 'y' || key == 'Y' || key == ' ' || key == '\t';
+}
+
+bool is_no(int key) {
+    static const char no[] = "nN\x7f\x07\x04";
+    return memchr(no, key, sizeof no - 1);
+}
+
+/// The answer to "--More--": the next page, the next row, or nothing more.
+void answer_more(int key) {
+    bool row = key == '\r' || key == '\n';
+    bool stop = is_no(key) || key == 'q' || key == 'Q';
+    if (!row && !stop && !is_yes(key)) {
+        rl_ding();
+        return;
+    }
+    fputs("\r\033[K", stdout);
+    if (!stop) {
+        list_rows(row ? 1 : page_rows());
+        return;
+    }
+    completion_forget();
+    editor_redraw();
+}
+
+/// The answer to the question before a long list; a key that is none means no, and is a key of the line.
+bool answer_question(int key) {
+    bool yes = is_yes(key);
+    JsonRef candidates(json_incref(listing.asked));
+    completion_forget();
+    fputs("\r\n", stdout);
+    if (yes) {
+        list_below(candidates);
+    } else {
+        editor_redraw();
+    }
+    return yes || is_no(key) || key == '\r' || key == '\n';
 }
 
 /// Where the cursor's row starts in a line of several pasted rows.
@@ -157,7 +231,8 @@ int completion_key(int, int) {
     if (json_array_size(candidates) == 0) return rl_ding();
     bool changes = false;
     replace_word(candidates, &changes);
-    if (!changes && json_array_size(candidates) > 1) show_candidates(candidates);
+    bool lists = !changes || is_on("show-all-if-ambiguous");
+    if (lists && json_array_size(candidates) > 1) show_candidates(candidates);
     return 0;
 }
 
@@ -177,22 +252,14 @@ int completion_list_key(int, int) {
 }
 
 bool completion_answer(int key) {
-    static const char no[] = "nN\r\n\x7f\x07\x04";
-    bool yes = key == 'y' || key == 'Y' || key == ' ' || key == '\t';
-    JsonRef candidates(asked);
-    asked = nullptr;
-    editor.asking = false;
-    fputs("\r\n", stdout);
-    if (yes) {
-        list_below(candidates);
-    } else {
-        editor_redraw();
-    }
-    return yes || memchr(no, key, sizeof no - 1);
+    if (listing.asked) return answer_question(key);
+    answer_more(key);
+    return true;
 }
 
 void completion_forget(void) {
-    json_decref(asked);
-    asked = nullptr;
+    json_decref(listing.asked);
+    columns_free(&listing.list);
+    listing = {};
     editor.asking = false;
 }

@@ -19,7 +19,7 @@ struct EditorState {
     bool active;     // a line is being edited by readline
     bool keyed;      // the terminal gives single keys
     bool shown;      // the line is drawn
-    bool asking;     // the next key answers whether a long list is shown
+    bool asking;     // the next key answers whether a long list, or more of it, is shown
     bool bracketed;  // the terminal marks pasted text
     bool finished;   // the line handler was called
     bool ctrl_d;
@@ -95,8 +95,8 @@ int completion_list_key(int count, int key);
 /// menu-complete: each key takes the next candidate, or the one before.
 int completion_menu_key(int count, int key);
 int completion_menu_back_key(int count, int key);
-/// The answer to the question whether a long list is shown. False for a key that is none: it means no, and is
-/// a key of the line.
+/// The answer to the question whether a long list, or more of it, is shown. False for a key that is a key of
+/// the line, which means no.
 bool completion_answer(int key);
 void completion_forget(void);
 /// While candidates are asked for: puts the cursor behind the line.

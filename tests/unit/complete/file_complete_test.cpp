@@ -110,6 +110,31 @@ TEST_F(CompleteFiles, NamesThatNeedQuotes) {
     EXPECT_EQ(hint("upgrade \"a dir/in s"), "ide\"");
 }
 
+// What is typed stays: the shell's lines are read with the "~" in them.
+TEST_F(CompleteFiles, BelowHomes) {
+    file("fw.bin");
+    file("~mine");
+    folder("sub");
+    std::string old_home = getenv("HOME") ? getenv("HOME") : "";
+    setenv("HOME", directory.c_str(), 1);
+    ASSERT_EQ(chdir("/"), 0);
+    struct {
+        const char* line;
+        Texts expected;
+    } rows[] = {
+        {"upgrade ~/fw", {"fw.bin"}}, {"upgrade ~/", {"fw.bin", "sub/", "~mine"}},
+        {"record ~/su", {"sub/"}},    {"sh ls ~/su", {"sub/"}},
+        {"upgrade ~roo", {"~root/"}}, {"upgrade ~nosuchuser", {}},
+        {"upgrade ~nosuchuser/", {}}, {"upgrade ./~", {}},
+    };
+    for (const auto& row : rows) EXPECT_EQ(complete(row.line), row.expected) << row.line;
+    EXPECT_EQ(hint("upgrade ~/fw"), ".bin");
+    ASSERT_EQ(chdir(directory.c_str()), 0);
+    EXPECT_EQ(complete("upgrade ~mi"), Texts({"~mine"}));
+    EXPECT_EQ(complete("upgrade ./~"), Texts({"~mine"}));
+    setenv("HOME", old_home.c_str(), 1);
+}
+
 TEST_F(CompleteFiles, Programs) {
     folder("one");
     folder("two");
