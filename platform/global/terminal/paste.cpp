@@ -67,7 +67,7 @@ void insert(char* text) {
 int paste_key(int, int) {
     ox_str text = {};
     read_paste(&text);
-    if (ox_str_length(&text) > 0) insert(text.data);
+    if (text.data && *text.data) insert(text.data);
     free(text.data);
     return 0;
 }
