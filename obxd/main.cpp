@@ -9,6 +9,8 @@
 #include "device/image.hpp"
 #include "net/server.hpp"
 #include "options.hpp"
+#include "requests/requests.hpp"
+#include "users/hash.hpp"
 
 namespace {
 
@@ -26,7 +28,7 @@ int print_hash(const Options& options) {
     if (!fgets(line, sizeof line, stdin)) return complain("nothing to hash on standard input", EXIT_FAULT);
     line[strcspn(line, "\n")] = 0;
     std::string hash = options.action == Options::HASH_TOKEN ? token_hash(line) : password_hash(line);
-    if (hash.empty()) return complain("no random bytes for the salt", EXIT_FAULT);
+    if (hash.empty()) return complain("no hash can be made of that", EXIT_FAULT);
     puts(hash.c_str());
     return 0;
 }
@@ -66,39 +68,67 @@ std::string default_users(const std::string& model) {
     return is_file(near) ? near : beside(default_model(), "users.json");
 }
 
-bool prepare(Server& server, std::string& error) {
-    Options& options = server.options;
-    if (options.model.empty()) options.model = default_model();
-    bool given = !options.users.empty();
-    if (!given) options.users = default_users(options.model);
-    if ((given || is_file(options.users)) && !users_load(options.users, server.users, error)) return false;
-    users_add_owner(server.users, system_user_name(geteuid()));
-    if (!options.tls_cert.empty()) {
-        server.tls = tls_server_load(options.tls_cert, options.tls_key, error);
-        if (!server.tls) return false;
-    }
-    server.store = Store::load(options.model, error);
-    return server.store != nullptr;
+// The ready line.
+std::string ready_text(const Server& server) {
+    const Listen& listen = server.listen;
+    std::string text = "obxd " OBX_VERSION " ready on " + listen.socket;
+    if (listen.port < 0) return text;
+    bool brackets = listen.host.find(':') != std::string::npos;
+    text += ", " + (listen.host.empty() ? "*" : brackets ? "[" + listen.host + "]" : listen.host);
+    text += ":" + std::to_string(listen.port);
+    return server.tls ? text + " (tls)" : text;
 }
 
-int serve(const Options& options) {
-    Server server;
-    server.options = options;
-    std::string error;
-    if (!prepare(server, error)) return complain(error, EXIT_FAULT);
-    if (loop_open(server.loop) < 0) return complain(strerror(errno), EXIT_FAULT);
-    Device device{server};
-    server.device = &device;
-    if (!server_open(server, error) || !device_start(device, error)) {
-        server_go_down(server);
-        device_stop(device);
-        return complain(error, EXIT_FAULT);
+// What the options leave open.
+void complete(Options& options) {
+    if (options.model.empty()) options.model = default_model();
+    if (!options.users.empty()) return;
+    options.users = default_users(options.model);
+    if (!is_file(options.users)) options.users.clear();
+}
+
+bool load_users(const std::string& file, Users& users, std::string& error) {
+    if (!file.empty() && !users_load(file, users, error)) return false;
+    users_add_owner(users, system_user_name(geteuid()));
+    return true;
+}
+
+// Ties the rooms together, and serves until a signal ends it. False with `error` where it cannot begin.
+bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, std::string& error) {
+    Loop loop;
+    if (loop_open(loop) < 0) {
+        error = strerror(errno);
+        return false;
     }
-    watch_store(server);
-    puts(server_ready_text(server).c_str());
-    fflush(stdout);
-    server_run(server);
+    Server server{loop, {options.socket, options.listen_host, options.listen_port}, std::move(tls)};
+    Device device{
+        loop, store, users, {options.model, options.state_dir, options.reboot_ms, options.flash_ms}};
+    device.go_down = [&server] { server_go_down(server); };
+    device.come_up = [&server] { server_come_up(server); };
+    Requests requests{server, store, users, device};
+    requests_start(requests);
+    bool ready = server_open(server, error) && device_start(device, error);
+    if (ready) {
+        puts(ready_text(server).c_str());
+        fflush(stdout);
+        server_run(server);
+    } else {
+        server_go_down(server);
+    }
     device_stop(device);
+    return ready;
+}
+
+int serve(Options options) {
+    complete(options);
+    Users users;
+    TlsServerPtr tls;
+    std::string error;
+    if (!load_users(options.users, users, error)) return complain(error, EXIT_FAULT);
+    if (!options.tls_cert.empty() && !(tls = tls_server_load(options.tls_cert, options.tls_key, error)))
+        return complain(error, EXIT_FAULT);
+    std::unique_ptr<Store> store = Store::load(options.model, error);
+    if (!store || !run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;
 }
 

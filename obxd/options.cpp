@@ -3,6 +3,8 @@
 #include <getopt.h>
 #include <stdlib.h>
 
+#include "address.hpp"
+
 namespace obxd {
 
 namespace {
@@ -159,24 +161,6 @@ const char* options_help() {
            "  --make-image VERSION PAYLOAD OUT\n"
            "                       make a firmware image OUT of a version from the file PAYLOAD\n"
            "  --help, --version\n";
-}
-
-bool split_host_port(const std::string& text, std::string& host, int& port) {
-    size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon + 1 == text.size()) return false;
-    std::string name = text.substr(0, colon);
-    if (name.size() >= 2 && name.front() == '[' && name.back() == ']') {
-        name = name.substr(1, name.size() - 2);
-    } else if (name.find(':') != std::string::npos) {
-        return false;
-    }
-    const char* digits = text.c_str() + colon + 1;
-    char* end = nullptr;
-    long number = strtol(digits, &end, 10);
-    if (*digits < '0' || *digits > '9' || *end || number > 65535) return false;
-    host = name == "*" ? "" : name;
-    port = static_cast<int>(number);
-    return true;
 }
 
 }  // namespace obxd

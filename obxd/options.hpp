@@ -23,8 +23,4 @@ struct Options {
 bool options_parse(int argc, char* const* argv, Options& options, std::string& error);
 const char* options_help();
 
-/// Splits HOST:PORT, an IPv6 host in brackets; an empty host or "*" means every address. False when it is
-/// none.
-bool split_host_port(const std::string& text, std::string& host, int& port);
-
 }  // namespace obxd

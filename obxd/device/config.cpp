@@ -1,17 +1,16 @@
+#include "device/config.hpp"
+
 #include <ctype.h>
-#include <dirent.h>
 #include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <vector>
 
-#include "answers.hpp"
-#include "device/device.hpp"
-#include "net/server.hpp"
+#include "device/files.hpp"
+#include "device/params.hpp"
+#include "device/restore_points.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 
@@ -28,26 +27,6 @@ bool restore_point_ok(const char* name) {
     return true;
 }
 
-void empty_directory(const std::string& path) {
-    DIR* dir = opendir(path.c_str());
-    if (!dir) return;
-    while (const dirent* entry = readdir(dir)) {
-        if (entry->d_type != DT_DIR) unlink((path + "/" + entry->d_name).c_str());
-    }
-    closedir(dir);
-}
-
-bool write_all(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t written = write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        done += static_cast<size_t>(written);
-    }
-    return fsync(fd) == 0;
-}
-
 // Does the configuration say in which mode the device is? Not where the model has it read-only.
 bool names_mode(const json_t* config) {
     const json_t* info = json_object_get(json_object_get(config, "Device"), "DeviceInfo");
@@ -56,24 +35,13 @@ bool names_mode(const json_t* config) {
 
 }  // namespace
 
-bool write_file(const std::string& path, const std::string& text) {
-    std::string temp = path + ".XXXXXX";
-    Fd fd(mkostemp(temp.data(), O_CLOEXEC));
-    if (fd.get() < 0) return false;
-    if (write_all(fd.get(), text) && rename(temp.c_str(), path.c_str()) == 0) return true;
-    int saved = errno;
-    unlink(temp.c_str());
-    errno = saved;
-    return false;
-}
-
 std::string config_path(const Device& device) {
     return device.state_dir + "/config.json";
 }
 
 std::string config_text(Device& device) {
     JsonRef root(json_pack("{s:s, s:s, s:o}", "format", FORMAT, "firmware", device.version.c_str(), "config",
-                           device.server.store->snapshot()));
+                           device.store.snapshot()));
     CharsRef text(json_dumps(root, JSON_INDENT(2) | JSON_REAL_PRECISION(15)));
     return text.get() ? std::string(text.get()) + "\n" : "";
 }
@@ -87,40 +55,38 @@ bool config_load(Device& device, const std::string& file, bool adopt_mode, std::
         error = root ? "No configuration file" : where.text;
         return false;
     }
-    if (!device.server.store->restore(config, error)) return false;
+    if (!device.store.restore(config, error)) return false;
     if (adopt_mode && names_mode(config)) device.mode.clear();
     return true;
 }
 
-void device_save_config(Request& request) {
-    Device& device = *request.server.device;
-    const json_t* given = json_object_get(request.params, "RestorePointName");
+void device_save_config(Device& device, const json_t* params, const Reply& reply) {
+    const json_t* given = json_object_get(params, "RestorePointName");
     const char* name = json_string_value(given);
     if (given && !json_is_null(given) && (!name || !restore_point_ok(name)))
-        return request.reply(
-            answer_fault(FAULT_INVALID_ARGUMENTS,
-                         "A restore point's name is 1 to 64 letters, digits, \".\", \"_\", \"-\""));
+        return reply(answer_fault(FAULT_INVALID_ARGUMENTS,
+                                  "A restore point's name is 1 to 64 letters, digits, \".\", \"_\", \"-\""));
     if (name && !restore_point_name_free(device, name))
-        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS,
-                                          std::string("There is another configuration file named ") + name));
+        return reply(answer_fault(FAULT_INVALID_ARGUMENTS,
+                                  std::string("There is another configuration file named ") + name));
     std::string text = config_text(device);
     bool saved = !text.empty();
     if (saved && name) saved = write_file(restore_point_file(device, name), text);
     if (saved) saved = write_file(config_path(device), text);
-    JsonRef config(device.server.store->snapshot());
+    JsonRef config(device.store.snapshot());
     if (names_mode(config)) device.mode.clear();
     if (saved) saved = device_save_state(device);
-    if (!saved) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
-    journal_add(request.server.journal, "configuration saved%s%s", name ? " as " : "", name ? name : "");
-    if (name) restore_points_list(device);
+    if (!saved) return reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+    journal_add(device.journal, "configuration saved%s%s", name ? " as " : "", name ? name : "");
+    if (name) restore_points_update(device);
     device_event(device, "ConfigSaved", name ? json_pack("{s:s}", "RestorePointName", name) : nullptr);
-    request.reply(answer_result());
+    reply(answer_result());
 }
 
 bool device_reset(Device& device, bool clean_all, const char* mode) {
     std::vector<std::string> keep;
     if (!clean_all) keep.emplace_back("Device.Users.");
-    device.server.store->reset_defaults(keep);
+    device.store.reset_defaults(keep);
     unlink(config_path(device).c_str());
     if (clean_all) {
         empty_directory(device.state_dir + "/restore");
@@ -128,23 +94,20 @@ bool device_reset(Device& device, bool clean_all, const char* mode) {
     }
     device.mode = mode ? mode : "";
     device_apply(device);
-    journal_add(device.server.journal, "factory reset%s", clean_all ? ", everything" : "");
+    journal_add(device.journal, "factory reset%s", clean_all ? ", everything" : "");
     device_event(device, "FactoryReset", json_pack("{s:b}", "CleanAll", clean_all));
     return device_save_state(device);
 }
 
-void device_factory_reset(Request& request) {
-    Device& device = *request.server.device;
-    const char* mode = text_param(request.params, "DeviceMode");
+void device_factory_reset(Device& device, const json_t* params, const Reply& reply) {
+    const char* mode = text_param(params, "DeviceMode");
     if (mode && !device_mode_allowed(device, mode))
-        return request.reply(
+        return reply(
             answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
-    if (device.flashing)
-        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
-    bool clean_all = json_is_true(json_object_get(request.params, "CleanAll"));
-    if (!device_reset(device, clean_all, mode))
-        return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
-    request.reply(answer_result());
+    if (device.flashing) return reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    bool clean_all = json_is_true(json_object_get(params, "CleanAll"));
+    if (!device_reset(device, clean_all, mode)) return reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+    reply(answer_result());
 }
 
 }  // namespace obxd

@@ -1,7 +1,6 @@
 #include "device/device.hpp"
 
 #include <errno.h>
-#include <ftw.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,9 +8,15 @@
 
 #include <algorithm>
 
-#include "answers.hpp"
+#include "device/config.hpp"
+#include "device/files.hpp"
+#include "device/firmware.hpp"
 #include "device/image.hpp"
-#include "net/server.hpp"
+#include "device/live.hpp"
+#include "device/model.hpp"
+#include "device/params.hpp"
+#include "device/restore_points.hpp"
+#include "owners.hpp"
 
 namespace obxd {
 
@@ -21,12 +26,8 @@ constexpr int64_t ANSWER_MS = 50;  // time for the answer to leave before a devi
 constexpr const char* VERSION_PATH = "Device.DeviceInfo.SoftwareVersion";
 constexpr const char* MODE_PATH = "Device.DeviceInfo.DeviceMode";
 
-int remove_entry(const char* path, const struct stat*, int, FTW*) {
-    return remove(path);
-}
-
 bool make_state_dir(Device& device, std::string& error) {
-    std::string dir = device.server.options.state_dir;
+    std::string dir = device.options.state_dir;
     if (dir.empty()) {
         const char* tmp = getenv("TMPDIR");
         std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/obxd-XXXXXX";
@@ -59,7 +60,7 @@ std::string text_value(Store& store, const char* path) {
 
 void complain(Device& device, const std::string& path, const std::string& error) {
     fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
-    journal_add(device.server.journal, "%s: %s", path.c_str(), error.c_str());
+    journal_add(device.journal, "%s: %s", path.c_str(), error.c_str());
 }
 
 // Version and mode as they were written down. False with `error` when the file is not one of ours.
@@ -87,7 +88,7 @@ bool read_state(Device& device, const std::string& path, std::string& error) {
 }
 
 void load_state(Device& device) {
-    device.version = text_value(*device.server.store, VERSION_PATH);
+    device.version = text_value(device.store, VERSION_PATH);
     device.mode.clear();
     std::string path = device.state_dir + "/state.json";
     std::string error;
@@ -106,14 +107,14 @@ void boot(Device& device) {
     device.refused.clear();
     device.counter_base.clear();
     device_apply(device);
-    journal_add(device.server.journal, "booted, firmware %s", device.version.c_str());
+    journal_add(device.journal, "booted, firmware %s", device.version.c_str());
 }
 
 void come_back(Device& device) {
-    device.server.store->reset_defaults({});
+    device.store.reset_defaults({});
     load_state(device);
     boot(device);
-    server_come_up(device.server);
+    device.come_up();
 }
 
 void go_down(Device& device, const char* cause) {
@@ -121,46 +122,42 @@ void go_down(Device& device, const char* cause) {
     device.boots++;
     device.flashing = false;
     firmware_cancel(device);
-    server_go_down(device.server);
-    loop_after(device.server.loop, device.server.options.reboot_ms, [&device] { come_back(device); });
+    device.go_down();
+    loop_after(device.loop, device.options.reboot_ms, [&device] { come_back(device); });
 }
 
 }  // namespace
-
-const char* text_param(const json_t* params, const char* name) {
-    return json_string_value(json_object_get(params, name));
-}
 
 bool device_start(Device& device, std::string& error) {
     if (!make_state_dir(device, error)) return false;
     load_state(device);
     live_register(device);
-    device.server.store->set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
+    device.store.set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
     boot(device);
     return true;
 }
 
 void device_stop(Device& device) {
-    if (device.temporary) nftw(device.state_dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+    if (device.temporary) remove_tree(device.state_dir);
 }
 
 void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause) {
     if (device.rebooting) return;
     if (firmware_cut_off(device)) delay_ms = std::max(delay_ms, SHOW_END_MS);
     device.rebooting = true;
-    journal_add(device.server.journal, "rebooting: %s", cause);
-    loop_after(device.server.loop, delay_ms, [&device, cause] { go_down(device, cause); });
+    journal_add(device.journal, "rebooting: %s", cause);
+    loop_after(device.loop, delay_ms, [&device, cause] { go_down(device, cause); });
 }
 
 void device_apply(Device& device) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     store.set_value(VERSION_PATH, json_string(device.version.c_str()));
     std::string image = text_value(store, "Device.DeviceInfo.ActiveFirmwareImage");
     if (!image.empty()) store.set_value(image + ".Version", json_string(device.version.c_str()));
     if (!device.mode.empty()) store.set_value(MODE_PATH, json_string(device.mode.c_str()));
     store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(device.upgrade_status));
     store.set_value("Device.DeviceInfo.UpgradeProgress", json_integer(device.progress));
-    restore_points_list(device);
+    restore_points_update(device);
 }
 
 bool device_save_state(Device& device) {
@@ -175,42 +172,34 @@ std::string device_temp_file(Device& device) {
 }
 
 bool device_mode_allowed(Device& device, const std::string& mode) {
-    Caller daemon{"", "system", true};
-    JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", MODE_PATH, "Level", 0));
-    Answer answer = device.server.store->get_attributes(daemon, params);
-    const json_t* row = json_array_get(json_object_get(answer.result, "ParameterList"), 0);
-    const json_t* allowed = json_object_get(json_object_get(row, "Attributes"), "enum");
-    bool found = false;
-    size_t index = 0;
-    json_t* entry = nullptr;
-    json_array_foreach(allowed, index, entry) {
-        const char* text = json_string_value(entry);
-        if (text && mode == text) found = true;
+    JsonRef attributes = model_attributes(device.store, MODE_PATH);
+    const json_t* allowed = json_object_get(attributes, "enum");
+    for (size_t i = 0; i < json_array_size(allowed); i++) {
+        const char* text = json_string_value(json_array_get(allowed, i));
+        if (text && mode == text) return true;
     }
-    answer_drop(answer);
-    return found;
+    return false;
 }
 
 void device_event(Device& device, const char* name, json_t* params) {
     json_t* event = json_pack("{s:s}", "Event", name);
     if (params) json_object_update(event, params);
     json_decref(params);
-    server_emit(device.server, GROUP_DEVICE, event);
+    device.tell(event);
 }
 
-void device_reboot(Request& request) {
-    Device& device = *request.server.device;
-    const char* mode = text_param(request.params, "DeviceMode");
+void device_reboot(Device& device, const json_t* params, const Reply& reply) {
+    const char* mode = text_param(params, "DeviceMode");
     if (mode && !device_mode_allowed(device, mode))
-        return request.reply(
+        return reply(
             answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
-    if (device.flashing && !json_is_true(json_object_get(request.params, "Force")))
-        return request.reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    if (device.flashing && !json_is_true(json_object_get(params, "Force")))
+        return reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
     if (mode) {
         device.mode = mode;
-        if (!device_save_state(device)) return request.reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
+        if (!device_save_state(device)) return reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     }
-    request.reply(answer_result());
+    reply(answer_result());
     device_begin_reboot(device, ANSWER_MS, "Reboot requested");
 }
 

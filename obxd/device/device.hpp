@@ -1,20 +1,36 @@
-// The device that the daemon plays: its saved state, firmware, reboots, and the methods of its model.
+// The device that the daemon plays: what it is, its saved state, its reboots.
 #pragma once
 
 #include <stdint.h>
 #include <time.h>
 
 #include <array>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 
+#include "answers.hpp"
+#include "device/journal.hpp"
+#include "net/loop.hpp"
 #include "store.hpp"
+#include "users/users.hpp"
 
 namespace obxd {
 
-struct Server;
-struct Request;
+/// What a device is started with.
+struct DeviceOptions {
+    std::string model;      ///< file of the model, as the build configuration tells it
+    std::string state_dir;  ///< "": a temporary one
+    int reboot_ms = 500;
+    int flash_ms = 2000;
+};
+
+/// Who the request that is being answered comes from: null and 0 outside of one.
+struct Asker {
+    const Caller* caller = nullptr;
+    uint64_t client = 0;  ///< tells connections apart
+};
 
 /// Values of Device.DeviceInfo.UpgradeStatus.
 enum UpgradeStatus {
@@ -36,7 +52,16 @@ struct Transaction {
 };
 
 struct Device {
-    Server& server;
+    Loop& loop;
+    Store& store;
+    const Users& users;
+    DeviceOptions options;
+    std::function<void()> go_down;            ///< closes all connections, and lets nobody connect
+    std::function<void()> come_up;            ///< lets clients connect again
+    std::function<void(json_t* event)> tell;  ///< sends an event to who wants the device's; takes it over
+
+    Asker asker;
+    Journal journal;
     std::string state_dir;   ///< absolute
     bool temporary = false;  ///< the directory is removed at the end
     std::string version;     ///< of the running firmware
@@ -76,58 +101,9 @@ bool device_save_state(Device& device);
 std::string device_temp_file(Device& device);
 /// True when `mode` is one of those that the model allows.
 bool device_mode_allowed(Device& device, const std::string& mode);
-/// Sends an event of group 2: `params` is taken over and gets the member "Event".
+/// Tells of an event: `params` is taken over and gets the member "Event".
 void device_event(Device& device, const char* name, json_t* params);
-
-/// The running configuration as a file's text.
-std::string config_text(Device& device);
-/// Puts a configuration file in force. False with `error`, the old one still in force. `adopt_mode`: its
-/// device mode counts more than the one of the last Reboot.
-bool config_load(Device& device, const std::string& file, bool adopt_mode, std::string& error);
-std::string config_path(const Device& device);
-
-/// The file of a restore point, be it there or not.
-std::string restore_point_file(const Device& device, const std::string& name);
-/// False when the model itself has a configuration file of that name.
-bool restore_point_name_free(Device& device, const std::string& name);
-/// Brings the table of configuration files up to date with the restore points that there are.
-void restore_points_list(Device& device);
-/// The name of the restore point that the row of that table stands for, or null.
-const std::string* restore_point_at(const Device& device, const std::string& object);
-
-/// Replaces or makes the file in one step. False with errno.
-bool write_file(const std::string& path, const std::string& text);
-
-/// Back to the defaults, which also forgets what was saved. False when the new state cannot be written.
-bool device_reset(Device& device, bool clean_all, const char* mode);
-
-/// Requests.
-void device_save_config(Request& request);
-void device_reboot(Request& request);
-void device_factory_reset(Request& request);
-void device_download(Request& request);
-void device_upload(Request& request);
-void device_execute(Request& request);
-
-/// The firmware kind of Download.
-void firmware_download(Device& device, Request& request);
-/// What UpgradeStatus is for the connection that asks: a new reference.
-json_t* firmware_status(Device& device);
-/// Ends the flashing where it is; the running firmware stays. False when nothing is flashed.
-bool firmware_cut_off(Device& device);
-/// Forgets the transaction and its file.
-void firmware_cancel(Device& device);
-
-/// The present time, and any, as a dateTime.
-std::string time_text();
-std::string time_text(const timespec& time);
-/// Registers the values that are computed when they are read.
-void live_register(Device& device);
-/// Counts from zero again for the interface that holds the object `stats` (as in
-/// "Device.Ethernet.Interface.1.Stats").
-void live_reset_counters(Device& device, const std::string& stats);
-
-/// The member's text; null when it is absent, null or no text.
-const char* text_param(const json_t* params, const char* name);
+/// The request.
+void device_reboot(Device& device, const json_t* params, const Reply& reply);
 
 }  // namespace obxd

@@ -1,3 +1,5 @@
+#include "device/diagnostics.hpp"
+
 #include <arpa/inet.h>
 #include <errno.h>
 #include <netdb.h>
@@ -12,8 +14,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "answers.hpp"
-#include "device/methods.hpp"
 #include "owners.hpp"
 
 namespace obxd {

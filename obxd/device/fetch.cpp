@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <mbedtls/md5.h>
 #include <netdb.h>
 #include <poll.h>
 #include <stdio.h>
@@ -11,8 +10,10 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include "address.hpp"
 #include "answers.hpp"
-#include "options.hpp"
+#include "device/files.hpp"
+#include "digest.hpp"
 #include "owners.hpp"
 
 namespace obxd {
@@ -95,22 +96,9 @@ Fd open_netcat(Fetch& fetch) {
     return fd;
 }
 
-bool write_all(int fd, const unsigned char* data, size_t size) {
-    while (size > 0) {
-        ssize_t written = write(fd, data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
 // Copies to the end of the stream; fills the digest.
 bool copy(Fetch& fetch, int from, int to, uint64_t& size, std::string& digest) {
-    mbedtls_md5_context context;
-    mbedtls_md5_init(&context);
-    mbedtls_md5_starts_ret(&context);
+    Digest sum("MD5");
     unsigned char block[65536];
     for (size = 0; fetch.code == 0;) {
         if (!wait_for(from, POLLIN, SILENCE_MS)) {
@@ -127,16 +115,9 @@ bool copy(Fetch& fetch, int from, int to, uint64_t& size, std::string& digest) {
         else if (!write_all(to, block, static_cast<size_t>(got)))
             fail(fetch, FAULT_RESOURCES, strerror(errno));
         else
-            mbedtls_md5_update_ret(&context, block, static_cast<size_t>(got));
+            sum.add(block, static_cast<size_t>(got));
     }
-    unsigned char bytes[16];
-    mbedtls_md5_finish_ret(&context, bytes);
-    mbedtls_md5_free(&context);
-    for (unsigned char byte : bytes) {
-        char pair[3];
-        snprintf(pair, sizeof pair, "%02x", byte);
-        digest += pair;
-    }
+    digest = sum.end();
     return fetch.code == 0;
 }
 

@@ -1,48 +1,38 @@
+#include "device/firmware.hpp"
+
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
-#include <sys/random.h>
 #include <unistd.h>
 
-#include "answers.hpp"
 #include "device/image.hpp"
+#include "device/params.hpp"
 #include "device/transfer.hpp"
+#include "digest.hpp"
+#include "owners.hpp"
 #include "ox_firmware.hpp"
 
 namespace obxd {
 
 namespace {
 
+constexpr size_t TRANSACTION_ID = 8;  // bytes
 constexpr int STEPS = 50;
 constexpr int64_t KEEP_MS = int64_t{15} * 60 * 1000;
 
 /// Values of "Status" in the answer of a firmware check.
 enum CheckStatus { FLASHING_BEGAN = 0, WAITS_FOR_ORDER = 1 };
 
-std::string new_transaction_id() {
-    unsigned char bytes[8] = {};
-    ssize_t got = getrandom(bytes, sizeof bytes, 0);
-    (void)got;
-    std::string text;
-    for (unsigned char byte : bytes) {
-        char pair[3];
-        snprintf(pair, sizeof pair, "%02x", byte);
-        text += pair;
-    }
-    return text;
-}
-
 void set_progress(Device& device, int status, int progress) {
     device.progress = progress;
     device.upgrade_status = status;
-    device.server.store->set_value("Device.DeviceInfo.UpgradeProgress", json_integer(progress));
-    device.server.store->set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
+    device.store.set_value("Device.DeviceInfo.UpgradeProgress", json_integer(progress));
+    device.store.set_value("Device.DeviceInfo.UpgradeStatus", json_integer(status));
 }
 
 void fail(Device& device, const std::string& why) {
     device.flashing = false;
     set_progress(device, UPGRADE_FAILED, device.progress);
-    journal_add(device.server.journal, "flashing failed: %s", why.c_str());
+    journal_add(device.journal, "flashing failed: %s", why.c_str());
     device_event(device, "UpgradeFailed", json_pack("{s:s}", "Reason", why.c_str()));
     firmware_cancel(device);
 }
@@ -56,7 +46,7 @@ void finish(Device& device) {
     }
     device.flashing = false;
     set_progress(device, UPGRADE_DONE, 100);
-    journal_add(device.server.journal, "firmware %s flashed", device.version.c_str());
+    journal_add(device.journal, "firmware %s flashed", device.version.c_str());
     device_event(device, "UpgradeComplete",
                  json_pack("{s:s, s:s}", "From", before.c_str(), "To", device.version.c_str()));
     firmware_cancel(device);
@@ -71,8 +61,7 @@ void step(Device& device, uint64_t flash) {
     } else {
         set_progress(device, progress < 100 ? UPGRADE_WRITING : UPGRADE_VERIFYING, progress);
     }
-    loop_after(device.server.loop, device.server.options.flash_ms / STEPS,
-               [&device, flash] { step(device, flash); });
+    loop_after(device.loop, device.options.flash_ms / STEPS, [&device, flash] { step(device, flash); });
 }
 
 // The image is read back while it is written: what was saved may have been changed or lost since.
@@ -81,7 +70,7 @@ bool start_flashing(Device& device) {
     uint64_t flash = device.flashes + 1;
     std::string file = device.transaction.file;
     bool started = loop_start_job(
-        device.server.loop,
+        device.loop,
         [file, error] {
             Image image;
             image_check(file, image, *error);
@@ -97,7 +86,7 @@ bool start_flashing(Device& device) {
     device.refused.clear();
     device.flash_checked = false;
     set_progress(device, UPGRADE_WRITING, 0);
-    journal_add(device.server.journal, "flashing %s", device.transaction.version.c_str());
+    journal_add(device.journal, "flashing %s", device.transaction.version.c_str());
     device_event(device, "UpgradeStarted", json_pack("{s:s}", "To", device.transaction.version.c_str()));
     step(device, flash);
     return true;
@@ -124,7 +113,7 @@ void keep_image(Device& device, const Transaction& fresh, const std::string& fil
     }
     firmware_cancel(device);
     device.transaction = fresh;
-    device.transaction.id = new_transaction_id();
+    device.transaction.id = hex_random(TRANSACTION_ID);
     device.transaction.file = device.state_dir + "/firmware/" + device.transaction.id + ".img";
     if (rename(file.c_str(), device.transaction.file.c_str()) != 0) {
         Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
@@ -132,59 +121,58 @@ void keep_image(Device& device, const Transaction& fresh, const std::string& fil
         device.transaction = Transaction();
         return reply(fault);
     }
-    loop_after(device.server.loop, KEEP_MS, [&device, id = device.transaction.id] {
+    loop_after(device.loop, KEEP_MS, [&device, id = device.transaction.id] {
         if (device.transaction.id == id && !device.flashing) firmware_cancel(device);
     });
     answer_check(device, before_only, reply);
 }
 
-void check_image(Device& device, Request& request, bool before_only) {
+void fetch_image(Device& device, const json_t* params, const Reply& reply, bool before_only) {
     auto fresh = std::make_shared<Transaction>();
-    const char* url = text_param(request.params, "URL");
-    const char* md5 = text_param(request.params, "MD5");
+    const char* url = text_param(params, "URL");
+    const char* md5 = text_param(params, "MD5");
     fresh->url = url ? url : "";
     fresh->md5 = md5 ? md5 : "";
     const Transaction& t = device.transaction;
     // A file that is served once cannot be fetched again: the confirmation works with what the check saved.
     if (!before_only && !t.id.empty() && t.url == fresh->url && t.md5 == fresh->md5)
-        return answer_check(device, false, request.reply);
-    start_fetch(device, request.params, request.reply,
+        return answer_check(device, false, reply);
+    start_fetch(device, params, reply,
                 {[fresh](Fetch& fetch) {
                      Image image;
                      if (!image_check(fetch.file, image, fetch.detail)) fetch.code = FAULT_CORRUPTED;
                      fresh->version = image.version;
                  },
-                 [&device, fresh, before_only](const std::string& file, const Reply& reply) {
-                     keep_image(device, *fresh, file, before_only, reply);
+                 [&device, fresh, before_only](const std::string& file, const Reply& answer) {
+                     keep_image(device, *fresh, file, before_only, answer);
                  }});
 }
 
 /// An order that comes to nothing is the last one; but it changes nothing about another's image on its way
 /// in.
-void refuse_order(Device& device, Request& request, int code, const char* why) {
+void refuse_order(Device& device, const Reply& reply, int code, const char* why) {
     if (device.flashing || device.rebooting)
-        device.refused.insert(request.connection.id);
+        device.refused.insert(device.asker.client);
     else
         set_progress(device, UPGRADE_FAILED, 0);
-    journal_add(device.server.journal, "flashing refused: %s", why);
-    request.reply(answer_fault(code, why));
+    journal_add(device.journal, "flashing refused: %s", why);
+    reply(answer_fault(code, why));
 }
 
-void order_flashing(Device& device, Request& request, const char* url) {
-    const char* md5 = text_param(request.params, "MD5");
+void order_flashing(Device& device, const json_t* params, const Reply& reply, const char* url) {
+    const char* md5 = text_param(params, "MD5");
     if ("file://" + device.transaction.file != url)
-        return refuse_order(device, request, FAULT_INVALID_ARGUMENTS, "\"URL\" is not the saved firmware");
+        return refuse_order(device, reply, FAULT_INVALID_ARGUMENTS, "\"URL\" is not the saved firmware");
     if (md5 && md5 != device.transaction.md5)
-        return refuse_order(device, request, FAULT_CORRUPTED, "\"MD5\" is not the saved firmware's");
-    if (!start_flashing(device))
-        return refuse_order(device, request, FAULT_RESOURCES, "Too many jobs at once");
-    request.reply(answer_result());
+        return refuse_order(device, reply, FAULT_CORRUPTED, "\"MD5\" is not the saved firmware's");
+    if (!start_flashing(device)) return refuse_order(device, reply, FAULT_RESOURCES, "Too many jobs at once");
+    reply(answer_result());
 }
 
 }  // namespace
 
 json_t* firmware_status(Device& device) {
-    bool refused = device.refused.contains(device.server.asking);
+    bool refused = device.refused.contains(device.asker.client);
     return json_integer(refused ? UPGRADE_FAILED : device.upgrade_status);
 }
 
@@ -199,25 +187,25 @@ void firmware_cancel(Device& device) {
     device.transaction = Transaction();
 }
 
-void firmware_download(Device& device, Request& request) {
-    const char* id = text_param(request.params, "TransactionID");
-    const char* url = text_param(request.params, "URL");
+void firmware_download(Device& device, const json_t* params, const Reply& reply) {
+    const char* id = text_param(params, "TransactionID");
+    const char* url = text_param(params, "URL");
     bool orders = id && url;
     auto refuse = [&](int code, const char* why) {
-        if (orders) return refuse_order(device, request, code, why);
-        request.reply(answer_fault(code, why));
+        if (orders) return refuse_order(device, reply, code, why);
+        reply(answer_fault(code, why));
     };
     if (device.flashing || device.rebooting) return refuse(FAULT_REQUEST_DENIED, "Firmware is being flashed");
     if (!id) {
-        bool before_only = json_is_true(json_object_get(request.params, "NeedPreUpdate"));
-        return check_image(device, request, before_only);
+        bool before_only = json_is_true(json_object_get(params, "NeedPreUpdate"));
+        return fetch_image(device, params, reply, before_only);
     }
     if (device.transaction.id != id || device.transaction.id.empty())
         return refuse(FAULT_INVALID_ARGUMENTS, "No such transaction");
-    if (orders) return order_flashing(device, request, url);
+    if (orders) return order_flashing(device, params, reply, url);
     firmware_cancel(device);
-    journal_add(device.server.journal, "firmware transaction cancelled");
-    request.reply(answer_result());
+    journal_add(device.journal, "firmware transaction cancelled");
+    reply(answer_result());
 }
 
 }  // namespace obxd

@@ -2,13 +2,14 @@
 
 #include <ctype.h>
 #include <errno.h>
-#include <mbedtls/sha256.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <memory>
 #include <string_view>
+
+#include "digest.hpp"
 
 namespace obxd {
 
@@ -17,7 +18,7 @@ namespace {
 constexpr std::string_view MAGIC = "OBXFW 1\n";
 constexpr size_t MAX_HEADER = 4096;
 constexpr size_t MAX_VERSION = 64;
-constexpr size_t DIGEST = 32;
+constexpr size_t DIGEST = 64;  // digits
 
 struct CloseFile {
     void operator()(FILE* file) const { fclose(file); }
@@ -52,31 +53,21 @@ bool read_header(FILE* file, Image& image) {
         set_field(image, fields.substr(0, line));
         fields.remove_prefix(line + 1);
     }
-    if (!version_ok(image.version) || image.digest.size() != 2 * DIGEST) return false;
+    if (!version_ok(image.version) || image.digest.size() != DIGEST) return false;
     return fseek(file, static_cast<long>(end + 2), SEEK_SET) == 0;
 }
 
 // The digest and size of the rest of the file. False when it cannot be read.
 bool digest_rest(FILE* file, std::string& digest, uint64_t& size) {
-    mbedtls_sha256_context context;
-    mbedtls_sha256_init(&context);
-    mbedtls_sha256_starts_ret(&context, 0);
+    Digest sum("SHA256");
     unsigned char block[16384];
     size_t got = 0;
     size = 0;
     while ((got = fread(block, 1, sizeof block, file)) > 0) {
-        mbedtls_sha256_update_ret(&context, block, got);
+        sum.add(block, got);
         size += got;
     }
-    unsigned char bytes[DIGEST];
-    mbedtls_sha256_finish_ret(&context, bytes);
-    mbedtls_sha256_free(&context);
-    digest.clear();
-    for (unsigned char byte : bytes) {
-        char pair[3];
-        snprintf(pair, sizeof pair, "%02x", byte);
-        digest += pair;
-    }
+    digest = sum.end();
     return !ferror(file);
 }
 

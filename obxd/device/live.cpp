@@ -1,14 +1,16 @@
-#include <fcntl.h>
+#include "device/live.hpp"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/sysinfo.h>
-#include <time.h>
 #include <unistd.h>
 
-#include "answers.hpp"
-#include "device/device.hpp"
-#include "net/server.hpp"
+#include "device/clock.hpp"
+#include "device/files.hpp"
+#include "device/firmware.hpp"
+#include "device/model.hpp"
+#include "ox_tr_path.hpp"
 
 namespace obxd {
 
@@ -41,13 +43,9 @@ constexpr const char* COUNTED_OBJECTS[] = {
     "Device.IP.Interface",
 };
 
-std::string read_proc(const char* path) {
-    char block[65536];
-    Fd fd(open(path, O_RDONLY | O_CLOEXEC));
+std::string system_text(const std::string& file) {
     std::string text;
-    ssize_t got = 0;
-    while (fd.get() >= 0 && (got = read(fd.get(), block, sizeof block)) > 0)
-        text.append(block, static_cast<size_t>(got));
+    read_file(file, text);
     return text;
 }
 
@@ -77,7 +75,7 @@ const std::map<std::string, Counters>& net_dev() {
     static int64_t read_at = -COUNTERS_FRESH_MS;
     if (now_ms() - read_at < COUNTERS_FRESH_MS) return table;
     read_at = now_ms();
-    table = parse_net_dev(read_proc("/proc/net/dev"));
+    table = parse_net_dev(system_text("/proc/net/dev"));
     return table;
 }
 
@@ -95,7 +93,7 @@ const Counters* host_counters(Store& store, const std::string& path, std::string
 
 json_t* read_counter(Device& device, const std::string& path, size_t column) {
     std::string interface;
-    const Counters* now = host_counters(*device.server.store, path, interface);
+    const Counters* now = host_counters(device.store, path, interface);
     if (!now) return nullptr;
     auto base = device.counter_base.find(interface);
     uint64_t before = base == device.counter_base.end() ? 0 : base->second[column];
@@ -104,7 +102,7 @@ json_t* read_counter(Device& device, const std::string& path, size_t column) {
 }
 
 int64_t meminfo_kib(const char* field) {
-    std::string text = "\n" + read_proc("/proc/meminfo");
+    std::string text = "\n" + system_text("/proc/meminfo");
     size_t at = text.find(std::string("\n") + field + ":");
     return at == std::string::npos ? 0 : strtoll(text.c_str() + at + strlen(field) + 2, nullptr, 10);
 }
@@ -115,7 +113,7 @@ int cpu_usage() {
     static uint64_t last_idle = 0;
     static int last_usage = 0;
     unsigned long long parts[8] = {};
-    std::string text = read_proc("/proc/stat");
+    std::string text = system_text("/proc/stat");
     sscanf(text.c_str(), "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &parts[0], &parts[1], &parts[2],
            &parts[3], &parts[4], &parts[5], &parts[6], &parts[7]);
     uint64_t total = 0;
@@ -162,7 +160,7 @@ pid_t host_process(Store& store, const std::string& row) {
 }
 
 bool read_process(pid_t pid, Process& process) {
-    std::string text = read_proc(("/proc/" + std::to_string(pid) + "/stat").c_str());
+    std::string text = system_text("/proc/" + std::to_string(pid) + "/stat");
     size_t behind_name = text.rfind(") ");
     unsigned long user = 0;
     unsigned long system = 0;
@@ -195,7 +193,7 @@ const char* state_text(char state) {
     }
 }
 
-json_t* process_value(const std::string& name, pid_t pid, const Process& process) {
+json_t* process_value(std::string_view name, pid_t pid, const Process& process) {
     if (name == "PID") return json_integer(pid);
     if (name == "Size") return json_integer(process.size_kib);
     if (name == "CPUTime") return json_integer(process.cpu_ms);
@@ -206,46 +204,30 @@ void register_processes(Store& store) {
     for (const char* name : {"PID", "Size", "CPUTime", "State"}) {
         std::string path = std::string("Device.DeviceInfo.ProcessStatus.Process.*.") + name;
         store.set_live(path, [&store](const std::string& full) {
-            size_t dot = full.rfind('.');
             Process process;
-            pid_t pid = host_process(store, full.substr(0, dot));
-            if (pid && read_process(pid, process)) return process_value(full.substr(dot + 1), pid, process);
+            pid_t pid = host_process(store, full.substr(0, ox_tr_path_parent(full)));
+            if (pid && read_process(pid, process)) return process_value(ox_tr_path_leaf(full), pid, process);
             return static_cast<json_t*>(nullptr);
         });
     }
 }
 
-void register_caller(Server& server) {
-    server.store->set_live("Device.Users.CurrentUser", [&server](const std::string&) {
-        return json_string(server.acting ? server.acting->user.c_str() : "");
+void register_caller(Device& device) {
+    device.store.set_live("Device.Users.CurrentUser", [&device](const std::string&) {
+        return json_string(device.asker.caller ? device.asker.caller->user.c_str() : "");
     });
-    server.store->set_live("Device.Users.SystemAccess", [&server](const std::string&) {
-        return json_boolean(server.acting && server.acting->system_access);
+    device.store.set_live("Device.Users.SystemAccess", [&device](const std::string&) {
+        return json_boolean(device.asker.caller && device.asker.caller->system_access);
     });
 }
 
 }  // namespace
 
-std::string time_text() {
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    return time_text(now);
-}
-
-std::string time_text(const timespec& now) {
-    tm parts;
-    gmtime_r(&now.tv_sec, &parts);
-    char text[64];
-    size_t used = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-    snprintf(text + used, sizeof text - used, ".%06ldZ", now.tv_nsec / 1000);
-    return text;
-}
-
 void live_register(Device& device) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     register_host(store);
     register_processes(store);
-    register_caller(device.server);
+    register_caller(device);
     store.set_live("Device.DeviceInfo.UpTime",
                    [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
     store.set_live("Device.DeviceInfo.UpgradeStatus",
@@ -261,22 +243,14 @@ void live_register(Device& device) {
 }
 
 void live_reset_counters(Device& device, const std::string& stats) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     std::string interface;
     const Counters* now = host_counters(store, stats, interface);
     if (now) device.counter_base[interface] = *now;
     // What the host does not count stands in the store.
-    JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", (stats + ".").c_str(), "Level", 1));
-    Answer answer = store.get_attributes(Caller{"", "system", true}, params);
-    const json_t* list = json_object_get(answer.result, "ParameterList");
-    size_t index = 0;
-    json_t* row = nullptr;
-    json_array_foreach(list, index, row) {
-        const char* path = text_param(row, "Name");
-        const json_t* value = path ? store.value(path) : nullptr;
-        if (json_integer_value(value) > 0) store.set_value(path, json_integer(0));
+    for (const std::string& path : model_children(store, stats)) {
+        if (json_integer_value(store.value(path)) > 0) store.set_value(path, json_integer(0));
     }
-    answer_drop(answer);
 }
 
 }  // namespace obxd

@@ -1,14 +1,15 @@
-// Methods that look after a part of the device: its files, lease, sensors and interfaces.
+#include "device/maintain.hpp"
 
-#include <mbedtls/md.h>
 #include <string.h>
 #include <strings.h>
 
 #include <algorithm>
 
-#include "answers.hpp"
-#include "device/methods.hpp"
+#include "device/clock.hpp"
+#include "device/config.hpp"
+#include "device/restore_points.hpp"
 #include "device/transfer.hpp"
+#include "digest.hpp"
 
 namespace obxd {
 
@@ -27,26 +28,12 @@ Reply finish_with(const CallPtr& call) {
     };
 }
 
-// The digest of a file in hexadecimal; "" when it cannot be read. `algorithm` as in "SHA-256".
-std::string file_digest(std::string algorithm, const std::string& file) {
-    std::erase(algorithm, '-');
-    const mbedtls_md_info_t* info = mbedtls_md_info_from_string(algorithm.c_str());
-    unsigned char digest[MBEDTLS_MD_MAX_SIZE];
-    if (!info || mbedtls_md_file(info, file.c_str(), digest) != 0) return "";
-    std::string text;
-    for (int i = 0; i < mbedtls_md_get_size(info); i++) {
-        text += "0123456789abcdef"[digest[i] >> 4];
-        text += "0123456789abcdef"[digest[i] & 15];
-    }
-    return text;
-}
-
 void upload(const CallPtr& call, const char* kind) {
     finish_with(call)(upload_file(call->device, kind, call->inputs));
 }
 
 Store& store_of(const CallPtr& call) {
-    return *call->device.server.store;
+    return call->device.store;
 }
 
 }  // namespace
@@ -74,7 +61,7 @@ void method_config_restore(const CallPtr& call) {
     std::string algorithm = call_text(call, "CheckSumAlgorithm", "SHA-1");
     std::string wanted = call_text(call, "CheckSum", "");
     download_config(call->device, call->inputs, finish_with(call), [algorithm, wanted](Fetch& fetch) {
-        if (wanted.empty() || strcasecmp(wanted.c_str(), file_digest(algorithm, fetch.file).c_str()) == 0)
+        if (wanted.empty() || strcasecmp(wanted.c_str(), digest_of_file(algorithm, fetch.file).c_str()) == 0)
             return;
         fetch.code = FAULT_CORRUPTED;
         fetch.detail = "\"CheckSum\" does not fit";

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 
-#include "answers.hpp"
+#include "device/config.hpp"
+#include "device/live.hpp"
+#include "users/hash.hpp"
 
 namespace obxd {
 
@@ -18,12 +20,12 @@ void tick(const CallPtr& call, int64_t done, int64_t seconds) {
     device_event(call->device, "OperationProgress",
                  json_pack("{s:s, s:I}", "Path", call->path.c_str(), "Percent",
                            static_cast<json_int_t>(100 * done / seconds)));
-    loop_after(call->device.server.loop, 1000, [call, done, seconds] { tick(call, done + 1, seconds); });
+    loop_after(call->device.loop, 1000, [call, done, seconds] { tick(call, done + 1, seconds); });
 }
 
 void set_debug(const CallPtr& call, const std::string& mode) {
-    call->device.server.store->set_value("Device.System.DebugMode", json_string(mode.c_str()));
-    journal_add(call->device.server.journal, "debug mode %s by %s", mode.c_str(), call->caller.user.c_str());
+    call->device.store.set_value("Device.System.DebugMode", json_string(mode.c_str()));
+    journal_add(call->device.journal, "debug mode %s by %s", mode.c_str(), call->caller.user.c_str());
     device_event(call->device, "DebugMode", json_pack("{s:s}", "Mode", mode.c_str()));
     call_finish(call, json_object());
 }
@@ -38,7 +40,7 @@ void method_schedule_timer(const CallPtr& call) {
 }
 
 void method_wifi_reset(const CallPtr& call) {
-    Store& store = *call->device.server.store;
+    Store& store = call->device.store;
     json_int_t count = json_integer_value(store.value("Device.WiFi.ResetCounter"));
     store.set_value("Device.WiFi.ResetCounter", json_integer(count + 1));
     store.set_value("Device.WiFi.ResetCause", json_string("HostReinit"));
@@ -63,7 +65,7 @@ void method_reboot(const CallPtr& call) {
 }
 
 void method_debug(const CallPtr& call) {
-    const Users& users = call->device.server.users;
+    const Users& users = call->device.users;
     const User* user = users_find(users, call->caller.user);
     if (!user) return call_fail(call, FAULT_REQUEST_DENIED, "Guests cannot change the debug mode");
     std::string mode = call_text(call, "Mode", "");
@@ -90,7 +92,7 @@ void method_check_credentials(const CallPtr& call) {
     const char* name = call_text(call, "Username", nullptr);
     const char* password = call_text(call, "Password", nullptr);
     if (!name || !password) return call_finish(call, json_pack("{s:s}", "Status", "Credentials_Missing"));
-    const User* user = users_find(call->device.server.users, name);
+    const User* user = users_find(call->device.users, name);
     if (!user || user->password.empty())
         return call_finish(call,
                            json_pack("{s:s}", "Status", "Credentials_Bad_Requested_Username_Not_Supported"));

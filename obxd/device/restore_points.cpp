@@ -1,4 +1,4 @@
-// Restore points: saved configurations that have a name, listed as configuration files of the model.
+#include "device/restore_points.hpp"
 
 #include <dirent.h>
 #include <stdlib.h>
@@ -8,9 +8,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "answers.hpp"
-#include "device/device.hpp"
-#include "net/server.hpp"
+#include "device/clock.hpp"
+#include "device/params.hpp"
+#include "owners.hpp"
+#include "ox_tr_path.hpp"
 
 namespace obxd {
 
@@ -59,7 +60,7 @@ std::string firmware_of(const std::string& file) {
 
 // Fills in what the model's rows have room for, where the point is new.
 void row_fill(Device& device, uint32_t row, const Point& point) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     std::string path = row_path(row), date = time_text(point.saved);
     const char* shown = json_string_value(store.value(path + "Date"));
     if (shown && date == shown) return;
@@ -78,7 +79,7 @@ uint32_t row_of(const Device& device, const std::string& name) {
 
 // The rows whose points are gone, be it that a factory reset or a load took the row or its file away.
 void rows_drop(Device& device, const std::vector<Point>& points) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     for (auto entry = device.restore_points.begin(); entry != device.restore_points.end();) {
         const char* shown = json_string_value(store.value(row_path(entry->first) + "Name"));
         bool row = shown && entry->second == shown;
@@ -100,7 +101,7 @@ std::string restore_point_file(const Device& device, const std::string& name) {
 }
 
 bool restore_point_name_free(Device& device, const std::string& name) {
-    Store& store = *device.server.store;
+    Store& store = device.store;
     for (uint32_t row : store.instances(TABLE)) {
         const char* shown = json_string_value(store.value(row_path(row) + "Name"));
         if (shown && name == shown && !device.restore_points.count(row)) return false;
@@ -108,7 +109,7 @@ bool restore_point_name_free(Device& device, const std::string& name) {
     return true;
 }
 
-void restore_points_list(Device& device) {
+void restore_points_update(Device& device) {
     std::vector<Point> points = points_read(device);
     rows_drop(device, points);
     for (const Point& point : points) {
@@ -116,7 +117,7 @@ void restore_points_list(Device& device) {
         uint32_t row = row_of(device, point.name);
         if (!row) {
             JsonRef values(json_pack("{s:s}", "Name", point.name.c_str()));
-            row = device.server.store->add_instance(TABLE, values);
+            row = device.store.add_instance(TABLE, values);
         }
         if (!row) continue;
         device.restore_points[row] = point.name;
@@ -126,8 +127,9 @@ void restore_points_list(Device& device) {
 
 const std::string* restore_point_at(const Device& device, const std::string& object) {
     if (!object.starts_with(TABLE)) return nullptr;
-    auto found = device.restore_points.find(
-        static_cast<uint32_t>(strtoul(object.c_str() + strlen(TABLE), nullptr, 10)));
+    uint32_t row = 0;
+    ox_tr_instance_number(ox_tr_path_leaf(object), &row);
+    auto found = device.restore_points.find(row);
     return found == device.restore_points.end() ? nullptr : &found->second;
 }
 

@@ -1,17 +1,15 @@
 #include "device/transfer.hpp"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "answers.hpp"
-#include "device/device.hpp"
-#include "device/fetch.hpp"
-#include "net/server.hpp"
+#include "device/config.hpp"
+#include "device/files.hpp"
+#include "device/firmware.hpp"
+#include "device/params.hpp"
 
 namespace obxd {
 
@@ -37,7 +35,7 @@ void install_config(Device& device, const std::string& file, const Reply& reply)
     unlink(file.c_str());
     if (!loaded) return reply(answer_fault(FAULT_CORRUPTED, error));
     device_apply(device);
-    journal_add(device.server.journal, "configuration downloaded");
+    journal_add(device.journal, "configuration downloaded");
     device_event(device, "ConfigLoaded", nullptr);
     reply(answer_result());
 }
@@ -48,14 +46,14 @@ void install_file(Device& device, const std::string& file, const std::string& na
         unlink(file.c_str());
         return reply(fault);
     }
-    journal_add(device.server.journal, "file %s downloaded", name.c_str());
+    journal_add(device.journal, "file %s downloaded", name.c_str());
     device_event(device, "FileDownloaded", json_pack("{s:s}", "Name", name.c_str()));
     reply(answer_result());
 }
 
 std::string build_config_text(const Device& device) {
     return std::string("PROGRAM=obxd\nPROGRAM_VERSION=" OBX_VERSION "\nFIRMWARE=") + device.version +
-           "\nMODEL=" + device.server.options.model + "\n";
+           "\nMODEL=" + device.options.model + "\n";
 }
 
 // The file that an Upload's URL names: a fault code when it names none.
@@ -95,7 +93,7 @@ Answer upload_text(Device& device, const std::string& text, const char* name, co
     int code = upload_path(params, name, path, detail);
     if (code != 0) return answer_fault(code, detail);
     if (!write_file(path, text)) return answer_fault(FAULT_UPLOAD, strerror(errno));
-    journal_add(device.server.journal, "%s uploaded", name);
+    journal_add(device.journal, "%s uploaded", name);
     return answer_result();
 }
 
@@ -115,7 +113,7 @@ void start_fetch(Device& device, const json_t* params, const Reply& reply, const
     fetch->file = device_temp_file(device);
     uint64_t boots = device.boots;
     bool started = loop_start_job(
-        device.server.loop,
+        device.loop,
         [fetch, check = done.on_thread] {
             fetch_run(*fetch);
             if (fetch->code == 0 && check) check(*fetch);
@@ -135,24 +133,21 @@ void download_config(Device& device, const json_t* params, const Reply& reply,
                                         }});
 }
 
-void device_download(Request& request) {
-    Device& device = *request.server.device;
-    const char* type = text_param(request.params, "FileType");
-    if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, request);
-    if (type && strcmp(type, "Config") == 0)
-        return download_config(device, request.params, request.reply, nullptr);
+void device_download(Device& device, const json_t* params, const Reply& reply) {
+    const char* type = text_param(params, "FileType");
+    if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, params, reply);
+    if (type && strcmp(type, "Config") == 0) return download_config(device, params, reply, nullptr);
     if (!type || strcmp(type, "File") != 0)
-        return request.reply(
-            answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Firmware, Config or File"));
-    const char* url = text_param(request.params, "URL");
-    const char* target = text_param(request.params, "TargetFileName");
+        return reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Firmware, Config or File"));
+    const char* url = text_param(params, "URL");
+    const char* target = text_param(params, "TargetFileName");
     std::string name = target ? target : url ? last_component(url) : "";
     if (name.empty() && !target) name = "download";
     if (!file_name_ok(name))
-        return request.reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"TargetFileName\" is no file name"));
-    start_fetch(device, request.params, request.reply,
-                {nullptr, [&device, name](const std::string& file, const Reply& reply) {
-                     install_file(device, file, name, reply);
+        return reply(answer_fault(FAULT_INVALID_ARGUMENTS, "\"TargetFileName\" is no file name"));
+    start_fetch(device, params, reply,
+                {nullptr, [&device, name](const std::string& file, const Reply& answer) {
+                     install_file(device, file, name, answer);
                  }});
 }
 
@@ -161,24 +156,20 @@ Answer upload_file(Device& device, const std::string& kind, const json_t* params
     if (kind != "Config" && kind != "BuildConfig" && kind != "Log")
         return answer_fault(FAULT_INVALID_ARGUMENTS, "\"FileType\" must be Config, BuildConfig or Log");
     std::string text = kind == "Config" ? config_text(device)
-                       : kind == "Log"  ? journal_text(device.server.journal)
+                       : kind == "Log"  ? journal_text(device.journal)
                                         : build_config_text(device);
     return upload_text(device, text, name, params);
 }
 
 Answer upload_copy(Device& device, const std::string& file, const char* name, const json_t* params) {
-    Fd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
-    char block[65536];
-    ssize_t got = fd.get() < 0 ? -1 : 0;
-    while (fd.get() >= 0 && (got = read(fd.get(), block, sizeof block)) > 0)
-        text.append(block, static_cast<size_t>(got));
-    return got < 0 ? answer_fault(FAULT_UPLOAD, strerror(errno)) : upload_text(device, text, name, params);
+    return read_file(file, text) ? upload_text(device, text, name, params)
+                                 : answer_fault(FAULT_UPLOAD, strerror(errno));
 }
 
-void device_upload(Request& request) {
-    const char* type = text_param(request.params, "FileType");
-    request.reply(upload_file(*request.server.device, type ? type : "", request.params));
+void device_upload(Device& device, const json_t* params, const Reply& reply) {
+    const char* type = text_param(params, "FileType");
+    reply(upload_file(device, type ? type : "", params));
 }
 
 }  // namespace obxd

@@ -1,4 +1,4 @@
-// What requests and methods that move files share.
+// Requests that move files, and what methods share with them.
 #pragma once
 
 #include <functional>
@@ -6,7 +6,6 @@
 
 #include "device/device.hpp"
 #include "device/fetch.hpp"
-#include "net/server.hpp"
 
 namespace obxd {
 
@@ -29,5 +28,9 @@ void download_config(Device& device, const json_t* params, const Reply& reply,
 Answer upload_file(Device& device, const std::string& kind, const json_t* params);
 /// Writes a copy of a file there; `name` is its name in a directory that has none for it.
 Answer upload_copy(Device& device, const std::string& file, const char* name, const json_t* params);
+
+/// Requests.
+void device_download(Device& device, const json_t* params, const Reply& reply);
+void device_upload(Device& device, const json_t* params, const Reply& reply);
 
 }  // namespace obxd

@@ -1,4 +1,4 @@
-// What the radios of the device find when they listen.
+#include "device/wifi.hpp"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "answers.hpp"
-#include "device/methods.hpp"
+#include "device/clock.hpp"
+#include "ox_tr_path.hpp"
 
 namespace obxd {
 
@@ -202,7 +202,7 @@ void finish_status(const CallPtr& call, const char* status) {
 
 // A station has its button pushed too, and joins.
 const char* station_join(const CallPtr& call, const std::string& access_point) {
-    Store& store = *call->device.server.store;
+    Store& store = call->device.store;
     std::string table = access_point + ".AssociatedDevice";
     std::vector<uint32_t> present = store.instances(table);
     if (present.size() >= MAX_STATIONS) return "Error_Other";
@@ -218,14 +218,13 @@ const char* station_join(const CallPtr& call, const std::string& access_point) {
 }  // namespace
 
 void method_neighbors(const CallPtr& call) {
-    loop_after(call->device.server.loop, LISTEN_MS, [call] {
-        if (call->boots == call->device.boots)
-            call_finish(call, neighbor_outputs(*call->device.server.store));
+    loop_after(call->device.loop, LISTEN_MS, [call] {
+        if (call->boots == call->device.boots) call_finish(call, neighbor_outputs(call->device.store));
     });
 }
 
 void method_channel_scan(const CallPtr& call) {
-    Store& store = *call->device.server.store;
+    Store& store = call->device.store;
     std::string radio = call_object(call);
     if (!json_is_true(store.value(radio + ".Enable"))) return finish_status(call, "Error_Interface_Down");
     Scan scan;
@@ -234,18 +233,18 @@ void method_channel_scan(const CallPtr& call) {
         return finish_status(call, "Error_Invalid_Input");
     int64_t dwell = std::clamp<int64_t>(call_number(call, "DwellTime", 0), 20, LISTEN_MS);
     scan.duration_ms = dwell * static_cast<int64_t>(scan.channels.size());
-    loop_after(call->device.server.loop, scan.duration_ms, [call, scan] {
+    loop_after(call->device.loop, scan.duration_ms, [call, scan] {
         if (call->boots == call->device.boots) call_finish(call, scan_outputs(scan));
     });
 }
 
 void method_wps(const CallPtr& call) {
-    Store& store = *call->device.server.store;
+    Store& store = call->device.store;
     std::string wps = call_object(call);
-    std::string access_point = wps.substr(0, wps.rfind('.'));
+    std::string access_point = wps.substr(0, ox_tr_path_parent(wps));
     if (!json_is_true(store.value(wps + ".Enable")) || !json_is_true(store.value(access_point + ".Enable")))
         return finish_status(call, "Error_Not_Ready");
-    loop_after(call->device.server.loop, PUSH_BUTTON_MS, [call, access_point] {
+    loop_after(call->device.loop, PUSH_BUTTON_MS, [call, access_point] {
         if (call->boots == call->device.boots) finish_status(call, station_join(call, access_point));
     });
 }

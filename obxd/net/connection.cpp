@@ -4,8 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "net/loop.hpp"
 
 namespace obxd {
@@ -14,7 +12,6 @@ namespace {
 
 constexpr size_t READ_SIZE = size_t{64} * 1024;
 constexpr size_t KEEP_CAPACITY = size_t{1024} * 1024;
-constexpr size_t MAX_GROUPS = 4096;
 constexpr unsigned char TLS_HANDSHAKE_BYTE = 0x16;
 
 ssize_t receive(Connection& c, char* data, size_t size) {
@@ -83,12 +80,17 @@ Connection::~Connection() {
     if (fd >= 0) close(fd);
 }
 
+std::string& connection_output(Connection& c) {
+    if (connection_pending(c) == 0) c.progress = now_ms();
+    return c.out;
+}
+
 bool connection_flush(Connection& c) {
     if (!send_pending(c)) return false;
     if (!c.deaf && connection_pending(c) > 0) return true;
     c.out.clear();
     if (c.out.capacity() > KEEP_CAPACITY) c.out.shrink_to_fit();
-    c.sent = c.event_bytes = 0;
+    c.sent = c.pushed = 0;
     return true;
 }
 
@@ -113,23 +115,6 @@ bool connection_open(Connection& c, TlsServer* server) {
     if (step == TlsStep::DONE) c.phase = Connection::OPEN;
     c.handshake_writes = step == TlsStep::WANT_WRITE;
     return step != TlsStep::FAILED;
-}
-
-bool connection_in_group(const Connection& c, uint32_t group) {
-    return std::binary_search(c.groups.begin(), c.groups.end(), group);
-}
-
-bool connection_join(Connection& c, uint32_t group) {
-    auto place = std::lower_bound(c.groups.begin(), c.groups.end(), group);
-    if (place != c.groups.end() && *place == group) return true;
-    if (c.groups.size() >= MAX_GROUPS) return false;
-    c.groups.insert(place, group);
-    return true;
-}
-
-void connection_leave(Connection& c, uint32_t group) {
-    auto place = std::lower_bound(c.groups.begin(), c.groups.end(), group);
-    if (place != c.groups.end() && *place == group) c.groups.erase(place);
 }
 
 }  // namespace obxd

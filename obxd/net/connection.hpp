@@ -1,16 +1,14 @@
-// One client: its bytes, its identity, its groups.
+// One client: its socket and its bytes.
 #pragma once
 
-#include <jansson.h>
 #include <stdint.h>
+#include <sys/types.h>
 
+#include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "net/framing.hpp"
 #include "net/tls.hpp"
-#include "users/users.hpp"
 
 namespace obxd {
 
@@ -26,7 +24,8 @@ struct Connection {
     uint64_t id = 0;  ///< also its tag in the loop
     int fd = -1;
     Phase phase = OPEN;
-    Peer peer;
+    bool local = false;  ///< a local socket, so that `uid` is known
+    uid_t uid = 0;       ///< of the client's process
     TlsLinkPtr tls;
     bool must_use_tls = false;
 
@@ -40,14 +39,12 @@ struct Connection {
     uint32_t watched = 0;  ///< epoll events asked for; 0 while the loop does not watch it
 
     std::string out;
-    size_t sent = 0;         ///< bytes of `out` that are gone
-    size_t event_bytes = 0;  ///< bytes of events queued since the output was last empty
-    int64_t progress = 0;    ///< when output last moved, or when the phase began (ms)
+    size_t sent = 0;       ///< bytes of `out` that are gone
+    size_t pushed = 0;     ///< bytes that were not asked for, since the output was last empty
+    int64_t progress = 0;  ///< when output last moved, or when the phase began (ms)
     bool handshake_writes = false;
 
-    Caller caller;
-    int failed_logins = 0;
-    std::vector<uint32_t> groups;  ///< sorted
+    std::shared_ptr<void> session;  ///< belongs to the room above, which remembers there what it wants
 
     Connection() = default;
     Connection(const Connection&) = delete;
@@ -59,16 +56,13 @@ inline size_t connection_pending(const Connection& c) {
     return c.out.size() - c.sent;
 }
 
+/// The output, to append to; the client's time to read it begins when there was none.
+std::string& connection_output(Connection& c);
 /// Sends what the socket takes; to who is deaf by now, nothing. False when the stream broke.
 bool connection_flush(Connection& c);
 /// Reads once into the input. False when the stream broke; at its end `eof` is set.
 bool connection_read(Connection& c);
 /// Takes the phases before OPEN as far as possible; `server` may be null (no certificate). False: close it.
 bool connection_open(Connection& c, TlsServer* server);
-
-bool connection_in_group(const Connection& c, uint32_t group);
-/// False when it is in too many groups.
-bool connection_join(Connection& c, uint32_t group);
-void connection_leave(Connection& c, uint32_t group);
 
 }  // namespace obxd

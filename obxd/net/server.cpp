@@ -18,8 +18,8 @@ constexpr uint64_t TAG_TCP = 3;
 constexpr size_t MAX_CONNECTIONS = 256;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
-constexpr size_t HIGH_WATER = size_t{256} * 1024;  // no more requests are taken from who has so much to read
-constexpr size_t MAX_EVENT_BYTES = size_t{8} * 1024 * 1024;
+constexpr size_t HIGH_WATER = size_t{256} * 1024;  // who has so much to read is asked for no more
+constexpr size_t MAX_PUSHED = size_t{8} * 1024 * 1024;
 constexpr size_t LARGE_INPUT = size_t{1024} * 1024;
 constexpr size_t MAX_INPUTS = size_t{256} * 1024 * 1024;  // of all connections together
 constexpr int64_t HANDSHAKE_MS = 10000;
@@ -62,6 +62,17 @@ void start_linger(Connection& c) {
     c.in = Input();
 }
 
+void close_connection(Server& server, Connection& c) {
+    if (c.phase == Connection::DEAD) return;
+    if (c.watched) loop_unwatch(server.loop, c.fd);
+    if (c.tls && c.phase == Connection::OPEN && !c.deaf) tls_close(*c.tls);
+    close(c.fd);
+    c.fd = -1;
+    c.watched = 0;
+    c.phase = Connection::DEAD;
+    server.to_forget.push_back(c.id);
+}
+
 // Half messages of many clients must not fill the memory, however slowly they come.
 bool too_much_input(const Server& server, const Connection& c) {
     if (c.in.bytes.size() < LARGE_INPUT) return false;
@@ -80,19 +91,19 @@ bool take_messages(Server& server, Connection& c) {
         Frame frame = input_next(c.in, text);
         if (frame == Frame::MESSAGE) {
             messages--;
-            dispatch(server, c, text);
+            server.on_message(c, text);
         } else if (frame == Frame::NO_OBJECT) {
-            refuse_stream(server, c, -32700, "A message must be a JSON object");
+            server.on_broken(c, "A message must be a JSON object");
         } else if (frame == Frame::TOO_LONG) {
-            refuse_stream(server, c, -32700, "The message is longer than 64 MiB");
+            server.on_broken(c, "The message is longer than 64 MiB");
         } else {
             if (c.eof) c.closing = true;
             if (c.eof || c.drained) return false;
             reads--;
             if (too_much_input(server, c))
-                refuse_stream(server, c, -32700, "Too much is being received at once");
+                server.on_broken(c, "Too much is being received at once");
             else if (!connection_read(c))
-                server_close(server, c);
+                close_connection(server, c);
         }
     }
     return false;
@@ -100,9 +111,9 @@ bool take_messages(Server& server, Connection& c) {
 
 void discard_input(Server& server, Connection& c) {
     for (int i = 0; i < READS_PER_TURN && !c.drained && !c.eof; i++) {
-        if (!connection_read(c)) return server_close(server, c);
+        if (!connection_read(c)) return close_connection(server, c);
     }
-    if (c.eof) server_close(server, c);
+    if (c.eof) close_connection(server, c);
 }
 
 // One turn of a connection.
@@ -110,7 +121,7 @@ void serve(Server& server, Connection& c) {
     c.queued = false;
     if (c.phase == Connection::DEAD) return;
     if (!connection_open(c, server.tls.get()) || (c.phase == Connection::OPEN && !connection_flush(c)))
-        return server_close(server, c);
+        return close_connection(server, c);
     if (c.phase == Connection::LINGER) {
         discard_input(server, c);
         if (c.phase != Connection::DEAD) watch(server, c);
@@ -119,9 +130,9 @@ void serve(Server& server, Connection& c) {
     bool more = take_messages(server, c);
     if (c.phase == Connection::DEAD) return;
     bool blocked = connection_pending(c) >= HIGH_WATER;
-    if (c.phase == Connection::OPEN && !connection_flush(c)) return server_close(server, c);
+    if (c.phase == Connection::OPEN && !connection_flush(c)) return close_connection(server, c);
     if (c.closing && !c.busy && connection_pending(c) == 0) {
-        if (c.eof || c.deaf) return server_close(server, c);
+        if (c.eof || c.deaf) return close_connection(server, c);
         start_linger(c);
     }
     watch(server, c);
@@ -131,13 +142,13 @@ void serve(Server& server, Connection& c) {
 
 void set_up(Server& server, Connection& c, bool local) {
     c.id = server.next_connection++;
-    c.peer.local = local;
+    c.local = local;
     c.progress = now_ms();
     if (local) {
         ucred owner{};
         socklen_t size = sizeof owner;
-        c.peer.local = getsockopt(c.fd, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0;
-        c.peer.uid = owner.uid;
+        c.local = getsockopt(c.fd, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0;
+        c.uid = owner.uid;
     } else {
         int one = 1;
         setsockopt(c.fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
@@ -200,7 +211,7 @@ void sweep(Server& server) {
         bool early = c.phase == Connection::HANDSHAKE || (c.phase == Connection::SNIFF && c.must_use_tls);
         if ((early && idle > HANDSHAKE_MS) || (unread && idle > STALL_MS) ||
             (c.phase == Connection::LINGER && idle > LINGER_MS))
-            server_close(server, c);
+            close_connection(server, c);
     }
     loop_after(server.loop, SWEEP_MS, [&server] { sweep(server); });
 }
@@ -208,26 +219,17 @@ void sweep(Server& server) {
 }  // namespace
 
 bool server_open(Server& server, std::string& error) {
-    if (server.options.listen_port >= 0 && server.tcp_listener.get() < 0) {
-        server.tcp_listener = listen_tcp(server.options.listen_host, server.options.listen_port, error);
+    Listen& listen = server.listen;
+    if (listen.port >= 0 && server.tcp_listener.get() < 0) {
+        server.tcp_listener = listen_tcp(listen.host, listen.port, error);
         if (server.tcp_listener.get() < 0) return false;
         loop_watch(server.loop, server.tcp_listener.get(), TAG_TCP, EPOLLIN);
     }
     if (server.local_listener.get() >= 0) return true;
-    server.local_listener = listen_local(server.options.socket, error);
+    server.local_listener = listen_local(listen.socket, error);
     if (server.local_listener.get() < 0) return false;
     loop_watch(server.loop, server.local_listener.get(), TAG_LOCAL, EPOLLIN);
     return true;
-}
-
-std::string server_ready_text(const Server& server) {
-    std::string text = "obxd " OBX_VERSION " ready on " + server.options.socket;
-    if (server.options.listen_port < 0) return text;
-    const std::string& host = server.options.listen_host;
-    bool brackets = host.find(':') != std::string::npos;
-    text += ", " + (host.empty() ? "*" : brackets ? "[" + host + "]" : host);
-    text += ":" + std::to_string(server.options.listen_port);
-    return server.tls ? text + " (tls)" : text;
 }
 
 void server_run(Server& server) {
@@ -239,14 +241,14 @@ void server_run(Server& server) {
 }
 
 void server_go_down(Server& server) {
-    if (server.local_listener.get() >= 0) unlink(server.options.socket.c_str());
+    if (server.local_listener.get() >= 0) unlink(server.listen.socket.c_str());
     server.local_listener.reset();
     server.tcp_listener.reset();
     // Last words first: a client of two connections must not see one end before the other's event.
     for (auto& entry : server.connections) {
         if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
     }
-    for (auto& entry : server.connections) server_close(server, *entry.second);
+    for (auto& entry : server.connections) close_connection(server, *entry.second);
 }
 
 void server_come_up(Server& server) {
@@ -255,63 +257,25 @@ void server_come_up(Server& server) {
     loop_after(server.loop, RETRY_MS, [&server] { server_come_up(server); });
 }
 
+Connection* server_find(Server& server, uint64_t id) {
+    auto found = server.connections.find(id);
+    bool there = found != server.connections.end() && found->second->phase != Connection::DEAD;
+    return there ? found->second.get() : nullptr;
+}
+
 void server_wake(Server& server, Connection& c) {
     if (c.queued || c.phase == Connection::DEAD) return;
     c.queued = true;
     server.to_serve.push_back(c.id);
 }
 
-void server_close(Server& server, Connection& c) {
-    if (c.phase == Connection::DEAD) return;
-    if (c.watched) loop_unwatch(server.loop, c.fd);
-    if (c.tls && c.phase == Connection::OPEN && !c.deaf) tls_close(*c.tls);
-    close(c.fd);
-    c.fd = -1;
-    c.watched = 0;
-    c.phase = Connection::DEAD;
-    server.to_forget.push_back(c.id);
-}
-
-namespace {
-
-// The event as a message; "" when it would be too long for one.
-std::string event_text(uint32_t group, json_t* params) {
-    JsonRef event(json_pack("{s:s, s:s, s:I}", "jsonrpc", "2.0", "method", "Event", "group",
-                            static_cast<json_int_t>(group)));
-    if (params) json_object_set(event, "params", params);
-    CharsRef dump(json_dumps(event, JSON_COMPACT | JSON_REAL_PRECISION(15)));
-    size_t length = dump ? strlen(dump) : 0;
-    if (length == 0 || length > MAX_MESSAGE) return "";
-    return std::string(dump.get(), length) + "\n";
-}
-
-// Who does not read its events is dropped once too many wait for it; a single one may be as long as a
-// message.
-void queue_event(Server& server, Connection& c, const std::string& text) {
-    if (c.deaf) return;
-    if (c.event_bytes > MAX_EVENT_BYTES) return server_close(server, c);
-    c.event_bytes += text.size();
-    if (connection_pending(c) == 0) c.progress = now_ms();
-    c.out += text;
+void server_push(Server& server, Connection& c, std::string_view text) {
+    if (c.deaf || c.phase != Connection::OPEN) return;
+    // A single text may be as long as a message, so what is there already decides.
+    if (c.pushed > MAX_PUSHED) return close_connection(server, c);
+    c.pushed += text.size();
+    connection_output(c) += text;
     server_wake(server, c);
-}
-
-}  // namespace
-
-void server_emit(Server& server, uint32_t group, json_t* params, uint64_t except) {
-    JsonRef owned(params);
-    std::string text;
-    for (auto& entry : server.connections) {
-        Connection& c = *entry.second;
-        if (c.id == except || c.phase != Connection::OPEN || !connection_in_group(c, group)) continue;
-        if (text.empty() && (text = event_text(group, params)).empty()) return;
-        queue_event(server, c, text);
-    }
-}
-
-void server_send_event(Server& server, Connection& c, uint32_t group, json_t* params) {
-    JsonRef owned(params);
-    queue_event(server, c, event_text(group, params));
 }
 
 }  // namespace obxd

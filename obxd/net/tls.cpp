@@ -5,7 +5,9 @@
 #include <mbedtls/entropy.h>
 #include <mbedtls/error.h>
 #include <mbedtls/net_sockets.h>
+#include <mbedtls/pk.h>
 #include <mbedtls/ssl.h>
+#include <mbedtls/version.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -57,6 +59,25 @@ ssize_t give(int code) {
     return -1;
 }
 
+// From version 3 of the library on, what is done with a private key takes random numbers.
+#if MBEDTLS_VERSION_MAJOR >= 3
+int parse_key(TlsServer& server, const char* file) {
+    return mbedtls_pk_parse_keyfile(&server.key, file, nullptr, mbedtls_ctr_drbg_random, &server.random);
+}
+
+bool keys_fit(TlsServer& server) {
+    return mbedtls_pk_check_pair(&server.cert.pk, &server.key, mbedtls_ctr_drbg_random, &server.random) == 0;
+}
+#else
+int parse_key(TlsServer& server, const char* file) {
+    return mbedtls_pk_parse_keyfile(&server.key, file, nullptr);
+}
+
+bool keys_fit(TlsServer& server) {
+    return mbedtls_pk_check_pair(&server.cert.pk, &server.key) == 0;
+}
+#endif
+
 bool configure(TlsServer& server, std::string& error) {
     int code = mbedtls_ssl_config_defaults(&server.config, MBEDTLS_SSL_IS_SERVER,
                                            MBEDTLS_SSL_TRANSPORT_STREAM, MBEDTLS_SSL_PRESET_DEFAULT);
@@ -105,12 +126,12 @@ TlsServerPtr tls_server_load(const std::string& cert_file, const std::string& ke
         error = cert_file + ": cannot load the certificate: " + (code < 0 ? reason(code) : "broken entry");
         return nullptr;
     }
-    code = mbedtls_pk_parse_keyfile(&server->key, key_file.c_str(), nullptr);
+    code = parse_key(*server, key_file.c_str());
     if (code != 0) {
         error = key_file + ": cannot load the key: " + reason(code);
         return nullptr;
     }
-    if (mbedtls_pk_check_pair(&server->cert.pk, &server->key) != 0) {
+    if (!keys_fit(*server)) {
         error = key_file + ": the key does not belong to the certificate " + cert_file;
         return nullptr;
     }

@@ -4,12 +4,15 @@
 #include <unistd.h>
 
 #include "owners.hpp"
+#include "users/hash.hpp"
 
 namespace obxd {
 
 namespace {
 
 constexpr size_t MAX_NAME = 64;
+// Checked where no user at all has a password.
+constexpr const char* STAND_IN = "$6$0123456789abcdef$";
 
 bool wrong(std::string& error, const std::string& file, const std::string& what) {
     error = file + ": " + what;
@@ -48,8 +51,7 @@ bool read_user(const json_t* entry, User& user, std::string& what) {
     user.system_access = json_is_true(json_object_get(entry, "system_access"));
     const json_t* password = json_object_get(entry, "password");
     if (password && !json_is_null(password)) {
-        if (!json_is_string(password) ||
-            std::string_view(json_string_value(password)).find('$') == std::string_view::npos) {
+        if (!json_is_string(password) || !password_hash_ok(json_string_value(password))) {
             what = "the \"password\" of " + user.name + " is no hash (obxd --hash-password makes one)";
             return false;
         }
@@ -102,6 +104,16 @@ const User* users_find(const Users& users, std::string_view name) {
         if (user.name == name) return &user;
     }
     return nullptr;
+}
+
+std::string users_hash(const Users& users, std::string_view name) {
+    const User* user = users_find(users, name);
+    if (user && !user->password.empty()) return user->password;
+    for (const User& other : users.list) {
+        if (other.password.empty()) continue;
+        return other.password[0] == HASH_LOCKED ? other.password : HASH_LOCKED + other.password;
+    }
+    return HASH_LOCKED + std::string(STAND_IN);
 }
 
 const User* users_by_token(const Users& users, std::string_view token) {

@@ -1,4 +1,4 @@
-// Who may use the daemon: the users file, password hashes, tokens and the rules of a login.
+// Who may use the daemon: the users file, and the rules of a login.
 #pragma once
 
 #include <sys/types.h>
@@ -35,13 +35,9 @@ Caller caller_of(const User& user);
 /// The system's name of a user id; "" when it has none.
 std::string system_user_name(uid_t uid);
 
-/// A hash of `password` with a fresh salt: "pbkdf2-sha256$ITERATIONS$SALT$HASH". "" when no random bytes can
-/// be had.
-std::string password_hash(std::string_view password);
-/// True when `hash` was made from `password`. Takes milliseconds on purpose, for an empty or broken hash too,
-/// so that the time tells nothing about which users exist: call it on a job's thread.
-bool password_matches(const std::string& hash, std::string_view password);
-std::string token_hash(std::string_view token);
+/// What a login as `name` is checked against by password_matches: the user's hash; for who has none or is not
+/// known, one that no password opens but whose check takes as long as another user's.
+std::string users_hash(const Users& users, std::string_view name);
 
 /// Where a request comes from.
 struct Peer {

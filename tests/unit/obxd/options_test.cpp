@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "address.hpp"
+
 // clang-format off
 
 namespace {

@@ -4,6 +4,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include "users/hash.hpp"
+
 namespace {
 
 using namespace obxd;
@@ -64,16 +66,32 @@ TEST_F(UsersFile, RefusesWhatIsWrong) {
     EXPECT_NE(error_.find("/nonexistent/users.json: cannot read the users: "), std::string::npos) << error_;
 }
 
-TEST(Passwords, MatchOnlyThemselves) {
-    std::string hash = password_hash("pass:word");
-    EXPECT_EQ(hash.find("pass"), std::string::npos);
-    EXPECT_NE(hash, password_hash("pass:word")) << "each hash has its own salt";
-    EXPECT_TRUE(password_matches(hash, "pass:word"));
-    EXPECT_FALSE(password_matches(hash, "pass:wor"));
-    EXPECT_FALSE(password_matches(hash, ""));
-    for (const char* broken :
-         {"", "x", "pbkdf2-sha256$", "pbkdf2-sha256$0$a$b", "pbkdf2-sha256$99999999$a$b"})
-        EXPECT_FALSE(password_matches(broken, "")) << broken;
+TEST_F(UsersFile, TakesPasswordsOfTheSystem) {
+    const char* rows[] = {"$y$j9T$F5Jx5fExrKuPp53xLKQ..1$GmcwIgvdUC9qLWcKCi6gklUa1dM3ziD43YxYNURLKy0",
+                          "!$y$j9T$F5Jx5fExrKuPp53xLKQ..1$GmcwIgvdUC9qLWcKCi6gklUa1dM3ziD43YxYNURLKy0",
+                          "$5$saltsalt$0IyaXrmV7.sGNS6tirgqHLqX/G.FBvgkYA.lpPdS5sA"};
+    for (const char* hash : rows)
+        EXPECT_TRUE(
+            load(std::string(R"({"users":[{"name":"a","role":"user","password":")") + hash + R"("}]})"))
+            << error_;
+    const char* wrong[] = {
+        "", "!", "$", "$x$salt$hash", "pbkdf2-sha256$20000$salt$hash", "secret$6$", "!!$6$saltsalt$hash"};
+    for (const char* hash : wrong)
+        EXPECT_FALSE(
+            load(std::string(R"({"users":[{"name":"a","role":"user","password":")") + hash + R"("}]})"))
+            << hash;
+}
+
+TEST_F(UsersFile, WhoHasNoPasswordIsCheckedLikeTheOthers) {
+    EXPECT_EQ(users_hash(users_, "nobody").substr(0, 4), "!$6$");
+    ASSERT_TRUE(load(R"({"users":[{"name":"root","role":"system"},
+                                  {"name":"ann","role":"user","password":"$5$saltsalt$x"}]})"))
+        << error_;
+    EXPECT_EQ(users_hash(users_, "ann"), "$5$saltsalt$x");
+    EXPECT_EQ(users_hash(users_, "root"), "!$5$saltsalt$x");
+    EXPECT_EQ(users_hash(users_, "nobody"), "!$5$saltsalt$x");
+    ASSERT_TRUE(load(R"({"users":[{"name":"ann","role":"user","password":"!$5$saltsalt$x"}]})")) << error_;
+    EXPECT_EQ(users_hash(users_, "nobody"), "!$5$saltsalt$x") << "locked once";
 }
 
 TEST(Login, WithoutAPassword) {

@@ -1,4 +1,4 @@
-#include "net/unfit.hpp"
+#include "requests/unfit.hpp"
 
 #include <errno.h>
 #include <math.h>

@@ -1,0 +1,197 @@
+#include "requests/dispatch.hpp"
+
+#include <string.h>
+
+#include "device/config.hpp"
+#include "device/execute.hpp"
+#include "device/transfer.hpp"
+#include "requests/events.hpp"
+#include "requests/response.hpp"
+#include "requests/session.hpp"
+#include "requests/unfit.hpp"
+
+namespace obxd {
+
+namespace {
+
+using StoreMethod = Answer (*)(Store& store, const Caller& caller, const json_t* params);
+using DeviceMethod = void (*)(Device& device, const json_t* params, const Reply& reply);
+using SessionMethod = void (*)(Request& request);
+
+/// A method and the one of the three that answers it.
+struct MethodRow {
+    const char* name;
+    Rank least;                   ///< that may call it; the store knows itself who may do what
+    StoreMethod store = nullptr;  ///< answers at once
+    DeviceMethod device = nullptr;
+    SessionMethod session = nullptr;
+};
+
+template <Answer (Store::*METHOD)(const Caller&, const json_t*)>
+Answer ask(Store& store, const Caller& caller, const json_t* params) {
+    return (store.*METHOD)(caller, params);
+}
+
+template <bool RAW>
+Answer set(Store& store, const Caller& caller, const json_t* params) {
+    return store.set_values(caller, params, RAW);
+}
+
+constexpr MethodRow METHODS[] = {
+    {"GetParameterValues", RANK_GUEST, ask<&Store::get_values>},
+    {"SetParameterValues", RANK_GUEST, set<false>},
+    {"RawSetParameterValues", RANK_GUEST, set<true>},
+    {"GetParameterNames", RANK_GUEST, ask<&Store::get_names>},
+    {"GetParameterAttributes", RANK_GUEST, ask<&Store::get_attributes>},
+    {"GetDataModel", RANK_GUEST, ask<&Store::get_data_model>},
+    {"GetConfig", RANK_GUEST, ask<&Store::get_config>},
+    {"Select", RANK_GUEST, ask<&Store::select>},
+    {"AddObject", RANK_GUEST, ask<&Store::add_object>},
+    {"DeleteObject", RANK_GUEST, ask<&Store::delete_object>},
+    {"Execute", RANK_GUEST, nullptr, device_execute},
+    {"SaveConfig", RANK_USER, nullptr, device_save_config},
+    {"Reboot", RANK_USER, nullptr, device_reboot},
+    {"FactoryReset", RANK_ADMIN, nullptr, device_factory_reset},
+    {"Download", RANK_ADMIN, nullptr, device_download},
+    {"Upload", RANK_ADMIN, nullptr, device_upload},
+    {"JoinGroup", RANK_GUEST, nullptr, nullptr, session_join},
+    {"LeaveGroup", RANK_GUEST, nullptr, nullptr, session_leave},
+    {"Login", RANK_GUEST, nullptr, nullptr, session_login},
+    {"Logout", RANK_GUEST, nullptr, nullptr, session_logout},
+};
+
+const MethodRow* find_method(const char* name) {
+    for (const MethodRow& row : METHODS) {
+        if (strcmp(row.name, name) == 0) return &row;
+    }
+    return nullptr;
+}
+
+void send_answer(Connection& c, const json_t* id, Answer answer) {
+    response_append(connection_output(c), id, std::move(answer));
+}
+
+// What takes the answer: `id` null for a notification, which has none.
+Reply make_reply(Requests& requests, Connection& c, json_t* id) {
+    auto held = std::make_shared<JsonRef>(json_incref(id));
+    return [&requests, connection = c.id, held](Answer answer) {
+        Connection* to = server_find(requests.server, connection);
+        if (!to) return answer_drop(answer);
+        to->busy = false;
+        if (held->get())
+            send_answer(*to, *held, std::move(answer));
+        else
+            answer_drop(answer);
+        // A connection whose turn it is goes on without being woken.
+        if (!requests.device.asker.caller) server_wake(requests.server, *to);
+    };
+}
+
+// The user of the request's token, whose acceptance ends the connection's own login, or of the connection.
+// False when the token is not known.
+bool find_caller(const Users& users, Session& session, const json_t* auth, Caller& caller) {
+    if (!auth || json_string_length(auth) == 0) {
+        caller = session.caller;
+        return true;
+    }
+    const User* user =
+        users_by_token(users, std::string_view(json_string_value(auth), json_string_length(auth)));
+    if (!user) return false;
+    session.caller = Caller();
+    caller = caller_of(*user);
+    return true;
+}
+
+void answer_request(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
+                    const json_t* params, json_t* id) {
+    c.busy = true;
+    Reply reply = make_reply(requests, c, id);
+    if (row.store) return reply(row.store(requests.store, caller, params));
+    if (caller_rank(caller) < row.least) {
+        const char* least = row.least == RANK_ADMIN ? " needs a login as administrator" : " needs a login";
+        return reply(answer_fault(FAULT_REQUEST_DENIED, std::string(row.name) + least));
+    }
+    if (row.device) return row.device(requests.device, params, reply);
+    Request request{requests, c, params, std::move(reply)};
+    row.session(request);
+}
+
+const char* check_message(const json_t* message) {
+    const json_t* version = json_object_get(message, "jsonrpc");
+    if (!json_is_string(version) || strcmp(json_string_value(version), "2.0") != 0)
+        return "\"jsonrpc\" must be \"2.0\"";
+    const json_t* id = json_object_get(message, "id");
+    if (id && !json_is_number(id) && !json_is_string(id) && !json_is_null(id))
+        return "\"id\" must be a number or a text";
+    if (!json_is_string(json_object_get(message, "method"))) return "\"method\" must be a text";
+    const json_t* auth = json_object_get(message, "auth");
+    if (auth && !json_is_string(auth) && !json_is_null(auth)) return "\"auth\" must be a text";
+    return nullptr;
+}
+
+// An event of a client goes to everybody else in its group.
+void pass_event(Requests& requests, const Connection& c, const json_t* message) {
+    const json_t* group = json_object_get(message, "group");
+    json_int_t number = json_integer_value(group);
+    if (!json_is_integer(group) || number < 1 || number > UINT32_MAX) return;
+    events_emit(requests, static_cast<uint32_t>(number), json_incref(json_object_get(message, "params")),
+                c.id);
+}
+
+void serve_message(Requests& requests, Connection& c, const json_t* message) {
+    json_t* id = json_object_get(message, "id");
+    if (const char* wrong = check_message(message)) {
+        bool usable = json_is_number(id) || json_is_string(id);
+        JsonRef none(json_null());
+        return send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_REQUEST, wrong));
+    }
+    const char* name = json_string_value(json_object_get(message, "method"));
+    if (!id && strcmp(name, "Event") == 0) return pass_event(requests, c, message);
+    auto refuse = [&c, id](int code, const std::string& detail) {
+        if (id) send_answer(c, id, answer_fault(code, detail));
+    };
+    const MethodRow* row = find_method(name);
+    if (!row) return refuse(RPC_METHOD_NOT_FOUND, name);
+    const json_t* params = json_object_get(message, "params");
+    if (params && !json_is_object(params) && !json_is_null(params))
+        return refuse(RPC_INVALID_PARAMS, "\"params\" must be an object");
+    Caller caller;
+    if (!find_caller(requests.users, session_of(c), json_object_get(message, "auth"), caller))
+        return refuse(FAULT_REQUEST_DENIED, "Unknown token");
+    JsonRef none(json_object());
+    requests.device.asker = {&caller, c.id};
+    answer_request(requests, c, *row, caller, json_is_object(params) ? params : none, id);
+    requests.device.asker = {};
+}
+
+// JSON that the parser has no room for is refused; for that the id is needed, and no more.
+void refuse_unfit(Connection& c, std::string_view text) {
+    std::string why;
+    std::string clean = unfit_clean(text, why);
+    json_error_t where;
+    JsonRef message(json_loadb(clean.data(), clean.size(), 0, &where));
+    if (!message) return dispatch_broken(c, where.text);
+    const json_t* id = json_object_get(message, "id");
+    if (!id) return;
+    bool usable = json_is_number(id) || (json_is_string(id) && !unfit_text(json_string_value(id)));
+    JsonRef none(json_null());
+    send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_PARAMS, why));
+}
+
+}  // namespace
+
+void dispatch(Requests& requests, Connection& c, std::string_view text) {
+    json_error_t where;
+    JsonRef message(json_loadb(text.data(), text.size(), 0, &where));
+    if (message) return serve_message(requests, c, message);
+    if (unfit_is(where)) return refuse_unfit(c, text);
+    dispatch_broken(c, where.text);
+}
+
+void dispatch_broken(Connection& c, const char* why) {
+    JsonRef none(json_null());
+    send_answer(c, none, answer_fault(RPC_PARSE_ERROR, why));
+    c.closing = true;
+}
+
+}  // namespace obxd
