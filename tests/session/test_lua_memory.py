@@ -71,3 +71,12 @@ def test_the_shell_goes_on(shared_obxd):
     assert "LUA ERROR: not enough memory\n" in out
     assert '_[2] = 42\n' in out and out.endswith("\n:\n")
     assert "PANIC" not in out and status == 0
+
+
+def test_functions_of_the_end_run_without_memory(run):
+    out, status = run("""
+ox.atexit(function() t = nil collectgarbage() print('last') end)
+t = {} while true do t = {t} end
+""")
+    assert out.endswith("last\n") and out.count("ox.atexit:") == 0
+    assert status == 1

@@ -3,14 +3,15 @@
 
 namespace {
 
-const char* const FUNCTIONS = "ox.atexit";
+/// Its address is the key of the list in the registry: found without memory, which may be what ended the code.
+const char FUNCTIONS = 0;
 
 /// ox.atexit(function)
 int at_exit(lua_State* L) {
     require_writable(L);
     luaL_checktype(L, 1, LUA_TFUNCTION);
     lua_settop(L, 1);
-    luaL_getsubtable(L, LUA_REGISTRYINDEX, FUNCTIONS);
+    lua_rawgetp(L, LUA_REGISTRYINDEX, &FUNCTIONS);
     lua_insert(L, 1);
     lua_rawseti(L, 1, static_cast<lua_Integer>(lua_rawlen(L, 1)) + 1);
     return 0;
@@ -18,7 +19,7 @@ int at_exit(lua_State* L) {
 
 /// Takes the last function out of the list and leaves it on the stack; false when there is none.
 bool take_last(lua_State* L) {
-    luaL_getsubtable(L, LUA_REGISTRYINDEX, FUNCTIONS);
+    lua_rawgetp(L, LUA_REGISTRYINDEX, &FUNCTIONS);
     auto last = static_cast<lua_Integer>(lua_rawlen(L, -1));
     if (last == 0) {
         lua_pop(L, 1);
@@ -44,6 +45,8 @@ int run_last(lua_State* L) {
 void atexit_open(lua_State* L) {
     lua_pushcfunction(L, at_exit);
     lua_setfield(L, -2, "atexit");
+    lua_newtable(L);
+    lua_rawsetp(L, LUA_REGISTRYINDEX, &FUNCTIONS);
 }
 
 void atexit_run(lua_State* L) {
