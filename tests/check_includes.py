@@ -30,7 +30,7 @@ ALLOWED = {
                       "platform/tr"},
     "obxd/main.cpp": {"obxd", "obxd/requests", "obxd/device", "obxd/store", "obxd/users", "obxd/net"},
 }
-# Editor code stays behind ox_rl.hpp and ox_history.hpp, TLS code out of everything that is not about it.
+# Editor code stays behind ox_editor.hpp, ox_rl.hpp and ox_history.hpp, TLS code out of everything that is not about it.
 ONLY_IN = {
     r"readline/": ["platform/global/terminal/"],
     r"mbedtls/": ["platform/global/jrpc/", "platform/global/system/", "obxd/"],

@@ -10,7 +10,7 @@
 
 #include "commands/commands.hpp"
 #include "commands/words.hpp"
-#include "ox_rl.hpp"
+#include "ox_row.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"
 

@@ -7,7 +7,10 @@
 
 #include "commands/commands.hpp"
 #include "ox_confapi.hpp"
+#include "ox_echo.hpp"
+#include "ox_editor.hpp"
 #include "ox_firmware.hpp"
+#include "ox_progress.hpp"
 #include "ox_rl.hpp"
 #include "ox_tr.hpp"
 #include "ox_wait.hpp"

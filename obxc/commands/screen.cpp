@@ -4,7 +4,7 @@
 
 #include "commands/commands.hpp"
 #include "commands/words.hpp"
-#include "ox_rl.hpp"
+#include "ox_editor.hpp"
 #include "ox_string.hpp"
 #include "session/editor.hpp"
 #include "session/prompt.hpp"

@@ -8,7 +8,7 @@
 #include "model/path.hpp"
 #include "ox_log.hpp"
 #include "ox_out.hpp"
-#include "ox_rl.hpp"
+#include "ox_screen.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
 

@@ -3,7 +3,8 @@
 #include <string.h>
 
 #include "model/metadata.hpp"
-#include "ox_rl.hpp"
+#include "ox_completion.hpp"
+#include "ox_note.hpp"
 #include "ox_string.hpp"
 #include "session/interrupt.hpp"
 #include "session/line_split.hpp"

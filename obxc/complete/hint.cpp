@@ -3,7 +3,7 @@
 
 #include "complete/complete.hpp"
 #include "model/metadata.hpp"
-#include "ox_rl.hpp"
+#include "ox_editor.hpp"
 #include "session/interrupt.hpp"
 
 namespace {

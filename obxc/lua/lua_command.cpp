@@ -5,8 +5,9 @@
 #include "lua/lua_mode.hpp"
 #include "lua/lua_session.hpp"
 #include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
-#include "ox_rl.hpp"
+#include "ox_row.hpp"
 #include "session/interrupt.hpp"
 #include "session/recording.hpp"
 

@@ -5,8 +5,8 @@
 #include <string.h>
 
 #include "lua/lua_session.hpp"
+#include "ox_completion.hpp"
 #include "ox_raii.hpp"
-#include "ox_rl.hpp"
 #include "ox_wait.hpp"
 #include "session/interrupt.hpp"
 

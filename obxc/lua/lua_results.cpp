@@ -9,6 +9,7 @@
 #include "ox_colors.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
+#include "ox_screen.hpp"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include "main/command_table.hpp"
+#include "ox_editor.hpp"
 #include "ox_raii.hpp"
-#include "ox_rl.hpp"
 #include "ox_wait.hpp"
 
 namespace {

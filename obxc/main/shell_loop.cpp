@@ -14,8 +14,10 @@
 #include "main/events.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
+#include "ox_editor.hpp"
 #include "ox_history.hpp"
-#include "ox_rl.hpp"
+#include "ox_plain.hpp"
+#include "ox_row.hpp"
 #include "ox_socket.hpp"
 #include "ox_wait.hpp"
 #include "session/editor.hpp"
@@ -242,7 +244,7 @@ Step poll_failed(Shell* shell, int error) {
         return STEP_LEAVE;
     }
     if (!idle_interrupt_taken()) {
-        ox_rl_resized();
+        ox_rl_follow_terminal();
         return STEP_GO_ON;
     }
     ox_rl_async_to_end(shell->editor);

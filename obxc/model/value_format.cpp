@@ -7,6 +7,7 @@
 
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
+#include "ox_screen.hpp"
 #include "ox_tr.hpp"
 
 namespace {

@@ -1,7 +1,7 @@
 // Handing the line editor to the shell and taking it away.
 #pragma once
 
-#include "ox_rl.hpp"
+#include "ox_editor.hpp"
 
 inline constexpr const char* SHELL_HISTORY_FILE = "/tmp/.obxc.hist";
 inline constexpr const char* LUA_HISTORY_FILE = "/tmp/.obxc.lua.hist";

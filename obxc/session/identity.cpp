@@ -8,8 +8,9 @@
 #include <unistd.h>
 
 #include "ox_confapi.hpp"
+#include "ox_echo.hpp"
+#include "ox_editor.hpp"
 #include "ox_log.hpp"
-#include "ox_rl.hpp"
 #include "ox_socket.hpp"
 #include "ox_wait.hpp"
 #include "session/prompt.hpp"
@@ -178,7 +179,7 @@ char* read_line(const char* question) {
     for (;;) {
         struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
         if (!ox_rl_pending() && ox_wait_poll(&input, 1, -1) < 0) {
-            if (ox_rl_echo_resumed()) show(question);
+            if (ox_rl_echo_take_resume()) show(question);
             continue;
         }
         int byte = ox_rl_getch();

@@ -5,8 +5,8 @@
 
 #include "obxc.hpp"
 #include "ox_confapi.hpp"
+#include "ox_editor.hpp"
 #include "ox_out.hpp"
-#include "ox_rl.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
 #include "session/patience.hpp"

@@ -3,7 +3,7 @@
 #include <stdio.h>
 
 #include "ox_jrpcapi.hpp"
-#include "ox_rl.hpp"
+#include "ox_note.hpp"
 
 namespace {
 

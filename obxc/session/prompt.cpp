@@ -3,8 +3,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "ox_editor.hpp"
 #include "ox_out.hpp"
-#include "ox_rl.hpp"
 #include "ox_string.hpp"
 #include "session/identity.hpp"
 

@@ -6,20 +6,6 @@
 
 #include "ox_str.hpp"
 
-/// Gives standard output one large buffer. Once, before anything is written.
-void ox_out_open(void);
-/// Flushes standard output where it holds text, and remembers how that ended: to be used where code that may
-/// leave a row open (a command, Lua) goes on to wait or ends.
-void ox_out_flush(void);
-/// Whether what was written last has not ended its row.
-bool ox_out_row_is_open(void);
-/// The text of the open row, as far as it was not flushed yet; `size` may be 0.
-const char* ox_out_open_row(size_t* size);
-/// The row has ended, by what others wrote.
-void ox_out_row_ended(void);
-/// Whether standard output is a terminal (asked once, again after ox_out_refresh).
-bool ox_out_is_terminal(void);
-void ox_out_refresh(void);
 /// From now on the output of these functions stops, even within a text, as soon as `cancelled` says so.
 void ox_out_set_cancel(bool (*cancelled)(void));
 /// Writes bytes as they are.

@@ -14,7 +14,8 @@
 
 #include "context.hpp"
 #include "ox_out.hpp"
-#include "ox_rl.hpp"
+#include "ox_out_buffer.hpp"
+#include "ox_row.hpp"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <stdio_ext.h>
 #include <time.h>
 
-#include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_wait.hpp"
 
 namespace {

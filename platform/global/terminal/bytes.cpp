@@ -1,15 +1,19 @@
-// The bytes of standard input, one by one: what follows a finished line may belong to the command that it
-// starts.
+#include "bytes.hpp"
+
 #include <errno.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "editor.hpp"
+#include "guard.hpp"
 #include "ox_wait.hpp"
 
 namespace {
 
-int kept = OX_RL_NO_KEY;
+/// The bound of the wait for the rest of a key's bytes, where readline reads on by itself.
+enum { KEY_REST_MS = 1000 };
+
+int kept = OX_RL_NO_KEY;  // a byte that was read too early
 
 bool input_is_over(void) {
     struct pollfd input = {STDIN_FILENO, POLLIN, 0};
@@ -61,7 +65,7 @@ int bytes_in_pipe(void) {
     return !isatty(STDIN_FILENO) && ioctl(STDIN_FILENO, FIONREAD, &count) == 0 ? count : 0;
 }
 
-int editor_next_key(FILE*) {
+int bytes_for_readline(FILE*) {
     if (editor.fed >= 0) {
         int key = editor.fed;
         editor.fed = -1;
@@ -70,7 +74,7 @@ int editor_next_key(FILE*) {
     int byte = bytes_at_hand();
     if (byte != OX_RL_NO_KEY) return byte;
     struct pollfd input = {STDIN_FILENO, POLLIN, 0};
-    if (!bytes_kept() && ox_wait_poll(&input, 1, EDITOR_KEY_REST_MS) <= 0) return EOF;
+    if (!bytes_kept() && ox_wait_poll(&input, 1, KEY_REST_MS) <= 0) return EOF;
     byte = bytes_read();
     return byte < 0 ? EOF : byte;
 }

@@ -3,7 +3,7 @@
 #include <string.h>
 
 #include "ox_colors.hpp"
-#include "ox_rl.hpp"
+#include "screen.hpp"
 
 namespace {
 
@@ -73,12 +73,6 @@ int code_16(ox_hsv colour) {
     return colour.value > 70 ? code + 60 : code;
 }
 
-int colour_depth(void) {
-    static int depth = 0;
-    if (depth == 0) depth = ox_rl_get_terminal_capabilities(nullptr)->depth;
-    return depth ? depth : 1;
-}
-
 }  // namespace
 
 void ox_colors_toggle(int on) {
@@ -95,7 +89,7 @@ size_t ox_colors_sequence(ox_hsv colour, char* out, size_t size) {
     if (size > 0) out[0] = '\0';
     if (!enabled) return 0;
     Rgb rgb = rgb_of(colour);
-    switch (colour_depth()) {
+    switch (screen_depth()) {
         case 3:
             length = snprintf(out, size, "\033[38;2;%d;%d;%dm", rgb.red, rgb.green, rgb.blue);
             break;
@@ -105,7 +99,9 @@ size_t ox_colors_sequence(ox_hsv colour, char* out, size_t size) {
         default:
             length = snprintf(out, size, "\033[%dm", code_16(colour));
     }
-    return length < 0 ? 0 : length;
+    bool whole = length > 0 && static_cast<size_t>(length) < size;
+    if (!whole && size > 0) out[0] = '\0';
+    return whole ? length : 0;
 }
 
 void ox_colors_set(int kind) {

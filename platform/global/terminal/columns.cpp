@@ -6,7 +6,7 @@
 #include <string.h>
 
 #include "ox_out.hpp"
-#include "ox_rl.hpp"
+#include "screen.hpp"
 #include "width.hpp"
 
 namespace {
@@ -91,7 +91,7 @@ void columns_free(ColumnList* list) {
 
 void ox_rl_show_list(const json_t* strings) {
     if (ox_out_is_terminal()) {
-        ColumnList list = columns_list(strings, terminal_columns());
+        ColumnList list = columns_list(strings, screen_columns());
         columns_print(list, 0, SIZE_MAX, "");
         columns_free(&list);
         return;

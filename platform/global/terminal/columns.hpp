@@ -5,6 +5,7 @@
 #include <stddef.h>
 
 #include "ox_array.hpp"
+#include "ox_columns.hpp"
 
 struct ColumnLayout {
     size_t rows;

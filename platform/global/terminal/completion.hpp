@@ -1,24 +1,18 @@
-// Which text a completion candidate replaces: plain functions of line, cursor and candidates.
+// The Tab key: asks for candidates, puts them into the line or lists them below it, by pages.
 #pragma once
 
-#include <jansson.h>
-#include <stddef.h>
+#include "ox_completion.hpp"
 
-struct CompletionRules {
-    const char* boundaries;  ///< a word may start behind any of these, and at the line's start
-    bool case_sensitive;
-};
-
-/// The start of the longest text left of `cursor` that starts at a boundary and that `candidate` begins with;
-/// `cursor` itself when there is none.
-size_t completion_start(const char* line, size_t cursor, const char* candidate, const CompletionRules& rules);
-
-struct CompletionEdit {
-    size_t start;  ///< the text from here to the cursor is replaced
-    char* text;    ///< by this heap text
-    bool changes;  ///< whether that makes a difference
-};
-/// What the candidates have in common, put in place of the word left of the cursor. An array without strings
-/// changes nothing, nor do candidates that do not begin with the word.
-CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* candidates,
-                               const CompletionRules& rules);
+/// The Tab key, and its like that only lists.
+int completion_key(int count, int key);
+int completion_list_key(int count, int key);
+/// menu-complete: each key takes the next candidate, or the one before.
+int completion_menu_key(int count, int key);
+int completion_menu_back_key(int count, int key);
+/// The answer to the question whether a long list, or more of it, is shown. False for a key that is a key of
+/// the line, which means no.
+bool completion_answer(int key);
+/// Nobody answers any more.
+void completion_forget(void);
+/// While candidates are asked for: puts the cursor behind the line.
+void completion_end_line(void);

@@ -1,23 +1,25 @@
-// The echo of a terminal, switched off while a secret is typed.
 #include <errno.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include "editor.hpp"
+#include "ox_echo.hpp"
 
 namespace {
 
-volatile sig_atomic_t hidden_fd = -1;
-volatile sig_atomic_t resumed = 0;
-struct termios shown_modes;
+/// The terminal whose echo is off.
+struct Hidden {
+    volatile sig_atomic_t fd;  // -1: none
+    volatile sig_atomic_t resumed;
+    struct termios shown_modes;  // with the echo
+} hidden = {.fd = -1};
 
 // What ends or stops the program by default would leave the terminal mute.
 const int watched[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
 
 void on_end(int number) {
     int error = errno;
-    tcsetattr(hidden_fd, TCSADRAIN, &shown_modes);
+    tcsetattr(hidden.fd, TCSADRAIN, &hidden.shown_modes);
     signal(number, SIG_DFL);
     sigset_t only;
     sigemptyset(&only);
@@ -25,10 +27,10 @@ void on_end(int number) {
     raise(number);
     sigprocmask(SIG_UNBLOCK, &only, nullptr);
     // Here the program goes on after a stop.
-    resumed = 1;
-    struct termios modes = shown_modes;
+    hidden.resumed = 1;
+    struct termios modes = hidden.shown_modes;
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(hidden_fd, TCSADRAIN, &modes);
+    tcsetattr(hidden.fd, TCSADRAIN, &modes);
     signal(number, on_end);
     errno = error;
 }
@@ -47,24 +49,24 @@ void swap_handlers(void (*from)(int), void (*to)(int)) {
 
 void ox_rl_echo_off(int fd) {
     struct termios modes;
-    if (hidden_fd >= 0 || tcgetattr(fd, &modes) != 0 || !(modes.c_lflag & ECHO)) return;
-    shown_modes = modes;
+    if (hidden.fd >= 0 || tcgetattr(fd, &modes) != 0 || !(modes.c_lflag & ECHO)) return;
+    hidden.shown_modes = modes;
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     if (tcsetattr(fd, TCSADRAIN, &modes) != 0) return;
-    hidden_fd = fd;
-    resumed = 0;
+    hidden.fd = fd;
+    hidden.resumed = 0;
     swap_handlers(SIG_DFL, on_end);
 }
 
 void ox_rl_echo_on(int fd) {
-    if (hidden_fd < 0 || (fd >= 0 && fd != hidden_fd)) return;
+    if (hidden.fd < 0 || (fd >= 0 && fd != hidden.fd)) return;
     swap_handlers(on_end, SIG_DFL);
-    tcsetattr(hidden_fd, TCSADRAIN, &shown_modes);
-    hidden_fd = -1;
+    tcsetattr(hidden.fd, TCSADRAIN, &hidden.shown_modes);
+    hidden.fd = -1;
 }
 
-bool ox_rl_echo_resumed(void) {
-    bool taken = resumed;
-    resumed = 0;
+bool ox_rl_echo_take_resume(void) {
+    bool taken = hidden.resumed;
+    hidden.resumed = 0;
     return taken;
 }

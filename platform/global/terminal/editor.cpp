@@ -1,4 +1,3 @@
-// The asynchronous editor on GNU readline's callback interface.
 #include "editor.hpp"
 
 #include <errno.h>
@@ -10,9 +9,20 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "ox_out.hpp"
-#include "ox_wait.hpp"
-#include "width.hpp"
+#include "bytes.hpp"
+#include "completion.hpp"
+#include "guard.hpp"
+#include "hint.hpp"
+#include "ox_echo.hpp"
+#include "ox_out_buffer.hpp"
+#include "ox_str.hpp"
+#include "ox_string.hpp"
+#include "paste.hpp"
+#include "plain.hpp"
+#include "row.hpp"
+#include "screen.hpp"
+#include "setup.hpp"
+#include "typed.hpp"
 
 EditorState editor = {.boundaries = OX_RL_SHELL_BOUNDARIES, .fed = -1};
 
@@ -28,9 +38,7 @@ void take_line(char* line) {
     editor.ctrl_d = !line;
     editor.line = line;
     rl_callback_handler_remove();
-    editor.active = false;
-    editor.keyed = false;
-    editor.shown = false;
+    editor.phase = EDITOR_IDLE;
     guard_off();
     hint_forget();
     typed_forget();
@@ -44,7 +52,7 @@ void draw_nothing(void) {}
 
 /// Ends the edited line without a result; what is drawn of it stays.
 void abandon_line(void) {
-    if (!editor.active) return;
+    if (!editor_has_line()) return;
     hint_forget();
     typed_forget();
     // readline draws the line anew when it forgets it.
@@ -54,9 +62,7 @@ void abandon_line(void) {
     rl_redisplay_function = hint_redisplay;
     rl_callback_handler_remove();
     guard_off();
-    editor.active = false;
-    editor.keyed = false;
-    editor.shown = false;
+    editor.phase = EDITOR_IDLE;
     editor.fed = -1;
     row_forget();
     paste_forget();
@@ -64,10 +70,8 @@ void abandon_line(void) {
 
 /// The prompt in its colour, behind what stands on its row; null when out of memory.
 char* coloured(const char* prompt) {
-    char start[32] = "";
-    size_t length =
-        editor.has_colors ? ox_colors_sequence(editor.colors[OX_RL_COLOR_PROMPT], start, sizeof start) : 0;
-    if (length == 0) return ox_str_printf_new("%s%s", row_text(), prompt);
+    char start[EDITOR_COLOR_SIZE];
+    if (editor_color(OX_RL_COLOR_PROMPT, start) == 0) return ox_str_printf_new("%s%s", row_text(), prompt);
     return ox_str_printf_new("%s\001%s\002%s\001\033[0m\002", row_text(), start, prompt);
 }
 
@@ -86,20 +90,19 @@ bool take_prompt(ox_rl_async* handle, const char* prompt) {
 }
 
 void show_line(ox_rl_async* handle, bool new_prompt) {
-    if (editor.shown && !new_prompt) return;
-    if (editor.shown) {
+    if (editor_is_shown() && !new_prompt) return;
+    if (editor_is_shown()) {
         hint_erase();
         rl_clear_visible_line();
     }
     if (new_prompt) rl_set_prompt(handle->drawn);
-    if (!editor.shown) rl_reset_screen_size();
-    if (!editor.keyed) {
+    if (!editor_is_shown()) rl_reset_screen_size();
+    if (!editor_has_keys()) {
         guard_before();
         rl_prep_terminal(1);
         guard_on();
     }
-    editor.keyed = true;
-    editor.shown = true;
+    if (!editor_is_shown()) editor.phase = EDITOR_SHOWN;
     editor_redraw();
 }
 
@@ -119,12 +122,12 @@ bool take_size(void) {
 /// The keys of one line end in one call of readline, but for what its macros and typed-ahead keys leave.
 void run_key(int key) {
     editor.fed = key;
-    for (int i = 0; i < 8 && editor.fed >= 0 && editor.active; i++) rl_callback_read_char();
+    for (int i = 0; i < 8 && editor.fed >= 0 && editor_has_line(); i++) rl_callback_read_char();
     editor.fed = -1;
 }
 
 void feed_key(int key) {
-    if (editor.asking) {
+    if (editor.phase == EDITOR_ASKING) {
         typed_key(-1);
         if (completion_answer(key)) return;
     }
@@ -169,6 +172,11 @@ void editor_redraw(void) {
     (*rl_redisplay_function)();
 }
 
+size_t editor_color(ox_rl_color which, char sequence[EDITOR_COLOR_SIZE]) {
+    *sequence = '\0';
+    return editor.has_colors ? ox_colors_sequence(editor.colors[which], sequence, EDITOR_COLOR_SIZE) : 0;
+}
+
 void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback) {
     editor.complete = callback;
 }
@@ -178,12 +186,10 @@ void ox_rl_set_hint_cb(ox_rl_hint_cb callback) {
 }
 
 void ox_rl_set_word_boundaries(const char* characters) {
-    static char copy[64];
-    if (characters) {
-        snprintf(copy, sizeof copy, "%s", characters);
-        characters = copy;
-    }
-    editor.boundaries = characters ? characters : OX_RL_SHELL_BOUNDARIES;
+    editor.boundaries = OX_RL_SHELL_BOUNDARIES;
+    if (!characters) return;
+    ox_string_strlcpy(editor.own_boundaries, characters, sizeof editor.own_boundaries);
+    editor.boundaries = editor.own_boundaries;
 }
 
 void ox_rl_case_insensitive(int on) {
@@ -210,32 +216,29 @@ void ox_rl_async_free(ox_rl_async* handle) {
 
 void ox_rl_async_prepare(ox_rl_async* handle, const char* prompt) {
     bool new_prompt = take_prompt(handle, prompt);
-    if (editor.active) {
+    if (editor_has_line()) {
         show_line(handle, new_prompt);
         return;
     }
-    editor.plain = !isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO);
-    if (editor.plain) return;
-    editor_initialize();
+    editor.phase = screen_has_keyboard() ? EDITOR_SHOWN : EDITOR_PLAIN;
+    if (editor.phase == EDITOR_PLAIN) return;
+    setup_readline();
     rl_reset_screen_size();
     hint_forget();
-    editor.active = true;
-    editor.keyed = true;
-    editor.shown = true;
     guard_before();
     row_take();
     rl_prep_terminal(1);
     row_start();
     take_prompt(handle, prompt);
-    editor_install(handle->drawn, take_line);
+    setup_line(handle->drawn, take_line);
     guard_on();
 }
 
 void ox_rl_async_hide(ox_rl_async*) {
-    if (!editor.shown) return;
+    if (!editor_is_shown()) return;
     hint_erase();
     typed_forget();
-    if (editor.asking) {
+    if (editor.phase == EDITOR_ASKING) {
         // The line above stays, as after an answer.
         fputs("\r\033[K", stdout);
         completion_forget();
@@ -244,20 +247,20 @@ void ox_rl_async_hide(ox_rl_async*) {
         rl_clear_visible_line();
         row_end();
     }
-    editor.shown = false;
+    editor.phase = EDITOR_HIDDEN;
 }
 
 void ox_rl_async_restore(ox_rl_async* handle) {
-    if (!editor.keyed) return;
+    if (!editor_has_keys()) return;
     ox_rl_async_hide(handle);
     rl_deprep_terminal();
     guard_off();
-    editor.keyed = false;
+    editor.phase = EDITOR_AWAY;
     fflush(stdout);
 }
 
 void ox_rl_async_to_end(ox_rl_async*) {
-    if (!editor.shown || editor.asking) return;
+    if (editor.phase != EDITOR_SHOWN) return;
     typed_key(-1);
     hint_erase();
     rl_point = rl_end;
@@ -269,7 +272,7 @@ void ox_rl_async_clear(ox_rl_async*) {
     paste_drop();
     plain_drop();
     completion_forget();
-    if (editor.shown) hint_erase_above();
+    if (editor_is_shown()) hint_erase_above();
     abandon_line();
 }
 
@@ -288,14 +291,14 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     editor.ctrl_d = false;
     *status = 1;
     if (key == OX_RL_NO_KEY) return nullptr;
-    if (editor.plain) return plain_feed(key, status);
+    if (editor.phase == EDITOR_PLAIN) return plain_feed(key, status);
     *status = 0;
     if (key < 0) {
         editor.ctrl_d = true;
         return nullptr;
     }
-    ox_rl_resized();
-    if (!editor.active || !editor.shown) ox_rl_async_prepare(handle, handle->prompt ? handle->prompt : "");
+    ox_rl_follow_terminal();
+    if (!editor_is_shown()) ox_rl_async_prepare(handle, handle->prompt ? handle->prompt : "");
     editor.finished = false;
     editor.line = nullptr;
     feed_keys(key);
@@ -308,27 +311,31 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     return editor.line;
 }
 
+bool ox_rl_hung_up(void) {
+    return guard_hung_up();
+}
+
 bool ox_rl_ctrl_d_is_pressed(void) {
     return editor.ctrl_d;
 }
 
-bool ox_rl_resized(void) {
+bool ox_rl_follow_terminal(void) {
     bool resumed = guard_take_resume();
     bool resized = guard_take_resize();
-    if (!editor.shown) return resumed || resized;
+    if (!editor_is_shown()) return resumed || resized;
     if (resumed) {
         completion_forget();
         rl_reset_screen_size();
         if (editor.bracketed) fputs("\033[?2004h", stdout);
         editor_redraw();
     } else if (resized) {
-        if (!editor.asking) hint_erase();
+        if (editor.phase != EDITOR_ASKING) hint_erase();
         if (take_size()) {
             completion_forget();
             hint_forget();
             typed_forget();
         }
-        if (!editor.asking) hint_redisplay();
+        if (editor.phase != EDITOR_ASKING) hint_redisplay();
     }
     return resumed || resized;
 }
@@ -337,7 +344,7 @@ void ox_rl_recover(void) {
     paste_drop();
     plain_drop();
     completion_forget();
-    if (editor.shown) hint_erase();
+    if (editor_is_shown()) hint_erase();
     ox_rl_echo_on(-1);
     abandon_line();
     fflush(stdout);

@@ -1,21 +1,26 @@
-// Signals while the terminal gives single keys: its size changes, the program is stopped, goes on or ends.
+#include "guard.hpp"
+
 #include <errno.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "editor.hpp"
+#include "hint.hpp"
 
 namespace {
 
-volatile sig_atomic_t resized = 0;
-volatile sig_atomic_t resumed = 0;
-volatile sig_atomic_t hung_up = 0;
-
-struct termios key_modes;
-struct termios line_modes;
-bool line_modes_known = false;
-bool reads_at_once = false;
+struct Guard {
+    // What the signals told.
+    volatile sig_atomic_t resized;
+    volatile sig_atomic_t resumed;
+    volatile sig_atomic_t hung_up;
+    // The terminal's modes, where it gives single keys and where it gives lines.
+    struct termios key_modes;
+    struct termios line_modes;
+    bool line_modes_known;
+    bool reads_at_once;
+} guard;
 
 void write_all(const char* text, size_t size) {
     ssize_t written = write(STDOUT_FILENO, text, size);
@@ -23,13 +28,13 @@ void write_all(const char* text, size_t size) {
 }
 
 void on_resize(int) {
-    resized = 1;
+    guard.resized = 1;
 }
 
 void leave_key_mode(void) {
     if (hint_is_drawn()) write_all("\033[K", 3);
     if (editor.bracketed) write_all("\033[?2004l", 8);
-    if (line_modes_known) tcsetattr(STDIN_FILENO, TCSADRAIN, &line_modes);
+    if (guard.line_modes_known) tcsetattr(STDIN_FILENO, TCSADRAIN, &guard.line_modes);
 }
 
 /// Stops or ends the program as the signal does by default, in line mode.
@@ -51,21 +56,21 @@ void on_stop_or_end(int number) {
     // could continue it (it is the terminal's first process).
     sigprocmask(SIG_SETMASK, &before, nullptr);
     sigaction(number, &own, nullptr);
-    tcsetattr(STDIN_FILENO, TCSADRAIN, &key_modes);
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &guard.key_modes);
     if (editor.bracketed) write_all("\033[?2004h", 8);
     errno = error;
 }
 
 void on_continue(int) {
     int error = errno;
-    tcsetattr(STDIN_FILENO, TCSADRAIN, &key_modes);
-    resumed = 1;
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &guard.key_modes);
+    guard.resumed = 1;
     errno = error;
 }
 
 /// The terminal is gone: the input ends here, and the program leaves as it does then.
 void on_hang_up(int) {
-    hung_up = 1;
+    guard.hung_up = 1;
 }
 
 struct Watch {
@@ -79,16 +84,16 @@ Watch watches[] = {{SIGWINCH, on_resize, false},     {SIGCONT, on_continue, fals
 
 /// Keys are taken as they come: a read that finds none does not wait.
 bool read_at_once(void) {
-    if (tcgetattr(STDIN_FILENO, &key_modes) != 0) return false;
-    key_modes.c_cc[VMIN] = 0;
-    key_modes.c_cc[VTIME] = 0;
-    return tcsetattr(STDIN_FILENO, TCSANOW, &key_modes) == 0;
+    if (tcgetattr(STDIN_FILENO, &guard.key_modes) != 0) return false;
+    guard.key_modes.c_cc[VMIN] = 0;
+    guard.key_modes.c_cc[VTIME] = 0;
+    return tcsetattr(STDIN_FILENO, TCSANOW, &guard.key_modes) == 0;
 }
 
 }  // namespace
 
 void guard_on(void) {
-    reads_at_once = read_at_once();
+    guard.reads_at_once = read_at_once();
     for (Watch& watch : watches) {
         struct sigaction now;
         if (watch.installed || sigaction(watch.number, nullptr, &now) != 0) continue;
@@ -101,7 +106,7 @@ void guard_on(void) {
 }
 
 void guard_off(void) {
-    reads_at_once = false;
+    guard.reads_at_once = false;
     for (Watch& watch : watches) {
         if (!watch.installed) continue;
         watch.installed = false;
@@ -114,33 +119,29 @@ void guard_off(void) {
 }
 
 void guard_before(void) {
-    line_modes_known = tcgetattr(STDIN_FILENO, &line_modes) == 0;
+    guard.line_modes_known = tcgetattr(STDIN_FILENO, &guard.line_modes) == 0;
 }
 
 bool guard_echoes(void) {
-    return line_modes_known && (line_modes.c_lflag & ECHO);
+    return guard.line_modes_known && (guard.line_modes.c_lflag & ECHO);
 }
 
 bool guard_take_resize(void) {
-    bool taken = resized;
-    resized = 0;
+    bool taken = guard.resized;
+    guard.resized = 0;
     return taken;
 }
 
 bool guard_take_resume(void) {
-    bool taken = resumed;
-    resumed = 0;
+    bool taken = guard.resumed;
+    guard.resumed = 0;
     return taken;
 }
 
 bool guard_reads_at_once(void) {
-    return reads_at_once;
+    return guard.reads_at_once;
 }
 
 bool guard_hung_up(void) {
-    return hung_up;
-}
-
-bool ox_rl_hung_up(void) {
-    return guard_hung_up();
+    return guard.hung_up;
 }

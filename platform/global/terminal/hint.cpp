@@ -1,4 +1,5 @@
-// The hint behind the edited line: drawn by readline's redisplay hook, never part of the line.
+#include "hint.hpp"
+
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
@@ -7,6 +8,8 @@
 #include <string.h>
 
 #include "editor.hpp"
+#include "ox_str.hpp"
+#include "typed.hpp"
 #include "width.hpp"
 
 namespace {
@@ -66,8 +69,8 @@ size_t room(size_t* column) {
 }
 
 void draw(size_t column, size_t size) {
-    char colour[32] = "";
-    if (editor.has_colors) ox_colors_sequence(editor.colors[OX_RL_COLOR_HINT], colour, sizeof colour);
+    char colour[EDITOR_COLOR_SIZE];
+    editor_color(OX_RL_COLOR_HINT, colour);
     size_t width = terminal_text_width(hint.text, size);
     fprintf(rl_outstream, "%s%.*s%s\033[%zuD", colour, static_cast<int>(size), hint.text,
             *colour ? "\033[0m" : "", width);
@@ -109,7 +112,7 @@ void hint_erase_above(void) {
 }
 
 void hint_redisplay(void) {
-    if (typed_held()) return;
+    if (typed_defer()) return;
     if (!has_place()) {
         hint_erase();
         typed_draw();

@@ -1,9 +1,9 @@
-// A note that passes: shown below the cursor while the program waits, and wiped without a trace.
 #include <stdio.h>
 #include <string.h>
 
-#include "editor.hpp"
-#include "ox_out.hpp"
+#include "completion.hpp"
+#include "ox_note.hpp"
+#include "screen.hpp"
 #include "width.hpp"
 
 namespace {
@@ -18,7 +18,7 @@ bool ox_rl_note(const char* text) {
         completion_end_line();
         // Down and up again makes sure that there is a row below; only then is the cursor's place remembered.
         fputs("\033D\033M\0337\r\n", stdout);
-        size_t columns = terminal_columns();
+        size_t columns = screen_columns();
         size_t size = terminal_cut(text, strlen(text), columns > 1 ? columns - 1 : 0);
         fwrite(text, 1, size, stdout);
     }

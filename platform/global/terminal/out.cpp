@@ -1,23 +1,12 @@
-#include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "ox_out.hpp"
-#include "ox_str.hpp"
+#include "screen.hpp"
 #include "width.hpp"
 
 namespace {
-
-int out_is_terminal = -1;
-char buffer[32768];
-bool has_buffer = false;
-char last_byte = '\n';
-
-/// Bytes at the start of the buffer that were not written yet.
-size_t waiting_size(void) {
-    return has_buffer ? __fpending(stdout) : 0;
-}
 
 bool (*cancelled_hook)(void) = nullptr;
 
@@ -79,42 +68,6 @@ size_t allowed_size(const char* text, const char* const* allowed) {
 }
 
 }  // namespace
-
-void ox_out_open(void) {
-    has_buffer = setvbuf(stdout, buffer, _IOFBF, sizeof buffer) == 0;
-}
-
-void ox_out_flush(void) {
-    ox_out_row_is_open();
-    if (__fpending(stdout) > 0) fflush(stdout);
-}
-
-bool ox_out_row_is_open(void) {
-    size_t size = waiting_size();
-    if (size > 0) last_byte = buffer[size - 1];
-    return last_byte != '\n';
-}
-
-const char* ox_out_open_row(size_t* size) {
-    size_t start = waiting_size();
-    *size = start;
-    while (start > 0 && buffer[start - 1] != '\n') start--;
-    *size -= start;
-    return buffer + start;
-}
-
-void ox_out_row_ended(void) {
-    last_byte = '\n';
-}
-
-bool ox_out_is_terminal(void) {
-    if (out_is_terminal < 0) out_is_terminal = isatty(STDOUT_FILENO);
-    return out_is_terminal;
-}
-
-void ox_out_refresh(void) {
-    out_is_terminal = -1;
-}
 
 void ox_out_set_cancel(bool (*cancelled)(void)) {
     cancelled_hook = cancelled;

@@ -1,25 +1,25 @@
-// Bracketed paste: the terminal marks pasted text, so that it is taken as text, not as keys. Its rows stand
-// in the edited line until Enter; then they are run one by one, and those that wait are kept here, for the
-// terminal's own queue is the commands' to read.
+#include "paste.hpp"
+
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "editor.hpp"
+#include "ox_str.hpp"
 
 namespace {
 
 const char paste_end[] = "\033[201~";
 const size_t paste_limit = 16 << 20;
 
-ox_str queue;  // rows that wait, each with its newline
-size_t next = 0;
-bool from_queue = false;
-
-bool has_rows = false;  // the edited line has pasted row ends
-int ended_at = -1;      // where a paste ended with a row's end, which is not in the line
+struct Paste {
+    ox_str queue;     // rows that wait, each with its newline
+    size_t next;      // the first byte of it that nobody has read
+    bool from_queue;  // the byte read last came from it
+    bool has_rows;    // the edited line has pasted row ends
+    int ended_at;     // where a paste ended with a row's end, which is not in the line; -1: nowhere
+} paste = {.ended_at = -1};
 
 /// Reads on to the end of the paste, which the terminal sends in one go.
 void read_paste(ox_str* text) {
@@ -50,7 +50,7 @@ size_t unify_row_ends(char* text) {
 
 void insert(char* text) {
     size_t length = unify_row_ends(text);
-    bool goes_on = ended_at >= 0 && rl_end == ended_at && rl_point == rl_end;
+    bool goes_on = paste.ended_at >= 0 && rl_end == paste.ended_at && rl_point == rl_end;
     bool row_ends = length > 0 && text[length - 1] == '\n';
     while (length > 0 && text[length - 1] == '\n') text[--length] = '\0';
     if (length == 0) return;
@@ -58,8 +58,8 @@ void insert(char* text) {
     if (goes_on) rl_insert_text("\n");
     rl_insert_text(text);
     rl_end_undo_group();
-    has_rows = has_rows || goes_on || strchr(text, '\n');
-    ended_at = row_ends && rl_point == rl_end ? rl_end : -1;
+    paste.has_rows = paste.has_rows || goes_on || strchr(text, '\n');
+    paste.ended_at = row_ends && rl_point == rl_end ? rl_end : -1;
 }
 
 }  // namespace
@@ -73,51 +73,51 @@ int paste_key(int, int) {
 }
 
 void paste_forget(void) {
-    has_rows = false;
-    ended_at = -1;
+    paste.has_rows = false;
+    paste.ended_at = -1;
 }
 
 void paste_queue_lines(char* line) {
-    char* row_end = has_rows && line ? strchr(line, '\n') : nullptr;
+    char* row_end = paste.has_rows && line ? strchr(line, '\n') : nullptr;
     paste_forget();
     if (!row_end) return;
     *row_end = '\0';
-    ox_str_replace_text(&queue, row_end + 1);
-    ox_str_add(&queue, "\n");
-    next = 0;
+    ox_str_replace_text(&paste.queue, row_end + 1);
+    ox_str_add(&paste.queue, "\n");
+    paste.next = 0;
 }
 
 bool paste_waiting(void) {
-    return next < ox_str_length(&queue);
+    return paste.next < ox_str_length(&paste.queue);
 }
 
 int paste_getch(void) {
-    from_queue = true;
-    return static_cast<unsigned char>(queue.data[next++]);
+    paste.from_queue = true;
+    return static_cast<unsigned char>(paste.queue.data[paste.next++]);
 }
 
 void paste_typed(void) {
-    from_queue = false;
+    paste.from_queue = false;
 }
 
 bool paste_take_back(void) {
-    if (!from_queue) return false;
-    from_queue = false;
-    next--;
+    if (!paste.from_queue) return false;
+    paste.from_queue = false;
+    paste.next--;
     return true;
 }
 
 void paste_insert_line(void) {
-    char* text = queue.data + next;
+    char* text = paste.queue.data + paste.next;
     size_t length = strcspn(text, "\n");
-    next += length + 1;
+    paste.next += length + 1;
     text[length] = '\0';
     rl_insert_text(text);
     if (!paste_waiting()) paste_drop();
 }
 
 void paste_drop(void) {
-    ox_str_clear(&queue);
-    next = 0;
-    from_queue = false;
+    ox_str_clear(&paste.queue);
+    paste.next = 0;
+    paste.from_queue = false;
 }

@@ -1,9 +1,12 @@
-// Lines from a pipe, a file, or for one: nothing is drawn, bytes stay as they are.
+#include "plain.hpp"
+
 #include <poll.h>
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "bytes.hpp"
 #include "editor.hpp"
+#include "ox_str.hpp"
 
 namespace {
 ox_str buffer;
@@ -43,7 +46,7 @@ void plain_drop(void) {
 
 void ox_rl_drop_input(void) {
     enum { DROPPED_MAX = 64 << 20 };
-    if (!editor.plain || isatty(STDIN_FILENO)) return;
+    if (editor.phase != EDITOR_PLAIN || isatty(STDIN_FILENO)) return;
     char dropped[4096];
     struct pollfd input = {STDIN_FILENO, POLLIN, 0};
     for (size_t total = 0; total < DROPPED_MAX && poll(&input, 1, 0) > 0;) {

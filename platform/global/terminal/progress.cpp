@@ -2,19 +2,24 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "ox_out.hpp"
-#include "ox_rl.hpp"
+#include "ox_progress.hpp"
 #include "ox_str.hpp"
+#include "screen.hpp"
 #include "width.hpp"
 
+namespace {
+
+ox_str last;  // the bar that is drawn
+
+}  // namespace
+
 void ox_rl_draw_progressbar(int percent, const char* label) {
-    static ox_str last;
     if (!ox_out_is_terminal()) return;
     if (percent < 0) percent = 0;
     if (percent > 100) percent = 100;
     if (!label) label = "";
 
-    size_t columns = terminal_columns();
+    size_t columns = screen_columns();
     // The last column stays free, so that no terminal wraps the row: label, " [", "] ", "100%".
     size_t labelled = terminal_cut(label, strlen(label), columns > 9 ? columns - 9 : 0);
     size_t taken = terminal_text_width(label, labelled) + 9;

@@ -1,13 +1,17 @@
-// The blocking call: a loop over the asynchronous editor.
 #include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <unistd.h>
 
 #include "editor.hpp"
+#include "guard.hpp"
+#include "ox_rl.hpp"
 #include "ox_wait.hpp"
 
 namespace {
+
+/// Made by the first call: it lives on when a wait is left by a jump.
+ox_rl_async* blocking = nullptr;
 
 void on_interrupt(int) {
     ox_wait_note_interrupt();
@@ -37,13 +41,13 @@ int wait_key(int timeout_ms) {
         if (result >= 0) return result > 0;
         if (errno != EINTR) return 1;
         if (ox_wait_take_interrupt()) return -1;
-        ox_rl_resized();
+        ox_rl_follow_terminal();
     }
 }
 
 /// A terminal that shows none of the output shows the question beside it.
 void show_plain_prompt(const char* prompt) {
-    if (!editor.plain || !isatty(STDIN_FILENO)) return;
+    if (editor.phase != EDITOR_PLAIN || !isatty(STDIN_FILENO)) return;
     fflush(stdout);
     fputs(prompt, stderr);
 }
@@ -51,7 +55,7 @@ void show_plain_prompt(const char* prompt) {
 void abandon(ox_rl_async* handle, bool on_interrupt, bool ends) {
     editor.ctrl_d = false;
     // In line mode the terminal has shown it itself.
-    if (on_interrupt && !(ends && editor.plain)) {
+    if (on_interrupt && !(ends && editor.phase == EDITOR_PLAIN)) {
         ox_rl_async_to_end(handle);
         puts("^C");
         ox_rl_async_clear(handle);
@@ -79,13 +83,12 @@ char* read_line(ox_rl_async* handle, int timeout_ms, bool ends, bool* interrupte
 }  // namespace
 
 char* ox_rl(const char* prompt, int timeout_ms) {
-    // One that lives on when the wait is left by a jump.
-    static ox_rl_async* handle = ox_rl_async_new();
+    if (!blocking) blocking = ox_rl_async_new();
     bool ends = note_interrupts();
-    ox_rl_async_prepare(handle, prompt);
+    ox_rl_async_prepare(blocking, prompt);
     show_plain_prompt(prompt);
     bool interrupted = false;
-    char* line = read_line(handle, timeout_ms, ends, &interrupted);
+    char* line = read_line(blocking, timeout_ms, ends, &interrupted);
     if (ends) {
         signal(SIGINT, SIG_DFL);
         if (interrupted || ox_wait_take_interrupt()) end_by(SIGINT);

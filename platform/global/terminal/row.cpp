@@ -1,4 +1,5 @@
-// Rows that the editor finds half full.
+#include "row.hpp"
+
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
@@ -6,13 +7,16 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "editor.hpp"
-#include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
+#include "ox_str.hpp"
+#include "screen.hpp"
 
 namespace {
 
-bool is_unknown = false;
-ox_str before_prompt;
+struct PromptRow {
+    bool is_unknown;       // nobody knows where the cursor stands
+    ox_str before_prompt;  // what the program wrote in front of it
+} row;
 
 /// Whether keys wait, which the terminal itself has shown while a command ran.
 bool keys_wait(void) {
@@ -42,9 +46,9 @@ void row_take(void) {
     const char* text = ox_out_open_row(&size);
     bool is_open = ox_out_row_is_open();
     bool is_ours = is_open && size > 0 && is_printable(text, size);
-    is_unknown = is_unknown || (is_open && !is_ours);
-    ox_str_clear(&before_prompt);
-    if (is_ours && !is_unknown) ox_str_add_n(&before_prompt, text, size);
+    row.is_unknown = row.is_unknown || (is_open && !is_ours);
+    ox_str_clear(&row.before_prompt);
+    if (is_ours && !row.is_unknown) ox_str_add_n(&row.before_prompt, text, size);
     ox_out_row_ended();
 }
 
@@ -53,43 +57,43 @@ void row_start(void) {
     int columns = 0;
     // One less where the cursor does not wait behind the last column.
     rl_get_screen_size(&rows, &columns);
-    size_t size = ox_str_length(&before_prompt);
-    bool starts = is_unknown || (size == 0 && keys_wait());
-    is_unknown = false;
+    size_t size = ox_str_length(&row.before_prompt);
+    bool starts = row.is_unknown || (size == 0 && keys_wait());
+    row.is_unknown = false;
     if (columns <= 0 || !ox_rl_get_terminal_capabilities(nullptr)->cursor) {
-        ox_str_clear(&before_prompt);
+        ox_str_clear(&row.before_prompt);
     } else if (starts) {
         start_row(columns);
     } else if (size > 0) {
         // The editor draws the text's last row with the prompt, and so knows where the prompt stands.
-        ox_dynarray_cut(&before_prompt, 0, (size - 1) / columns * columns);
+        ox_dynarray_cut(&row.before_prompt, 0, (size - 1) / columns * columns);
         putchar('\r');
     }
 }
 
 const char* row_text(void) {
-    return ox_dynarray_get(&before_prompt);
+    return ox_dynarray_get(&row.before_prompt);
 }
 
 void row_end(void) {
-    if (ox_str_length(&before_prompt) > 0) puts(row_text());
-    ox_str_clear(&before_prompt);
+    if (ox_str_length(&row.before_prompt) > 0) puts(row_text());
+    ox_str_clear(&row.before_prompt);
 }
 
 void row_forget(void) {
-    ox_str_clear(&before_prompt);
+    ox_str_clear(&row.before_prompt);
 }
 
 void ox_rl_row_unknown(void) {
-    is_unknown = true;
+    row.is_unknown = true;
 }
 
 void ox_rl_row_leave(void) {
-    is_unknown = is_unknown || ox_out_row_is_open();
+    row.is_unknown = row.is_unknown || ox_out_row_is_open();
 }
 
 void ox_rl_end_row(void) {
-    if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return;
+    if (!screen_has_keyboard()) return;
     putchar('\n');
     fflush(stdout);
 }

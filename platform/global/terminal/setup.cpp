@@ -1,4 +1,5 @@
-// readline, set up once: where its keys come from, which of its commands are ours, which characters it knows.
+#include "setup.hpp"
+
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/readline.h>
@@ -6,8 +7,13 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "bytes.hpp"
+#include "completion.hpp"
 #include "editor.hpp"
-#include "locale.hpp"
+#include "hint.hpp"
+#include "paste.hpp"
+#include "screen.hpp"
+#include "typed.hpp"
 
 namespace {
 
@@ -51,7 +57,7 @@ void take_bytes_as_text(void) {
 class LocaleInEnvironment {
 public:
     LocaleInEnvironment() : own_(environ), changed_(nullptr) {
-        const char* locale = terminal_init_locale();
+        const char* locale = screen_init_locale();
         if (!locale) return;
         size_t count = 0;
         while (own_[count]) count++;
@@ -77,10 +83,9 @@ private:
 
 }  // namespace
 
-void editor_initialize(void) {
-    static bool done = false;
-    if (done) return;
-    done = true;
+void setup_readline(void) {
+    if (editor.is_set_up) return;
+    editor.is_set_up = true;
     LocaleInEnvironment locale;
     rl_readline_name = "obxc";
     rl_instream = stdin;
@@ -88,7 +93,7 @@ void editor_initialize(void) {
     rl_catch_signals = 0;
     rl_catch_sigwinch = 0;
     rl_change_environment = 0;
-    rl_getc_function = editor_next_key;
+    rl_getc_function = bytes_for_readline;
     rl_input_available_hook = typed_input_waits;
     rl_completion_entry_function = no_matches;
     take_bytes_as_text();
@@ -107,7 +112,7 @@ void editor_initialize(void) {
     replace_command(rl_re_read_init_file, typed_inputrc_key);
 }
 
-void editor_install(const char* prompt, void (*take_line)(char*)) {
+void setup_line(const char* prompt, void (*take_line)(char*)) {
     LocaleInEnvironment locale;
     rl_eof_found = 0;  // else readline ends the row at each further restore
     rl_callback_handler_install(prompt, take_line);

@@ -1,6 +1,5 @@
-// Plain typing at the line's end: the character alone is written. readline's own drawing goes through the
-// whole line, most of what a key press would cost. readline does not know of these characters then, so the
-// cursor is put back to where it was before readline draws again; it writes them itself that time.
+#include "typed.hpp"
+
 #include <stdio.h>
 // readline.h needs stdio.h before it.
 #include <readline/keymaps.h>
@@ -8,8 +7,10 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "editor.hpp"
+#include "guard.hpp"
+#include "ox_str.hpp"
 #include "ox_wait.hpp"
+#include "screen.hpp"
 
 namespace {
 
@@ -24,10 +25,12 @@ struct Row {
     const char* prompt;  // as readline drew it
 } row;
 
-bool is_insert_key = false;
-bool is_held = false;
-bool is_behind = false;
-int is_plain_row = -1;
+struct Typed {
+    bool is_insert_key;  // the key that readline has taken last inserts itself
+    bool is_held;
+    bool is_behind;
+    int is_plain_row;  // -1: to be found out
+} typed = {.is_plain_row = -1};
 
 const size_t special_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
                              RL_STATE_MULTIKEY | RL_STATE_CHARSEARCH | RL_STATE_METANEXT | RL_STATE_DONE |
@@ -131,21 +134,22 @@ void draw_whole(void) {
 }  // namespace
 
 bool typed_row_is_plain(void) {
-    if (is_plain_row < 0) {
+    if (typed.is_plain_row < 0) {
         auto on = [](const char* name) {
             const char* value = rl_variable_value(name);
             return value && strcmp(value, "on") == 0;
         };
         // Where readline puts more on the row than prompt and line, the place of the line's end is its
         // secret.
-        is_plain_row = ox_rl_get_terminal_capabilities(nullptr)->cursor && !on("horizontal-scroll-mode") &&
-                       !on("show-mode-in-prompt") && !on("mark-modified-lines");
+        typed.is_plain_row = ox_rl_get_terminal_capabilities(nullptr)->cursor &&
+                             !on("horizontal-scroll-mode") && !on("show-mode-in-prompt") &&
+                             !on("mark-modified-lines");
     }
-    return is_plain_row;
+    return typed.is_plain_row;
 }
 
 int typed_inputrc_key(int count, int key) {
-    is_plain_row = -1;
+    typed.is_plain_row = -1;
     return rl_re_read_init_file(count, key);
 }
 
@@ -155,9 +159,9 @@ bool typed_key_inserts(int key) {
 
 void typed_key(int key) {
     rl_command_func_t* command = key >= 0 ? command_of(key) : nullptr;
-    is_insert_key = command == rl_insert;
+    typed.is_insert_key = command == rl_insert;
     if (!row.known) return;
-    bool is_plain_key = is_insert_key && is_printable(static_cast<char>(key));
+    bool is_plain_key = typed.is_insert_key && is_printable(static_cast<char>(key));
     // Enter leaves the row as it is.
     if (is_plain_key || command == rl_newline) return;
     if (row.ahead > 0) draw_whole();
@@ -165,24 +169,24 @@ void typed_key(int key) {
 }
 
 void typed_hold(bool on) {
-    is_held = on;
+    typed.is_held = on;
 }
 
-bool typed_held(void) {
-    is_behind = is_behind || is_held;
-    return is_held;
+bool typed_defer(void) {
+    typed.is_behind = typed.is_behind || typed.is_held;
+    return typed.is_held;
 }
 
 bool typed_is_behind(void) {
-    return is_behind;
+    return typed.is_behind;
 }
 
 void typed_catch_up(void) {
-    if (is_behind) typed_draw();
+    if (typed.is_behind) typed_draw();
 }
 
 int typed_input_waits(void) {
-    if (is_insert_key) return 0;
+    if (typed.is_insert_key) return 0;
     int timeout_us = rl_set_keyboard_input_timeout(-1);
     struct pollfd input = {STDIN_FILENO, POLLIN, 0};
     return ox_wait_poll(&input, 1, (timeout_us + 999) / 1000) > 0;
@@ -191,11 +195,11 @@ int typed_input_waits(void) {
 void typed_forget(void) {
     row.known = false;
     row.ahead = 0;
-    is_behind = false;
+    typed.is_behind = false;
 }
 
 void typed_draw(void) {
-    is_behind = false;
+    typed.is_behind = false;
     size_t before = ox_str_length(&row.line);
     if (is_longer()) {
         append(rl_line_buffer + before, rl_end - before);

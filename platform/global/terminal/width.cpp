@@ -3,11 +3,9 @@
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 #include <wchar.h>
 
-#include "locale.hpp"
+#include "screen.hpp"
 
 size_t terminal_utf8_length(const char* text, size_t size) {
     auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -50,10 +48,10 @@ int terminal_char_width(const char* text, size_t size, size_t* length) {
     unsigned char first = static_cast<unsigned char>(text[0]);
     *length = 1;
     if (first < 0x80) return first < 0x20 || first == 0x7F ? -1 : 1;
-    size_t bytes = terminal_is_utf8() ? terminal_utf8_length(text, size) : 0;
+    size_t bytes = screen_is_utf8() ? terminal_utf8_length(text, size) : 0;
     if (bytes == 0) return 1;
     *length = bytes;
-    terminal_init_locale();
+    screen_init_locale();
     int columns = wcwidth(decode(text, bytes));
     return columns < 0 && MB_CUR_MAX == 1 ? 1 : columns;  // a system without any UTF-8 locale
 }
@@ -97,12 +95,4 @@ TerminalPlace terminal_advance(TerminalPlace place, const char* text, size_t siz
         if (place.column >= columns) place = {0, place.row + 1};
     }
     return place;
-}
-
-size_t terminal_columns(void) {
-    struct winsize size;
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-    const char* columns = getenv("COLUMNS");
-    long number = columns ? strtol(columns, nullptr, 10) : 0;
-    return number > 0 && number < 10000 ? number : 80;
 }

@@ -22,6 +22,3 @@ struct TerminalPlace {
 /// that does not fit goes to the next row, and so does the cursor behind the last column. Text between \001
 /// and \002 takes no room; control characters are drawn as two characters (^X), as the line editor does.
 TerminalPlace terminal_advance(TerminalPlace place, const char* text, size_t size, size_t columns);
-
-/// Columns of the terminal on standard output; 80 when it does not tell.
-size_t terminal_columns(void);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "main/command_table.hpp"
-#include "ox_rl.hpp"
+#include "ox_editor.hpp"
 #include "ox_wait.hpp"
 
 namespace {

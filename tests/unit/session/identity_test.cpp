@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "ox_confapi.hpp"
-#include "ox_rl.hpp"
+#include "ox_echo.hpp"
+#include "ox_editor.hpp"
 #include "ox_socket.hpp"
 #include "session/prompt.hpp"
 
@@ -95,7 +96,7 @@ void ox_rl_echo_off(int fd) {
 void ox_rl_echo_on(int fd) {
     printf("{on %d}", fd);
 }
-bool ox_rl_echo_resumed(void) {
+bool ox_rl_echo_take_resume(void) {
     return false;
 }
 bool ox_rl_pending(void) {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "commands/commands.hpp"
+#include "ox_editor.hpp"
 #include "ox_history.hpp"
-#include "ox_rl.hpp"
 #include "session/editor.hpp"
 #include "session/identity.hpp"
 

@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "ox_out.hpp"
+#include "ox_screen.hpp"
 
 /// Standard output goes to a file, or to a pseudo-terminal, until text() is asked for.
 class Capture {

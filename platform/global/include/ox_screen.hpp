@@ -1,0 +1,17 @@
+// What the terminal can do. Everything else asks here.
+#pragma once
+
+/// What a terminal can do. The order of the bytes is fixed.
+struct ox_rl_capabilities {
+    unsigned char line_drawing;  ///< box-drawing characters can be shown (the locale is UTF-8)
+    unsigned char color;         ///< colours
+    unsigned char cursor;        ///< cursor movement and erasing
+    unsigned char depth;         ///< 1: 16 colours, 2: 256, 3: 24-bit; 0 without colour
+};
+/// Capabilities by terminal name; null takes TERM. An unset, empty, unknown or "dumb" terminal has none but
+/// perhaps line drawing. Never null; valid until the next call.
+const ox_rl_capabilities* ox_rl_get_terminal_capabilities(const char* term);
+
+/// Whether standard output is a terminal (asked once, again after ox_out_refresh).
+bool ox_out_is_terminal(void);
+void ox_out_refresh(void);

@@ -1,0 +1,7 @@
+// readline, set up once: where its keys come from, which of its commands are ours, which characters it knows.
+#pragma once
+
+/// Sets readline up, once.
+void setup_readline(void);
+/// Lets readline edit a line, which it gives to `take_line` (null: the end of the input). Draws the prompt.
+void setup_line(const char* prompt, void (*take_line)(char* line));

@@ -1,0 +1,33 @@
+#include "terminfo.hpp"
+
+// The macros of its capabilities would rename ours.
+#define NCURSES_NOMACROS
+#include <curses.h>
+#include <term.h>
+#include <unistd.h>
+
+namespace {
+
+bool has(const char* capability) {
+    const char* sequence = tigetstr(capability);
+    return sequence && sequence != reinterpret_cast<const char*>(-1) && *sequence;
+}
+
+}  // namespace
+
+Terminfo terminfo_find(const char* term) {
+    Terminfo info = {};
+    TERMINAL* before = cur_term;
+    int error = 0;
+    if (setupterm(term, STDOUT_FILENO, &error) != OK) {
+        set_curterm(before);
+        return info;
+    }
+    int colors = tigetnum("colors");
+    bool direct = tigetflag("RGB") > 0 || tigetnum("RGB") > 0;
+    info = {true, direct ? 1 << 24 : colors > 0 ? colors : 0, has("el") && (has("cub") || has("cub1"))};
+    TERMINAL* own = cur_term;
+    set_curterm(before);
+    if (own != before) del_curterm(own);
+    return info;
+}
