@@ -2,7 +2,6 @@
 #pragma once
 
 #include <stdint.h>
-#include <time.h>
 
 #include <array>
 #include <functional>

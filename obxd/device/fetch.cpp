@@ -4,11 +4,11 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <poll.h>
-#include <stdio.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "address.hpp"
 #include "answers.hpp"

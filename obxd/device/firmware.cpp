@@ -1,6 +1,7 @@
 #include "device/firmware.hpp"
 
 #include <errno.h>
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 

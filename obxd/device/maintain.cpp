@@ -3,8 +3,6 @@
 #include <string.h>
 #include <strings.h>
 
-#include <algorithm>
-
 #include "device/clock.hpp"
 #include "device/config.hpp"
 #include "device/restore_points.hpp"

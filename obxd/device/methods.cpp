@@ -3,8 +3,6 @@
 #include <errno.h>
 #include <string.h>
 
-#include <algorithm>
-
 #include "device/config.hpp"
 #include "device/live.hpp"
 #include "users/hash.hpp"

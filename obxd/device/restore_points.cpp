@@ -1,8 +1,6 @@
 #include "device/restore_points.hpp"
 
 #include <dirent.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>

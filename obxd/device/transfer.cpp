@@ -1,6 +1,7 @@
 #include "device/transfer.hpp"
 
 #include <errno.h>
+#include <stdio.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>

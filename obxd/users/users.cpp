@@ -1,7 +1,6 @@
 #include "users/users.hpp"
 
 #include <pwd.h>
-#include <unistd.h>
 
 #include "owners.hpp"
 #include "users/hash.hpp"

@@ -175,6 +175,34 @@ def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):
     other.close()
 
 
+def test_an_unknown_user_takes_as_long_as_a_wrong_password(tmp_path):
+    """So that nobody learns from the time which users there are. This hash takes long to check."""
+    users = tmp_path / "users.json"
+    users.write_text(json.dumps({"users": [
+        {"name": "root", "role": "system"},
+        {"name": "ann", "role": "user", "password":
+            "$6$rounds=200000$saltsalt$KIxokzdpd7LKAYpcFF2gzdBmn/H5QW5uzr"
+            "QTMGe5wOOY04iJwz7bq6VsrGlmj40xZRvV///sdvBQWCaURFvL61"}]}))
+    obxd = daemon("--users", str(users))
+
+    def check_time(name):
+        times = []
+        for _ in range(3):
+            client = obxd.client(login=None)
+            start = time.monotonic()
+            assert fault(client.login(name, "wrong")) == (9001, "Wrong password or unknown user")
+            times.append(time.monotonic() - start - 0.2)
+            client.close()
+        return min(times)
+
+    known = check_time("ann")
+    assert known > 0.02
+    for name in ("nobody at all", "root"):
+        assert check_time(name) > known / 3
+    assert "result" in obxd.client(login=None).login("ann", "secret")
+    obxd.close()
+
+
 def test_a_client_that_leaves_during_its_login(obxd):
     for _ in range(20):
         client = harness.Client(obxd.socket)
