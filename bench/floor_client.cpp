@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include "ox_confapi.hpp"
+#include "ox_jrpccmd.hpp"
 
 int main(int argc, char** argv) {
     if (argc != 4) return 2;

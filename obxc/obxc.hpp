@@ -6,6 +6,8 @@
 
 #include "ox_colors.hpp"
 #include "ox_jrpcapi.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcevents.hpp"
 #include "ox_raii.hpp"
 
 /// A command's handler: its name and its argument words (a JSON array of strings, the caller's). 0 or more is

@@ -7,19 +7,23 @@ import sys
 
 TOP = os.path.abspath(os.path.join(os.path.dirname(__file__), ".."))
 
+PLATFORM = ("platform/global", "platform/tr", "platform/conf", "platform/lua")
+
 # A room (or a single file) may include the rooms and files that are listed, and headers of no room (the system's and
 # the libraries').
 ALLOWED = {
     "platform/global": {"platform/global"},
     "platform/tr": {"platform/tr", "platform/global"},
-    "obxc/session": {"obxc/session", "obxc", "platform/global", "platform/tr"},
-    "obxc/model": {"obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
-    "obxc/commands": {"obxc/commands", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
-    "obxc/complete": {"obxc/complete", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
-    "obxc/lua": {"obxc/lua", "obxc/model", "obxc/session", "obxc", "platform/global", "platform/tr"},
+    "platform/conf": {"platform/conf", "platform/tr", "platform/global"},
+    "platform/lua": {"platform/lua", "platform/conf", "platform/tr", "platform/global"},
+    "obxc/session": {"obxc/session", "obxc", *PLATFORM},
+    "obxc/model": {"obxc/model", "obxc/session", "obxc", *PLATFORM},
+    "obxc/commands": {"obxc/commands", "obxc/model", "obxc/session", "obxc", *PLATFORM},
+    "obxc/complete": {"obxc/complete", "obxc/model", "obxc/session", "obxc", *PLATFORM},
+    "obxc/lua": {"obxc/lua", "obxc/model", "obxc/session", "obxc", *PLATFORM},
     "obxc/main": {"obxc/main", "obxc/commands", "obxc/complete", "obxc/lua", "obxc/model", "obxc/session", "obxc",
-                  "platform/global", "platform/tr"},
-    "obxc": {"obxc", "platform/global", "platform/tr"},
+                  *PLATFORM},
+    "obxc": {"obxc", *PLATFORM},
     "obxd": {"obxd", "platform/global", "platform/tr"},
     "obxd/net": {"obxd/net", "obxd/owners.hpp", "platform/global"},
     "obxd/users": {"obxd/users", "obxd", "platform/global", "platform/tr"},
@@ -34,7 +38,7 @@ ALLOWED = {
 ONLY_IN = {
     r"readline/": ["platform/global/terminal/"],
     r"mbedtls/": ["platform/global/jrpc/", "platform/global/system/", "obxd/"],
-    r"lua\.h": ["platform/global/lua/", "platform/global/include/ox_lua.hpp", "obxc/lua/"],
+    r"lua\.h": ["platform/lua/", "obxc/lua/"],
 }
 
 
@@ -46,7 +50,7 @@ def room_of(path):
 
 def resolve(path, include):
     """Where an include with quotes leads to inside the tree, or None."""
-    for base in (os.path.dirname(path), "obxc", "obxd", "platform/global/include", "platform/tr/include"):
+    for base in (os.path.dirname(path), "obxc", "obxd", *(room + "/include" for room in PLATFORM)):
         candidate = os.path.normpath(os.path.join(base, include))
         if os.path.exists(os.path.join(TOP, candidate)):
             return candidate

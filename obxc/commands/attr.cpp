@@ -13,7 +13,7 @@
 
 namespace {
 
-enum { ATTR_TIMEOUT_MS = 1000, ATTR_REQUEST_TIMEOUT_MS = 5000 };
+enum { ATTR_TIMEOUT_MS = 1000 };
 
 json_t* first_attributes(const ox_jrpcmsg* message) {
     const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
@@ -69,7 +69,7 @@ int attr_command(const char* name, json_t* args) {
 
 int attr_request(const char* name, json_t* args) {
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(args), 0));
-    request_exec(message, ATTR_REQUEST_TIMEOUT_MS);
+    request_exec(message, OX_JRPCAPI_TIMEOUT_MS);
     if (message->error_code != 0) {
         printf("%s: ERROR\n", name);
         return -1;

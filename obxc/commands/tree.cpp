@@ -8,6 +8,7 @@
 #include "commands/words.hpp"
 #include "model/metadata.hpp"
 #include "model/path.hpp"
+#include "ox_conf_path.hpp"
 #include "ox_confapi.hpp"
 #include "ox_string.hpp"
 

@@ -224,7 +224,7 @@ void options_free(StartOptions* options) {
 }
 
 int options_timeout_ms(const StartOptions* options) {
-    if (options->timeout_s == 0) return 5000;
+    if (options->timeout_s == 0) return OX_JRPCAPI_TIMEOUT_MS;
     long long ms = options->timeout_s * 1000LL;
     if (ms > INT_MAX) return INT_MAX;
     return ms < 0 ? -1 : static_cast<int>(ms);

@@ -27,7 +27,6 @@
 namespace {
 
 constexpr int GO_ON = -1;
-constexpr int REQUESTS_TIMEOUT_MS = 5000;
 constexpr int EVENTS_TIMEOUT_MS = 100;
 constexpr int JOIN_TIMEOUT_MS = 1000;
 
@@ -70,11 +69,11 @@ bool is_afar(const StartOptions* options) {
 }
 
 int channels_open(const Channels* channels, const StartOptions* options) {
-    channel_prepare(channels->requests, options, REQUESTS_TIMEOUT_MS);
+    channel_prepare(channels->requests, options, OX_JRPCAPI_TIMEOUT_MS);
     channel_prepare(channels->events, options, EVENTS_TIMEOUT_MS);
     channel_connect(channels->requests);
     bool connected = ox_jrpcapi_get_socket_err(channels->requests) == 0;
-    if (connected && is_afar(options)) ox_jrpcapi_set_timeout(channels->events, REQUESTS_TIMEOUT_MS);
+    if (connected && is_afar(options)) ox_jrpcapi_set_timeout(channels->events, OX_JRPCAPI_TIMEOUT_MS);
     channel_connect(channels->events);
     ox_jrpcapi_set_timeout(channels->events, EVENTS_TIMEOUT_MS);
     int status = channel_check(channels->requests, "requests");

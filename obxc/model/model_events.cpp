@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "model/metadata.hpp"
-#include "ox_confapi.hpp"
+#include "ox_conf_path.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"

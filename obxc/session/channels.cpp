@@ -2,5 +2,5 @@
 
 ox_jrpcapi* request_channel = nullptr;
 ox_jrpcapi* event_channel = nullptr;
-int request_timeout_ms = 5000;
+int request_timeout_ms = OX_JRPCAPI_TIMEOUT_MS;
 bool running = true;

@@ -51,7 +51,7 @@ bool read_system_access() {
 }
 
 void set_token(const char* token) {
-    ox_jrpcapi_set_auth(request_channel, 0, token, 0, 5000);
+    ox_jrpcapi_set_auth(request_channel, 0, token, 0, OX_JRPCAPI_TIMEOUT_MS);
 }
 
 void set_relogin(bool on) {

@@ -4,29 +4,18 @@
 
 #include "ox_confapi.hpp"
 
-namespace {
-
-/// The time-out of `request_channel` between exchanges.
-constexpr int IDLE_TIMEOUT_MS = 5000;
-
-}  // namespace
-
 ox_jrpcmsg* request_new(const char* method, json_t* params) {
     return ox_jrpcmsg_create_new(method, json_incref(params));
 }
 
 void request_exec(ox_jrpcmsg* message, int timeout_ms) {
     ox_jrpcapi_set_timeout(request_channel, timeout_ms);
-    int result = ox_jrpcapi_exec(request_channel, message);
-    if (result < 0 && ox_jrpcapi_get_socket_err(request_channel) == OX_SOCKET_ECLOSED) {
-        ox_jrpcmsg_set_result_new(message, nullptr);
-        ox_jrpcapi_exec(request_channel, message);
-    }
-    ox_jrpcapi_set_timeout(request_channel, IDLE_TIMEOUT_MS);
+    ox_jrpcapi_exec_retry(request_channel, message);
+    ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
 }
 
 void request_recover(void) {
-    if (request_channel) ox_jrpcapi_set_timeout(request_channel, IDLE_TIMEOUT_MS);
+    if (request_channel) ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
 }
 
 void response_report(const ox_jrpcmsg* message) {

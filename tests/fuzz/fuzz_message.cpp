@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include "../../platform/global/jrpc/framing.hpp"
-#include "../../platform/global/jrpc/jrpcmsg_internal.hpp"
+#include "ox_conf_path.hpp"
 #include "ox_confapi.hpp"
 #include "ox_raii.hpp"
 #include "ox_socket.hpp"
@@ -21,7 +21,7 @@ void use_result(const json_t* result) {
 }
 
 void use_message(json_t* json) {
-    int kind = jrpcmsg_kind_of(json);
+    int kind = ox_jrpcmsg_kind_of(json);
     MsgRef parsed(ox_jrpcmsg_parse_json(json));
     if ((kind != 0) != (parsed.get() != nullptr)) abort();
     if (!parsed) return;
@@ -32,7 +32,7 @@ void use_message(json_t* json) {
     MsgRef request(ox_jrpcmsg_create_new("A", nullptr));
     ox_jrpcmsg_take_response(request, json);
     use_result(ox_jrpcmsg_get_result_json(request));
-    MsgRef copy(jrpcmsg_clone(request));
+    MsgRef copy(ox_jrpcmsg_clone(request));
     if (copy->error_code != request->error_code) abort();
 }
 

@@ -19,8 +19,11 @@ enum ox_jrpcapi_flag : uint32_t {
 };
 
 inline constexpr const char* OX_JRPCAPI_DEFAULT_SOCKET = "/var/run/obxd.sock";
+/// The time-out of exchanges for which nobody set another, in milliseconds.
+inline constexpr int OX_JRPCAPI_TIMEOUT_MS = 5000;
 
-/// A new connection, unconnected, bound for the default socket, time-out 5000 ms. Never null.
+/// A new connection, unconnected, bound for the default socket, time-out OX_JRPCAPI_TIMEOUT_MS. Never
+/// null.
 ox_jrpcapi* ox_jrpcapi_init(void);
 /// Closes and destroys. Null-safe.
 void ox_jrpcapi_deinit(ox_jrpcapi* api);
@@ -56,41 +59,25 @@ int ox_jrpcapi_get_socket_err(const ox_jrpcapi* api);
 /// is opened anew first. Returns 0 when a response came (an error response too), negative when the exchange
 /// failed; the failure is recorded in the message as an error with the socket error's code and text.
 int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// The same, once more when the connection turned out to be closed (ox_jrpcapi_get_socket_err gives
+/// OX_SOCKET_ECLOSED). Returns the outcome of the last exchange.
+inline int ox_jrpcapi_exec_retry(ox_jrpcapi* api, ox_jrpcmsg* message) {
+    int rc = ox_jrpcapi_exec(api, message);
+    if (rc >= 0 || ox_jrpcapi_get_socket_err(api) != OX_SOCKET_ECLOSED) return rc;
+    ox_jrpcmsg_set_result_new(message, nullptr);
+    return ox_jrpcapi_exec(api, message);
+}
 /// Sends a message that expects no reply. Returns 0, or the negative socket error.
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
 /// Takes one message that is no response, without waiting: a new message, or null with socket error -8 or -13
 /// (nothing whole is there), or another negative error when the connection is lost.
 ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api);
-/// Hands all events of a group that have arrived on the process's connections to `take`, oldest first,
-/// without waiting; the message is released behind it. Other events stay for ox_jrpcapi_recv, in their order.
-void ox_jrpcapi_take_events(uint32_t group, void (*take)(ox_jrpcmsg* message));
-
-/// The connection with OX_JRPCAPI_EVENTS, or null.
-ox_jrpcapi* ox_jrpcapi_events(void);
-/// Whether one of the process's connections has joined the group.
-bool ox_jrpcapi_has_joined(uint32_t group);
-/// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
-void ox_jrpcapi_return_event(const json_t* event);
-/// Events are read in during exchanges too. Of those that wait to be taken the newest 8 MiB are kept: how
-/// many older ones were dropped since the last call.
-size_t ox_jrpcapi_take_lost_events(void);
-/// Counts an event that its holder had to drop.
-void ox_jrpcapi_lose_event(void);
-
 /// Log in by name (`password` may be null) and log out. Return 0, the daemon's error code, or a negative
 /// socket error. A connection that had been lost is reconnected. A login that succeeds removes the token.
 int ox_jrpcapi_login(ox_jrpcapi* api, const char* login, const char* password);
 int ox_jrpcapi_logout(ox_jrpcapi* api);
 /// Sends `token` as "auth" with every later request; "" removes it. Once the daemon has accepted it the
-/// connection's login by name is over. The other arguments are reserved: 0, 0 and 5000.
+/// connection's login by name is over. The other arguments are reserved: 0, 0 and OX_JRPCAPI_TIMEOUT_MS.
 void ox_jrpcapi_set_auth(ox_jrpcapi* api, int kind, const char* token, int flags, int timeout_ms);
 /// The token sent as "auth", or null.
 const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api);
-
-/// Listen mode: each event that arrives on any connection is written to standard output at once ("\nEVENT
-/// %zu:\n" and its params as indented JSON) instead of being queued.
-void ox_jrpcapi_print_events(bool on);
-/// Reads what has arrived on all connections, for a program that only listens, waiting at most `timeout_ms`.
-/// Returns 0, 1 when events are printed and nobody reads standard output any more, or the negative socket
-/// error of a connection that was lost.
-int ox_jrpcapi_pump(int timeout_ms);

@@ -1,8 +1,6 @@
-// JSON-RPC messages: creation, the typed builders, and what a response brought back.
+// JSON-RPC messages: creation, and what a response brought back.
 //
-// Builders named *_new take over the caller's reference to the JSON values they are given (null is allowed);
-// accessors return borrowed values that live as long as the message. Builders return null only when memory
-// runs out.
+// Accessors return borrowed values that live as long as the message.
 #pragma once
 
 #include <jansson.h>
@@ -35,8 +33,17 @@ ox_jrpcmsg* ox_jrpcmsg_create_event_new(uint32_t group, json_t* params);
 /// A message from a JSON value (borrowed; the message keeps references): null when it is no valid
 /// JSON-RPC 2.0 message.
 ox_jrpcmsg* ox_jrpcmsg_parse_json(json_t* json);
+/// The same, but the reference is taken over, dropped on failure.
+ox_jrpcmsg* ox_jrpcmsg_adopt(json_t* json);
+/// A copy that shares the JSON values inside; null when memory runs out.
+ox_jrpcmsg* ox_jrpcmsg_clone(const ox_jrpcmsg* message);
 /// Null-safe.
 void ox_jrpcmsg_free(ox_jrpcmsg* message);
+
+/// The kind of a JSON value as a message (ox_jrpcmsg_kind), 0 when it is none.
+int ox_jrpcmsg_kind_of(const json_t* json);
+/// A JSON string of any bytes: what is no UTF-8 becomes U+FFFD. Null gives null.
+json_t* ox_jrpcmsg_text(const char* text);
 
 /// The kind (ox_jrpcmsg_kind); after an exchange that of the response; 0 for null.
 int ox_jrpcmsg_typeof(const ox_jrpcmsg* message);
@@ -54,21 +61,3 @@ void ox_jrpcmsg_set_result_new(ox_jrpcmsg* message, json_t* result);
 void ox_jrpcmsg_set_error(ox_jrpcmsg* message, int code, const char* message_text, const char* detail);
 /// Folds a response (an object with "result" or "error", borrowed) into the request that it answers.
 void ox_jrpcmsg_take_response(ox_jrpcmsg* message, json_t* response);
-/// Adds a member to the params object (created when absent). Takes over `value`. Returns 0 or -1.
-int ox_jrpcmsg_add_parameter_json_new(ox_jrpcmsg* message, const char* name, json_t* value);
-
-ox_jrpcmsg* ox_jrpcmsg_cmd_get_parameter_values_new(json_t* names);
-/// An absent list makes an empty one, to be filled by ..._add_new.
-ox_jrpcmsg* ox_jrpcmsg_cmd_set_parameter_values_new(json_t* list);
-/// Adds {"Name","Value"} to the message's "ParameterList" (created when absent; also for Execute). Takes over
-/// `value`; an absent value is sent as null. Returns 0 or -1.
-int ox_jrpcmsg_cmd_set_parameter_values_add_new(ox_jrpcmsg* message, const char* name, json_t* value);
-ox_jrpcmsg* ox_jrpcmsg_cmd_get_parameter_names(const char* path, int next_level);
-/// Level 0: the node alone, 1: with its children, -1 (the default): everything below.
-ox_jrpcmsg* ox_jrpcmsg_cmd_get_parameter_attributes_new(json_t* names, int level = -1);
-ox_jrpcmsg* ox_jrpcmsg_cmd_get_datamodel_new(json_t* names, int level);
-ox_jrpcmsg* ox_jrpcmsg_cmd_add_object(const char* path);
-ox_jrpcmsg* ox_jrpcmsg_cmd_delete_object(const char* path);
-/// Takes over `args` (an array of {"Name","Value"}, or null).
-ox_jrpcmsg* ox_jrpcmsg_cmd_execute_new(const char* path, json_t* args);
-ox_jrpcmsg* ox_jrpcmsg_cmd_join_group(uint32_t group);

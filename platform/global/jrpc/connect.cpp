@@ -1,3 +1,5 @@
+#include "connect.hpp"
+
 #include <errno.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -9,10 +11,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "connection.hpp"
 #include "ox_string.hpp"
 #include "ox_wait.hpp"
+#include "socket_error.hpp"
 #include "tls.hpp"
+#include "wait.hpp"
 
 namespace {
 

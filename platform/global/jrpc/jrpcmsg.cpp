@@ -1,7 +1,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "jrpcmsg_internal.hpp"
+#include "ox_jrpcmsg.hpp"
 
 namespace {
 
@@ -88,14 +88,14 @@ ox_jrpcmsg* message_new(json_t* json) {
 
 }  // namespace
 
-int jrpcmsg_kind_of(const json_t* json) {
+int ox_jrpcmsg_kind_of(const json_t* json) {
     if (!is_version_2(json)) return 0;
     const json_t* method = json_object_get(json, "method");
     if (!method) return response_kind_of(json);
     return json_is_string(method) ? call_kind_of(json, json_string_value(method)) : 0;
 }
 
-json_t* jrpcmsg_text(const char* text) {
+json_t* ox_jrpcmsg_text(const char* text) {
     if (!text) return nullptr;
     json_t* value = json_string(text);
     if (value) return value;
@@ -123,7 +123,7 @@ ox_jrpcmsg* ox_jrpcmsg_create_new(const char* method, json_t* params) {
     json_t* json = json_object();
     json_object_set_new(json, "jsonrpc", json_string("2.0"));
     json_object_set_new(json, "id", json_integer(0));
-    json_object_set_new(json, "method", jrpcmsg_text(method));
+    json_object_set_new(json, "method", ox_jrpcmsg_text(method));
     if (params) json_object_set_new(json, "params", params);
     ox_jrpcmsg* message = message_new(json);
     if (message) message->numbered = true;
@@ -141,8 +141,8 @@ ox_jrpcmsg* ox_jrpcmsg_create_event_new(uint32_t group, json_t* params) {
     return message;
 }
 
-ox_jrpcmsg* jrpcmsg_adopt(json_t* json) {
-    int kind = jrpcmsg_kind_of(json);
+ox_jrpcmsg* ox_jrpcmsg_adopt(json_t* json) {
+    int kind = ox_jrpcmsg_kind_of(json);
     if (kind == 0) {
         json_decref(json);
         return nullptr;
@@ -157,10 +157,10 @@ ox_jrpcmsg* jrpcmsg_adopt(json_t* json) {
 }
 
 ox_jrpcmsg* ox_jrpcmsg_parse_json(json_t* json) {
-    return json_is_object(json) ? jrpcmsg_adopt(json_copy(json)) : nullptr;
+    return json_is_object(json) ? ox_jrpcmsg_adopt(json_copy(json)) : nullptr;
 }
 
-ox_jrpcmsg* jrpcmsg_clone(const ox_jrpcmsg* message) {
+ox_jrpcmsg* ox_jrpcmsg_clone(const ox_jrpcmsg* message) {
     ox_jrpcmsg* copy = message_new(json_copy(message->json));
     if (!copy) return nullptr;
     copy->group = message->group;
@@ -211,10 +211,10 @@ void ox_jrpcmsg_set_result_new(ox_jrpcmsg* message, json_t* result) {
 void ox_jrpcmsg_set_error(ox_jrpcmsg* message, int code, const char* message_text, const char* detail) {
     json_t* error = json_object();
     json_object_set_new(error, "code", json_integer(code));
-    if (message_text) json_object_set_new(error, "message", jrpcmsg_text(message_text));
+    if (message_text) json_object_set_new(error, "message", ox_jrpcmsg_text(message_text));
     if (detail) {
         json_t* data = json_object();
-        json_object_set_new(data, "Detail", jrpcmsg_text(detail));
+        json_object_set_new(data, "Detail", ox_jrpcmsg_text(detail));
         json_object_set_new(error, "data", data);
     }
     ox_jrpcmsg_set_result_new(message, nullptr);

@@ -1,3 +1,5 @@
+#include "socket.hpp"
+
 #include <errno.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -6,13 +8,19 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "connection.hpp"
+#include "hub.hpp"
 #include "ox_wait.hpp"
+#include "socket_error.hpp"
 #include "tls.hpp"
+#include "wait.hpp"
 
 int ox_socket_fd(const ox_socket* socket) {
     if (!socket || !socket->connected) return -1;
-    return socket->events ? events_descriptor() : socket->fd;
+    return socket->events ? hub_descriptor() : socket->fd;
+}
+
+const char* ox_socket_strerror(int code) {
+    return socket_error_text(code);
 }
 
 int ox_socket_type(const ox_socket* socket) {
@@ -136,7 +144,7 @@ void ox_socket_free(ox_socket* socket) {
 void socket_close(ox_socket* socket) {
     if (socket->tls) tls_free(socket->tls);
     if (socket->fd >= 0) {
-        events_unwatch(socket);
+        hub_unwatch(socket);
         close(socket->fd);
     }
     socket->fd = -1;

@@ -1,8 +1,8 @@
+#include "socket_error.hpp"
+
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
-
-#include "connection.hpp"
 
 namespace {
 
@@ -44,7 +44,7 @@ int socket_error_of(int error_number) {
     }
 }
 
-const char* ox_socket_strerror(int code) {
+const char* socket_error_text(int code) {
     switch (code) {
         case OX_SOCKET_OK:
             return "Success";

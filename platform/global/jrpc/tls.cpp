@@ -8,11 +8,18 @@
 #include <mbedtls/net_sockets.h>
 #include <mbedtls/oid.h>
 #include <mbedtls/ssl.h>
+#include <mbedtls/version.h>
+#if MBEDTLS_VERSION_MAJOR >= 3
+#include <psa/crypto.h>
+#endif
 #include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+
+#include "socket_error.hpp"
+#include "wait.hpp"
 
 struct TlsSession {
     mbedtls_ssl_context ssl;
@@ -26,6 +33,31 @@ struct TlsSession {
 };
 
 namespace {
+
+// What differs between 2.28 and 3.
+#if MBEDTLS_VERSION_MAJOR >= 3
+constexpr int BAD_VERSION = MBEDTLS_ERR_SSL_BAD_PROTOCOL_VERSION;
+bool prepare_crypto() {
+    return psa_crypto_init() == PSA_SUCCESS;
+}
+void require_version_1_2(mbedtls_ssl_config* config) {
+    mbedtls_ssl_conf_min_tls_version(config, MBEDTLS_SSL_VERSION_TLS1_2);
+}
+bool is_ticket(int rc) {
+    return rc == MBEDTLS_ERR_SSL_RECEIVED_NEW_SESSION_TICKET;
+}
+#else
+constexpr int BAD_VERSION = MBEDTLS_ERR_SSL_BAD_HS_PROTOCOL_VERSION;
+bool prepare_crypto() {
+    return true;
+}
+void require_version_1_2(mbedtls_ssl_config* config) {
+    mbedtls_ssl_conf_min_version(config, MBEDTLS_SSL_MAJOR_VERSION_3, MBEDTLS_SSL_MINOR_VERSION_3);
+}
+bool is_ticket(int) {
+    return false;
+}
+#endif
 
 const char system_store[] = "/etc/ssl/certs/ca-certificates.crt";
 
@@ -104,7 +136,7 @@ int handshake_failure(TlsSession* session, int rc, const char* host) {
         case MBEDTLS_ERR_SSL_INVALID_RECORD:
         case MBEDTLS_ERR_SSL_UNEXPECTED_MESSAGE:
             return failure("the other side does not speak TLS");
-        case MBEDTLS_ERR_SSL_BAD_HS_PROTOCOL_VERSION:
+        case BAD_VERSION:
             return failure("the other side has no TLS version from 1.2 on");
         case MBEDTLS_ERR_SSL_FATAL_ALERT_MESSAGE:
             return failure("the daemon refused the TLS handshake");
@@ -158,13 +190,14 @@ void read_address(TlsSession* session, const char* host) {
 /// Prepares the session for a handshake. The host name is checked where one is given.
 int set_up(TlsSession* session, const char* host) {
     mbedtls_ssl_config* config = &session->config;
+    if (!prepare_crypto()) return MBEDTLS_ERR_SSL_ALLOC_FAILED;
     int rc = mbedtls_ctr_drbg_seed(&session->random, mbedtls_entropy_func, &session->entropy, nullptr, 0);
     if (rc == 0) {
         rc = mbedtls_ssl_config_defaults(config, MBEDTLS_SSL_IS_CLIENT, MBEDTLS_SSL_TRANSPORT_STREAM,
                                          MBEDTLS_SSL_PRESET_DEFAULT);
     }
     if (rc != 0) return rc;
-    mbedtls_ssl_conf_min_version(config, MBEDTLS_SSL_MAJOR_VERSION_3, MBEDTLS_SSL_MINOR_VERSION_3);
+    require_version_1_2(config);
     mbedtls_ssl_conf_authmode(config, MBEDTLS_SSL_VERIFY_REQUIRED);
     mbedtls_ssl_conf_ca_chain(config, &trusted, nullptr);
     mbedtls_ssl_conf_rng(config, mbedtls_ctr_drbg_random, &session->random);
@@ -189,6 +222,7 @@ TlsSession* session_new(int fd) {
 
 /// What a read or write that moved no bytes means.
 ssize_t stream_error(int rc) {
+    if (is_ticket(rc)) return OX_SOCKET_EEMPTY;
     switch (rc) {
         case MBEDTLS_ERR_SSL_WANT_READ:
         case MBEDTLS_ERR_SSL_WANT_WRITE:

@@ -1,7 +1,7 @@
 // TLS on a connected socket, with Mbed TLS. Nothing here is touched by a plain connection.
 #pragma once
 
-#include "connection.hpp"
+#include "socket.hpp"
 
 /// Does the client's handshake on `socket` (its descriptor is connected and non-blocking) and leaves the
 /// session in `socket->tls`, also when the wait is left by a jump. `host` is the name that the certificate

@@ -1,10 +1,11 @@
-// Waiting for the daemon: until a deadline, with an ear for the other connections, and not in silence for
-// long.
+#include "wait.hpp"
+
 #include <errno.h>
 #include <poll.h>
 
-#include "connection.hpp"
+#include "jrpcevents.hpp"
 #include "ox_wait.hpp"
+#include "socket_error.hpp"
 
 namespace {
 
@@ -49,7 +50,7 @@ int poll_until(struct pollfd* entries, nfds_t count, long long deadline) {
 
 }  // namespace
 
-void ox_jrpcapi_on_slow(void (*slow)(const char* what)) {
+void patience_on_slow(void (*slow)(const char* what)) {
     slow_hook = slow;
 }
 

@@ -1,5 +1,5 @@
 #include <errno.h>
-#include <mbedtls/md5.h>
+#include <mbedtls/md.h>
 #include <unistd.h>
 
 #include "ox_fs.hpp"
@@ -9,7 +9,7 @@
 namespace {
 
 /// Feeds `length` bytes (-1: all) from where the file stands; false with errno.
-bool feed(mbedtls_md5_context* context, int fd, long length) {
+bool feed(mbedtls_md_context_t* context, int fd, long length) {
     unsigned char block[16384];
     while (length != 0) {
         size_t wanted = length > 0 && length < static_cast<long>(sizeof(block)) ? static_cast<size_t>(length)
@@ -18,7 +18,7 @@ bool feed(mbedtls_md5_context* context, int fd, long length) {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         if (count == 0) break;
-        mbedtls_md5_update_ret(context, block, static_cast<size_t>(count));
+        mbedtls_md_update(context, block, static_cast<size_t>(count));
         if (length > 0) length -= count;
     }
     return true;
@@ -30,13 +30,13 @@ int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* p
                                       long offset, long length) {
     UnheldFd fd(ox_fs_open_regular(path, nullptr));
     if (fd.get() < 0 || lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
-    mbedtls_md5_context context;
-    mbedtls_md5_init(&context);
-    mbedtls_md5_starts_ret(&context);
-    bool fine = feed(&context, fd.get(), length);
+    mbedtls_md_context_t context;
+    mbedtls_md_init(&context);
+    bool fine = mbedtls_md_setup(&context, mbedtls_md_info_from_type(MBEDTLS_MD_MD5), 0) == 0 &&
+                mbedtls_md_starts(&context) == 0 && feed(&context, fd.get(), length) &&
+                mbedtls_md_finish(&context, digest) == 0;
     int error = errno;
-    mbedtls_md5_finish_ret(&context, digest);
-    mbedtls_md5_free(&context);
+    mbedtls_md_free(&context);
     errno = error;
     return fine ? 0 : -1;
 }

@@ -8,6 +8,7 @@
 #endif
 
 #include "complete_fixture.hpp"
+#include "ox_conf_path.hpp"
 #include "ox_confapi.hpp"
 #include "ox_wait.hpp"
 

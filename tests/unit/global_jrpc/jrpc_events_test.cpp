@@ -1,5 +1,6 @@
 // Events: queued, told of, printed.
 #include "connection_helpers.hpp"
+#include "ox_jrpcevents.hpp"
 
 namespace {
 

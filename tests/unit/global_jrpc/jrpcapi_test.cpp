@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "connection_helpers.hpp"
+#include "ox_jrpccmd.hpp"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "ox_raii.hpp"
 

@@ -1,0 +1,11 @@
+// Coroutines that a stop reaches, and tasks that run beside each other.
+#pragma once
+
+#include "context.hpp"
+
+/// Replaces coroutine.resume and coroutine.wrap by ones that keep track of what runs.
+void coroutines_open(lua_State* L);
+/// Adds ox.run. Called with the table `ox` on top.
+void tasks_open(lua_State* L);
+/// Whether code that waits has to yield, so that other coroutines go on.
+bool gives_way(lua_State* L);

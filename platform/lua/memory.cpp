@@ -1,0 +1,68 @@
+// Memory of Lua code: it never takes the last of it.
+//
+// What this process does for the code (requests, output, errors that are told) needs memory too, and cannot
+// be undone half-way. So Lua is refused a block when a reserve would not be left, and raises its error while
+// there is room to tell it.
+#include "memory.hpp"
+
+#include <stdint.h>
+#include <stdlib.h>
+
+namespace {
+
+// In pieces, which come from the heap and go back to it: a large block would be mapped, and not see what is
+// free.
+enum { PIECE = 96 << 10, PIECES = 8 };
+enum { STEP = 128 << 10 };  // so much may be taken between two looks
+
+/// Whether the reserve is there beside `size` bytes.
+bool has_room(size_t size) {
+    void* pieces[PIECES + 1];
+    int count = 0;
+    bool room = true;
+    for (; room && count <= PIECES; ++count) {
+        pieces[count] = malloc(count == 0 ? size : static_cast<size_t>(PIECE));
+        room = pieces[count] != nullptr;
+    }
+    while (count > 0) free(pieces[--count]);
+    return room;
+}
+
+void* allocate(void* data, void* block, size_t old_size, size_t size) {
+    auto* context = static_cast<LuaContext*>(data);
+    if (size == 0) {
+        free(block);
+        return nullptr;
+    }
+    if (!block) old_size = 0;  // it tells of the kind then
+    if (size > old_size && !context->holds) {
+        context->taken += size - old_size;
+        if (context->taken >= STEP) {
+            // Else each further block looks again.
+            if (!has_room(size)) return nullptr;
+            context->taken = 0;
+        }
+    }
+    return realloc(block, size);
+}
+
+void short_hook(lua_State* L, lua_Debug*) {
+    lua_sethook(L, nullptr, 0, 0);
+    if (context_of(L)->stopped) stop_error(L);
+    raise_memory(L);
+}
+
+}  // namespace
+
+void raise_memory(lua_State* L) {
+    // Only Lua itself raises it: for a block that no machine has.
+    for (;;) lua_newuserdata(L, PTRDIFF_MAX / 2);
+}
+
+void memory_open(LuaContext* context) {
+    lua_setallocf(context->L, allocate, context);
+}
+
+void memory_short(LuaContext* context) {
+    lua_sethook(context->running, short_hook, LUA_MASKCALL | LUA_MASKRET | LUA_MASKCOUNT, 1);
+}

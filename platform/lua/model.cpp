@@ -1,0 +1,160 @@
+// ox.add, ox.del, ox.names, ox.attrs, ox.exec and ox.call.
+#include "model.hpp"
+
+#include <string.h>
+
+#include "json.hpp"
+#include "ox_jrpccmd.hpp"
+#include "request.hpp"
+#include "values.hpp"
+
+namespace {
+
+void push_result_number(lua_State* L, const Holder* holder) {
+    lua_pushinteger(L, json_integer_value(result_member(holder, "InstanceNumber")));
+}
+
+/// Puts `object` in the place of the first `length` bytes of each name in a list of names and values.
+void move_names(lua_State* L, json_t* list, size_t length, const char* object) {
+    size_t at;
+    json_t* entry;
+    json_array_foreach(list, at, entry) {
+        const char* name = json_string_value(json_object_get(entry, "Name"));
+        json_object_set_new(entry, "Name", json_string(lua_pushfstring(L, "%s%s", object, name + length)));
+        lua_pop(L, 1);
+    }
+}
+
+/// ox.add(path [, values [, options]]): the new instance's number. What cannot be sent adds none, and an
+/// instance whose values are refused goes again.
+int add(lua_State* L) {
+    require_writable(L);
+    lua_settop(L, 3);
+    const char* path = check_path(L, 1);
+    if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
+    const char* table = lua_pushfstring(L, "%s%s", path, path[strlen(path) - 1] == '.' ? "" : ".");
+    Holder* holder = holder_push(L, 3);
+    holder->json = json_array();
+    if (!lua_isnil(L, 2)) add_values(L, 2, holder->json, table);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_add_object(path))) return failure(L, holder);
+    push_result_number(L, holder);
+    if (lua_isnil(L, 2)) {
+        holder_clear(holder);
+        return 1;
+    }
+    const char* object = lua_pushfstring(L, "%s%I.", table, static_cast<LUAI_UACINT>(lua_tointeger(L, -1)));
+    move_names(L, holder->json, strlen(table), object);
+    json_t* list = holder->json;
+    holder->json = nullptr;
+    if (exchange(L, holder, ox_jrpcmsg_cmd_set_parameter_values_new(list))) {
+        holder_clear(holder);
+        lua_pop(L, 1);
+        return 1;
+    }
+    Holder* undo = holder_push(L);
+    exchange(L, undo, ox_jrpcmsg_cmd_delete_object(object));
+    holder_clear(undo);
+    return failure(L, holder);
+}
+
+/// ox.del(path [, options])
+int del(lua_State* L) {
+    require_writable(L);
+    lua_settop(L, 2);
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L, 2);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_delete_object(path))) return failure(L, holder);
+    holder_clear(holder);
+    lua_pushboolean(L, 1);
+    return 1;
+}
+
+/// ox.names(path [, deep] [, options]): full names, those of objects with a final ".".
+int names(lua_State* L) {
+    lua_settop(L, 3);
+    const char* path = check_path(L, 1);
+    bool deep = !lua_istable(L, 2) && lua_toboolean(L, 2);
+    Holder* holder = holder_push(L, lua_istable(L, 2) ? 2 : 3);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_names(path, !deep))) return failure(L, holder);
+    json_t* list = result_member(holder, "ParameterList");
+    lua_newtable(L);
+    for (size_t i = 0; i < json_array_size(list); ++i) {
+        json_to_lua(L, json_object_get(json_array_get(list, i), "Name"));
+        lua_rawseti(L, -2, static_cast<lua_Integer>(i) + 1);
+    }
+    holder_clear(holder);
+    return 1;
+}
+
+/// ox.attrs(path [, options]): the node's attributes.
+int attrs(lua_State* L) {
+    lua_settop(L, 2);
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L, 2);
+    json_t* list = json_pack("[s]", path);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(list, 0))) return failure(L, holder);
+    json_t* entry = json_array_get(result_member(holder, "ParameterList"), 0);
+    json_to_lua(L, json_object_get(entry, "Attributes"));
+    holder_clear(holder);
+    return 1;
+}
+
+/// ox.exec(path [, args [, options]])
+int exec(lua_State* L) {
+    lua_settop(L, 3);
+    const char* path = check_path(L, 1);
+    Holder* holder = holder_push(L, 3);
+    return execute(L, holder, path, 2) ? 1 : failure(L, holder);
+}
+
+/// ox.call(method [, params [, options]]): any request, its result as it comes.
+int call(lua_State* L) {
+    require_writable(L);
+    const char* method = luaL_checkstring(L, 1);
+    lua_settop(L, 3);
+    Holder* holder = holder_push(L, 3);
+    holder->json = json_object();
+    if (!lua_isnil(L, 2)) {
+        luaL_checktype(L, 2, LUA_TTABLE);
+        json_add(L, 2, holder->json, "params");
+    }
+    json_t* params = json_incref(json_object_get(holder->json, "params"));
+    if (!exchange(L, holder, ox_jrpcmsg_create_new(method, params))) return failure(L, holder);
+    json_to_lua(L, ox_jrpcmsg_get_result_json(holder->message));
+    holder_clear(holder);
+    return 1;
+}
+
+}  // namespace
+
+bool execute(lua_State* L, Holder* holder, const char* path, int index) {
+    require_writable(L);
+    holder->json = json_array();
+    if (!lua_isnil(L, index)) {
+        luaL_checktype(L, index, LUA_TTABLE);
+        add_values(L, index, holder->json, "");
+    }
+    json_t* args = holder->json;
+    holder->json = nullptr;
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_execute_new(path, args))) return false;
+    json_t* list = result_member(holder, "ParameterList");
+    size_t length = strlen(path);
+    lua_newtable(L);
+    for (size_t i = 0; i < json_array_size(list); ++i) {
+        json_t* entry = json_array_get(list, i);
+        const char* name = json_string_value(json_object_get(entry, "Name"));
+        if (!name) continue;
+        if (strncmp(name, path, length) == 0 && name[length] == '.') name += length + 1;
+        json_to_lua(L, json_object_get(entry, "Value"));
+        lua_setfield(L, -2, name);
+    }
+    holder_clear(holder);
+    return true;
+}
+
+// Called with the table `ox` on top.
+void model_open(lua_State* L) {
+    static const luaL_Reg functions[] = {{"add", add},   {"del", del},   {"names", names},  {"attrs", attrs},
+                                         {"exec", exec}, {"call", call}, {nullptr, nullptr}};
+    luaL_setfuncs(L, functions, 0);
+}

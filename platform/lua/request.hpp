@@ -1,0 +1,33 @@
+// Requests on behalf of Lua code, and how their failures are told.
+#pragma once
+
+#include "context.hpp"
+
+/// What a binding holds while Lua errors may leave it; a userdata, so the collector releases what is left.
+struct Holder {
+    json_t* json;
+    ox_jrpcmsg* message;
+    int timeout_ms;  ///< of its exchanges; 0: the script's
+};
+
+/// Pushes an empty holder. `options`: the index of the call's table of options, or nothing there (nil); 0:
+/// none.
+Holder* holder_push(lua_State* L, int options = 0);
+/// Releases its values now.
+void holder_clear(Holder* holder);
+/// Makes `message` (taken over; null raises an error) the holder's one and executes it. False when the answer
+/// is an error. Raises an error when it was interrupted.
+bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message);
+/// The result's member of that name, borrowed; null where it is missing.
+json_t* result_member(const Holder* holder, const char* name);
+/// Pushes nil, message, code and error data of the holder's message, or raises them in strict mode. The
+/// message names the first reason.
+int failure(lua_State* L, Holder* holder);
+int failure_text(lua_State* L, const char* text, int code);
+/// Raises the failure, in strict mode or not.
+int raise_failure(lua_State* L, Holder* holder);
+/// Replaces the argument (a text, or an object of ox.object) by a path as the daemon takes it; returns it.
+const char* check_path(lua_State* L, int index);
+/// Adds {"Name": `name`} to the array and returns it, borrowed.
+json_t* add_named(lua_State* L, json_t* list, const char* name);
+void request_open(lua_State* L);
