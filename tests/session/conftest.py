@@ -1,27 +1,65 @@
 """Fixtures of the session tests."""
 
+import os
 import shutil
 
 import pytest
 
 import harness
-from remote_support import Authority
+from certificates import Authority
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "obxd(*args): options of every obxd that the module's fixtures start")
+
+
+def options_of(request):
+    mark = request.node.get_closest_marker("obxd")
+    return mark.args if mark else ()
 
 
 @pytest.fixture
-def obxd():
-    """A fresh development daemon with the router model."""
-    daemon = harness.Obxd()
-    yield daemon
-    daemon.close()
+def start_obxd(request):
+    """A function that starts a development daemon: harness.Obxd, closed after the test."""
+    started = []
+
+    def start(*args, **options):
+        started.append(harness.Obxd(*options_of(request), *args, **options))
+        return started[-1]
+
+    yield start
+    for each in started:
+        each.close()
+
+
+@pytest.fixture
+def obxd(start_obxd):
+    """A fresh development daemon, with the router model unless the module's mark says otherwise."""
+    return start_obxd()
 
 
 @pytest.fixture(scope="module")
-def shared_obxd():
+def shared_obxd(request):
     """One daemon for all tests of a module that only read."""
-    daemon = harness.Obxd()
+    daemon = harness.Obxd(*options_of(request))
     yield daemon
     daemon.close()
+
+
+@pytest.fixture
+def client(obxd):
+    """A raw connection to the daemon, as root."""
+    connection = obxd.client()
+    yield connection
+    connection.close()
+
+
+@pytest.fixture
+def admin(obxd):
+    """A raw connection to the daemon, as its administrator."""
+    connection = obxd.client("admin")
+    yield connection
+    connection.close()
 
 
 @pytest.fixture
@@ -93,8 +131,27 @@ def session(daemon, open_shell):
     return opened
 
 
+@pytest.fixture
+def script(directory):
+    """A function that writes a script and returns its path."""
+    def write(text, name="script.lua"):
+        path = os.path.join(directory, name)
+        with open(path, "wb") as file:
+            file.write(text if isinstance(text, bytes) else text.encode())
+        return path
+    return write
+
+
+@pytest.fixture
+def tree_modules(monkeypatch):
+    """obxc finds the Lua modules of this tree: harness.obxc and terminals run such a one, whose file this is."""
+    for kind in harness.runs:
+        monkeypatch.setitem(harness.runs, kind, harness.TREE_MODULES)
+    return harness.TREE_MODULES
+
+
 @pytest.fixture(scope="module")
-def house():
+def authority():
     """A certificate authority; its directory holds what the tests transfer, too."""
     directory = harness.temp_dir()
     yield Authority(directory, "house")
@@ -102,6 +159,6 @@ def house():
 
 
 @pytest.fixture(scope="module")
-def certificate(house):
-    """The certificate of a device that `house` vouches for."""
-    return house.issue("device")
+def certificate(authority):
+    """The certificate of a device that `authority` vouches for."""
+    return authority.issue("device")

@@ -2,6 +2,7 @@
 
 import os
 import re
+import shutil
 import threading
 
 import pytest
@@ -26,7 +27,7 @@ def place():
         os.chmod(os.path.join(path, name), 0o755)
     open(os.path.join(path, "bin2/zlast"), "w").close()
     yield path
-    harness.shutil.rmtree(path, ignore_errors=True)
+    shutil.rmtree(path, ignore_errors=True)
 
 
 @pytest.fixture(scope="module")
@@ -262,39 +263,39 @@ class SlowDaemon:
 
 
 @pytest.fixture
-def slow(obxd, scripted):
+def slow_obxd(obxd, scripted):
     daemon = SlowDaemon(obxd, scripted)
     yield daemon
     daemon.gate.set()
 
 
-def test_hints_do_not_hold_up_typing(slow, terminal):
-    shell = terminal(daemon=slow.daemon)
+def test_hints_do_not_hold_up_typing(slow_obxd, terminal):
+    shell = terminal(daemon=slow_obxd.daemon)
     prompt = fresh_line(shell)
-    slow.gate.clear()
+    slow_obxd.gate.clear()
     shell.send("cat Device.Hosts.Host.1.IPAddr")
     shell.wait(lambda: edited(shell) == prompt + "cat Device.Hosts.Host.1.IPAddr", "the typed text", patience=5)
-    slow.gate.set()
+    slow_obxd.gate.set()
     shell.send("\t")
     shell.wait(lambda: edited(shell) == prompt + "cat Device.Hosts.Host.1.IPAddress", "the completed text")
 
 
-def test_a_late_answer_completes_and_what_was_typed_meanwhile_stays(slow, terminal):
-    shell = terminal(daemon=slow.daemon)
+def test_a_late_answer_completes_and_what_was_typed_meanwhile_stays(slow_obxd, terminal):
+    shell = terminal(daemon=slow_obxd.daemon)
     prompt = fresh_line(shell)
-    slow.gate.clear()
+    slow_obxd.gate.clear()
     shell.send("cat Device.Hos\t")
     shell.settle(0.5)
     shell.send("Host")
-    slow.gate.set()
+    slow_obxd.gate.set()
     shell.wait(lambda: edited(shell) == prompt + "cat Device.Hosts.Host", "both")
     lists(shell, "cat Device.NAT.PortMapping.", ["1.", "2.", "4.", "max_instance"])
 
 
-def test_ctrl_c_abandons_a_completion(slow, terminal):
-    shell = terminal(daemon=slow.daemon)
+def test_ctrl_c_abandons_a_completion(slow_obxd, terminal):
+    shell = terminal(daemon=slow_obxd.daemon)
     prompt = fresh_line(shell)
-    slow.gate.clear()
+    slow_obxd.gate.clear()
     for _ in range(3):
         shell.send("cat Device.Hos\t")
         shell.settle(0.4)
@@ -304,7 +305,7 @@ def test_ctrl_c_abandons_a_completion(slow, terminal):
         shell.send("X\x7f")
         shell.wait(lambda: edited(shell).endswith("Device.Hos"), "the line")
         fresh_line(shell)
-    slow.gate.set()
+    slow_obxd.gate.set()
     inserts(shell, "cat Device.Hos", "cat Device.Hosts.")
     fresh_line(shell)
     assert shell.run("pwd") == ":"

@@ -8,7 +8,6 @@ import time
 import pytest
 
 from harness import SANITIZED, environment
-from shell_support import modes, pid_of, type_slowly
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
 OCHRE = "878700"       # the autocomplete colour
@@ -53,7 +52,7 @@ def test_plain_typing_costs_one_byte_a_key(session):
 
 def test_keys_typed_ahead_cost_one_byte_each(session):
     session.prompt()
-    type_slowly(session, "zz plain")
+    session.type_slowly("zz plain")
     before = len(session.raw)
     session.send(" typing ahead")
     session.wait_line("root@obxc:> zz plain typing ahead")
@@ -80,12 +79,12 @@ def test_keys_typed_ahead_cost_one_byte_each(session):
     ("\x14", "zz one tw!o", 11),
 ])
 def test_editing_after_plain_typing(session, keys, line, cursor):
-    type_slowly(session, "zz one two!")
+    session.type_slowly("zz one two!")
     session.send(keys)
     session.settle()
     assert session.line() == ("root@obxc:> " + line).rstrip()
     assert session.cursor()[0] == len("root@obxc:> ") + cursor
-    type_slowly(session, "q")
+    session.type_slowly("q")
     session.send("\x05")
     session.settle()
     assert session.line() == "root@obxc:> " + line[:cursor] + "q" + line[cursor:]
@@ -94,32 +93,32 @@ def test_editing_after_plain_typing(session, keys, line, cursor):
 def test_plain_typing_goes_over_the_edge(open_shell):
     session = open_shell(columns=30)
     text = "zz " + "0123456789" * 5
-    type_slowly(session, text)
+    session.type_slowly(text)
     session.settle()
     assert "".join(line for line in session.screen() if line).endswith("root@obxc:> " + text)
     session.send("\x7f" * 40)
     session.wait_line("root@obxc:> " + text[:-40])
-    type_slowly(session, "abc")
+    session.type_slowly("abc")
     assert session.line() == "root@obxc:> " + text[:-40] + "abc"
 
 
 def test_event_above_a_plainly_typed_line(session, daemon):
-    type_slowly(session, "zz one two")
+    session.type_slowly("zz one two")
     daemon.send_event(2, {"a": 1})
     session.wait_for("^EVENT")
     session.wait_line("root@obxc:> zz one two")
-    type_slowly(session, "!")
+    session.type_slowly("!")
     session.send("\x7f\x7f")
     session.wait_line("root@obxc:> zz one tw")
     assert session.text().count("zz one") == 1
 
 
 def test_commands_get_a_terminal_in_line_mode(session):
-    assert modes(session) == (False, False)
+    assert session.modes() == (False, False)
     shown = session.run("sh stty -a")
     for mode in ("icanon", "echo", "isig"):
         assert re.search(r"(?<!-)\b%s\b" % mode, shown), shown
-    assert modes(session) == (False, False)
+    assert session.modes() == (False, False)
 
 
 def test_what_was_typed_ahead_is_for_the_command(session):
@@ -132,9 +131,9 @@ def test_what_was_typed_ahead_is_for_the_command(session):
 def test_end_signal_gives_the_terminal_back(session):
     session.send("half a line")
     session.wait_line("root@obxc:> half a line")
-    os.kill(pid_of(session), signal.SIGTERM)
+    os.kill(session.pid(), signal.SIGTERM)
     session.end()
-    assert modes(session) == (True, True)
+    assert session.modes() == (True, True)
     assert b"\x1b[?2004l" in session.raw[-60:]
 
 

@@ -9,7 +9,6 @@ import pytest
 
 import harness
 from harness import environment, obxc
-from shell_support import modes, pid_of, type_slowly
 
 LEFT, RIGHT, UP = "\x1b[D", "\x1b[C", "\x1b[A"
 
@@ -51,10 +50,10 @@ def test_resize_redraws_and_is_no_interrupt(session):
 @pytest.mark.parametrize("text", ["zz plain words", "col"])
 def test_a_resize_to_the_same_size_changes_nothing(session, text):
     session.prompt()
-    type_slowly(session, text)
+    session.type_slowly(text)
     session.settle()
     before, cursor = session.screen(), session.cursor()
-    os.kill(pid_of(session), signal.SIGWINCH)
+    os.kill(session.pid(), signal.SIGWINCH)
     session.settle()
     session.send(LEFT)
     session.settle()
@@ -68,7 +67,7 @@ def test_a_hang_up_keeps_the_history(terminal, daemon):
     session.run("color hint")
     session.send("half a line")
     session.wait_line("root@obxc:> half a line")
-    os.kill(pid_of(session), signal.SIGHUP)
+    os.kill(session.pid(), signal.SIGHUP)
     assert session.end() == 0
     with open(os.path.join(session.tmp, ".obxc.hist")) as history:
         assert history.read() == "color hint\n"
@@ -165,7 +164,7 @@ def test_a_password_is_asked_for_again_after_a_stop(outer):
     outer.wait_line(question)
     outer.send("half\x1a")
     outer.wait_line(r"outer\$")
-    assert modes(outer)[0] is False  # bash edits the line by itself
+    assert outer.modes()[0] is False  # bash edits the line by itself
     outer.send("fg\r")
     outer.wait_line(question)
     outer.send("secret\r")
@@ -201,7 +200,7 @@ def test_no_hint_stays_on_a_line_that_a_macro_accepts(open_shell, directory, bin
 def test_interrupted_password_leaves_echo_on(session):
     session.send("login somebody\r")
     session.wait_line(r"\[obxc\] password for somebody:")
-    assert modes(session)[0] is False
+    assert session.modes()[0] is False
     session.interrupt()
     session.prompt()
     assert re.search(r"(?<!-)\becho\b", session.run("sh stty -a"))
@@ -279,7 +278,7 @@ def test_stop_of_the_terminals_first_process(session):
     session.send(" whole\r")
     session.wait_for("^half whole$")
     session.prompt()
-    assert modes(session) == (False, False)
+    assert session.modes() == (False, False)
 
 
 def test_rows_are_ended_once_after_ctrl_d(shell):

@@ -1,6 +1,8 @@
 """The statuses that README and the manual pages tell."""
 
+import json
 import os
+import subprocess
 
 import pytest
 
@@ -17,7 +19,7 @@ def request(line):
 
 
 def raw(method, **params):
-    return ["--raw", harness.json.dumps({"jsonrpc": "2.0", "id": 1, "method": method, "params": params})]
+    return ["--raw", json.dumps({"jsonrpc": "2.0", "id": 1, "method": method, "params": params})]
 
 
 @pytest.mark.parametrize("words, status", [
@@ -66,5 +68,5 @@ def test_a_shell(obxd):
 
 def test_obxd():
     for arguments, status in ((["--help"], 0), (["--nothing"], 2), (["--model", "/nothing"], 1)):
-        done = harness.subprocess.run([harness.OBXD, *arguments], capture_output=True, timeout=harness.PATIENCE)
+        done = subprocess.run([harness.OBXD, *arguments], capture_output=True, timeout=harness.PATIENCE)
         assert done.returncode == status, done

@@ -39,7 +39,7 @@ def test_the_files_lie_in_tmp(daemon, terminal):
     # Opened first: the program's place may be hidden by the other /tmp.
     script = "%s; /proc/self/fd/8 -u %s; echo FILE; cd /tmp; head .o*" % (mount, shlex.quote(daemon.socket))
     session = terminal(command=["sh", "-c", "exec 8<%s; exec %s %s" % (
-        shlex.quote(harness.RELEASE), " ".join(private), shlex.quote(script))])
+        shlex.quote(harness.OBXC), " ".join(private), shlex.quote(script))])
     session.run("lua")
     session.run("1")
     leave(session)

@@ -10,7 +10,6 @@ import time
 import pytest
 
 import harness
-from shell_support import event_on, type_slowly
 
 
 def test_ctrl_c_drops_the_line(session):
@@ -24,7 +23,7 @@ def test_ctrl_c_drops_the_line(session):
 
 def test_ctrl_c_behind_a_line_typed_key_by_key(session):
     session.prompt()
-    type_slowly(session, "half a line")
+    session.type_slowly("half a line")
     session.interrupt()
     session.wait_for(r"obxc:> half a line\^C\n\S*obxc:>$")
 
@@ -168,7 +167,7 @@ def test_ctrl_c_at_random_moments(scripted, terminal):
         shell.prompt()
         assert shell.run("color hint").split("\n")[-1] == "120 100 55"
         assert shell.run("save").split("\n")[-1] == "Status: OK"
-    event_on(daemon, 1, 7, "still there")
+    daemon.send_event(7, "still there", on=1)
     shell.wait_for("still there")
     shell.send("q\r")
     assert shell.end() == 0

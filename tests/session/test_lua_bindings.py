@@ -10,13 +10,11 @@ import pytest
 import harness
 from harness import ScriptedDaemon
 
-PROGRAM = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
 
 
 @pytest.fixture
-def run(directory, monkeypatch):
+def run_as_root(directory, tree_modules):
     """A function that runs a script on a daemon, as root and with the modules of this tree; returns its lines."""
-    monkeypatch.setattr(harness, "OBXC", PROGRAM)
 
     def run_script(daemon, text, *words, options=("-a", "root")):
         path = os.path.join(directory, "script.lua")
@@ -32,8 +30,8 @@ CLASH = ("Invalid arguments: nothing was set: %s.ExternalPort: "
          "has the same RemoteHost, ExternalPort, Protocol as TAKEN.")
 
 
-def test_a_failure_names_the_first_reason(obxd, run):
-    lines = run(obxd, """
+def test_a_failure_names_the_first_reason(obxd, run_as_root):
+    lines = run_as_root(obxd, """
 local root = "Device.NAT.PortMapping."
 local taken, other = ox.add(root, {ExternalPort = 48080}), ox.add(root, {ExternalPort = 48081})
 local values = {ExternalPort = 48080}
@@ -56,16 +54,16 @@ print(select(2, pcall(ox.exec, "Device.IP.Diagnostics.IPPing", {Hos = "x"})))
     assert lines[5].endswith("was not called: Hos: there is no such argument")
 
 
-def test_reasons_of_other_daemons(scripted, run):
+def test_reasons_of_other_daemons(scripted, run_as_root):
     answers = iter([{"A": "is bad", "B": "too"}, {"Detail": "why", "A": 7}, {"A": {"code": 1}}, {}, None])
     daemon = scripted(lambda request, connection: ScriptedDaemon.error(9003, "No", next(answers))
                       if request["method"] == "SetParameterValues" else ScriptedDaemon.result({}))
-    lines = run(daemon, "for i = 1, 5 do print((select(2, ox.set('A', 1)))) end", options=())
+    lines = run_as_root(daemon, "for i = 1, 5 do print((select(2, ox.set('A', 1)))) end", options=())
     assert lines == ["No: A: is bad", "No: why", "No", "No", "No"]
 
 
-def test_try_gives_failures_as_values(shared_obxd, run):
-    lines = run(shared_obxd, """
+def test_try_gives_failures_as_values(shared_obxd, run_as_root):
+    lines = run_as_root(shared_obxd, """
 ox.strict = true
 print(ox.try(ox.get, "Device.NoSuchThing"))
 print(ox.try(function(...) return ... end, 1, nil, 3))
@@ -82,7 +80,7 @@ print(coroutine.wrap(function() return ox.try(coroutine.yield, "through") end)()
 
 # Answers to GetParameterValues come after as many seconds as the path says: "Slow.0.5".
 @pytest.fixture
-def slow(scripted):
+def slow_values(scripted):
     def answer(request, connection):
         if request["method"] != "GetParameterValues":
             return ScriptedDaemon.result({})
@@ -97,12 +95,13 @@ def slow(scripted):
     (["--timeout", "8"], "Slow.5.5", "came\tnil"),
     (["-g", "7"], "Slow.1.5", "came\tnil"),
 ])
-def test_the_time_out_reaches_scripts(slow, run, options, path, expected):
-    assert run(slow, "local value, _, code = ox.get(...) print(value, code)", path, options=options) == [expected]
+def test_the_time_out_reaches_scripts(slow_values, run_as_root, options, path, expected):
+    lines = run_as_root(slow_values, "local value, _, code = ox.get(...) print(value, code)", path, options=options)
+    assert lines == [expected]
 
 
-def test_a_time_out_for_each_call(slow, run):
-    lines = run(slow, """
+def test_a_time_out_for_each_call(slow_values, run_as_root):
+    lines = run_as_root(slow_values, """
 local function show(value, _, code) print(value, code) end
 show(ox.get("Slow.1", {timeout = 0.2}))
 show(ox.get("Slow.0.5"))
@@ -137,8 +136,8 @@ end
     assert len(lines) == 11
 
 
-def test_methods_of_objects(obxd, run):
-    lines = run(obxd, """
+def test_methods_of_objects(obxd, run_as_root):
+    lines = run_as_root(obxd, """
 local dev = ox.object("Device.")
 local ping = {Host = "127.0.0.1", NumberOfRepetitions = 1}
 print(type(dev.IP.Diagnostics:IPPing(ping)), type(dev.IP.Diagnostics.IPPing(ping)))
@@ -171,8 +170,8 @@ def test_what_tab_offers_of_an_object_works(obxd, terminal):
     session.wait_for(r'_\[1\] = "table"')
 
 
-def test_several_functions_for_a_group(obxd, run):
-    lines = run(obxd, """
+def test_several_functions_for_a_group(obxd, run_as_root):
+    lines = run_as_root(obxd, """
 local log = {}
 local function first() log[#log + 1] = "first" end
 local function third() log[#log + 1] = "third" end
@@ -194,8 +193,8 @@ print(pcall(ox.off, 0), pcall(ox.off, 4, "x"))
     assert lines[6].startswith("false\tfalse\t")
 
 
-def test_coroutines_wait_side_by_side(obxd, run):
-    lines = run(obxd, """
+def test_coroutines_wait_side_by_side(obxd, run_as_root):
+    lines = run_as_root(obxd, """
 local log, start = {}, ox.now()
 local function steps(name, pause)
   return function() for i = 1, 3 do log[#log + 1] = name pause(0.3) end end
@@ -248,7 +247,7 @@ def test_ctrl_c_leaves_coroutines_that_wait(shell):
     assert shell.run("lua print(1)").endswith("\n1")
 
 
-def test_wait_until_rides_over_a_restart(obxd, run):
+def test_wait_until_rides_over_a_restart(obxd, run_as_root):
     def restart():
         time.sleep(1)
         obxd.kill()
@@ -260,7 +259,7 @@ def test_wait_until_rides_over_a_restart(obxd, run):
         client.set("Device.System.Contact", "back")
     thread = threading.Thread(target=restart)
     thread.start()
-    lines = run(obxd, """
+    lines = run_as_root(obxd, """
 local wait = require "ombrix.wait"
 print(wait.wait_until("Device.System.Contact", "back", 30))
 ox.strict = true
@@ -274,11 +273,11 @@ print(wait.wait_until("Device.System.Contact", "back", 0))
     assert lines[2:] == ["nil\ttime-out\t-11", "back"]
 
 
-def test_wait_until_ends_in_time_on_a_frozen_daemon(scripted, run):
+def test_wait_until_ends_in_time_on_a_frozen_daemon(scripted, run_as_root):
     daemon = scripted(lambda request, connection: None if request["method"] == "GetParameterValues"
                       else ScriptedDaemon.result({}))
     start = time.monotonic()
-    lines = run(daemon, 'print(require("ombrix.wait").wait_until("A.B", 1, 1.5))', options=())
+    lines = run_as_root(daemon, 'print(require("ombrix.wait").wait_until("A.B", 1, 1.5))', options=())
     assert lines == ["nil\ttime-out\t-11"]
     assert time.monotonic() - start < 4.5
 
@@ -298,8 +297,8 @@ end
 
 
 @pytest.mark.parametrize("strict", ["strict", "lenient"])
-def test_a_snapshot_renames_references(obxd, run, strict):
-    lines = run(obxd, SNAPSHOT + """
+def test_a_snapshot_renames_references(obxd, run_as_root, strict):
+    lines = run_as_root(obxd, SNAPSHOT + """
 local before = snapshot.take("Device.")
 ox.set("Device.IP.Interface.2.Alias", "Device.IP.Interface.2")
 before = snapshot.take("Device.")
@@ -320,8 +319,8 @@ print(snapshot.apply(snapshot.take("Device.")) ~= nil)
     assert lines[-1] == "true"
 
 
-def test_a_snapshot_restores_an_order_and_a_key_that_was_taken(obxd, run):
-    lines = run(obxd, SNAPSHOT + """
+def test_a_snapshot_restores_an_order_and_a_key_that_was_taken(obxd, run_as_root):
+    lines = run_as_root(obxd, SNAPSHOT + """
 local rules = "Device.Firewall.Chain.1.Rule."
 local before = snapshot.take(rules)
 local function order()
@@ -351,8 +350,8 @@ for _, mapping in pairs(found) do print(mapping.Description) end
 
 
 @pytest.mark.parametrize("strict", ["strict", "lenient"])
-def test_a_snapshot_that_cannot_be_applied_changes_nothing(obxd, run, strict):
-    lines = run(obxd, SNAPSHOT + """
+def test_a_snapshot_that_cannot_be_applied_changes_nothing(obxd, run_as_root, strict):
+    lines = run_as_root(obxd, SNAPSHOT + """
 local mappings = "Device.NAT.PortMapping."
 local before = snapshot.take(mappings)
 ox.del(mappings .. "1.")
@@ -370,8 +369,8 @@ print(config() == now)
     assert lines[2] == "true"
 
 
-def test_a_snapshot_leaves_read_only_tables_and_hidden_values_alone(obxd, run):
-    lines = run(obxd, SNAPSHOT + """
+def test_a_snapshot_leaves_read_only_tables_and_hidden_values_alone(obxd, run_as_root):
+    lines = run_as_root(obxd, SNAPSHOT + """
 local hosts = snapshot.take("Device.Hosts.")
 local number
 for name in pairs(hosts.instances) do number = number or name:match("^Device%.Hosts%.Host%.(%d+)%.$") end
@@ -402,8 +401,8 @@ print(ox.get(users .. (user + 1) .. ".Username"))
     assert lines[7:] == ["joe"]
 
 
-def test_a_snapshot_of_what_a_user_may_read(obxd, run):
-    assert run(obxd, SNAPSHOT + """
+def test_a_snapshot_of_what_a_user_may_read(obxd, run_as_root):
+    assert run_as_root(obxd, SNAPSHOT + """
 local before = assert(snapshot.take("Device."))
 print(before.values["Device.System.SupportKey"], before.values["Device.System.Contact"] ~= nil)
 ox.set("Device.System.Contact", "changed")
@@ -412,7 +411,7 @@ print(ox.get("Device.System.Contact") == before.values["Device.System.Contact"])
 """, options=("-a", "user:user")) == ["nil\ttrue", "function\t", "true"]
 
 
-def test_a_snapshot_restores_an_order_that_no_parameter_shows(directory, run):
+def test_a_snapshot_restores_an_order_that_no_parameter_shows(directory, run_as_root):
     def table(**more):
         return {"#attr": dict(more, multi=True, access="readWrite"),
                 "Name": {"type": "string", "access": "readWrite", "default": ""}}
@@ -421,7 +420,7 @@ def test_a_snapshot_restores_an_order_that_no_parameter_shows(directory, run):
         json.dump({"schema": {"Device": {"Rule": table(ordered=True), "Plain": table()}}, "values": {}}, file)
     daemon = harness.Obxd(model=model)
     try:
-        assert run(daemon, SNAPSHOT + """
+        assert run_as_root(daemon, SNAPSHOT + """
 for _, name in ipairs{"a", "b", "c", "d"} do
   ox.add("Device.Rule.", {Name = name})
   ox.add("Device.Plain.", {Name = name})
@@ -444,8 +443,8 @@ print(order("Device.Rule."), order("Device.Plain."))
         daemon.close()
 
 
-def test_a_snapshot_renames_references_in_lists(obxd, run):
-    assert run(obxd, SNAPSHOT + """
+def test_a_snapshot_renames_references_in_lists(obxd, run_as_root):
+    assert run_as_root(obxd, SNAPSHOT + """
 local link
 for _, name in ipairs(ox.names("Device.Ethernet.Link.")) do
   if ox.get("Device.IP.Interface.1.LowerLayers"):find(name:sub(1, -2), 1, true) then link = name end
@@ -461,8 +460,8 @@ print(ox.get("Device.IP.Interface.1.LowerLayers") == "Device.Ethernet.Interface.
 """) == ["Device.Ethernet.Interface.1", "function\t", "true"]
 
 
-def test_a_snapshot_of_a_full_table(obxd, run):
-    assert run(obxd, SNAPSHOT + """
+def test_a_snapshot_of_a_full_table(obxd, run_as_root):
+    assert run_as_root(obxd, SNAPSHOT + """
 local mappings, last = "Device.NAT.PortMapping."
 repeat
   local number = ox.add(mappings, {ExternalPort = 48000 + #ox.object(mappings), Description = "filler"})

@@ -34,16 +34,14 @@ def test_modules_at_the_prompt(shared_obxd, terminal):
     session.wait_for(r'^_\[1\] = "\[1,\\"two\\"\]"')
 
 
-def test_a_module_in_the_module_directory(shared_obxd, directory, terminal, monkeypatch):
-    program = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
-    monkeypatch.setattr(harness, "OBXC", program)
+def test_a_module_in_the_module_directory(shared_obxd, directory, terminal, tree_modules):
     env = harness.environment(OBX_TEST_MODULE_DIR=os.path.join(harness.BUILD, "tests", "modules", "ombrix"))
     path = os.path.join(directory, "script.lua")
     with open(path, "w", encoding="utf-8") as file:
         file.write("print(require('ombrix.answer').twice(21), pcall(require('ombrix.answer').twice, 'x'))")
     done = obxc("-S", path, daemon=shared_obxd, env=env)
     assert done.out == "42\tfalse\tbad argument #1 to 'ombrix.answer.twice' (number expected, got string)\n"
-    session = terminal(command=[program, "-u", shared_obxd.socket], env=env)
+    session = terminal(daemon=shared_obxd, env=env)
     session.prompt()
     session.send("lua\r")
     session.wait_for("^> preloaded answer$")

@@ -8,7 +8,6 @@ import pytest
 
 import harness
 
-PROGRAM = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
 
 with open(os.path.join(harness.SOURCE, "docs", "lua.md"), encoding="utf-8") as page:
     EXAMPLES = re.findall(r"^```lua\n(.*?)^```", page.read(), re.M | re.S)
@@ -45,8 +44,7 @@ def test_there_are_examples():
 
 
 @pytest.mark.parametrize("number", range(len(EXAMPLES)))
-def test_example_as_installed(number, run_example, monkeypatch):
-    monkeypatch.setattr(harness, "OBXC", PROGRAM)
+def test_example_as_installed(number, run_example, tree_modules):
     check(run_example(number, "-a", "root"))
 
 
@@ -56,8 +54,7 @@ def test_example_from_the_tree(number, run_example):
 
 
 @pytest.mark.parametrize("number", range(len(EXAMPLES)))
-def test_example_without_a_login(number, run_example, monkeypatch):
-    monkeypatch.setattr(harness, "OBXC", PROGRAM)
+def test_example_without_a_login(number, run_example, tree_modules):
     done = run_example(number)
     if EXAMPLES[number].startswith(NEEDS_LOGIN):
         assert "to the end" not in done.out
@@ -74,7 +71,7 @@ def test_options_of_a_script(shared_obxd, directory):
 
 
 def test_modules_are_preloaded(shared_obxd, terminal):
-    session = terminal(command=[PROGRAM, "-u", shared_obxd.socket])
+    session = terminal(command=[harness.TREE_MODULES, "-u", shared_obxd.socket])
     session.prompt()
     session.send("lua\r")
     session.wait_for("> preloaded wait")
@@ -85,8 +82,7 @@ def test_modules_are_preloaded(shared_obxd, terminal):
     session.wait_for(r'_\[3\] = "function"')
 
 
-def test_snapshot_brings_back_values_and_instances(obxd, directory, monkeypatch):
-    monkeypatch.setattr(harness, "OBXC", PROGRAM)
+def test_snapshot_brings_back_values_and_instances(obxd, directory, tree_modules):
     path = os.path.join(directory, "snapshot.lua")
     with open(path, "w", encoding="utf-8") as script:
         script.write("""

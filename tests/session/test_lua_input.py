@@ -10,16 +10,6 @@ import pytest
 import harness
 
 
-@pytest.fixture
-def script(directory):
-    def write(text):
-        path = os.path.join(directory, "script.lua")
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(text)
-        return path
-    return write
-
-
 def start(daemon, *args, **options):
     return subprocess.Popen([harness.OBXC, "-u", daemon.socket, *args], stdout=subprocess.PIPE, env=harness.environment(),
                             **options)

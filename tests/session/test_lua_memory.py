@@ -22,7 +22,7 @@ def limited(*args, stdin=""):
 
 
 @pytest.fixture
-def run(shared_obxd, directory):
+def run_limited(shared_obxd, directory):
     def run_script(text):
         path = os.path.join(directory, "script.lua")
         with open(path, "w", encoding="utf-8") as file:
@@ -41,15 +41,15 @@ def run(shared_obxd, directory):
     "local s, t = {}, {} for i = 1, 9999 do t[i] = 'text' .. i end while true do s[#s + 1] = ox.json.encode(t) end",
     "coroutine.wrap(function() local t = {} while true do t[#t + 1] = {} end end)()",
 ), ids=("small", "kept", "texts", "large", "config", "decode", "encode", "coroutine"))
-def test_a_script_ends_with_what_it_printed(run, code):
-    out, status = run("print('first')\n" + code)
+def test_a_script_ends_with_what_it_printed(run_limited, code):
+    out, status = run_limited("print('first')\n" + code)
     assert out.startswith("first\n")
     assert "not enough memory" in out and "assertion" not in out and "PANIC" not in out
     assert status == 1
 
 
-def test_a_script_survives(run):
-    assert run("""
+def test_a_script_survives(run_limited):
+    assert run_limited("""
 print('first')
 print(pcall(function() local t = {} while true do t[#t + 1] = {} end end))
 collectgarbage()
@@ -59,8 +59,8 @@ print('last')
 """) == ("first\nfalse\tnot enough memory\n1\t3\nnot enough memory\nlast\n", 0)
 
 
-def test_more_is_printed_than_there_is_memory(run):
-    out, status = run("for i = 1, 30 do io.write(('x'):rep(2000000), '\\n') end print('last')")
+def test_more_is_printed_than_there_is_memory(run_limited):
+    out, status = run_limited("for i = 1, 30 do io.write(('x'):rep(2000000), '\\n') end print('last')")
     assert (len(out), out[-5:], status) == (30 * 2000001 + 5, "last\n", 0)
 
 

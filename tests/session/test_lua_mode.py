@@ -392,8 +392,7 @@ def test_ctrl_c_leaves_a_module_that_hangs_while_it_is_loaded(shared_obxd, termi
     os.makedirs(os.path.join(directory, "ombrix", "dump"))
     with open(os.path.join(directory, "ombrix", "dump", "init.lua"), "w", encoding="utf-8") as file:
         file.write("print('hangs') while true do end")
-    program = os.path.join(harness.BUILD, "tests", "obxc_tree_modules")
-    session = terminal(command=[program, "-u", shared_obxd.socket],
+    session = terminal(command=[harness.TREE_MODULES, "-u", shared_obxd.socket],
                        env=harness.environment(LUA_PATH=directory + "/?/init.lua;;"))
     session.prompt()
     session.send("lua\r")

@@ -1,23 +1,11 @@
 """Lua script files (-S, the name obxc_lua) and the lua command."""
 
-import os
 import time
 
 import pytest
 
 import harness
 from harness import obxc
-
-
-@pytest.fixture
-def script(directory):
-    """A function that writes a script and returns its path."""
-    def write(text, name="script.lua"):
-        path = os.path.join(directory, name)
-        with open(path, "wb") as file:
-            file.write(text if isinstance(text, bytes) else text.encode())
-        return path
-    return write
 
 
 def test_arguments(shared_obxd, script):
@@ -49,8 +37,7 @@ def test_byte_order_mark_is_skipped(shared_obxd, script):
     assert "unexpected symbol" in obxc("-S", script(b"\xef\xbbprint(1)"), daemon=shared_obxd).out
 
 
-def test_rows_of_a_dump_are_aligned_by_columns(shared_obxd, script, monkeypatch):
-    monkeypatch.setattr(harness, "OBXC", os.path.join(harness.BUILD, "tests", "obxc_tree_modules"))
+def test_rows_of_a_dump_are_aligned_by_columns(shared_obxd, script, tree_modules):
     path = script(r"""
 local dump = require "ombrix.dump"
 dump.rows({{Name = "Küche", Place = 1}, {Name = "居間", Place = 2}, {Name = "e\u{301}t\u{e9}", Place = 3},
@@ -403,8 +390,7 @@ print(radio[1.0].RetryLimit)
     assert obxc("-a", "root", "-S", path, daemon=obxd).out.startswith("3\n")
 
 
-def test_snapshot_tells_of_a_refused_delete(obxd, script, monkeypatch):
-    monkeypatch.setattr(harness, "OBXC", os.path.join(harness.BUILD, "tests", "obxc_tree_modules"))
+def test_snapshot_tells_of_a_refused_delete(obxd, script, tree_modules):
     path = script("""
 local snapshot = require "ombrix.snapshot"
 local mapping = ox.object("Device.NAT.PortMapping.")

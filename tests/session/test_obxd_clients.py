@@ -7,14 +7,9 @@ import time
 import pytest
 
 import harness
-from obxd_support import daemon, fault
+from harness import fault
 
-
-@pytest.fixture
-def obxd():
-    running = daemon()
-    yield running
-    running.close()
+pytestmark = pytest.mark.obxd(*harness.SMALL)
 
 
 def is_well(obxd):

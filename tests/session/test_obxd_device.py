@@ -10,21 +10,11 @@ import time
 import pytest
 
 import harness
-from obxd_support import back_again, daemon, fault, make_image, tcp_client
+from harness import fault, make_image
+
+pytestmark = pytest.mark.obxd(*harness.SMALL)
 
 HOST = "Device.DeviceInfo.HostName"
-
-
-@pytest.fixture
-def obxd():
-    running = daemon()
-    yield running
-    running.close()
-
-
-@pytest.fixture
-def client(obxd):
-    return obxd.client()
 
 
 def state(obxd, *names):
@@ -35,7 +25,7 @@ def reboot(obxd, client, **params):
     assert client.request("Reboot", params) == {"jsonrpc": "2.0", "id": client.id, "result": {}}
     while client.receive():
         pass
-    return back_again(obxd)
+    return obxd.back_again()
 
 
 def write(path, data):
@@ -133,20 +123,18 @@ def test_a_mode_that_is_set_and_saved_counts_more_than_an_earlier_reboots():
     obxd.close()
 
 
-def test_a_reboot_comes_back_on_the_same_port():
-    obxd = daemon("--listen", "127.0.0.1:0")
+def test_a_reboot_comes_back_on_the_same_port(start_obxd):
+    obxd = start_obxd("--listen", "127.0.0.1:0")
     reboot(obxd, obxd.client())
-    client = tcp_client(obxd)
+    client = obxd.tcp_client()
     assert "result" in client.login("admin", "admin")
-    obxd.close()
 
 
-def test_a_signal_during_a_reboot_ends_it():
-    obxd = daemon("--reboot-ms", "600000")
+def test_a_signal_during_a_reboot_ends_it(start_obxd):
+    obxd = start_obxd("--reboot-ms", "600000")
     client = obxd.client()
     client.call("Reboot")
     assert client.receive() is None
-    obxd.close()
 
 
 def test_factory_reset(obxd, client):
@@ -353,7 +341,7 @@ def test_upgrade(obxd, client, tmp_path, version):
     assert client.call("Download", flash) == {}
     seen = watch_flashing(client)
     assert seen[0][1] > 0 and seen[-1] == (100, -1) and seen == sorted(seen, key=lambda pair: pair[0]) and len(seen) > 3
-    client = back_again(obxd)
+    client = obxd.back_again()
     assert client.get("Device.DeviceInfo.SoftwareVersion") == version
     assert upgrade_state(client) == (0, 0)
     assert os.listdir(state(obxd, "firmware")) == []
@@ -366,7 +354,7 @@ def test_the_running_version_is_flashed_without_an_order(obxd, client, tmp_path)
     assert client.call("Download", {**params, "NeedPreUpdate": True})["Status"] == 1
     assert client.call("Download", {**params, "NeedPreUpdate": False})["Status"] == 0
     assert watch_flashing(client)[0][1] >= 0
-    assert back_again(obxd).get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
+    assert obxd.back_again().get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
 
 
 def test_the_documented_recipe_makes_an_image(client, tmp_path):
@@ -443,8 +431,8 @@ def test_a_saved_image_that_is_damaged_before_it_is_flashed(obxd, client, tmp_pa
     assert client.get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
 
 
-def test_while_firmware_is_flashed(tmp_path):
-    obxd = daemon("--flash-ms", "60000")
+def test_while_firmware_is_flashed(start_obxd, tmp_path):
+    obxd = start_obxd("--flash-ms", "60000")
     client = obxd.client()
     params = order(make_image(str(tmp_path), "2.0"))
     checked = check(client, params)
@@ -455,7 +443,6 @@ def test_while_firmware_is_flashed(tmp_path):
     client = reboot(obxd, client, Force=True)
     assert client.get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
     assert upgrade_state(client) == (0, 0)
-    obxd.close()
 
 
 def ordered(client, params):
@@ -465,8 +452,8 @@ def ordered(client, params):
                                        "TransactionID": checked["TransactionID"]})
 
 
-def test_flashing_that_is_cut_off_can_be_seen(tmp_path):
-    obxd = daemon("--flash-ms", "60000")
+def test_flashing_that_is_cut_off_can_be_seen(start_obxd, tmp_path):
+    obxd = start_obxd("--flash-ms", "60000")
     flashing, other = obxd.client(), obxd.client()
     flashing.call("JoinGroup", {"Group": 2})
     assert "result" in ordered(flashing, order(make_image(str(tmp_path), "2.0")))
@@ -476,9 +463,8 @@ def test_flashing_that_is_cut_off_can_be_seen(tmp_path):
         {"Event": "UpgradeStarted", "To": "2.0"}, {"Event": "UpgradeFailed", "Reason": "cut off by a reboot"},
         {"Event": "Reboot", "Cause": "Reboot requested"}]
     assert flashing.receive() is None
-    client = back_again(obxd)
+    client = obxd.back_again()
     assert client.get("Device.DeviceInfo.SoftwareVersion") == "1.2.3"
-    obxd.close()
 
 
 def test_an_order_beside_anothers_fails_for_its_connection_alone(obxd, client, tmp_path):
@@ -491,7 +477,7 @@ def test_an_order_beside_anothers_fails_for_its_connection_alone(obxd, client, t
     assert upgrade_state(client)[1] == -2
     assert upgrade_state(witness)[1] > 0
     assert watch_flashing(other)[-1] == (100, -1)
-    client = back_again(obxd)
+    client = obxd.back_again()
     assert upgrade_state(client) == (0, 0)
     assert fault(client.request("Download", late)) == (9003, "No such transaction")
     assert upgrade_state(client) == (0, -2)

@@ -3,14 +3,8 @@
 import pytest
 
 import harness
-from obxd_support import daemon, fault
 
-
-@pytest.fixture
-def obxd():
-    running = daemon()
-    yield running
-    running.close()
+pytestmark = pytest.mark.obxd(*harness.SMALL)
 
 
 def joined(obxd, *groups, login=None):
@@ -86,7 +80,7 @@ def test_a_left_group_is_quiet(obxd):
 def test_wrong_groups(obxd, group):
     client = obxd.client(login=None)
     for method in ("JoinGroup", "LeaveGroup"):
-        assert fault(client.request(method, {"Group": group})) == (9003, '"Group" must be 1 to 4294967295')
+        assert harness.fault(client.request(method, {"Group": group})) == (9003, '"Group" must be 1 to 4294967295')
     client.send({"jsonrpc": "2.0", "method": "Event", "group": group, "params": 1})  # goes nowhere
     assert client.get("Device.Users.CurrentUser") == ""
 

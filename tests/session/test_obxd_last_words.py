@@ -9,33 +9,33 @@ import threading
 import pytest
 
 import harness
-from obxd_support import certificate, daemon, tcp_client, trusting
+from certificates import context_trusting, self_signed
 
 ENTRIES = "Device.List.Entry."
 ROUNDS = 50
 
 
 @pytest.fixture(scope="module")
-def served(tmp_path_factory):
-    cert, key = certificate(str(tmp_path_factory.mktemp("tls")))
-    obxd = daemon("--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key)
-    plain = daemon("--listen", "127.0.0.1:0")
+def daemons(tmp_path_factory):
+    cert, key = self_signed(str(tmp_path_factory.mktemp("tls")))
+    obxd = harness.Obxd(*harness.SMALL, "--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key)
+    plain = harness.Obxd(*harness.SMALL, "--listen", "127.0.0.1:0")
     yield obxd, plain, cert
     obxd.close()
     plain.close()
 
 
 @pytest.fixture(params=["local", "local tls", "tcp", "tcp tls"])
-def way(served, request):
+def way(daemons, request):
     """The daemon, and a function that opens a connection to it in one of the ways there are."""
-    obxd, plain, cert = served
+    obxd, plain, cert = daemons
     if "tls" not in request.param:
         obxd = plain
-    context = trusting(cert) if "tls" in request.param else None
+    context = context_trusting(cert) if "tls" in request.param else None
 
     def connect():
         if "tcp" in request.param:
-            return tcp_client(obxd, context)
+            return obxd.tcp_client(context)
         connection = socket.socket(socket.AF_UNIX)
         connection.connect(obxd.socket)
         if context:
@@ -114,8 +114,8 @@ def open_connections(obxd):
     return len(os.listdir("/proc/%d/fd" % obxd.process.pid))
 
 
-def test_who_is_gone_is_forgotten(served):
-    _, obxd, _ = served
+def test_who_is_gone_is_forgotten(daemons):
+    _, obxd, _ = daemons
     changer = obxd.client()
     before = open_connections(obxd)
     for number in range(20):

@@ -9,15 +9,9 @@ import time
 import pytest
 
 import harness
-from obxd_support import daemon, fault, tcp_client
+from harness import fault
 
-
-@pytest.fixture(scope="module")
-def obxd():
-    running = daemon("--listen", "127.0.0.1:0")
-    os.chmod(running.directory, 0o755)
-    yield running
-    running.close()
+pytestmark = pytest.mark.obxd(*harness.SMALL, "--listen", "127.0.0.1:0")
 
 
 @pytest.fixture
@@ -91,11 +85,11 @@ for login in ("nobody", None, "root", "admin"):
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="only root can become somebody else")
-def test_other_users_of_the_host_are_only_themselves(tmp_path):
+def test_other_users_of_the_host_are_only_themselves(start_obxd, tmp_path):
     nobody = pwd.getpwnam("nobody")
     users = tmp_path / "users.json"
     users.write_text(json.dumps({"users": [{"name": "nobody", "role": "user"}, {"name": "admin", "role": "admin"}]}))
-    obxd = daemon("--users", str(users))
+    obxd = start_obxd("--users", str(users))
     os.chmod(obxd.directory, 0o755)
     done = subprocess.run(["/usr/bin/python3", "-c", AS_OTHER, obxd.socket], capture_output=True, text=True,
                           user=nobody.pw_uid, group=nobody.pw_gid, cwd="/")
@@ -104,11 +98,10 @@ def test_other_users_of_the_host_are_only_themselves(tmp_path):
     assert fault(answers[2]) == (9001, "A password is needed")
     # Whoever started the daemon is known without being named in the users file.
     assert identity(obxd.client()) == ("root", True)
-    obxd.close()
 
 
 def test_over_tcp_a_password_is_needed(obxd):
-    client = tcp_client(obxd)
+    client = obxd.tcp_client()
     assert fault(client.login("root")) == (9001, "A password is needed over the network")
     assert fault(client.request("Login")) == (9001, "A login needs a name")
     assert "result" in client.login("admin", "admin")
@@ -147,19 +140,18 @@ def test_an_accepted_token_ends_the_login_of_its_connection(guest):
     assert identity(guest) == ("admin", True)
 
 
-def test_one_ladder_of_roles(tmp_path):
+def test_one_ladder_of_roles(start_obxd, tmp_path):
     """Who may set what a model leaves to the system may also do what methods leave to an administrator."""
     users = tmp_path / "users.json"
     users.write_text(json.dumps({"users": [{"name": "helper", "role": "user", "system_access": True},
                                            {"name": "plain", "role": "user"}, {"name": "chief", "role": "system"}]}))
-    obxd = daemon("--users", str(users))
+    obxd = start_obxd("--users", str(users))
     for name, allowed in (("helper", True), ("plain", False), ("chief", True)):
         client = obxd.client(login=name)
         assert ("result" in client.set("Device.DeviceInfo.Private", name)) == allowed
         assert ("result" in client.request("FactoryReset")) == allowed
         assert "result" in client.request("SaveConfig")
         client.close()
-    obxd.close()
 
 
 def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):
@@ -221,16 +213,15 @@ def test_methods_of_the_device_need_a_role(obxd, guest):
         assert fault(guest.request(method)) == (9001, method + " needs a login as administrator")
 
 
-def test_hashes_are_made_on_the_command_line(tmp_path):
+def test_hashes_are_made_on_the_command_line(start_obxd, tmp_path):
     def hashed(option, text):
         return subprocess.run([harness.OBXD, option], input=text, capture_output=True, text=True).stdout.strip()
 
     users = tmp_path / "users.json"
     users.write_text(json.dumps({"users": [{"name": "ann", "role": "user", "password": hashed("--hash-password", "a:b\n"),
                                             "tokens": [hashed("--hash-token", "t\n")]}]}))
-    obxd = daemon("--users", str(users))
+    obxd = start_obxd("--users", str(users))
     client = obxd.client(login=None)
     assert "result" in client.login("ann", "a:b")
     assert "error" in client.login("admin", "admin")
     assert "result" in client.request("GetParameterValues", {"ParameterNames": ["Device.Users.Note"]}, auth="t")
-    obxd.close()

@@ -7,23 +7,9 @@ import sys
 import pytest
 
 import harness
-from obxd_support import fault
+from harness import fault
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-
-
-@pytest.fixture
-def obxd():
-    running = harness.Obxd()
-    yield running
-    running.close()
-
-
-@pytest.fixture
-def client(obxd):
-    connection = obxd.client()
-    yield connection
-    connection.close()
 
 
 def set_values(client, **values):

@@ -8,21 +8,10 @@ import subprocess
 import pytest
 
 import harness
-from obxd_support import MODEL, certificate, daemon, fault
+from harness import fault
+from certificates import self_signed
 
-
-@pytest.fixture(scope="module")
-def obxd():
-    running = daemon()
-    yield running
-    running.close()
-
-
-@pytest.fixture
-def client(obxd):
-    connection = obxd.client()
-    yield connection
-    connection.close()
+pytestmark = pytest.mark.obxd(*harness.SMALL)
 
 
 def request(id_text, method="GetParameterValues", params='{"ParameterNames":["Device.Users.Note"]}'):
@@ -182,7 +171,7 @@ def test_files_that_do_not_serve(tmp_path):
     broken.write_text("{")
 
     def refused(*args):
-        code, out, err = run("--socket", path, "--model", MODEL, *args)
+        code, out, err = run("--socket", path, "--model", harness.SMALL_MODEL, *args)
         assert code == 1 and out == "" and err.count("\n") == 1 and err.startswith("obxd: "), (code, out, err)
         assert not os.path.exists(path)
         return err
@@ -193,16 +182,16 @@ def test_files_that_do_not_serve(tmp_path):
     assert str(broken) in refused("--model", str(broken))
     assert "/nonexistent/d: No such file or directory" in refused("--state", "/nonexistent/d")
     assert "cannot load the certificate" in refused("--tls-cert", str(broken), "--tls-key", str(broken))
-    cert, key = certificate(str(tmp_path))
+    cert, key = self_signed(str(tmp_path))
     assert "cannot load the key" in refused("--tls-cert", cert, "--tls-key", cert)
-    _, other = certificate(str(tmp_path), "other")
+    _, other = self_signed(str(tmp_path), "other")
     assert "the key does not belong to the certificate" in refused("--tls-cert", cert, "--tls-key", other)
     assert "192.0.2.1:80: " in refused("--listen", "192.0.2.1:80")
 
 
-def test_a_live_socket_is_left_alone_and_a_dead_one_replaced():
-    obxd = daemon()
-    code, _, err = run("--socket", obxd.socket, "--model", MODEL)
+def test_a_live_socket_is_left_alone_and_a_dead_one_replaced(start_obxd):
+    obxd = start_obxd()
+    code, _, err = run("--socket", obxd.socket, "--model", harness.SMALL_MODEL)
     assert (code, err) == (1, "obxd: %s: another daemon serves it\n" % obxd.socket)
     assert obxd.client().get("Device.Users.Note") == "none"
     obxd.kill()
@@ -214,27 +203,26 @@ def test_a_live_socket_is_left_alone_and_a_dead_one_replaced():
     assert not os.path.exists(obxd.socket)
     with open(obxd.socket, "w"):
         pass
-    code, _, err = run("--socket", obxd.socket, "--model", MODEL)
+    code, _, err = run("--socket", obxd.socket, "--model", harness.SMALL_MODEL)
     assert (code, err) == (1, "obxd: %s: exists and is no socket\n" % obxd.socket)
-    obxd.close()
 
 
 @pytest.mark.parametrize("signum", [signal.SIGTERM, signal.SIGINT])
-def test_a_signal_ends_it_with_clients_connected(signum):
-    obxd = daemon("--listen", "127.0.0.1:0")
+def test_a_signal_ends_it_with_clients_connected(start_obxd, signum):
+    obxd = start_obxd("--listen", "127.0.0.1:0")
     client = obxd.client()
     obxd.process.send_signal(signum)
     assert obxd.process.wait(harness.PATIENCE) == 0
     assert client.receive() is None
     assert not os.path.exists(obxd.socket)
     assert obxd.ready_line.startswith("obxd 0.2.1 ready on %s, 127.0.0.1:" % obxd.socket)
-    obxd.close()
 
 
 def test_without_a_state_directory_nothing_stays(tmp_path):
     path = str(tmp_path / "s")
     env = harness.environment(TMPDIR=str(tmp_path))
-    process = subprocess.Popen([harness.OBXD, "--socket", path, "--model", MODEL], stdout=subprocess.PIPE, env=env)
+    process = subprocess.Popen([harness.OBXD, "--socket", path, "--model", harness.SMALL_MODEL],
+                               stdout=subprocess.PIPE, env=env)
     process.stdout.readline()
     assert [name for name in os.listdir(tmp_path) if name.startswith("obxd-")]
     process.terminate()

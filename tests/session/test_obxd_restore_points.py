@@ -6,22 +6,12 @@ import os
 import pytest
 
 import harness
-from obxd_support import back_again, fault
+from harness import fault
+
+pytestmark = pytest.mark.obxd("--reboot-ms", "100")
 
 TABLE = "Device.DeviceInfo.VendorConfigFile."
 NAME = "Device.DeviceInfo.HostName"
-
-
-@pytest.fixture
-def router():
-    running = harness.Obxd("--reboot-ms", "100")
-    yield running
-    running.close()
-
-
-@pytest.fixture
-def client(router):
-    return router.client("root")
 
 
 def save(client, name):
@@ -70,13 +60,13 @@ def test_saving_it_again_makes_no_other(client):
     assert client.get(NAME) == "two"
 
 
-def test_they_outlast_a_reboot_and_a_factory_reset(router, client):
+def test_they_outlast_a_reboot_and_a_factory_reset(obxd, client):
     save(client, "b")
     save(client, "a")
     client.call("Reboot")
     while client.receive():
         pass
-    again = back_again(router)
+    again = obxd.back_again()
     assert rows(again) == {1: "running", 2: "b", 3: "a"}
     again.call("FactoryReset")
     assert rows(again) == {1: "running", 2: "b", 3: "a"}
@@ -84,16 +74,16 @@ def test_they_outlast_a_reboot_and_a_factory_reset(router, client):
     assert rows(again) == {1: "running"}
 
 
-def test_what_cannot_be_restored_is_told(router, client):
+def test_what_cannot_be_restored_is_told(obxd, client):
     assert fault(restore(client, 1)) == (9003, "\"URL\" is missing")
     save(client, "point")
     assert fault(restore(client, 2, FileSize=1))[0] == 9018
-    with open(os.path.join(router.directory, "state", "restore", "point.json"), "w") as file:
+    with open(os.path.join(obxd.directory, "state", "restore", "point.json"), "w") as file:
         file.write("{}")
     assert fault(restore(client, 2)) == (9018, "No configuration file")
     assert fault(client.request("SaveConfig", {"RestorePointName": "running"})) == (
         9003, "There is another configuration file named running")
-    assert "error" in router.client(None).request("Execute", {"Path": TABLE + "2.Restore"})
+    assert "error" in obxd.client(None).request("Execute", {"Path": TABLE + "2.Restore"})
 
 
 def test_its_backup_is_the_restore_point_itself(client, tmp_path):
@@ -106,8 +96,8 @@ def test_its_backup_is_the_restore_point_itself(client, tmp_path):
     assert json.loads((tmp_path / "copy.json").read_text())["config"]["Device"]["DeviceInfo"]["HostName"] == "then"
 
 
-def test_a_user_restores_one_at_the_prompt(router, client):
+def test_a_user_restores_one_at_the_prompt(obxd, client):
     client.set(NAME, "before")
     typed = "save evening\nset :%s=after\ncat :%s*.Name\nexecute :%s2.Restore\ncat :%s\n" % (NAME, TABLE, TABLE, NAME)
-    shown = harness.obxc(daemon=router, stdin=typed).out
+    shown = harness.obxc(daemon=obxd, stdin=typed).out
     assert "'evening'" in shown and "'before'" in shown.rsplit("Status: OK", 1)[1], shown

@@ -5,18 +5,14 @@ import resource
 
 import pytest
 
-from obxd_support import daemon, fault
+import harness
+from harness import fault
+
+pytestmark = pytest.mark.obxd(*harness.SMALL)
 
 HOST = "Device.DeviceInfo.HostName"
 VERSION = "Device.DeviceInfo.SoftwareVersion"
 MODE = "Device.DeviceInfo.DeviceMode"
-
-
-@pytest.fixture
-def obxd():
-    running = daemon()
-    yield running
-    running.close()
 
 
 def path_of(obxd, name):

@@ -7,26 +7,26 @@ import time
 import pytest
 
 import harness
-from obxd_support import certificate, daemon, tcp_client, tcp_port, trusting
+from certificates import context_trusting, self_signed
 
 
 @pytest.fixture(scope="module")
 def served(tmp_path_factory):
     directory = str(tmp_path_factory.mktemp("tls"))
-    cert, key = certificate(directory)
-    obxd = daemon("--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key)
+    cert, key = self_signed(directory)
+    obxd = harness.Obxd(*harness.SMALL, "--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key)
     yield obxd, cert
     obxd.close()
 
 
 def test_the_ready_line_tells(served):
     obxd, _ = served
-    assert obxd.ready_line == "obxd 0.2.1 ready on %s, 127.0.0.1:%d (tls)\n" % (obxd.socket, tcp_port(obxd))
+    assert obxd.ready_line == "obxd 0.2.1 ready on %s, 127.0.0.1:%d (tls)\n" % (obxd.socket, obxd.port())
 
 
 def test_over_tcp(served):
     obxd, cert = served
-    client = tcp_client(obxd, trusting(cert))
+    client = obxd.tcp_client(context_trusting(cert))
     assert "result" in client.login("admin", "admin")
     assert client.get("Device.Users.CurrentUser") == "admin"
     assert client.socket.version() in ("TLSv1.2", "TLSv1.3")
@@ -39,7 +39,7 @@ def test_local_connections_may_speak_tls_or_not(served):
     assert plain.get("Device.Users.CurrentUser") == "root"
     connection = socket.socket(socket.AF_UNIX)
     connection.connect(obxd.socket)
-    client = harness.Client(connection=trusting(cert).wrap_socket(connection, server_hostname="localhost"))
+    client = harness.Client(connection=context_trusting(cert).wrap_socket(connection, server_hostname="localhost"))
     assert "result" in client.login()
     assert client.get("Device.Users.CurrentUser") == "root"
     plain.close()
@@ -48,7 +48,7 @@ def test_local_connections_may_speak_tls_or_not(served):
 
 def test_plain_text_over_tcp_is_not_served(served):
     obxd, _ = served
-    client = tcp_client(obxd)
+    client = obxd.tcp_client()
     client.send({"jsonrpc": "2.0", "id": 1, "method": "Logout"})
     assert client.receive() is None
     assert client.buffer == b"\x15\x03\x03\x00\x02\x02\x46"  # a TLS alert: wrong protocol version
@@ -64,16 +64,16 @@ def test_tls_1_1_is_refused(served):
     context.set_ciphers("ALL:@SECLEVEL=0")
     context.minimum_version = context.maximum_version = ssl.TLSVersion.TLSv1_1
     with pytest.raises((ssl.SSLError, ConnectionError)):
-        tcp_client(obxd, context)
+        obxd.tcp_client(context)
 
 
 def test_large_answers_and_requests_cross_whole(served):
     obxd, cert = served
-    client = tcp_client(obxd, trusting(cert))
+    client = obxd.tcp_client(context_trusting(cert))
     client.login("admin", "admin")
     text = "x" * 3000000
     client.call("JoinGroup", {"Group": 7})
-    sender = tcp_client(obxd, trusting(cert))
+    sender = obxd.tcp_client(context_trusting(cert))
     sender.send({"jsonrpc": "2.0", "method": "Event", "group": 7, "params": text})
     assert client.event()["params"] == text
     # Many requests in one write: several arrive in one TLS record.
@@ -85,12 +85,12 @@ def test_large_answers_and_requests_cross_whole(served):
 
 def test_half_a_handshake_holds_up_nobody(served):
     obxd, cert = served
-    half = socket.create_connection(("127.0.0.1", tcp_port(obxd)))
+    half = socket.create_connection(("127.0.0.1", obxd.port()))
     half.sendall(b"\x16\x03\x01\x02\x00\x01")
-    garbage = socket.create_connection(("127.0.0.1", tcp_port(obxd)))
+    garbage = socket.create_connection(("127.0.0.1", obxd.port()))
     garbage.sendall(b"\x16\x03\x03\x00\x05hello" * 10)
     start = time.monotonic()
-    client = tcp_client(obxd, trusting(cert))
+    client = obxd.tcp_client(context_trusting(cert))
     client.login("admin", "admin")
     assert time.monotonic() - start < 5
     for connection in (half, garbage, client):

@@ -8,8 +8,6 @@ import pytest
 
 import harness
 from harness import ScriptedDaemon, obxc
-from obxd_support import QUICK
-from remote_support import remote_obxd, trusting, url
 
 HOST = "Device.DeviceInfo.HostName"
 USER = "Device.Users.CurrentUser"
@@ -19,25 +17,25 @@ GONE = r"\[-[457]\] (No such socket|Connection refused|Connection closed by the 
 class Way:
     """How a person reaches the device: near as the system's user, afar over TLS with a password or a token."""
 
-    def __init__(self, name, house, certificate, *options):
-        self.daemon = remote_obxd(*options, tls=certificate)
-        self.env = trusting(house)
+    def __init__(self, name, authority, certificate, *options):
+        self.daemon = harness.remote_obxd(*options, tls=certificate)
+        self.env = authority.environment()
         self.user = "root" if name == "near" else "admin"
         self.args = ["-u", self.daemon.socket]
         if name != "near":
             credentials = "admin:admin" if name == "afar" else "admin-token"
-            self.args = ["-u", url(self.daemon), "--ssl", "-a", credentials]
+            self.args = ["-u", self.daemon.url(), "--ssl", "-a", credentials]
 
     def obxc(self, *words):
         return obxc(*self.args, *words, env=self.env)
 
 
 @pytest.fixture(params=["near", "afar", "token"])
-def way(request, house, certificate):
+def way(request, authority, certificate):
     made = []
 
     def start(*options):
-        made.append(Way(request.param, house, certificate, *options))
+        made.append(Way(request.param, authority, certificate, *options))
         return made[-1]
 
     yield start
@@ -53,7 +51,7 @@ def written(directory, text):
 
 
 def test_the_shell_ends_with_its_events(way, terminal):
-    to = way(*QUICK)
+    to = way(*harness.QUICK)
     shell = terminal(*to.args, env=to.env)
     shell.prompt()
     shell.send("reboot\r")

@@ -1,7 +1,6 @@
 """The daemon from afar: obxc over TCP, with and without TLS."""
 
 import re
-import shutil
 import socket
 import threading
 import time
@@ -9,29 +8,22 @@ import time
 import pytest
 
 import harness
+from certificates import Authority
 from harness import obxc
-from remote_support import Authority, remote_obxd, trusting, url
 
 UP_TIME = "Device.DeviceInfo.UpTime"
 
 
 @pytest.fixture(scope="module")
-def authority():
-    directory = harness.temp_dir()
-    yield Authority(directory, "house")
-    shutil.rmtree(directory, ignore_errors=True)
-
-
-@pytest.fixture(scope="module")
 def secure(authority):
-    daemon = remote_obxd(tls=authority.issue("good"))
+    daemon = harness.remote_obxd(tls=authority.issue("good"))
     yield daemon
     daemon.close()
 
 
 @pytest.fixture(scope="module")
 def plain():
-    daemon = remote_obxd()
+    daemon = harness.remote_obxd()
     yield daemon
     daemon.close()
 
@@ -44,20 +36,20 @@ def refused(done, text, connection="requests"):
 
 @pytest.mark.parametrize("host", ["127.0.0.1", "localhost"])
 def test_a_request_over_tls(secure, authority, host):
-    done = obxc("-u", url(secure, host), "--ssl", "-a", "admin:admin", "-r", "get", UP_TIME, env=trusting(authority))
+    done = obxc("-u", secure.url(host), "--ssl", "-a", "admin:admin", "-r", "get", UP_TIME, env=authority.environment())
     assert re.fullmatch(r" = \d+\n", done.out) and done.status == 0
-    done = obxc("-u", url(secure, host), "--ssl", "-a", "admin:admin", "-r", "get", "Device.Users.CurrentUser",
-                env=trusting(authority))
+    done = obxc("-u", secure.url(host), "--ssl", "-a", "admin:admin", "-r", "get", "Device.Users.CurrentUser",
+                env=authority.environment())
     assert done.out == " = 'admin'\n"
 
 
 def test_a_request_in_plain_text(plain):
-    done = obxc("-u", url(plain), "-a", "admin:admin", "-r", "get", "Device.Users.CurrentUser")
+    done = obxc("-u", plain.url(), "-a", "admin:admin", "-r", "get", "Device.Users.CurrentUser")
     assert (done.out, done.status) == (" = 'admin'\n", 0)
 
 
 def test_a_wrong_password(secure, authority):
-    done = obxc("-u", url(secure), "--ssl", "-a", "admin:wrong", "-r", "get", UP_TIME, env=trusting(authority))
+    done = obxc("-u", secure.url(), "--ssl", "-a", "admin:wrong", "-r", "get", UP_TIME, env=authority.environment())
     assert done.status == 1 and done.out.count("\n") <= 1 and " = " not in done.out
 
 
@@ -67,13 +59,13 @@ CREDENTIALS = pytest.mark.parametrize("credentials", [(), ("-a", "admin:admin")]
 @CREDENTIALS
 def test_a_certificate_of_somebody_else(secure, tmp_path, credentials):
     stranger = Authority(str(tmp_path), "stranger")
-    done = obxc("-u", url(secure), "--ssl", *credentials, "-r", "get", UP_TIME, env=trusting(stranger))
+    done = obxc("-u", secure.url(), "--ssl", *credentials, "-r", "get", UP_TIME, env=stranger.environment())
     refused(done, "the certificate is not signed by a trusted authority")
 
 
 def test_without_trusted_certificates(secure):
     env = harness.environment(OBX_CA_FILE="/nonexistent")
-    done = obxc("-u", url(secure), "--ssl", "-r", "get", UP_TIME, env=env)
+    done = obxc("-u", secure.url(), "--ssl", "-r", "get", UP_TIME, env=env)
     refused(done, "no trusted certificates in /nonexistent")
 
 
@@ -83,9 +75,9 @@ def test_without_trusted_certificates(secure):
     ("elsewhere", {"names": "DNS:router.example,IP:192.0.2.1"}, "the certificate is not for the host 127.0.0.1"),
 ])
 def test_certificates_that_do_not_fit(authority, credentials, name, options, text):
-    daemon = remote_obxd(tls=authority.issue(name, **options))
+    daemon = harness.remote_obxd(tls=authority.issue(name, **options))
     try:
-        done = obxc("-u", url(daemon), "--ssl", *credentials, "-r", "get", UP_TIME, env=trusting(authority))
+        done = obxc("-u", daemon.url(), "--ssl", *credentials, "-r", "get", UP_TIME, env=authority.environment())
     finally:
         daemon.close()
     refused(done, text)
@@ -93,9 +85,9 @@ def test_certificates_that_do_not_fit(authority, credentials, name, options, tex
 
 @CREDENTIALS
 def test_tls_to_a_daemon_without_it(plain, authority, credentials):
-    done = obxc("-u", url(plain), "--ssl", *credentials, "-r", "get", UP_TIME, env=trusting(authority))
+    done = obxc("-u", plain.url(), "--ssl", *credentials, "-r", "get", UP_TIME, env=authority.environment())
     refused(done, "the other side does not speak TLS")
-    done = obxc("--ssl", *credentials, "-r", "get", UP_TIME, daemon=plain, env=trusting(authority))
+    done = obxc("--ssl", *credentials, "-r", "get", UP_TIME, daemon=plain, env=authority.environment())
     refused(done, "the other side does not speak TLS")
 
 
@@ -115,14 +107,14 @@ def test_tls_to_a_daemon_without_it(plain, authority, credentials):
 ])
 def test_plain_text_to_a_daemon_with_tls(secure, words, connection):
     """It comes out with the first exchange, and is told like a connection that fails."""
-    refused(obxc("-u", url(secure), *words), "the other side speaks TLS", connection)
+    refused(obxc("-u", secure.url(), *words), "the other side speaks TLS", connection)
 
 
 @pytest.mark.parametrize("tls", [(), ("--ssl",)])
 def test_nobody_listens(authority, tls):
     with socket.create_server(("127.0.0.1", 0)) as listener:
         port = listener.getsockname()[1]
-    done = obxc("-u", "tcp://127.0.0.1:%d" % port, *tls, "-r", "get", UP_TIME, env=trusting(authority))
+    done = obxc("-u", "tcp://127.0.0.1:%d" % port, *tls, "-r", "get", UP_TIME, env=authority.environment())
     assert (done.out, done.status) == ("Cannot connect to obxd(requests) - Connection refused(-4)\n", 1)
 
 
@@ -131,7 +123,7 @@ def test_a_server_that_never_answers_the_handshake(authority):
     with socket.create_server(("127.0.0.1", 0)) as listener:
         start = time.monotonic()
         done = obxc("-u", "tcp://127.0.0.1:%d" % listener.getsockname()[1], "--ssl", "-r", "get", UP_TIME,
-                    env=trusting(authority))
+                    env=authority.environment())
         seconds = time.monotonic() - start
     assert done.out.startswith("Cannot connect to obxd(requests) - ") and "(-11)" in done.out and done.status == 1
     assert 4.5 < seconds < 7.5
@@ -148,23 +140,23 @@ def test_a_server_that_hangs_up_during_the_handshake(authority):
 
         threading.Thread(target=hang_up, daemon=True).start()
         done = obxc("-u", "tcp://127.0.0.1:%d" % listener.getsockname()[1], "--ssl", "-r", "get", UP_TIME,
-                    env=trusting(authority))
+                    env=authority.environment())
     refused(done, "the daemon closed the connection during the TLS handshake (does it speak TLS?)")
 
 
 def test_nobody_is_logged_in_by_default(secure, authority, terminal, directory):
-    shell = terminal("-u", url(secure), "--ssl", env=trusting(authority))
+    shell = terminal("-u", secure.url(), "--ssl", env=authority.environment())
     assert shell.prompt() == "obxc:>"
     assert shell.run("cat Device.Users.CurrentUser") == " = ''"
     script = directory + "/script"
     with open(script, "w") as file:
         file.write("get Device.Users.CurrentUser\n")
-    done = obxc("-u", url(secure), "--ssl", "-s", script, env=trusting(authority))
+    done = obxc("-u", secure.url(), "--ssl", "-s", script, env=authority.environment())
     assert done.out == " = ''\n"
 
 
 def test_the_shell_over_tls_with_events(secure, authority, terminal):
-    shell = terminal("-u", url(secure), "--ssl", "-a", "admin:admin", "-g", "7", env=trusting(authority))
+    shell = terminal("-u", secure.url(), "--ssl", "-a", "admin:admin", "-g", "7", env=authority.environment())
     assert shell.prompt() == "admin@obxc:>"
     sender = secure.client()
     shell.send("cat Device.Users.Curr")
@@ -195,7 +187,7 @@ def test_the_shell_over_tls_with_events(secure, authority, terminal):
 
 def test_a_large_answer_over_tls(secure, authority):
     words = ("-a", "admin:admin", "-r", "get", "Device.")
-    afar = obxc("-u", url(secure), "--ssl", *words, env=trusting(authority))
+    afar = obxc("-u", secure.url(), "--ssl", *words, env=authority.environment())
     near = obxc(*words, daemon=secure)
     names = [line.split(" = ")[0] for line in afar.out.splitlines()]
     assert len(names) > 200 and names == [line.split(" = ")[0] for line in near.out.splitlines()]

@@ -1,6 +1,7 @@
 """Whole jobs that people do with a router, and what goes wrong around a shell."""
 
 import os
+import subprocess
 
 import pytest
 
@@ -109,7 +110,7 @@ def test_output_and_input_that_are_gone(shared_obxd, options, redirection):
     line = "echo 'cat Device.' | \"$0\" -u \"$1\" %s %s" % (options, redirection)
     if redirection == "<&-":
         line = '"$0" -u "$1" %s %s' % (options, redirection)
-    done = harness.subprocess.run(["sh", "-c", line, harness.OBXC, shared_obxd.socket], capture_output=True,
+    done = subprocess.run(["sh", "-c", line, harness.OBXC, shared_obxd.socket], capture_output=True,
                                   env=harness.environment(leaks=False), timeout=harness.PATIENCE)
     harness.check_sanitizers(done.stderr)
     assert done.returncode in (0, 1, 255), done

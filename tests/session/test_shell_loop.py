@@ -12,7 +12,6 @@ import pytest
 
 import harness
 from harness import ScriptedDaemon, obxc
-from shell_support import event_on
 
 BANNER = """Ombrix Management System client.
 ***
@@ -132,7 +131,7 @@ def test_the_history_outlives_the_shell(daemon, terminal, keys):
 def test_an_event_while_a_line_is_typed(session):
     session.send("kolor hi")
     session.wait_line(r".*> kolor hi")
-    event_on(session.daemon, 1, 7, {"Name": "x", "List": [1]})
+    session.daemon.send_event(7, {"Name": "x", "List": [1]}, on=1)
     session.wait_for(r'^EVENT 7:\n\{\n    "Name": "x",\n    "List": \[\n        1\n    \]\n\}\n')
     session.wait_line(r".*> kolor hi")
     session.send("nt\r")
@@ -140,7 +139,7 @@ def test_an_event_while_a_line_is_typed(session):
 
 
 def test_an_event_on_the_requests_connection(session):
-    event_on(session.daemon, 0, 2, "text")
+    session.daemon.send_event(2, "text", on=0)
     session.wait_for(r'^EVENT 2:\n"text"\n')
     session.prompt()
 
@@ -191,7 +190,7 @@ def test_the_terminal_never_shows_keys_by_itself_while_events_come(session):
 
 
 def test_text_of_an_event_does_not_steer_the_terminal(session):
-    event_on(session.daemon, 1, 7, {"Name": "a\u009b31mb\x7fc"})
+    session.daemon.send_event(7, {"Name": "a\u009b31mb\x7fc"}, on=1)
     session.wait_for(r"EVENT 7:")
     session.settle()
     assert b"\xc2\x9b" not in session.raw and b"\x7f" not in session.raw
@@ -201,7 +200,7 @@ def test_text_of_an_event_does_not_steer_the_terminal(session):
 def test_events_while_a_command_runs_come_afterwards(session):
     session.send("sh sleep 0.3\r")
     session.read(0.1)
-    event_on(session.daemon, 1, 7, "later")
+    session.daemon.send_event(7, "later", on=1)
     session.wait_for('^EVENT 7:\n"later"')
     session.prompt()
 

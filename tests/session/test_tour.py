@@ -1,5 +1,6 @@
 """A person at the shell of a router: logs in, walks the model, reads it, while others work on it."""
 
+import json
 import re
 
 import harness
@@ -102,10 +103,10 @@ def test_raw_requests(shared_obxd):
     end = obxc("--raw", '{"jsonrpc":"2.0","id":5,"method":"GetParameterNames",'
                '"params":{"ParameterPath":".","NextLevel":true}}', daemon=shared_obxd)
     assert end.status == 0
-    shown = harness.json.loads(end.out[3:])
+    shown = json.loads(end.out[3:])
     assert shown["id"] == 5 and "Device." in [e["Name"] for e in shown["result"]["ParameterList"]]
     end = obxc("--raw", '{"jsonrpc":"2.0","id":5,"method":"NoSuchMethod"}', daemon=shared_obxd)
-    assert end.status == harness.json.loads(end.out[3:])["error"]["code"] & 255 != 0
+    assert end.status == json.loads(end.out[3:])["error"]["code"] & 255 != 0
 
 
 def test_the_shell_in_a_pipe_is_plain_text(shared_obxd):

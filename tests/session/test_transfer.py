@@ -11,7 +11,6 @@ import pytest
 
 import harness
 from harness import ScriptedDaemon, obxc
-from shell_support import modes
 
 DOWNLOAD = "syntax: %s <firmware|config|file> <path_to_file> [<target_file_name>]\n"
 UPLOAD = "syntax: upload config <remote_url> [<target_file_name>]\n"
@@ -256,7 +255,7 @@ def test_keys_during_the_flashing_wait_for_the_prompt(scripted, terminal, local_
     assert shell.end() == 0
     lines = shell.text().split("\n")
     assert re.fullmatch(r"Flashing: \[#+\] 100%[*@]?", lines[0]) and lines[1:] == ["Status: OK", "ab"]
-    assert modes(shell) == (True, True)
+    assert shell.modes() == (True, True)
 
 
 def test_ctrl_c_during_the_flashing_gives_the_keys_to_the_shell(scripted, terminal, local_file):
@@ -264,7 +263,7 @@ def test_ctrl_c_during_the_flashing_gives_the_keys_to_the_shell(scripted, termin
     shell.prompt()
     shell.send("upgrade '%s'\r" % local_file)
     shell.wait_line(r"Flashing: \[.* +3%.*")
-    assert modes(shell) == (False, True)
+    assert shell.modes() == (False, True)
     shell.interrupt()
     shell.prompt()
     shell.send("sh stty -a | grep -ow -e -echo -e echo\r")

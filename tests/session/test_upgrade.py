@@ -1,6 +1,7 @@
 """Firmware and other transfers with the real daemon to the end: over the local socket, and over TLS, where the
 program serves the file to the daemon."""
 
+import json
 import os
 import re
 import signal
@@ -8,10 +9,7 @@ import signal
 import pytest
 
 import harness
-from harness import obxc
-from obxd_support import QUICK, make_image
-from remote_support import remote_obxd, trusting, url
-from shell_support import modes
+from harness import make_image, obxc
 
 HOST = "Device.DeviceInfo.HostName"
 VERSION = "Device.DeviceInfo.SoftwareVersion"
@@ -23,14 +21,14 @@ FLASHED = r"Flashing: [*@]*@[*@]*\nStatus: OK\n"
 class Router:
     """The device, near or afar. A change of its configuration was saved."""
 
-    def __init__(self, house, certificate, afar):
-        self.house = house
+    def __init__(self, authority, certificate, afar):
+        self.house = authority
         self.afar = afar
-        self.daemon = remote_obxd(*QUICK, tls=certificate)
-        self.env = trusting(house)
+        self.daemon = harness.remote_obxd(*harness.QUICK, tls=certificate)
+        self.env = authority.environment()
         self.args = ["-u", self.daemon.socket, "-a", "root:"]
         if afar:
-            self.args = ["-u", url(self.daemon), "--ssl", "-a", "admin:admin"]
+            self.args = ["-u", self.daemon.url(), "--ssl", "-a", "admin:admin"]
         client = self.daemon.client()
         assert client.get(VERSION) == CURRENT
         self.default_host = client.get(HOST)
@@ -66,8 +64,8 @@ class Router:
 
 
 @pytest.fixture(params=["near", "afar"])
-def router(request, house, certificate):
-    made = Router(house, certificate, request.param == "afar")
+def router(request, authority, certificate):
+    made = Router(authority, certificate, request.param == "afar")
     yield made
     made.close()
 
@@ -137,9 +135,9 @@ def test_ctrl_c_at_the_question_leaves_the_device_as_it_is(router, terminal):
     assert shell.run("save") == "Status: OK"
 
 
-def test_the_question_is_not_the_shells_line(house, certificate, terminal):
+def test_the_question_is_not_the_shells_line(authority, certificate, terminal):
     """No hints, no completion of commands, and Tab takes Ctrl-C's meaning away from nobody."""
-    router = Router(house, certificate, False)
+    router = Router(authority, certificate, False)
     shell = terminal(*router.args, env=router.env)
     shell.prompt()
     shell.send("upgrade %s\r" % router.image("4.0"))
@@ -160,28 +158,28 @@ def test_the_question_is_not_the_shells_line(house, certificate, terminal):
 
 
 @pytest.mark.parametrize("mode", ["-r", "-s"])
-def test_ctrl_c_at_the_question_of_a_one_shot_ends_it(house, certificate, terminal, mode):
+def test_ctrl_c_at_the_question_of_a_one_shot_ends_it(authority, certificate, terminal, mode):
     """As in any other wait: by the signal, with nothing flashed and the terminal in line mode."""
-    router = Router(house, certificate, False)
+    router = Router(authority, certificate, False)
     image = router.image("4.0")
-    script = os.path.join(house.directory, "upgrade.obxc")
+    script = os.path.join(authority.directory, "upgrade.obxc")
     with open(script, "w") as file:
         file.write("upgrade %s\necho after\n" % image)
     words = ["-r", "upgrade", image] if mode == "-r" else ["--script=" + script]
     one_shot = terminal(*router.args, *words, env=router.env)
     one_shot.wait_line(QUESTION)
-    assert modes(one_shot) == (False, False)
+    assert one_shot.modes() == (False, False)
     one_shot.interrupt()
     assert one_shot.end() == -signal.SIGINT
     assert re.fullmatch(r"Major upgrade\.\.\.\n%s \^C" % QUESTION, one_shot.text())
-    assert modes(one_shot) == (True, True)
+    assert one_shot.modes() == (True, True)
     assert router.witness.get(VERSION) == CURRENT
     assert b"after" not in one_shot.raw
     router.close()
 
 
-def test_a_hang_up_at_the_question_is_no_answer(house, certificate, terminal):
-    router = Router(house, certificate, False)
+def test_a_hang_up_at_the_question_is_no_answer(authority, certificate, terminal):
+    router = Router(authority, certificate, False)
     image = router.image("4.0")
     for words in ([], ["-r", "upgrade", image]):
         asking = terminal(*router.args, *words, env=router.env)
@@ -198,8 +196,8 @@ def test_a_hang_up_at_the_question_is_no_answer(house, certificate, terminal):
     router.close()
 
 
-def test_the_question_is_seen_although_the_output_goes_elsewhere(house, certificate, terminal):
-    router = Router(house, certificate, False)
+def test_the_question_is_seen_although_the_output_goes_elsewhere(authority, certificate, terminal):
+    router = Router(authority, certificate, False)
     command = [harness.OBXC] + router.args + ["-r", "upgrade", router.image("4.0")]
     piped = terminal(command=["sh", "-c", '"$@" | cat >/dev/null', "sh"] + command, env=router.env)
     piped.wait_line(QUESTION)
@@ -221,17 +219,17 @@ def test_the_question_is_seen_although_the_output_goes_elsewhere(house, certific
     ("y\n", "Resetting config...\nStatus: OK\nFlashing: [*@]+\nStatus: OK\n"),
     ("n\n", "Flashing: [*@]+\nStatus: OK\n"), ("", "Flashing: [*@]+\nStatus: OK\n"),
 ])
-def test_the_question_to_a_program(house, certificate, stdin, ending):
+def test_the_question_to_a_program(authority, certificate, stdin, ending):
     """Whoever answers through a pipe sees what it answers."""
-    router = Router(house, certificate, False)
+    router = Router(authority, certificate, False)
     done = obxc(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env, stdin=stdin)
     assert re.fullmatch(r"Major upgrade\.\.\.\n%s \n%s" % (QUESTION, ending), done.out), done
     assert (done.err, done.status) == ("", 0)
     router.close()
 
 
-def test_ctrl_c_during_the_flashing_leaves_only_the_display(house, certificate, terminal):
-    router = Router(house, certificate, True)
+def test_ctrl_c_during_the_flashing_leaves_only_the_display(authority, certificate, terminal):
+    router = Router(authority, certificate, True)
     shell = terminal(*router.args, env=router.env)
     shell.prompt()
     shell.send("upgrade %s\r" % router.image("3.5.1"))
@@ -249,9 +247,9 @@ def slow_daemon(*args):
 
 
 @pytest.mark.parametrize("shell_used", [False, True])
-def test_flashing_that_is_cut_off_is_told(house, terminal, shell_used):
+def test_flashing_that_is_cut_off_is_told(authority, terminal, shell_used):
     daemon = slow_daemon()
-    image = make_image(house.directory, "3.5.0")
+    image = make_image(authority.directory, "3.5.0")
     upgrading = terminal("-u", daemon.socket, "-a", "root:", *([] if shell_used else ["-r", "upgrade", image]))
     if shell_used:
         upgrading.prompt()
@@ -266,8 +264,8 @@ def test_flashing_that_is_cut_off_is_told(house, terminal, shell_used):
     daemon.close()
 
 
-def test_anothers_image_is_flashed_while_one_waits_at_the_question(house, certificate, terminal):
-    router = Router(house, certificate, False)
+def test_anothers_image_is_flashed_while_one_waits_at_the_question(authority, certificate, terminal):
+    router = Router(authority, certificate, False)
     waiting = terminal(*router.args, "-r", "upgrade", router.image("4.0"), env=router.env)
     waiting.wait_line(QUESTION)
     assert router.obxc("-r", "upgrade", router.image("3.5")).status == 0
@@ -279,11 +277,11 @@ def test_anothers_image_is_flashed_while_one_waits_at_the_question(house, certif
     router.close()
 
 
-def test_an_order_while_anothers_image_is_flashed(house, terminal):
+def test_an_order_while_anothers_image_is_flashed(authority, terminal):
     daemon = slow_daemon()
-    waiting = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(house.directory, "4.0"))
+    waiting = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(authority.directory, "4.0"))
     waiting.wait_line(QUESTION)
-    other = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(house.directory, "3.5"))
+    other = terminal("-u", daemon.socket, "-a", "root:", "-r", "upgrade", make_image(authority.directory, "3.5"))
     other.wait_for(r"^Flashing: \[")
     waiting.send("n\r")
     assert waiting.end() == 1
@@ -293,8 +291,8 @@ def test_an_order_while_anothers_image_is_flashed(house, terminal):
     daemon.close()
 
 
-def test_another_products_firmware_resets_the_configuration(house, certificate):
-    router = Router(house, certificate, False)
+def test_another_products_firmware_resets_the_configuration(authority, certificate):
+    router = Router(authority, certificate, False)
     assert router.obxc("-r", "upgrade", router.image("ROUTER-3.5")).status == 0
     assert router.rebooted() == ("ROUTER-3.5", "kept")
     router.witness = router.daemon.client()
@@ -340,9 +338,9 @@ def test_an_empty_image(router):
     ("http://192.0.2.1/image", 9013), ("tftp://192.0.2.1/image", 9013),
 ])
 @pytest.mark.parametrize("kind", ["firmware", "config", "file"])
-def test_urls_that_are_refused(house, certificate, kind, path, code):
+def test_urls_that_are_refused(authority, certificate, kind, path, code):
     for afar in (False, True):
-        router = Router(house, certificate, afar)
+        router = Router(authority, certificate, afar)
         done = router.obxc("-r", "download", kind, path, "name")
         assert re.fullmatch(r"\[%d\] .+\n" % code, done.out), done
         assert done.status == 255
@@ -353,7 +351,7 @@ def test_a_digest_that_does_not_fit(router):
     image = router.image("5.0")
     message = {"jsonrpc": "2.0", "id": 1, "method": "Download",
                "params": {"FileType": "Firmware", "URL": "file://" + image, "MD5": "0" * 32, "NeedPreUpdate": True}}
-    done = router.obxc("--raw", harness.json.dumps(message))
+    done = router.obxc("--raw", json.dumps(message))
     assert '"code": 9018' in done.out
     assert done.status == 9018 % 256
 

@@ -5,7 +5,6 @@ import threading
 import time
 
 from harness import obxc
-from shell_support import event_on
 
 NOTE = r"Waiting for the daemon \(%s\)\. Ctrl-C leaves\."
 
@@ -125,7 +124,7 @@ def flood(daemon, group, count, size, method="SaveConfig"):
     def answer(request, connection):
         if request["method"] == method:
             for number in range(count):
-                event_on(daemon, 1, group, {"number": number, "text": "e" * size})
+                daemon.send_event(group, {"number": number, "text": "e" * size}, on=1)
         return daemon.result({})
     daemon.answer = answer
 

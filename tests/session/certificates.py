@@ -1,10 +1,10 @@
-"""A daemon afar: certificates, and obxd on TCP behind them."""
+"""Certificates of daemons afar, and who trusts them."""
 
 import os
+import ssl
 import subprocess
 
 import harness
-from obxd_support import tcp_port
 
 NEW_KEY = ["openssl", "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"]
 
@@ -15,8 +15,8 @@ class Authority:
     def __init__(self, directory, name):
         self.directory = directory
         self.cert, self.key = self._files(name)
-        subprocess.run(NEW_KEY + ["-x509", "-keyout", self.key, "-out", self.cert, "-days", "2", "-subj", "/CN=" + name],
-                       check=True, capture_output=True)
+        subprocess.run(NEW_KEY + ["-x509", "-keyout", self.key, "-out", self.cert, "-days", "2",
+                                  "-subj", "/CN=" + name], check=True, capture_output=True)
 
     def _files(self, name):
         return tuple(os.path.join(self.directory, name + end) for end in (".crt", ".key"))
@@ -33,18 +33,20 @@ class Authority:
                        check=True, capture_output=True)
         return cert, key
 
-
-def remote_obxd(*args, tls=None, **options):
-    """obxd on a TCP port of the loopback address, with TLS when `tls` is (certificate, key)."""
-    if tls:
-        args += ("--tls-cert", tls[0], "--tls-key", tls[1])
-    return harness.Obxd("--listen", "127.0.0.1:0", *args, **options)
+    def environment(self, **extra):
+        """The environment of an obxc that trusts this authority."""
+        return harness.environment(OBX_CA_FILE=self.cert, **extra)
 
 
-def url(daemon, host="127.0.0.1"):
-    return "tcp://%s:%d" % (host, tcp_port(daemon))
+def self_signed(directory, name="obxd"):
+    """A self-signed certificate for localhost: (certificate file, key file)."""
+    cert, key = (os.path.join(directory, name + end) for end in (".crt", ".key"))
+    subprocess.run(NEW_KEY + ["-x509", "-keyout", key, "-out", cert, "-days", "2", "-subj", "/CN=localhost",
+                              "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"],
+                   check=True, capture_output=True)
+    return cert, key
 
 
-def trusting(authority, **extra):
-    """The environment of an obxc that trusts this authority."""
-    return harness.environment(OBX_CA_FILE=authority.cert, **extra)
+def context_trusting(cert):
+    """A TLS context that accepts just this certificate."""
+    return ssl.create_default_context(cafile=cert)

@@ -1,0 +1,14 @@
+"""What session tests are made of: obxd, a scripted daemon, obxc run to its end, and obxc on a pseudo-terminal.
+
+    def test_pwd(shell):                       # fixtures are in conftest.py: obxd, shell, terminal, scripted, ...
+        assert shell.run("pwd") == ":"
+
+Everything lives in a private directory, the history files of a shell too, so tests run side by side.
+Waiting is always for something that can be seen; a time-out fails the test and shows the screen as it was.
+"""
+
+from .client import Client, fault
+from .daemons import QUICK, SMALL, SMALL_MODEL, Obxd, ScriptedDaemon, make_image, remote_obxd
+from .programs import (BUILD, OBXC, OBXD, PATIENCE, SANITIZED, SHELL, SOURCE, TREE_MODULES, Finished, SessionFailure,
+                       check_sanitizers, environment, obxc, runs, temp_dir, wait_until)
+from .terminal import PROMPT, Terminal
