@@ -167,7 +167,7 @@ def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):
     other.close()
 
 
-def test_an_unknown_user_takes_as_long_as_a_wrong_password(tmp_path):
+def test_an_unknown_user_takes_as_long_as_a_wrong_password(start_obxd, tmp_path):
     """So that nobody learns from the time which users there are. This hash takes long to check."""
     users = tmp_path / "users.json"
     users.write_text(json.dumps({"users": [
@@ -175,7 +175,7 @@ def test_an_unknown_user_takes_as_long_as_a_wrong_password(tmp_path):
         {"name": "ann", "role": "user", "password":
             "$6$rounds=200000$saltsalt$KIxokzdpd7LKAYpcFF2gzdBmn/H5QW5uzr"
             "QTMGe5wOOY04iJwz7bq6VsrGlmj40xZRvV///sdvBQWCaURFvL61"}]}))
-    obxd = daemon("--users", str(users))
+    obxd = start_obxd("--users", str(users))
 
     def check_time(name):
         times = []
@@ -192,7 +192,6 @@ def test_an_unknown_user_takes_as_long_as_a_wrong_password(tmp_path):
     for name in ("nobody at all", "root"):
         assert check_time(name) > known / 3
     assert "result" in obxd.client(login=None).login("ann", "secret")
-    obxd.close()
 
 
 def test_a_client_that_leaves_during_its_login(obxd):
