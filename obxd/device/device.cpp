@@ -106,7 +106,7 @@ void boot(Device& device) {
     device.progress = 0;
     device.upgrade_status = UPGRADE_REST;
     device.refused.clear();
-    device.counter_base.clear();
+    device.live.base.clear();
     device_apply(device);
     journal_add(device.journal, "booted, firmware %s", device.version.c_str());
 }

@@ -50,6 +50,19 @@ struct Transaction {
     std::string version;
 };
 
+/// Counters of an interface, in the order of the system's table.
+using Counters = std::array<uint64_t, 16>;
+
+/// What values that are computed when they are read need from one reading to the next.
+struct LiveState {
+    std::map<std::string, Counters> base;        ///< counted from, by the interface's path
+    std::map<std::string, Counters> interfaces;  ///< the system's table as it was last read
+    int64_t interfaces_read = 0;                 ///< when that was (ms); 0: never
+    uint64_t cpu_total = 0;                      ///< ticks of the processors at the last reading
+    uint64_t cpu_idle = 0;
+    int cpu_usage = 0;  ///< per cent
+};
+
 struct Device {
     Loop& loop;
     Store& store;
@@ -57,7 +70,7 @@ struct Device {
     DeviceOptions options;
     std::function<void()> go_down;            ///< closes all connections, and lets nobody connect
     std::function<void()> come_up;            ///< lets clients connect again
-    std::function<void(json_t* event)> tell;  ///< sends an event to who wants the device's; takes it over
+    std::function<void(json_t* event)> tell;  ///< sends an event of the device; takes it over
 
     Asker asker;
     Journal journal;
@@ -77,9 +90,7 @@ struct Device {
     std::set<uint64_t> refused;
     uint64_t files = 0;  ///< numbers temporary files
     Transaction transaction;
-    /// Interface counters (in the order of the system's table) from which is counted, by the interface's
-    /// path.
-    std::map<std::string, std::array<uint64_t, 16>> counter_base;
+    LiveState live;
     std::map<uint32_t, std::string> restore_points;  ///< by their rows in the table of configuration files
 };
 

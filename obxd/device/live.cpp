@@ -15,8 +15,6 @@ namespace obxd {
 
 namespace {
 
-using Counters = std::array<uint64_t, 16>;
-
 constexpr int64_t COUNTERS_FRESH_MS = 50;  // one reading of the system's table serves a whole request
 
 /// Parameters of a Stats object and the columns of /proc/net/dev that are added up for them.
@@ -69,33 +67,33 @@ std::map<std::string, Counters> parse_net_dev(const std::string& text) {
     return table;
 }
 
-const std::map<std::string, Counters>& net_dev() {
-    static std::map<std::string, Counters> table;
-    static int64_t read_at = -COUNTERS_FRESH_MS;
-    if (now_ms() - read_at < COUNTERS_FRESH_MS) return table;
-    read_at = now_ms();
-    table = parse_net_dev(system_text("/proc/net/dev"));
-    return table;
+const std::map<std::string, Counters>& net_dev(LiveState& live) {
+    int64_t now = now_ms();
+    if (live.interfaces_read == 0 || now - live.interfaces_read >= COUNTERS_FRESH_MS) {
+        live.interfaces = parse_net_dev(system_text("/proc/net/dev"));
+        live.interfaces_read = now;
+    }
+    return live.interfaces;
 }
 
 // The host's interface behind "Device.X.Interface.1.Stats[.BytesSent]"; null when the host has none so named.
-const Counters* host_counters(Store& store, const std::string& path, std::string& interface) {
+const Counters* host_counters(Device& device, const std::string& path, std::string& interface) {
     size_t stats = path.rfind(".Stats");
     if (stats == std::string::npos) return nullptr;
     interface = path.substr(0, stats);
-    const char* name = json_string_value(store.value(interface + ".Name"));
+    const char* name = json_string_value(device.store.value(interface + ".Name"));
     if (!name) return nullptr;
-    const auto& table = net_dev();
+    const auto& table = net_dev(device.live);
     auto found = table.find(name);
     return found == table.end() ? nullptr : &found->second;
 }
 
 json_t* read_counter(Device& device, const std::string& path, size_t column) {
     std::string interface;
-    const Counters* now = host_counters(device.store, path, interface);
+    const Counters* now = host_counters(device, path, interface);
     if (!now) return nullptr;
-    auto base = device.counter_base.find(interface);
-    uint64_t before = base == device.counter_base.end() ? 0 : base->second[column];
+    auto base = device.live.base.find(interface);
+    uint64_t before = base == device.live.base.end() ? 0 : base->second[column];
     uint64_t value = (*now)[column];
     return json_integer(static_cast<json_int_t>(value >= before ? value - before : value));
 }
@@ -107,10 +105,7 @@ int64_t meminfo_kib(const char* field) {
 }
 
 // Use of the processors since the last reading, per cent.
-int cpu_usage() {
-    static uint64_t last_total = 0;
-    static uint64_t last_idle = 0;
-    static int last_usage = 0;
+int cpu_usage(LiveState& live) {
     unsigned long long parts[8] = {};
     std::string text = system_text("/proc/stat");
     sscanf(text.c_str(), "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &parts[0], &parts[1], &parts[2],
@@ -118,12 +113,12 @@ int cpu_usage() {
     uint64_t total = 0;
     for (unsigned long long part : parts) total += part;
     uint64_t idle = parts[3] + parts[4];
-    if (total - last_total >= 10) {
-        last_usage = static_cast<int>(100 - 100 * (idle - last_idle) / (total - last_total));
-        last_total = total;
-        last_idle = idle;
+    if (total - live.cpu_total >= 10) {
+        live.cpu_usage = static_cast<int>(100 - 100 * (idle - live.cpu_idle) / (total - live.cpu_total));
+        live.cpu_total = total;
+        live.cpu_idle = idle;
     }
-    return last_usage;
+    return live.cpu_usage;
 }
 
 double load_average() {
@@ -131,13 +126,14 @@ double load_average() {
     return getloadavg(&load, 1) == 1 ? static_cast<double>(static_cast<int>(load * 100)) / 100 : 0;
 }
 
-void register_host(Store& store) {
+void register_host(Device& device) {
+    Store& store = device.store;
     store.set_live("Device.DeviceInfo.MemoryStatus.Total",
                    [](const std::string&) { return json_integer(meminfo_kib("MemTotal")); });
     store.set_live("Device.DeviceInfo.MemoryStatus.Free",
                    [](const std::string&) { return json_integer(meminfo_kib("MemAvailable")); });
     store.set_live("Device.DeviceInfo.ProcessStatus.CPUUsage",
-                   [](const std::string&) { return json_integer(cpu_usage()); });
+                   [&device](const std::string&) { return json_integer(cpu_usage(device.live)); });
     store.set_live("Device.Time.CurrentLocalTime",
                    [](const std::string&) { return json_string(time_text().c_str()); });
     store.set_live("Device.System.LoadAverage", [](const std::string&) { return json_real(load_average()); });
@@ -224,7 +220,7 @@ void register_caller(Device& device) {
 
 void live_register(Device& device) {
     Store& store = device.store;
-    register_host(store);
+    register_host(device);
     register_processes(store);
     register_caller(device);
     store.set_live("Device.DeviceInfo.UpTime",
@@ -244,8 +240,8 @@ void live_register(Device& device) {
 void live_reset_counters(Device& device, const std::string& stats) {
     Store& store = device.store;
     std::string interface;
-    const Counters* now = host_counters(store, stats, interface);
-    if (now) device.counter_base[interface] = *now;
+    const Counters* now = host_counters(device, stats, interface);
+    if (now) device.live.base[interface] = *now;
     // What the host does not count stands in the store.
     for (const std::string& path : model_children(store, stats)) {
         if (json_integer_value(store.value(path)) > 0) store.set_value(path, json_integer(0));

@@ -58,7 +58,7 @@ inline size_t connection_pending(const Connection& c) {
 
 /// The output, to append to; the client's time to read it begins when there was none.
 std::string& connection_output(Connection& c);
-/// Sends what the socket takes; to who is deaf by now, nothing. False when the stream broke.
+/// Sends what the socket takes; nothing where the peer is `deaf`. False when the stream broke.
 bool connection_flush(Connection& c);
 /// Reads once into the input. False when the stream broke; at its end `eof` is set.
 bool connection_read(Connection& c);

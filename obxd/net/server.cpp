@@ -18,7 +18,7 @@ constexpr uint64_t TAG_TCP = 3;
 constexpr size_t MAX_CONNECTIONS = 256;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
-constexpr size_t HIGH_WATER = size_t{256} * 1024;  // who has so much to read is asked for no more
+constexpr size_t HIGH_WATER = size_t{256} * 1024;  // a client that has so much left to read is not served
 constexpr size_t MAX_PUSHED = size_t{8} * 1024 * 1024;
 constexpr size_t LARGE_INPUT = size_t{1024} * 1024;
 constexpr size_t MAX_INPUTS = size_t{256} * 1024 * 1024;  // of all connections together
@@ -201,7 +201,7 @@ bool on_turn(Server& server) {
     return !server.to_serve.empty();
 }
 
-// Drops who takes too long: a handshake, or reading what was sent to it.
+// Closes connections whose clients take too long for the handshake, or to read what was sent to them.
 void sweep(Server& server) {
     int64_t now = now_ms();
     for (auto& entry : server.connections) {
@@ -244,7 +244,8 @@ void server_go_down(Server& server) {
     if (server.local_listener.get() >= 0) unlink(server.listen.socket.c_str());
     server.local_listener.reset();
     server.tcp_listener.reset();
-    // Last words first: a client of two connections must not see one end before the other's event.
+    // All output goes before the first connection is closed: a client of two would otherwise see the end of
+    // one before the event on the other.
     for (auto& entry : server.connections) {
         if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
     }
@@ -271,7 +272,7 @@ void server_wake(Server& server, Connection& c) {
 
 void server_push(Server& server, Connection& c, std::string_view text) {
     if (c.deaf || c.phase != Connection::OPEN) return;
-    // A single text may be as long as a message, so what is there already decides.
+    // A single text may be as long as a message, so the bound is on what waited before it.
     if (c.pushed > MAX_PUSHED) return close_connection(server, c);
     c.pushed += text.size();
     connection_output(c) += text;

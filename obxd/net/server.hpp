@@ -55,7 +55,7 @@ void server_come_up(Server& server);
 Connection* server_find(Server& server, uint64_t id);
 /// Has the connection served in this round of the loop.
 void server_wake(Server& server, Connection& c);
-/// Sends what the client did not ask for. Who leaves too much of that unread is dropped.
+/// Sends a text that the client did not ask for. A connection on which too much of that is unread is closed.
 void server_push(Server& server, Connection& c, std::string_view text);
 
 }  // namespace obxd

@@ -21,7 +21,7 @@ using SessionMethod = void (*)(Request& request);
 /// A method and the one of the three that answers it.
 struct MethodRow {
     const char* name;
-    Rank least;                   ///< that may call it; the store knows itself who may do what
+    Rank least;                   ///< that may call it; the store checks its requests itself
     StoreMethod store = nullptr;  ///< answers at once
     DeviceMethod device = nullptr;
     SessionMethod session = nullptr;

@@ -49,7 +49,7 @@ std::vector<Connection*> members(Server& server, uint32_t group) {
     return found;
 }
 
-// Who may not read the parameter does not learn its value here either.
+// A client whose user may not read the parameter is not told its value.
 void send_value(Requests& requests, const std::string& path) {
     std::vector<std::pair<const Caller*, JsonRef>> known;
     Asker asker = requests.device.asker;

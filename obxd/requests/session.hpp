@@ -1,4 +1,4 @@
-// What is remembered of a client: who it is logged in as, and its groups.
+// What is remembered of a client: the user that it is logged in as, and its groups.
 #pragma once
 
 #include <stdint.h>
