@@ -1,12 +1,18 @@
-// attr, info: the schema attributes of nodes.
+#include "commands/attr.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
 #include "commands/attr_print.hpp"
-#include "commands/commands.hpp"
 #include "commands/words.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
 #include "session/request.hpp"
@@ -16,8 +22,8 @@ namespace {
 enum { ATTR_TIMEOUT_MS = 1000 };
 
 json_t* first_attributes(const ox_jrpcmsg* message) {
-    const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
-    return json_object_get(json_array_get(list, 0), "Attributes");
+    const json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
+    return json_object_get(json_array_get(list, 0), OX_TR_ATTRIBUTES);
 }
 
 /// The node's attributes as the daemon tells them, else what the cache knows: a new reference, or null.
@@ -76,15 +82,16 @@ int attr_request(const char* name, json_t* args) {
     }
     size_t index;
     json_t* element;
-    json_array_foreach(json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList"), index,
-                       element) {
+    json_array_foreach(ox_tr_result_list(ox_jrpcmsg_get_result_json(message)), index, element) {
         const char* path = nullptr;
         json_t* attributes = nullptr;
-        json_unpack(element, "{s : s, s : o}", "Name", &path, "Attributes", &attributes);
-        JsonRef node(json_pack("{s:O}", "#attr", attributes ? attributes : json_null()));
+        json_unpack(element, "{s : s, s : o}", OX_TR_NAME, &path, OX_TR_ATTRIBUTES, &attributes);
+        JsonRef node(json_pack("{s:O}", OX_TR_ATTR, attributes ? attributes : json_null()));
         attr_print(path ? path : "", node, attributes);
         putc('\n', stdout);
         interrupt_point();
     }
     return 0;
 }
+
+const Offer attr_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};

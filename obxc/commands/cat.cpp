@@ -1,12 +1,18 @@
-// cat, get: current values.
+#include "commands/cat.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
 #include "commands/print.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
 #include "session/request.hpp"
@@ -24,21 +30,20 @@ struct SchemaCursor {
 };
 
 json_t* schema_of(SchemaCursor* cursor, const char* name) {
-    const char* dot = strrchr(name, '.');
-    if (!dm_root || !dot) return ox_tr_node_find(dm_root, name);
-    size_t length = static_cast<size_t>(dot - name) + 1;
+    std::string_view leaf = ox_tr_path_leaf(name);
+    size_t length = static_cast<size_t>(leaf.data() - name);
+    if (!dm_root || length == 0) return ox_tr_node_find(dm_root, name);
     if (length != cursor->parent_length || memcmp(cursor->name, name, length) != 0) {
         CharsRef parent(strndup(name, length));
         if (!parent) return nullptr;
         *cursor = {ox_tr_node_find(dm_root, parent), name, length};
     }
-    return cursor->parent ? ox_tr_node_find(cursor->parent, dot + 1) : nullptr;
+    return cursor->parent ? ox_tr_node_find(cursor->parent, leaf.data()) : nullptr;
 }
 
 bool is_pseudo_parameter(const char* path) {
-    const char* dot = strrchr(path, '.');
-    const char* last = dot ? dot + 1 : path;
-    return strcmp(last, "max_instance") == 0 || strcmp(last, "order") == 0;
+    std::string_view leaf = ox_tr_path_leaf(path);
+    return leaf == OX_TR_MAX_INSTANCE || leaf == OX_TR_ORDER;
 }
 
 /// The text that asks for the node: parameters by their path, objects with a final ".".
@@ -63,12 +68,8 @@ ShownName shown_name(const json_t* name, const char* query, size_t prefix) {
 
 size_t names_width(const json_t* list, const char* query, size_t prefix) {
     size_t width = 0;
-    size_t index;
-    json_t* element;
-    json_array_foreach(list, index, element) {
-        const json_t* name = json_object_get(element, "Name");
-        if (!json_is_string(name)) continue;
-        ShownName shown = shown_name(name, query, prefix);
+    for (ox_tr_element element : ox_tr_elements(list)) {
+        ShownName shown = shown_name(json_object_get(element.json, OX_TR_NAME), query, prefix);
         size_t size = ox_out_size(shown.text, static_cast<long>(shown.length));
         if (size > width) width = size;
     }
@@ -79,18 +80,14 @@ void print_values(const json_t* list, const char* query) {
     size_t prefix = strcspn(query, "#");
     size_t width = names_width(list, query, prefix);
     SchemaCursor cursor;
-    size_t index;
-    json_t* element;
-    json_array_foreach(list, index, element) {
-        const json_t* name = json_object_get(element, "Name");
-        if (!json_is_string(name)) continue;
-        ShownName shown = shown_name(name, query, prefix);
+    for (ox_tr_element element : ox_tr_elements(list)) {
+        ShownName shown = shown_name(json_object_get(element.json, OX_TR_NAME), query, prefix);
         print_padded(shown.text, shown.length, width);
-        const json_t* value = json_object_get(element, "Value");
+        const json_t* value = json_object_get(element.json, OX_TR_VALUE);
         if (value && !json_is_object(value)) {
             // Only integers have a notation that depends on the schema.
             bool typed = json_is_integer(value);
-            print_value(value, typed ? schema_of(&cursor, json_string_value(name)) : nullptr);
+            print_value(value, typed ? schema_of(&cursor, element.name) : nullptr);
         }
         putc('\n', stdout);
         interrupt_point();
@@ -122,7 +119,7 @@ void read_values(const char* command, const char* path) {
         response_report(message);
         return;
     }
-    print_values(json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList"), query);
+    print_values(ox_tr_result_list(ox_jrpcmsg_get_result_json(message)), query);
 }
 
 }  // namespace
@@ -142,3 +139,5 @@ int cat_command(const char* name, json_t* args) {
     }
     return 0;
 }
+
+const Offer cat_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};

@@ -1,4 +1,5 @@
-// debug and sh: beyond the data model.
+#include "commands/debug.hpp"
+
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -8,10 +9,14 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "commands/commands.hpp"
 #include "commands/words.hpp"
+#include "complete/files.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
 #include "ox_row.hpp"
-#include "session/identity.hpp"
+#include "ox_str.hpp"
+#include "session/password.hpp"
 #include "session/request.hpp"
 
 namespace {
@@ -70,13 +75,11 @@ int debug_command(const char*, json_t* args) {
         printf("syntax: %s\n", "change system debug mode");
         return -1;
     }
-    char* password = nullptr;
+    PasswordRef password;
     if (strcmp(mode, "Disabled") != 0) password = password_prompt("[obxc] password for current user: ");
     MsgRef message(ox_jrpcmsg_cmd_execute_new("Device.System.Debug", nullptr));
     ox_jrpcmsg_cmd_set_parameter_values_add_new(message, "Mode", json_string(mode));
     ox_jrpcmsg_cmd_set_parameter_values_add_new(message, "UserPassword", password_value(password));
-    if (password) explicit_bzero(password, strlen(password));
-    free(password);
     request_exec(message, -1);
     response_report(message);
     if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
@@ -104,3 +107,6 @@ int sh_command(const char*, json_t* args) {
     if (ended_by == SIGINT) raise(SIGINT);  // it was this program's too, which did not listen meanwhile
     return 0;
 }
+
+const Offer debug_offers[] = {{1, 1, offer_keywords, 0, "disabled permanent temporary"}, {}};
+const Offer sh_offers[] = {{1, LAST_WORD, offer_programs, 0, nullptr}, {}};

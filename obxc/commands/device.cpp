@@ -1,12 +1,18 @@
-// save, reboot and reset: requests about the device as a whole.
+#include "commands/device.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
+#include "complete/values.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_log.hpp"
+#include "ox_raii.hpp"
+#include "ox_string.hpp"
 #include "session/request.hpp"
 
 namespace {
+
+constexpr const char* DEVICE_MODE = "Device.DeviceInfo.DeviceMode";
 
 /// The text of an argument word. A word that is no string is a programming error.
 const char* word_text(json_t* word, int line, const char* function) {
@@ -72,3 +78,33 @@ int process_reboot(const char* name, json_t* args) {
     if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) return reboot_syntax(name);
     return 0;
 }
+
+namespace {
+
+void offer_modes(const TypedLine& line, const Offer& /*offer*/) {
+    JsonRef modes(parameter_enumeration(DEVICE_MODE));
+    size_t index;
+    json_t* mode;
+    json_array_foreach(modes.get(), index, mode) {
+        size_t length = json_string_length(mode);
+        if (length > 0) offer_text(line, json_string_value(mode), length);
+    }
+    candidates_sort(line.candidates, OX_SORT_ASCENDING);
+}
+
+/// "-f" and one mode.
+void offer_reboot(const TypedLine& line, const Offer& offer) {
+    if (!is_typed(line, "-f")) offer_text(line, "-f", 2);
+    JsonRef modes(parameter_enumeration(DEVICE_MODE));
+    size_t index;
+    json_t* mode;
+    json_array_foreach(modes.get(), index, mode) {
+        if (json_string_length(mode) > 0 && is_typed(line, json_string_value(mode))) return;
+    }
+    offer_modes(line, offer);
+}
+
+}  // namespace
+
+const Offer reboot_offers[] = {{1, LAST_WORD, offer_reboot, 0, nullptr}, {}};
+const Offer reset_offers[] = {{1, 1, offer_modes, 0, nullptr}, {}};

@@ -5,16 +5,21 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include "commands/commands.hpp"
+#include "commands/device.hpp"
+#include "commands/shell_editor.hpp"
 #include "ox_confapi.hpp"
 #include "ox_echo.hpp"
 #include "ox_editor.hpp"
 #include "ox_firmware.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_progress.hpp"
+#include "ox_raii.hpp"
 #include "ox_rl.hpp"
+#include "ox_str.hpp"
 #include "ox_tr.hpp"
 #include "ox_wait.hpp"
-#include "session/editor.hpp"
 #include "session/request.hpp"
 
 namespace {
@@ -97,7 +102,7 @@ bool read_progress(ox_jrpcmsg* message, Progress* progress) {
     ox_jrpcmsg_set_result_new(message, nullptr);
     request_exec(message, 1000);
     if (!is_result(message)) return false;
-    json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+    json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
     JsonRef values(ox_tr_namevalues_to_config(list, "Device.DeviceInfo."));
     progress->percent = json_integer_value(json_object_get(values, "UpgradeProgress"));
     progress->status = json_integer_value(json_object_get(values, "UpgradeStatus"));

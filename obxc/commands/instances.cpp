@@ -1,13 +1,22 @@
-// add, touch, take, del, rm, order: the instances of multi-instance objects.
+#include "commands/instances.hpp"
+
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
+#include "commands/navigate.hpp"
 #include "commands/words.hpp"
-#include "model/model_events.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/candidates.hpp"
+#include "model/changes.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
 #include "ox_colors.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
+#include "ox_str.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
@@ -37,7 +46,7 @@ int exec_add(const char* path) {
     MsgRef message(ox_jrpcmsg_cmd_add_object(path));
     request_exec(message, -1);
     int number = 0;
-    json_unpack(ox_jrpcmsg_get_result_json(message), "{s : i}", "InstanceNumber", &number);
+    json_unpack(ox_jrpcmsg_get_result_json(message), "{s : i}", OX_TR_INSTANCE_NUMBER, &number);
     if (number > 0) {
         fputs("Instance number:", stdout);
         ox_colors_set(OX_COLOR_NUMBER);
@@ -133,10 +142,14 @@ int order_command(const char* name, json_t* args) {
     }
     ScopedPath p;
     if (!resolve_node(name, &p, path)) return -1;
-    if (p.node && path_resolve(&p, "index") < 0) {
+    if (p.node && path_resolve(&p, OX_TR_INDEX) < 0) {
         printf("%s: %s: is not an ordered instance.\n", name, path);
         return -1;
     }
     exec_order(p.node ? p.path : path, number);
     return 0;
 }
+
+const Offer add_offers[] = {{1, LAST_WORD, offer_paths, CANDIDATES_OBJECTS, nullptr}, {}};
+const Offer del_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};
+const Offer order_offers[] = {{1, 1, offer_paths, 0, nullptr}, {}};

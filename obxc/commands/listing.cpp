@@ -6,6 +6,8 @@
 
 #include "ox_log.hpp"
 #include "ox_string.hpp"
+#include "ox_tr.hpp"
+#include "ox_vect.hpp"
 
 namespace {
 
@@ -83,13 +85,9 @@ ox_vect* ls_entries_new(void) {
 }
 
 void ls_repack_list(ox_vect* entries, const json_t* list, size_t prefix) {
-    size_t index;
-    json_t* element;
-    json_array_foreach(list, index, element) {
-        const json_t* name = json_object_get(element, "Name");
-        if (!json_is_string(name)) continue;
-        size_t length = json_string_length(name);
-        const char* text = json_string_value(name) + (prefix < length ? prefix : length);
-        __ox_vect_add(entries, entry_new(text, json_object_get(element, "Attributes")));
+    for (auto [name, element] : ox_tr_elements(list)) {
+        size_t length = json_string_length(json_object_get(element, OX_TR_NAME));
+        const char* text = name + (prefix < length ? prefix : length);
+        __ox_vect_add(entries, entry_new(text, json_object_get(element, OX_TR_ATTRIBUTES)));
     }
 }

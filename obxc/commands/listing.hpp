@@ -2,6 +2,7 @@
 #pragma once
 
 #include "obxc.hpp"
+#include "ox_raii.hpp"
 #include "ox_vect.hpp"
 
 /// One row; the texts are cut to their fields.

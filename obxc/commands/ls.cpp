@@ -1,16 +1,27 @@
-// ls: the children of a node, in columns or as a table of their attributes.
+#include "commands/ls.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
 #include "commands/listing.hpp"
 #include "commands/print.hpp"
 #include "commands/words.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/cache.hpp"
+#include "model/candidates.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_colors.hpp"
 #include "ox_columns.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
+#include "ox_str.hpp"
 #include "ox_string.hpp"
+#include "ox_tr_list.hpp"
+#include "ox_vect.hpp"
 #include "session/interrupt.hpp"
 #include "session/prompt.hpp"
 #include "session/request.hpp"
@@ -110,7 +121,7 @@ void show_long(const NodePath* p) {
     request_exec(message, LS_TIMEOUT_MS);
     VectRef entries(ls_entries_new());
     if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
-        const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+        const json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
         ls_repack_list(entries, list, strlen(p->path));
     }
     ox_vect_sort(entries);
@@ -149,3 +160,5 @@ int ls_command(const char* name, json_t* args) {
     }
     return 0;
 }
+
+const Offer ls_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};

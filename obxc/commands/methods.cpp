@@ -1,12 +1,19 @@
-// execute, select: methods of the model, and the paths that match a selector.
+#include "commands/methods.hpp"
+
 #include <stdio.h>
 
-#include "commands/commands.hpp"
-#include "commands/tree.hpp"
+#include "commands/tree_draw.hpp"
 #include "commands/words.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
 #include "ox_confapi.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
+#include "ox_str.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
 
@@ -26,15 +33,14 @@ json_t* argument_value(const char* command, const NodePath* input, const Assignm
 bool add_argument(const char* command, const NodePath* input, const char* word, json_t* list) {
     Assignment assignment;
     if (!assignment_split(command, word, &assignment)) return false;
-    JsonRef value(argument_value(command, input, assignment));
-    if (!value) return false;
-    json_array_append_new(list, json_pack("{s : s, s : O}", "Name", assignment.path, "Value", value.get()));
-    return true;
+    json_t* value = argument_value(command, input, assignment);
+    if (value) json_array_append_new(list, ox_tr_value_element_new(assignment.path, value));
+    return value != nullptr;
 }
 
 /// Gathers the input arguments behind the method's path. False after saying what is wrong with them.
 bool gather_arguments(const char* command, NodePath* method, json_t* args, json_t* list) {
-    if (!method->node || path_resolve(method, "#input") < 0) {
+    if (!method->node || path_resolve(method, OX_TR_INPUT) < 0) {
         if (json_array_size(args) < 2) return true;
         printf("%s: this method does not have input arguments.\n", command);
         return false;
@@ -50,7 +56,7 @@ bool gather_arguments(const char* command, NodePath* method, json_t* args, json_
 /// Draws the output parameters of an answer, or reports one that has none.
 int show_answer(const ox_jrpcmsg* message, const char* path) {
     if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
-        const json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), "ParameterList");
+        const json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
         if (json_array_size(list) > 0) {
             JsonRef config(ox_tr_namevalues_to_config(list, nullptr));
             if (config) tree_draw_root(config, nullptr, path);
@@ -104,3 +110,7 @@ int select_command(const char* name, json_t* args) {
     json_object_foreach(matches, path, value) tree_draw_root(value, tree_descend(model, path), path);
     return 0;
 }
+
+const Offer execute_offers[] = {
+    {1, 1, offer_paths, 0, nullptr}, {2, LAST_WORD, offer_method_arguments, 0, nullptr}, {}};
+const Offer select_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};

@@ -1,12 +1,13 @@
-// The look of the shell: clear, color, opt.
+#include "commands/screen.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
+#include "commands/completion.hpp"
 #include "commands/words.hpp"
+#include "ox_colors.hpp"
 #include "ox_editor.hpp"
 #include "ox_string.hpp"
-#include "session/editor.hpp"
 #include "session/prompt.hpp"
 
 namespace {
@@ -76,9 +77,13 @@ int opt_command(const char* name, json_t* args) {
     }
     if (same(option, "autocomplete")) {
         ox_rl_case_insensitive(1);
-        ox_rl_set_autocomplete_cb(on ? editor_shell_complete() : nullptr);
+        ox_rl_set_autocomplete_cb(on ? complete_line : nullptr);
     } else {
-        ox_rl_set_hint_cb(on ? editor_shell_hint() : nullptr);
+        ox_rl_set_hint_cb(on ? hint_line : nullptr);
     }
     return 0;
 }
+
+const Offer color_offers[] = {{1, 1, offer_keywords, 0, "autocomplete hint prompt root-prompt"}, {}};
+const Offer opt_offers[] = {
+    {1, 1, offer_keywords, 0, "autocomplete hint"}, {2, 2, offer_keywords, 0, "on off"}, {}};

@@ -9,8 +9,11 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "obxc.hpp"
 #include "ox_fs.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_raii.hpp"
+#include "ox_socket.hpp"
+#include "session/channels.hpp"
 
 namespace {
 

@@ -1,18 +1,21 @@
-// set: parameter values, all assignments of a command in one request.
+#include "commands/set.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
 #include "commands/words.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/candidates.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
 
 namespace {
-
-json_t* pair_new(const char* name, json_t* value) {
-    return value ? json_pack("{s : s, s : o}", "Name", name, "Value", value) : nullptr;
-}
 
 /// The pair for a node of the model: a new object, or null after saying why not.
 json_t* model_pair(const char* command, const Assignment& assignment) {
@@ -22,7 +25,7 @@ json_t* model_pair(const char* command, const Assignment& assignment) {
         return nullptr;
     }
     const json_t* fallback = node_is_parameter(p.node) ? ox_tr_dm_node_default_get(p.node) : nullptr;
-    return pair_new(p.path, assignment_value(command, assignment, fallback));
+    return ox_tr_value_element_new(p.path, assignment_value(command, assignment, fallback));
 }
 
 json_t* parse_pair(const char* command, const char* word) {
@@ -34,7 +37,7 @@ json_t* parse_pair(const char* command, const char* word) {
     json_t* value = json_loads(assignment.text, JSON_DECODE_ANY, &error);
     if (!value && json_error_code(&error) == json_error_numeric_overflow)
         printf("%s: %s: invalid value %s.\n", command, assignment.path, assignment.text);
-    return pair_new(assignment.path, value);
+    return ox_tr_value_element_new(assignment.path, value);
 }
 
 /// The assignments that are valid: a new array, or null when there are none.
@@ -62,10 +65,12 @@ int set_command(const char* name, json_t* args) {
     if (strcmp(name, "set") == 0) {
         message.reset(ox_jrpcmsg_cmd_set_parameter_values_new(json_incref(list)));
     } else {
-        json_t* params = json_pack("{s:O}", "ParameterList", list.get());
+        json_t* params = json_pack("{s:O}", OX_TR_PARAMETER_LIST, list.get());
         message.reset(ox_jrpcmsg_create_new("RawSetParameterValues", params));
     }
     request_exec(message, -1);
     response_report(message);
     return 0;
 }
+
+const Offer set_offers[] = {{1, LAST_WORD, offer_paths, CANDIDATES_WRITABLE, nullptr}, {}};

@@ -1,16 +1,20 @@
-// download, upgrade and upload: files between this host and the device.
+#include "commands/transfer.hpp"
+
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
 #include "commands/firmware.hpp"
 #include "commands/serve_file.hpp"
 #include "commands/words.hpp"
+#include "complete/files.hpp"
 #include "ox_home.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_md5.hpp"
 #include "ox_raii.hpp"
+#include "ox_socket.hpp"
 #include "ox_string.hpp"
 #include "ox_url.hpp"
 #include "session/request.hpp"
@@ -143,3 +147,8 @@ int upload_command(const char* name, json_t* args) {
     add_target(params, words);
     return transfer("Upload", params);
 }
+
+const Offer download_offers[] = {
+    {1, 1, offer_keywords, 0, "config file firmware"}, {2, 2, offer_files, 0, nullptr}, {}};
+const Offer upgrade_offers[] = {{1, LAST_WORD, offer_files, 0, nullptr}, {}};
+const Offer upload_offers[] = {{1, 1, offer_keywords, 0, "config"}, {2, 2, offer_files, 0, nullptr}, {}};

@@ -1,15 +1,17 @@
-// tree, catree: a part of the model as a tree.
 #include "commands/tree.hpp"
 
 #include <stdio.h>
 #include <string.h>
 
-#include "commands/commands.hpp"
+#include "commands/tree_draw.hpp"
 #include "commands/words.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "complete/paths.hpp"
+#include "model/cache.hpp"
+#include "model/candidates.hpp"
+#include "model/current.hpp"
 #include "ox_conf_path.hpp"
 #include "ox_confapi.hpp"
+#include "ox_raii.hpp"
 #include "ox_string.hpp"
 
 namespace {
@@ -55,3 +57,6 @@ int catree_command(const char* /*name*/, json_t* args) {
     json_array_foreach(args, index, arg) tree_show(json_string_value(arg), TREE_VALUES | TREE_SCHEME);
     return 0;
 }
+
+const Offer tree_offers[] = {{1, LAST_WORD, offer_paths, CANDIDATES_OBJECTS, nullptr}, {}};
+const Offer catree_offers[] = {{1, LAST_WORD, offer_paths, 0, nullptr}, {}};

@@ -1,20 +1,10 @@
-// Trees of box-drawing branches from two JSON documents: the one that is drawn, and its schema.
+// tree, catree: a part of the model as a tree.
 #pragma once
 
-#include <stddef.h>
-
+#include "complete/offers.hpp"
 #include "obxc.hpp"
 
-enum { TREE_DEPTH_LIMIT = 256 };
-
-/// Draws the tree of `value`, titled `name`, on standard output; takes time linear in its size. `scheme` may
-/// be null. What lies deeper than TREE_DEPTH_LIMIT is not drawn.
-void tree_draw_root(const json_t* value, const json_t* scheme, const char* name);
-
-/// The child of an object by a key of a length, or, for an instance number without one, its "#template".
-/// Borrowed, or null.
-json_t* tree_lookup_child(const json_t* node, const char* key, size_t key_length);
-/// Walks along a dotted path as far as it goes: the deepest node reached, borrowed; null for a null root.
-json_t* tree_descend(json_t* root, const char* path);
-/// True for an object that holds no leaf at any depth.
-bool is_empty_subtree(const json_t* value);
+int tree_command(const char* name, json_t* args);
+int catree_command(const char* name, json_t* args);
+extern const Offer tree_offers[];
+extern const Offer catree_offers[];

@@ -1,12 +1,15 @@
+#include "commands/tree_draw.hpp"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "commands/print.hpp"
-#include "commands/tree.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
-#include "ox_log.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_array.hpp"
 #include "ox_out.hpp"
 #include "ox_screen.hpp"
 #include "ox_tr.hpp"
@@ -48,51 +51,39 @@ struct ValueEntry {
 
 /// One drawing: what is shared by all its lines.
 struct Drawing : ox_held {
-    ValueEntry* entries = nullptr;
-    size_t count = 0;
-    size_t capacity = 0;
+    ox_array<ValueEntry> entries = {};
     const char* const* glyphs = nullptr;
     unsigned char branches[TREE_DEPTH_LIMIT] = {};
     Drawing() : ox_held([](ox_held* self) { static_cast<Drawing*>(self)->~Drawing(); }) {}
-    ~Drawing() { free(entries); }
+    ~Drawing() { entries.clear(); }
 };
 
 bool is_attr(const char* key) {
-    return key[0] == '#' && strcmp(key, "#attr") == 0;
+    return key[0] == '#' && strcmp(key, OX_TR_ATTR) == 0;
 }
 
 bool is_max_instance(const char* key, size_t length) {
-    return length == 12 && memcmp(key, "max_instance", 12) == 0;
-}
-
-size_t entry_new(Drawing* drawing) {
-    if (drawing->count == drawing->capacity) {
-        drawing->capacity = drawing->capacity ? drawing->capacity * 2 : 256;
-        void* grown = realloc(drawing->entries, drawing->capacity * sizeof(ValueEntry));
-        __ox_log_assert(grown != nullptr, "grown != NULL", "obxc/commands", __LINE__, __func__,
-                        "out of memory");
-        drawing->entries = static_cast<ValueEntry*>(grown);
-    }
-    drawing->entries[drawing->count] = {};
-    return drawing->count++;
+    return std::string_view(key, length) == OX_TR_MAX_INSTANCE;
 }
 
 /// Adds the entries of a value and all below it; returns whether it is an empty subtree.
 bool measure(Drawing* drawing, const json_t* value, unsigned depth) {
-    size_t own = entry_new(drawing);
+    size_t own = drawing->entries.size;
+    drawing->entries.push({});
     bool empty = json_is_object(value);
     if (depth >= TREE_DEPTH_LIMIT) {
-        empty = is_empty_subtree(value);  // too deep to be drawn
+        empty = json_is_object_tree(value);  // too deep to be drawn
     } else {
         const char* key;
         json_t* member;
         json_object_foreach(const_cast<json_t*>(value), key, member) {
-            bool member_empty = is_attr(key) ? is_empty_subtree(member) : measure(drawing, member, depth + 1);
+            bool member_empty =
+                is_attr(key) ? json_is_object_tree(member) : measure(drawing, member, depth + 1);
             empty = empty && member_empty;
         }
     }
     drawing->entries[own].empty = empty & 1;
-    drawing->entries[own].size = (drawing->count - own) & 0x3FFFFFFF;
+    drawing->entries[own].size = (drawing->entries.size - own) & 0x3FFFFFFF;
     return empty;
 }
 
@@ -160,7 +151,7 @@ void draw_children(Drawing* drawing, TreeNode* node, size_t own, bool parameters
             continue;
         }
         if (drawing->entries[child].empty || (!parameters && drawing->entries[child].parameter)) continue;
-        const json_t* scheme = tree_lookup_child(node->scheme, key, length);
+        const json_t* scheme = node_child_find(node->scheme, key, length);
         if (parameters) drawing->entries[child].parameter = node_is_parameter(scheme) & 1;
         if (parameters == drawing->entries[child].parameter) {
             draw_child(drawing, node, key, member, scheme, child);
@@ -181,9 +172,9 @@ size_t member_entry(const Drawing* drawing, const TreeNode* node, size_t own, co
 }
 
 void draw_max_instance(Drawing* drawing, TreeNode* node, size_t own) {
-    static const char name[] = "max_instance";
+    const char* name = OX_TR_MAX_INSTANCE;
     const json_t* value = json_object_get(node->value, name);
-    const json_t* scheme = tree_lookup_child(node->scheme, name, sizeof name - 1);
+    const json_t* scheme = node_child_find(node->scheme, name, strlen(name));
     TreeNode child = {
         .value = value, .scheme = scheme, .name = name, .depth = node->depth + 1, .branches = node->branches};
     tree_draw_node(drawing, &child, node, member_entry(drawing, node, own, value));
@@ -200,27 +191,14 @@ void tree_draw_node(Drawing* drawing, TreeNode* node, TreeNode* parent, size_t o
 
 }  // namespace
 
-bool is_empty_subtree(const json_t* value) {
-    return json_is_object_tree(value);
-}
-
-json_t* tree_lookup_child(const json_t* node, const char* key, size_t key_length) {
-    json_t* child = json_object_getn(node, key, key_length);
-    if (child || key_length > 20) return child;
-    bool instance = is_instance_number(key, static_cast<int>(key_length));
-    return instance ? json_object_get(node, "#template") : nullptr;
-}
-
 json_t* tree_descend(json_t* root, const char* path) {
     json_t* node = root;
-    for (;;) {
-        path += strspn(path, ".");
-        size_t length = strcspn(path, ".");
-        json_t* child = length > 0 ? tree_lookup_child(node, path, length) : nullptr;
-        if (!child) return node;
+    for (std::string_view component : ox_tr_components(path)) {
+        json_t* child = node_child_find(node, component.data(), component.size());
+        if (!child) break;
         node = child;
-        path += length;
     }
+    return node;
 }
 
 void tree_draw_root(const json_t* value, const json_t* scheme, const char* name) {

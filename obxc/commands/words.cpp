@@ -4,6 +4,7 @@
 #include <string.h>
 #include <strings.h>
 
+#include "ox_str.hpp"
 #include "ox_string.hpp"
 
 namespace {

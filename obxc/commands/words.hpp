@@ -2,6 +2,7 @@
 #pragma once
 
 #include "obxc.hpp"
+#include "ox_raii.hpp"
 
 /// The word at an index; null past the end.
 const char* word_at(const json_t* args, size_t index);

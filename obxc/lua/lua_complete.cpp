@@ -4,8 +4,11 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "lua/lua_fields.hpp"
+#include "lua/lua_module_names.hpp"
 #include "lua/lua_session.hpp"
 #include "ox_completion.hpp"
+#include "ox_lua.hpp"
 #include "ox_raii.hpp"
 #include "ox_wait.hpp"
 #include "session/interrupt.hpp"

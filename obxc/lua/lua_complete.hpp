@@ -19,20 +19,3 @@ void lua_complete(const char* line, int cursor, json_t* candidates);
 
 /// Tells that a module was loaded or made a global, below the line once the completion is over.
 void lua_complete_tell(const char* what, const char* module);
-
-// lua_fields.cpp
-enum LuaFieldSource { LUA_FIELDS_OWN, LUA_FIELDS_METATABLE };
-/// What lua_complete_expression enumerates.
-extern LuaFieldSource lua_field_source;
-/// A generator: `state` 0 starts an enumeration of the fields that continue `word`, 1, 2, ... continue it. A
-/// heap text, or null at the end.
-char* lua_complete_expression(lua_State* L, const char* word, int state);
-/// Forgets an enumeration of another state.
-void lua_complete_forget(void);
-/// Whether a text is a name, or names joined by dots.
-bool lua_is_dotted_name(const char* text);
-
-// lua_module_names.cpp
-/// Completes a module's name, or loads the module whose name `word` is. Runs on the Lua stack's top, and may
-/// raise errors.
-void lua_complete_modules(lua_State* L, const char* word, json_t* candidates);

@@ -1,9 +1,9 @@
-// The fields of a value, as candidates for the end of an expression.
+#include "lua/lua_fields.hpp"
+
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "lua/lua_complete.hpp"
 #include "ox_str.hpp"
 
 LuaFieldSource lua_field_source = LUA_FIELDS_OWN;

@@ -8,17 +8,19 @@
 
 #include "lua/lua_complete.hpp"
 #include "lua/lua_modules.hpp"
+#include "lua/lua_record.hpp"
 #include "lua/lua_results.hpp"
 #include "lua/lua_session.hpp"
-#include "obxc.hpp"
 #include "ox_editor.hpp"
 #include "ox_history.hpp"
 #include "ox_lua.hpp"
 #include "ox_out_buffer.hpp"
 #include "ox_plain.hpp"
+#include "ox_raii.hpp"
 #include "ox_rl.hpp"
 #include "ox_row.hpp"
 #include "ox_string.hpp"
+#include "session/channels.hpp"
 #include "session/editor.hpp"
 #include "session/interrupt.hpp"
 #include "session/prompt.hpp"
@@ -85,7 +87,6 @@ bool mode_enter() {
     mode = {};
     mode.process = getpid();
     keep_recorded_lines();
-    editor_shell_off();
     ox_history_clear();
     editor_history_load(LUA_HISTORY_FILE);
     lua_results_begin(&mode.results);
@@ -127,7 +128,6 @@ void mode_leave() {
     mode = {};
     ox_history_clear();
     prompt_set_mode(nullptr);
-    editor_shell_on();
 }
 
 void drop_pending() {

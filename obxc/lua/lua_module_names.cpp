@@ -1,10 +1,12 @@
-// The names of modules: those that are known, and those found along the search paths.
+#include "lua/lua_module_names.hpp"
+
 #include <glob.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "lua/lua_complete.hpp"
+#include "lua/lua_fields.hpp"
 
 namespace {
 

@@ -1,8 +1,11 @@
-// Statements of Lua mode as a recording holds them.
+#include "lua/lua_record.hpp"
+
 #include <stdio.h>
 #include <string.h>
 
-#include "lua/lua_results.hpp"
+#include "line/script_line.hpp"
+#include "lua/lua_returns.hpp"
+#include "ox_lua.hpp"
 #include "ox_raii.hpp"
 
 namespace {
@@ -22,15 +25,7 @@ bool loads(lua_State* L, const char* before, const char* source, const char* aft
 /// word that begins with "#", and goes on behind a line that leaves a quote open.
 bool fits_line(const char* text) {
     if (strstr(text, "--") || strstr(text, "  ") || strstr(text, " #") || strpbrk(text, "\t\r")) return false;
-    char quote = '\0';
-    for (; *text; ++text) {
-        if (*text == '\\' && text[1]) {
-            ++text;
-        } else if (quote ? *text == quote : *text == '\'' || *text == '"') {
-            quote = quote ? '\0' : *text;
-        }
-    }
-    return !quote;
+    return !script_line_continues(text);
 }
 
 /// A statement that needs no chunk of its own.

@@ -7,6 +7,7 @@
 #include "lua/traceback.hpp"
 #include "lua/value_printer.hpp"
 #include "ox_colors.hpp"
+#include "ox_lua.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
 #include "ox_screen.hpp"

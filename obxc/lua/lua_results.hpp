@@ -26,15 +26,3 @@ void lua_results_begin(LuaResults* results);
 LuaOutcome lua_statement_run(ox_lua_ctx* ctx, LuaResults* results, const char* source, size_t length);
 /// Removes the global `_` again.
 void lua_results_hide(ox_lua_ctx* ctx, const LuaResults* results);
-
-// lua_returns.cpp
-/// Whether a statement that loads holds a `return` outside of any function.
-bool lua_returns(const char* source);
-
-// lua_record.cpp
-/// The statement as a script file can hold it: an expression is printed, text that does not load becomes a
-/// comment. A new buffer.
-ox_str* lua_statement_for_script(lua_State* L, const char* source);
-/// The statement as a line of the shell ("lua ..."), a comment in its place where a script of shell lines
-/// would not give it back whole. A new buffer.
-ox_str* lua_statement_for_line(lua_State* L, const char* source);

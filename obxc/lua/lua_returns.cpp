@@ -1,9 +1,8 @@
-// Whether a statement returns from its chunk.
+#include "lua/lua_returns.hpp"
+
 #include <string.h>
 
 #include <string_view>
-
-#include "lua/lua_results.hpp"
 
 namespace {
 

@@ -1,4 +1,5 @@
-// Lua script files.
+#include "lua/lua_script.hpp"
+
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -6,9 +7,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "lua/lua.hpp"
 #include "lua/lua_session.hpp"
 #include "ox_log.hpp"
+#include "ox_lua.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 

@@ -4,7 +4,8 @@
 #include <string.h>
 
 #include "lua/lua_modules.hpp"
-#include "obxc.hpp"
+#include "ox_lua.hpp"
+#include "session/channels.hpp"
 #include "session/interrupt.hpp"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "lua/value_strings.hpp"
 #include "ox_colors.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"

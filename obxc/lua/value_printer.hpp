@@ -41,7 +41,3 @@ void printer_write(const char* text);
 void printer_append(const char* text, size_t length);
 /// Appends an atom that may hold anything; newlines and tabs stay in any case.
 void printer_append_foreign(const char* text, size_t length);
-
-// value_strings.cpp
-/// Appends the text of the string at `index`.
-void printer_string(lua_State* L, int index);

@@ -1,4 +1,5 @@
-// Strings as the value printer writes them: quoted, or in long brackets.
+#include "lua/value_strings.hpp"
+
 #include <stdio.h>
 
 #include "lua/value_printer.hpp"

@@ -2,9 +2,12 @@
 
 #include <stdio.h>
 
-#include "model/metadata.hpp"
-#include "model/model_events.hpp"
+#include "model/cache.hpp"
+#include "model/changes.hpp"
+#include "ox_jrpcevents.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
 
 void event_print(ox_jrpcmsg* message) {
     printf("\nEVENT %zu:\n", static_cast<size_t>(message->group));

@@ -1,7 +1,7 @@
 // What becomes of the events that arrive.
 #pragma once
 
-#include "obxc.hpp"
+#include "ox_jrpcapi.hpp"
 
 /// The group of the events that tell changes of the data model.
 inline constexpr uint32_t GROUP_MODEL_CHANGES = 4;

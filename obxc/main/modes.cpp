@@ -3,13 +3,17 @@
 #include <signal.h>
 #include <stdio.h>
 
-#include "lua/lua.hpp"
-#include "main/command_table.hpp"
+#include "commands/dispatch.hpp"
+#include "lua/lua_script.hpp"
 #include "main/events.hpp"
 #include "main/script.hpp"
 #include "main/shell_loop.hpp"
-#include "obxc.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcevents.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
+#include "ox_socket.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
 #include "session/request.hpp"

@@ -66,14 +66,6 @@ int group_parse(const char* text, uint32_t* group) {
     return 0;
 }
 
-void group_append(StartOptions* options, uint32_t group) {
-    size_t size = (options->group_count + 1) * sizeof(uint32_t);
-    uint32_t* grown = static_cast<uint32_t*>(realloc(options->groups, size));
-    __ox_log_assert(grown != nullptr, "pointer != NULL", __FILE__, __LINE__, __func__, "out of memory");
-    options->groups = grown;
-    options->groups[options->group_count++] = group;
-}
-
 int groups_parse(StartOptions* options, const char* list) {
     CharsRef copy(strdup(list));
     char* rest = nullptr;
@@ -83,7 +75,7 @@ int groups_parse(StartOptions* options, const char* list) {
             fprintf(stderr, "Invalid group number: '%s'.\n", piece);
             return EXIT_FAILURE;
         }
-        group_append(options, group);
+        options->groups.push(group);
     }
     return GO_ON;
 }
@@ -216,9 +208,7 @@ int options_parse(StartOptions* options, int argc, char** argv) {
 void options_free(StartOptions* options) {
     json_decref(options->args);
     options->args = nullptr;
-    free(options->groups);
-    options->groups = nullptr;
-    options->group_count = 0;
+    options->groups.clear();
     explicit_bzero(options->login, sizeof(options->login));
     explicit_bzero(options->password, sizeof(options->password));
 }

@@ -5,6 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "ox_array.hpp"
+
 enum RunMode {
     MODE_INTERACTIVE = 0,
     MODE_RAW = 1,
@@ -31,8 +33,7 @@ struct StartOptions {
     int timeout_s;
     char login[256];  ///< user name or token, "" for none
     char password[256];
-    uint32_t* groups;  ///< owned
-    size_t group_count;
+    ox_array<uint32_t> groups;
 };
 
 /// Fills the (zeroed) options. -1: go on; 0 or more: end with this exit status, everything is printed.

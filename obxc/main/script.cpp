@@ -6,14 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "main/command_table.hpp"
+#include "commands/dispatch.hpp"
+#include "line/script_line.hpp"
 #include "ox_editor.hpp"
 #include "ox_raii.hpp"
 #include "ox_wait.hpp"
 
 namespace {
-
-constexpr const char* BLANKS = " \t";
 
 /// Standard input is read through the editor's byte source, so that a command of the script that asks for
 /// something (a password) reads on exactly behind its own line.
@@ -74,49 +73,37 @@ void pending_append(Script* script, const char* line, size_t length) {
     ox_str_add_n(script->pending, line, length);
 }
 
-struct Token {
-    const char* text;  // null: no further token
-    size_t length;
-    const char* rest;  // behind the one delimiter that ended it
-};
-
-Token next_token(const char* text) {
-    const char* start = text + strspn(text, BLANKS);
-    size_t length = strcspn(start, BLANKS);
-    const char* end = start + length;
-    return {length > 0 ? start : nullptr, length, *end ? end + 1 : end};
-}
-
-bool token_is(const Token& token, const char* word) {
-    return token.length == strlen(word) && memcmp(token.text, word, token.length) == 0;
-}
-
 /// `echo` and `sleep` exist only here. True when the line was one of them.
-bool run_builtin(const Token& first) {
-    if (token_is(first, "echo")) {
+bool run_builtin(const ScriptWord& first) {
+    if (first.text == "echo") {
         puts(first.rest);
         return true;
     }
-    if (token_is(first, "sleep")) {
+    if (first.text == "sleep") {
         ox_wait_sleep_ms(atoi(first.rest) * 1000LL);
         return true;
     }
     return false;
 }
 
+/// Whether it is one, and not the end or a comment.
+bool is_word(const ScriptWord& word) {
+    return !word.text.empty() && word.text[0] != '#';
+}
+
 void run_command(Script* script, const char* text) {
-    Token token = next_token(text);
-    if (!token.text || *token.text == '#' || run_builtin(token)) return;
-    CharsRef word(strndup(token.text, token.length));
+    ScriptWord first = script_word(text);
+    if (!is_word(first) || run_builtin(first)) return;
+    CharsRef name(strndup(first.text.data(), first.text.size()));
     JsonRef args(json_array());
-    for (token = next_token(token.rest); token.text && *token.text != '#'; token = next_token(token.rest)) {
-        if (json_array_append_new(args, json_stringn(token.text, token.length)) < 0) {
-            printf("%s: a word is no UTF-8 text.\n", word.get());
+    for (ScriptWord word = script_word(first.rest); is_word(word); word = script_word(word.rest)) {
+        if (json_array_append_new(args, json_stringn(word.text.data(), word.text.size())) < 0) {
+            printf("%s: a word is no UTF-8 text.\n", name.get());
             script->result = -1;
             return;
         }
     }
-    script->result = script->interactive ? command_dispatch(word, args) : request_dispatch(word, args);
+    script->result = script->interactive ? command_dispatch(name, args) : request_dispatch(name, args);
 }
 
 void run_line(Script* script, const char* line) {
@@ -136,26 +123,6 @@ void run_line(Script* script, const char* line) {
 }
 
 }  // namespace
-
-bool script_line_continues(const char* line) {
-    char quote = '\0';
-    bool escaped = false;  // an odd number of backslashes stands in front
-    for (const char* c = line; *c; c++) {
-        if (*c == '\\') {
-            escaped = !escaped;
-            continue;
-        }
-        if ((*c == '\'' || *c == '"') && !escaped) {
-            if (!quote) {
-                quote = *c;
-            } else if (quote == *c) {
-                quote = '\0';
-            }
-        }
-        escaped = false;
-    }
-    return escaped || quote;
-}
 
 int script_run(const char* path, int interactive) {
     Script script;

@@ -5,5 +5,3 @@
 /// dispatches as request mode does, else as the shell does. Returns the last handler's result, -1 when the
 /// file cannot be opened.
 int script_run(const char* path, int interactive);
-/// Whether a physical line, without its newline, goes on with the next one. Looks at this line only.
-bool script_line_continues(const char* line);

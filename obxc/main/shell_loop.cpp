@@ -8,24 +8,31 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "commands/dispatch.hpp"
+#include "commands/navigate.hpp"
 #include "commands/serve_file.hpp"
-#include "complete/complete.hpp"
-#include "main/command_table.hpp"
+#include "commands/shell_editor.hpp"
+#include "line/split.hpp"
 #include "main/events.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
 #include "ox_editor.hpp"
 #include "ox_history.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcevents.hpp"
 #include "ox_plain.hpp"
+#include "ox_raii.hpp"
 #include "ox_row.hpp"
 #include "ox_socket.hpp"
+#include "ox_str.hpp"
 #include "ox_wait.hpp"
-#include "session/editor.hpp"
 #include "session/identity.hpp"
 #include "session/interrupt.hpp"
-#include "session/line_split.hpp"
 #include "session/prompt.hpp"
 #include "session/recording.hpp"
+#include "session/request.hpp"
 
 namespace {
 
@@ -47,14 +54,6 @@ void print_banner() {
         "***\nWARNING - for experts only!\n"
         "This tool is not intended to use by users 'cause it can cause harm to the device!\n***");
     puts("Interactive mode. \nEnter 'help' or '?' for help, 'q' for exit.");
-}
-
-void current_path_start() {
-    path_free(&current_path);
-    current_path = {};
-    current_path.node = dm_root;
-    current_path.parents = json_array();
-    cd_command("cd", nullptr);
 }
 
 /// Without the pipe its lines go to standard output wherever the cursor is.
@@ -88,7 +87,6 @@ void told_close(Shell* shell) {
 
 void shell_open(Shell* shell) {
     shell->line_text = ox_str_init();
-    shell->words = json_array();
     shell->editor = ox_rl_async_new();
     shell->entries[ENTRY_INPUT] = {.fd = fileno(stdin), .events = POLLIN, .revents = 0};
     shell->entries[ENTRY_EVENTS] = {.fd = -1, .events = POLLIN, .revents = 0};
@@ -110,22 +108,6 @@ void shell_close(Shell* shell) {
 void redraw(Shell* shell) {
     ox_rl_async_restore(shell->editor);
     ox_rl_async_prepare(shell->editor, prompt);
-}
-
-/// The words of a line; those of a "lua " line are the command and its text, untouched. False when the line
-/// is no UTF-8 text.
-bool words_fill(Shell* shell, const char* line) {
-    json_array_clear(shell->words);
-    JsonRef whole(json_string(line));
-    if (!whole) return false;
-    if (strncmp(line, "lua ", 4) == 0) {
-        json_array_append_new(shell->words, json_string("lua"));
-        json_array_append_new(shell->words, json_string(line + 4));
-        return true;
-    }
-    JsonRef words(line_split(line, 0, nullptr));
-    if (words) json_array_extend(shell->words, words);
-    return true;
 }
 
 void words_dispatch(json_t* words) {
@@ -164,11 +146,12 @@ void line_run(Shell* shell, char* line) {
     ox_str_replace_text(shell->line_text, line);
     free(line);
     const char* text = ox_dynarray_get(shell->line_text);
-    bool is_text = words_fill(shell, text);
+    json_decref(shell->words);
+    shell->words = line_words(text);
     if (!isspace(static_cast<unsigned char>(*text))) ox_history_add(text);
     fflush(stdout);
     if (recording) record_lines++;
-    if (!is_text) {
+    if (!shell->words) {
         puts("The line is no UTF-8 text.");
         return;
     }
@@ -176,7 +159,7 @@ void line_run(Shell* shell, char* line) {
     model_changes_take();
     words_run_armed(shell->words);
     serve_file_tell(shell->tell);
-    dm_settle();
+    paths_refresh();
     idle_interrupt_taken();
 }
 
@@ -272,8 +255,6 @@ Step shell_pass(Shell* shell) {
 }  // namespace
 
 int shell_loop(void) {
-    complete_set_commands(command_table, COMMAND_COUNT, command_lookup);
-    editor_set_shell_callbacks(complete_line, hint_line);
     print_banner();
     try_login();
     if (!dm_reload()) {
@@ -281,7 +262,7 @@ int shell_loop(void) {
         return -1;
     }
     editor_shell_on();
-    current_path_start();
+    cd_command("cd", nullptr);
     Shell shell = {};
     shell_open(&shell);
     while (running && shell_pass(&shell) == STEP_GO_ON) {

@@ -9,20 +9,28 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "commands/login.hpp"
 #include "main/events.hpp"
 #include "main/modes.hpp"
 #include "main/options.hpp"
 #include "main/script.hpp"
-#include "model/metadata.hpp"
-#include "model/path.hpp"
-#include "obxc.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
+#include "ox_colors.hpp"
 #include "ox_confapi.hpp"
+#include "ox_history.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpccmd.hpp"
 #include "ox_out_buffer.hpp"
+#include "ox_raii.hpp"
 #include "ox_screen.hpp"
+#include "ox_socket.hpp"
+#include "session/channels.hpp"
 #include "session/identity.hpp"
 #include "session/interrupt.hpp"
 #include "session/patience.hpp"
-#include "session/prompt.hpp"
 
 namespace {
 
@@ -95,7 +103,7 @@ void groups_join(const StartOptions* options) {
     if (options->mode != MODE_RAW && options->mode != MODE_REQUEST) {
         group_join(event_channel, GROUP_MODEL_CHANGES);
     }
-    for (size_t i = 0; i < options->group_count; i++) group_join(request_channel, options->groups[i]);
+    for (uint32_t group : options->groups) group_join(request_channel, group);
 }
 
 enum { CONFIG_PATH_SIZE = 256 };
@@ -141,10 +149,6 @@ void config_run(const StartOptions* options) {
     if (stat(path, &info) == 0 && S_ISREG(info.st_mode)) config_run_silently(path);
 }
 
-const char* path_text() {
-    return current_path.path;
-}
-
 int session_start(const Channels* channels, const StartOptions* options) {
     int status = channels_open(channels, options);
     if (status != GO_ON) return status;
@@ -153,7 +157,7 @@ int session_start(const Channels* channels, const StartOptions* options) {
     request_channel = channels->requests;
     event_channel = channels->events;
     ox_jrpcapi_on_mismatch(channel_mismatched);
-    prompt_set_path_source(path_text);
+    ox_history_set_secret(login_line_is_secret);
     identity_on_change(dm_identity_changed);
     const char* password = *options->password ? options->password : nullptr;
     if (*options->login && login_with(options->login, password) != 0) return EXIT_FAILURE;

@@ -1,29 +1,16 @@
-// The children of a node as texts, and questions about whole trees.
+#include "model/candidates.hpp"
+
 #include <ctype.h>
 #include <string.h>
 #include <strings.h>
 
-#include "model/metadata.hpp"
-#include "model/model_events.hpp"
-#include "model/path.hpp"
-#include "ox_confapi.hpp"
+#include "model/cache.hpp"
+#include "model/changes.hpp"
+#include "model/node.hpp"
+#include "ox_raii.hpp"
+#include "ox_str.hpp"
 
 namespace {
-
-bool is_read_only(const json_t* node) {
-    const char* access = json_string_value(json_object_get(json_object_get(node, "#attr"), "access"));
-    return access && strcmp(access, "readOnly") == 0;
-}
-
-bool object_tree(const json_t* value, int depth) {
-    if (!json_is_object(value) || depth == 0) return false;
-    const char* key;
-    json_t* member;
-    json_object_foreach(const_cast<json_t*>(value), key, member) {
-        if (!object_tree(member, depth - 1)) return false;
-    }
-    return true;
-}
 
 int folded(char c) {
     return tolower(static_cast<unsigned char>(c));
@@ -31,7 +18,7 @@ int folded(char c) {
 
 bool is_left_out(const json_t* parameter, int flags) {
     if (flags & CANDIDATES_OBJECTS) return true;
-    return (flags & CANDIDATES_WRITABLE) && is_read_only(parameter);
+    return (flags & CANDIDATES_WRITABLE) && node_is_read_only(parameter);
 }
 
 }  // namespace
@@ -70,19 +57,4 @@ void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, 
         if (limit > 0 && json_array_size(out) >= limit) return;
         ox_dynarray_cut(entry, lead, length + dot);
     }
-}
-
-json_t* dm_schema_get(const char* path) {
-    size_t length = path ? strcspn(path, "{[*") : 0;
-    JsonRef names(json_array());
-    json_array_append_new(names, length > 0 ? json_stringn(path, length) : json_string("."));
-    MsgRef message(ox_jrpcmsg_cmd_get_datamodel_new(names.release(), -1));
-    if (ox_confapi_exec(message) < 0) return nullptr;
-    return json_incref(json_object_get(ox_jrpcmsg_get_result_json(message), "Datamodel"));
-}
-
-bool json_is_object_tree(const json_t* value) {
-    // Deeper than any JSON text may be that the parser accepts.
-    constexpr int DEPTH_LIMIT = 4096;
-    return object_tree(value, DEPTH_LIMIT);
 }

@@ -1,4 +1,4 @@
-#include "obxc.hpp"
+#include "session/channels.hpp"
 
 ox_jrpcapi* request_channel = nullptr;
 ox_jrpcapi* event_channel = nullptr;

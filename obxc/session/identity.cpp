@@ -1,18 +1,19 @@
 #include "session/identity.hpp"
 
 #include <pwd.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "ox_confapi.hpp"
-#include "ox_echo.hpp"
-#include "ox_editor.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_log.hpp"
+#include "ox_raii.hpp"
 #include "ox_socket.hpp"
-#include "ox_wait.hpp"
+#include "session/channels.hpp"
+#include "session/password.hpp"
 #include "session/prompt.hpp"
 
 char* current_user = nullptr;
@@ -27,12 +28,6 @@ void (*identity_changed)(void) = nullptr;
 bool in_doubt = false;
 constexpr int RECOVER_TIMEOUT_MS = 200;
 
-void wipe_and_free(char* text) {
-    if (!text) return;
-    explicit_bzero(text, strlen(text));
-    free(text);
-}
-
 void store_identity(const char* user, const char* password) {
     char* new_user = user ? strdup(user) : nullptr;
     char* new_password = password ? strdup(password) : nullptr;
@@ -41,7 +36,7 @@ void store_identity(const char* user, const char* password) {
     current_user = new_user;
     current_password = new_password;
     free(old_user);
-    wipe_and_free(old_password);
+    password_drop(old_password);
 }
 
 bool read_system_access() {
@@ -160,102 +155,4 @@ void identity_recover(void) {
 
 void identity_free(void) {
     store_identity(nullptr, nullptr);
-}
-
-namespace {
-
-void show(const char* question) {
-    fputs(question, stdout);
-    fflush(stdout);
-}
-
-/// One line of standard input without its newline, byte by byte as the editor does, so that neither takes
-/// what the other should read. The wait may be left by a jump. `question` is shown again when the program was
-/// stopped meanwhile.
-char* read_line(const char* question) {
-    size_t size = 0;
-    size_t length = 0;
-    char* line = nullptr;
-    for (;;) {
-        struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-        if (!ox_rl_pending() && ox_wait_poll(&input, 1, -1) < 0) {
-            if (ox_rl_echo_take_resume()) show(question);
-            continue;
-        }
-        int byte = ox_rl_getch();
-        if (byte < 0 && length == 0) {
-            free(line);
-            return nullptr;
-        }
-        if (length + 1 >= size) {
-            size_t grown_size = size ? size * 2 : 64;
-            char* grown = static_cast<char*>(_xmalloc(grown_size, "password_prompt", __LINE__, "obxc/main"));
-            if (line) memcpy(grown, line, length);
-            grown[length] = '\0';
-            wipe_and_free(line);
-            line = grown;
-            size = grown_size;
-        }
-        if (byte < 0 || byte == '\n' || byte == '\r') {
-            line[length] = '\0';
-            return line;
-        }
-        line[length++] = static_cast<char>(byte);
-        line[length] = '\0';
-    }
-}
-
-}  // namespace
-
-char* password_prompt(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    char question[512];
-    vsnprintf(question, sizeof(question), format, args);
-    va_end(args);
-    ox_rl_echo_off(STDIN_FILENO);  // before the prompt is seen, so that no quick hand is echoed
-    show(question);
-    char* line = read_line(question);
-    ox_rl_echo_on(STDIN_FILENO);
-    fputc('\n', stdout);
-    return line;
-}
-
-int login_command(const char* name, json_t* args) {
-    const char* login = json_string_value(json_array_get(args, 0));
-    const char* password = nullptr;
-    char* prompted = nullptr;
-    size_t count = json_array_size(args);
-    const char* option = json_string_value(json_array_get(args, 1));
-    if (count == 0) {
-        login = getenv("USER");
-    } else if (count == 1) {
-        prompted = password_prompt("[obxc] password for %s: ", login);
-        password = prompted;
-    } else if (count == 3 && option && strcmp(option, "-p") == 0) {
-        password = json_string_value(json_array_get(args, 2));
-    } else {
-        printf("syntax: %s [<login> [-p <password>]]\n", name);
-        return -1;
-    }
-    // Nobody typed a password: that is no password-less login.
-    bool abandoned = count == 1 && !prompted;
-    int result = abandoned ? -1 : login_with(login, password);
-    if (result != 0) puts("Failed to authenticate user");
-    wipe_and_free(prompted);
-    return result;
-}
-
-int logout_command(const char* name, json_t* args) {
-    if (json_array_size(args) > 0) {
-        printf("syntax: %s\n", name);
-        return -1;
-    }
-    return logout_session();
-}
-
-int login_if_guest_command(const char*, json_t* args) {
-    if (current_user) return 0;
-    login_with(json_string_value(json_array_get(args, 0)), json_string_value(json_array_get(args, 1)));
-    return 0;
 }

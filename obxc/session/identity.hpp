@@ -1,8 +1,6 @@
 // Who is logged in, and how the session logs in and out.
 #pragma once
 
-#include "obxc.hpp"
-
 /// The current user's name, null for a guest; the password of a login by name, else null. Owned.
 extern char* current_user;
 extern char* current_password;
@@ -28,11 +26,3 @@ void try_login(void);
 void identity_recover(void);
 /// Releases the stored texts, at the end of the program.
 void identity_free(void);
-
-/// Prints the prompt, reads one line without echo. A heap text (the caller frees it), or null at end of
-/// input.
-char* password_prompt(const char* format, ...) __attribute__((format(printf, 1, 2)));
-
-int login_command(const char* name, json_t* args);
-int logout_command(const char* name, json_t* args);
-int login_if_guest_command(const char* name, json_t* args);

@@ -3,7 +3,7 @@
 #include <pthread.h>
 #include <stdio.h>
 
-#include "obxc.hpp"
+#include "ox_colors.hpp"
 #include "ox_confapi.hpp"
 #include "ox_editor.hpp"
 #include "ox_out.hpp"

@@ -5,6 +5,7 @@
 
 #include "ox_editor.hpp"
 #include "ox_out.hpp"
+#include "ox_raii.hpp"
 #include "ox_string.hpp"
 #include "session/identity.hpp"
 
@@ -19,20 +20,21 @@ ox_hsv colour_scheme[COLOUR_COUNT] = {
 
 namespace {
 
-const char* (*current_path_text)(void) = nullptr;
+char shown_path[260];
 
 }  // namespace
 
-void prompt_set_path_source(const char* (*path_text)(void)) {
-    current_path_text = path_text;
-}
-
 void prompt_rebuild(void) {
     snprintf(prompt, sizeof(prompt), "%s%sobxc%s:%s> ", current_user ? current_user : "",
-             current_user ? "@" : "", mode_word, current_path_text ? current_path_text() : "");
+             current_user ? "@" : "", mode_word, shown_path);
     // User and path are the daemon's texts: they must not steer the terminal.
     CharsRef plain(ox_out_escape(prompt));
     if (plain) ox_string_strlcpy(prompt, plain, sizeof(prompt));
+}
+
+void prompt_set_path(const char* path) {
+    ox_string_strlcpy(shown_path, path, sizeof shown_path);
+    prompt_rebuild();
 }
 
 void prompt_set_mode(const char* word) {

@@ -1,7 +1,7 @@
 // The prompt and the colour scheme.
 #pragma once
 
-#include "obxc.hpp"
+#include "ox_colors.hpp"
 
 enum SchemeColour { COLOUR_ROOT_PROMPT, COLOUR_PROMPT, COLOUR_AUTOCOMPLETE, COLOUR_HINT, COLOUR_COUNT };
 
@@ -9,10 +9,10 @@ extern char prompt[384];
 extern char mode_word[16];
 extern ox_hsv colour_scheme[COLOUR_COUNT];
 
-/// The text of the current node that stands in the prompt is asked of this function ("" until one is set).
-void prompt_set_path_source(const char* (*path_text)(void));
 /// Rewrites `prompt` from user, mode word and current node.
 void prompt_rebuild(void);
+/// Sets the path of the current node ("" at first), and rebuilds the prompt.
+void prompt_set_path(const char* path);
 /// Sets the mode word ("record", "lua", ...) or clears it (null), and rebuilds the prompt.
 void prompt_set_mode(const char* word);
 /// Makes `scheme` current and hands its colours to the line editor.

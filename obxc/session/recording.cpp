@@ -17,6 +17,8 @@ namespace {
 
 char record_path[256];
 
+}  // namespace
+
 int record_abort(const char* name) {
     if (!recording) {
         printf("%s: no record found.\n", name);
@@ -42,18 +44,6 @@ int record_start(const char* name, const char* path) {
     ox_string_strlcpy(record_path, place, sizeof(record_path));
     prompt_set_mode("record");
     return 0;
-}
-
-}  // namespace
-
-int record_command(const char* name, json_t* args) {
-    if (json_array_size(args) != 1) {
-        printf("syntax: %s <filename>|abort\n", name);
-        return -1;
-    }
-    const char* word = json_string_value(json_array_get(args, 0));
-    if (!word) return -1;
-    return strcmp(word, "abort") == 0 ? record_abort(name) : record_start(name, word);
 }
 
 void record_stop(void) {

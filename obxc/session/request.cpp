@@ -2,7 +2,10 @@
 
 #include <stdio.h>
 
+#include "ox_colors.hpp"
 #include "ox_confapi.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcmsg.hpp"
 
 ox_jrpcmsg* request_new(const char* method, json_t* params) {
     return ox_jrpcmsg_create_new(method, json_incref(params));
@@ -12,6 +15,11 @@ void request_exec(ox_jrpcmsg* message, int timeout_ms) {
     ox_jrpcapi_set_timeout(request_channel, timeout_ms);
     ox_jrpcapi_exec_retry(request_channel, message);
     ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
+}
+
+bool request_lost(const ox_jrpcmsg* message) {
+    enum { SOCKET_ERRORS = -100 };  // they lie above this code, the daemon's own errors do not
+    return message->error_code < 0 && message->error_code > SOCKET_ERRORS;
 }
 
 void request_recover(void) {

@@ -1,7 +1,8 @@
 // The exchange of one request with the daemon, and the report of its outcome.
 #pragma once
 
-#include "obxc.hpp"
+#include "ox_raii.hpp"
+#include "session/channels.hpp"
 
 /// A request of a method. Takes a reference of its own on `params` (may be null): the caller keeps its one.
 ox_jrpcmsg* request_new(const char* method, json_t* params);
@@ -10,6 +11,8 @@ ox_jrpcmsg* request_new(const char* method, json_t* params);
 /// error -7. The connection's time-out is 5000 ms afterwards.
 void request_exec(ox_jrpcmsg* message, int timeout_ms);
 
+/// True when an executed request failed on the way: the daemon gave no answer.
+bool request_lost(const ox_jrpcmsg* message);
 /// Puts the time-out of `request_channel` back after an exchange that was left by a jump.
 void request_recover(void);
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "capture.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 

@@ -1,7 +1,9 @@
+#include "commands/cat.hpp"
+
 #include <gtest/gtest.h>
 
 #include "capture.hpp"
-#include "commands/commands.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 

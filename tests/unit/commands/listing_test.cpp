@@ -4,6 +4,9 @@
 
 #include <string>
 
+#include "ox_raii.hpp"
+#include "ox_vect.hpp"
+
 namespace {
 
 std::string row(const LsEntry* entry) {

@@ -1,5 +1,3 @@
-#include "commands/tree.hpp"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <time.h>
@@ -7,6 +5,9 @@
 #include <string>
 
 #include "capture.hpp"
+#include "commands/tree_draw.hpp"
+#include "model/node.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 
@@ -236,7 +237,7 @@ class TreeLookup : public testing::TestWithParam<LookupCase> {};
 
 TEST_P(TreeLookup, FallsBackToTheTemplate) {
     JsonRef node(json_of(R"({"a":{"n":"a"},"2":{"n":"2"},"#template":{"n":"t"}})"));
-    const json_t* child = tree_lookup_child(node, GetParam().key, strlen(GetParam().key));
+    const json_t* child = node_child_find(node, GetParam().key, strlen(GetParam().key));
     const char* found = json_string_value(json_object_get(child, "n"));
     EXPECT_STREQ(found, GetParam().expected) << GetParam().key;
 }
@@ -259,11 +260,11 @@ INSTANTIATE_TEST_SUITE_P(Keys, TreeLookup, testing::ValuesIn(lookups));
 
 TEST(Tree, LookupsTakeTheLengthOfTheKey) {
     JsonRef node(json_of(R"({"ab":1,"#template":{"n":1}})"));
-    EXPECT_TRUE(json_is_integer(tree_lookup_child(node, "abc", 2)));
-    EXPECT_TRUE(json_is_object(tree_lookup_child(node, "12x", 2)));
-    EXPECT_EQ(tree_lookup_child(nullptr, "a", 1), nullptr);
+    EXPECT_TRUE(json_is_integer(node_child_find(node, "abc", 2)));
+    EXPECT_TRUE(json_is_object(node_child_find(node, "12x", 2)));
+    EXPECT_EQ(node_child_find(nullptr, "a", 1), nullptr);
     JsonRef leaf(json_integer(1));
-    EXPECT_EQ(tree_lookup_child(leaf, "1", 1), nullptr);
+    EXPECT_EQ(node_child_find(leaf, "1", 1), nullptr);
 }
 
 TEST(Tree, DescendsAsFarAsItGoes) {
@@ -283,11 +284,11 @@ TEST(Tree, DescendsAsFarAsItGoes) {
 
 TEST(Tree, EmptySubtrees) {
     for (const char* text : {"{}", R"({"a":{}})", R"({"a":{"b":{}},"c":{}})"}) {
-        EXPECT_TRUE(is_empty_subtree(json_of(text))) << text;
+        EXPECT_TRUE(json_is_object_tree(json_of(text))) << text;
     }
     for (const char* text :
          {"1", "null", "[]", "\"\"", R"({"a":1})", R"({"a":{"b":null},"c":{}})", R"({"a":[]})"}) {
-        EXPECT_FALSE(is_empty_subtree(json_of(text))) << text;
+        EXPECT_FALSE(json_is_object_tree(json_of(text))) << text;
     }
 }
 

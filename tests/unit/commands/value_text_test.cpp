@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "commands/words.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 

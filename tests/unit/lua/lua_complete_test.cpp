@@ -11,6 +11,8 @@
 #include <set>
 #include <string>
 
+#include "lua/lua_fields.hpp"
+#include "ox_lua.hpp"
 #include "ox_raii.hpp"
 
 namespace {

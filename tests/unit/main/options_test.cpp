@@ -34,7 +34,7 @@ public:
         json_array_foreach(options.args, index, word) result.emplace_back(json_string_value(word));
         return result;
     }
-    std::vector<uint32_t> groups() const { return {options.groups, options.groups + options.group_count}; }
+    std::vector<uint32_t> groups() const { return {options.groups.begin(), options.groups.end()}; }
 
     StartOptions options = {};
     int status;

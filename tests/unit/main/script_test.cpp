@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "main/command_table.hpp"
+#include "commands/dispatch.hpp"
 #include "ox_editor.hpp"
 #include "ox_wait.hpp"
 
@@ -60,19 +60,6 @@ Outcome run_text(const std::string& text, int interactive = 0) {
     fflush(stdout);
     unlink(path);
     return {result, testing::internal::GetCapturedStdout(), dispatched};
-}
-
-TEST(Script, LinesThatContinue) {
-    const struct {
-        const char* line;
-        bool continues;
-    } rows[] = {
-        {"", false},         {"ls", false},      {"ls \\", true},   {"ls \\\\", false}, {"ls \\\\\\", true},
-        {"\\", true},        {"a 'b", true},     {"a 'b'", false},  {"a \"b", true},    {"a \"b\"", false},
-        {"a \"b'\"", false}, {"a 'b\"'", false}, {"a \\'b", false}, {"a \\\\'b", true}, {"a 'b\\'", true},
-        {"b' c", true},      {"# don't", true},  {"'a\\\\", true},  {"\\\\\\'", false}, {"\\ ", false},
-    };
-    for (const auto& row : rows) EXPECT_EQ(script_line_continues(row.line), row.continues) << row.line;
 }
 
 TEST(Script, Commands) {

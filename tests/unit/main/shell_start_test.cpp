@@ -6,7 +6,8 @@
 #include <string>
 
 #include "main/shell_loop.hpp"
-#include "obxc.hpp"
+#include "ox_jrpcapi.hpp"
+#include "session/channels.hpp"
 #include "session/identity.hpp"
 
 namespace {

@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include "model/metadata.hpp"
+#include "commands/navigate.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "model/node.hpp"
+#include "model/resolve.hpp"
 #include "model_daemon.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 
@@ -301,7 +306,7 @@ TEST_F(Paths, SurvivesARefetchAbove) {
         ASSERT_EQ(path_resolve(&p, "<.78"), 0);
         EXPECT_NE(node_child_get(&held, "IPAddress"), nullptr);
     }
-    dm_settle();
+    paths_refresh();
     EXPECT_EQ(json_object_get(
                   json_object_get(json_object_get(json_object_get(dm_root, "Device"), "Hosts"), "Host"), "2"),
               current_path.node);
@@ -318,7 +323,7 @@ TEST_F(Paths, SurvivesThatItsInstanceIsGone) {
             ScopedPath p;
             ASSERT_EQ(path_resolve(&p, "<.77"), 0);
         }
-        dm_settle();
+        paths_refresh();
         EXPECT_STREQ(current_path.path, "Device.Hosts.Host.2");
         EXPECT_NE(node_child_get(&current_path, "IPAddress"), nullptr);
     }
@@ -337,7 +342,7 @@ TEST_F(Paths, SurvivesADaemonThatForgetsEverything) {
         EXPECT_EQ(path_resolve(&p, "<.77"), -1);
     }
     for (int i = 0; i < 3; ++i) {
-        dm_settle();
+        paths_refresh();
         EXPECT_EQ(cd("IPAddress"), 0);
         EXPECT_EQ(cd("<"), 0);
     }

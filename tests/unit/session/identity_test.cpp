@@ -10,9 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "commands/login.hpp"
 #include "ox_confapi.hpp"
 #include "ox_echo.hpp"
 #include "ox_editor.hpp"
+#include "ox_jrpcapi.hpp"
 #include "ox_socket.hpp"
 #include "session/prompt.hpp"
 

@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "ox_colors.hpp"
+#include "ox_jrpcapi.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
 
 namespace {
 

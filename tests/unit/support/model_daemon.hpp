@@ -15,7 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "obxc.hpp"
+#include "ox_jrpcapi.hpp"
+#include "session/channels.hpp"
 
 struct ModelEntry {
     std::string name;  // objects end in "."

@@ -1,0 +1,105 @@
+#include "commands/completion.hpp"
+
+#include <string.h>
+
+#include "commands/dispatch.hpp"
+#include "commands/table.hpp"
+#include "complete/hint.hpp"
+#include "line/split.hpp"
+#include "model/cache.hpp"
+#include "model/current.hpp"
+#include "ox_completion.hpp"
+#include "ox_note.hpp"
+#include "ox_raii.hpp"
+#include "session/interrupt.hpp"
+#include "session/request.hpp"
+
+namespace {
+
+enum { HINT_WAIT_MS = 150 };
+
+void offer_commands(const TypedLine& line) {
+    const char* prefix = typed_word_at(line, 0);
+    size_t length = prefix ? strlen(prefix) : 0;
+    for (const ShellCommand& row : command_table) {
+        const char* name = row.name;
+        if (length == 0 || (*name == *prefix && strncmp(name, prefix, length) == 0)) {
+            json_array_append_new(line.candidates.texts, json_string(name));
+            if (candidates_full(line.candidates)) return;
+        }
+    }
+}
+
+void offer_arguments(const TypedLine& line, const char* command) {
+    const ShellCommand* row = command_lookup(command);
+    if (!row || !row->offers) return;
+    for (const Offer* offer = row->offers; offer->offer; ++offer) {
+        if (line.count >= offer->first && line.count <= offer->last) offer->offer(line, *offer);
+    }
+}
+
+/// Adds the candidates for the text left of the cursor.
+void collect(const char* line, int cursor, const Candidates& candidates) {
+    CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
+    unsigned count = 0;
+    JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));
+    if (!words) return;
+    size_t size = json_array_size(words);
+    TypedLine typed = {words, static_cast<int>(count), json_string_value(json_array_get(words, count)), text,
+                       candidates};
+    if (size == 0 || (size == 1 && count == 0)) {
+        offer_commands(typed);
+    } else {
+        offer_arguments(typed, typed_word_at(typed, 0));
+    }
+}
+
+/// Whether the first word of a line is whole and no command, so that nothing completes it.
+bool names_no_command(const char* line) {
+    std::string_view word = line_plain_first_word(line);
+    char name[64];
+    if (word.empty()) return false;
+    if (word.size() >= sizeof name) return true;
+    memcpy(name, word.data(), word.size());
+    name[word.size()] = '\0';
+    return !command_lookup(name);
+}
+
+}  // namespace
+
+void complete_line(const char* line, int cursor, json_t* candidates) {
+    // While a command runs, the line is its own question, and the interrupt is the command's.
+    if (!line || interrupt_armed) return;
+    paths_refresh();
+    node_fetch_limit(-1);
+    struct sigaction loop_action;
+    sigaction(SIGINT, nullptr, &loop_action);
+    interrupt_install(shell_interrupt);
+    ox_held_mark held;
+    interrupt_held = &held;
+    if (sigsetjmp(interrupt_context, 1) == 0) {
+        interrupt_armed = 1;
+        collect(line, cursor, {candidates, 0});
+        interrupt_point();
+    } else {
+        json_array_clear(candidates);
+        request_recover();
+        ox_rl_note(nullptr);
+        ox_rl_completion_interrupted();
+    }
+    interrupt_disarm();
+    sigaction(SIGINT, &loop_action, nullptr);
+}
+
+char* hint_line(const char* line) {
+    if (!line || *line == '\0' || interrupt_armed) return nullptr;
+    paths_refresh();
+    if (names_no_command(line)) return nullptr;
+    JsonRef candidates(json_array());
+    node_fetch_limit(HINT_WAIT_MS);
+    collect(line, static_cast<int>(strlen(line)), {candidates, 2});
+    node_fetch_limit(-1);
+    if (json_array_size(candidates) != 1) return nullptr;
+    const char* added = inserted_part(line, json_string_value(json_array_get(candidates, 0)));
+    return added ? strdup(added) : nullptr;
+}

@@ -1,0 +1,36 @@
+// The lazily filled cache of node metadata.
+#pragma once
+
+#include "obxc.hpp"
+
+/// The root of the cache; null until the first dm_reload.
+extern json_t* dm_root;
+/// Grows with every change of the cache: who remembers a node without a reference of its own (the completion
+/// of a name, at each key) may use it while this stays the same, and who stands at a node looks it up again
+/// when this has grown.
+extern unsigned dm_generation;
+
+/// Fills the node that `p` names from the daemon: its members are replaced by the answer's. Nothing of the
+/// cache is touched before the last answer is there, so the wait may be left by a jump. A failed request
+/// leaves the node without children and marked "#fetched" all the same; where the daemon was not reached at
+/// all, the node keeps what it had and is also marked "#lost", and the next use asks again. Nodes that are
+/// replaced are released: what is borrowed from the cache is not to be used behind a fetch.
+void node_fetch(NodePath* p);
+/// Bounds what all later fetches wait for together, in milliseconds from now; -1: no bound. A fetch that runs
+/// into the bound leaves its node as it was, and none is tried for that node again while a bound is set,
+/// until a fetch without bound has filled it.
+void node_fetch_limit(int ms);
+/// What a request may still wait under that bound, in milliseconds; -1: no bound.
+int node_fetch_timeout(void);
+/// The child's node (borrowed), fetching first when needed; an instance number without a node gives
+/// "#template".
+json_t* node_child_get(NodePath* p, const char* name);
+/// Removes a member of a cached node.
+void node_member_drop(json_t* node, const char* key);
+
+/// Drops the whole cache and makes an empty root, or none at all.
+void cache_clear(bool make_root);
+/// The instances that the cache knows may be others by now: the next use asks for them again.
+void dm_doubt(void);
+/// The schema of the subtree at a path or selector: a new reference, or null.
+json_t* dm_schema_get(const char* path);

@@ -1,0 +1,173 @@
+#include "model/changes.hpp"
+
+#include <limits.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "model/cache.hpp"
+#include "model/node.hpp"
+#include "ox_conf_path.hpp"
+#include "ox_jrpccmd.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "ox_raii.hpp"
+#include "ox_str.hpp"
+#include "ox_string.hpp"
+#include "ox_tr.hpp"
+#include "session/request.hpp"
+
+json_t* pending_model_events = nullptr;
+
+namespace {
+
+bool given_up = false;
+
+/// One change, unpacked. `branch` is the cached multi-instance object, null when the cache does not hold it.
+struct Change {
+    bool added;
+    json_t* branch;
+    char key[16];   // the instance number
+    CharsRef name;  // the instance's full name, without a final "."
+};
+
+json_t* find_parent(const char* instance_path) {
+    CharsRef parent(strndup(instance_path, ox_tr_path_parent(instance_path)));
+    return ox_conf_find_branch(dm_root, parent);
+}
+
+bool unpack(json_t* event, Change* change) {
+    const char* action;
+    const char* path;
+    int number;
+    if (json_unpack(event, "{s:s, s:s, s:i}", "Action", &action, "Path", &path, OX_TR_INSTANCE_NUMBER,
+                    &number) < 0) {
+        return false;
+    }
+    change->added = strcmp(action, "Add") == 0;
+    snprintf(change->key, sizeof change->key, "%d", number);
+    if (change->added) {
+        change->branch = ox_conf_find_branch(dm_root, path);
+        change->name.reset(ox_str_printf_new("%s%s", path, change->key));
+    } else {
+        change->branch = find_parent(path);
+        change->name.reset(strndup(path, strlen(path) - static_cast<size_t>(ox_tr_path_is_partial(path))));
+    }
+    return true;
+}
+
+/// The names of the instances that the cache lacks when all changes are made, as the keys of an object.
+json_t* missing_instances(const json_t* events) {
+    json_t* missing = json_object();
+    JsonRef removed(json_object());
+    size_t index;
+    json_t* event;
+    json_array_foreach(events, index, event) {
+        Change change;
+        if (!unpack(event, &change)) continue;
+        if (!change.added) {
+            json_object_del(missing, change.name);
+            json_object_set_new(removed, change.name, json_true());
+            continue;
+        }
+        // Children that are not known yet come whole with the node's own fetch.
+        if (!change.branch || node_needs_fetch(change.branch)) continue;
+        if (json_object_get(change.branch, change.key) && !json_object_get(removed, change.name)) continue;
+        json_object_set_new(missing, change.name, json_true());
+    }
+    return missing;
+}
+
+/// The metadata of these instances, as a tree from the top; null when the bound ran out.
+json_t* fetch_instances(json_t* missing) {
+    if (json_object_size(missing) == 0) return json_object();
+    JsonRef names(json_array());
+    const char* name;
+    json_t* value;
+    json_object_foreach(missing, name, value) json_array_append_new(names, json_string(name));
+    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release()));
+    int timeout = node_fetch_timeout();
+    request_exec(message, timeout);
+    if (timeout >= 0 && request_lost(message)) return nullptr;
+    json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
+    return ox_tr_names_to_config(list, nullptr);
+}
+
+void apply(const Change& change, json_t* fetched, json_t* missing) {
+    if (!change.branch) return;
+    if (!change.added) {
+        node_member_drop(change.branch, change.key);
+        return;
+    }
+    if (!json_object_get(missing, change.name)) return;
+    json_t* instance = ox_conf_find_branch(fetched, change.name);
+    if (!instance) {
+        json_object_del(change.branch, OX_TR_FETCHED);  // it did not come: the next listing asks for all
+        return;
+    }
+    node_info_normalize(instance);
+    json_object_set_new(instance, OX_TR_FETCHED, json_true());
+    node_member_drop(change.branch, change.key);
+    json_object_set(change.branch, change.key, instance);
+}
+
+void drop_events() {
+    size_t index;
+    json_t* event;
+    json_array_foreach(pending_model_events, index, event) {
+        Change change;
+        if (unpack(event, &change) && change.branch)
+            json_object_set_new(change.branch, OX_TR_LOST, json_true());
+    }
+    json_array_clear(pending_model_events);
+}
+
+}  // namespace
+
+void model_change_queue(json_t* params) {
+    json_t* change = json_pack("{s:O, s:O, s:O}", "Action", json_object_get(params, "Action"), "Path",
+                               json_object_get(params, "Path"), OX_TR_INSTANCE_NUMBER,
+                               json_object_get(params, OX_TR_INSTANCE_NUMBER));
+    if (!change) return;
+    if (!pending_model_events) pending_model_events = json_array();
+    json_array_append_new(pending_model_events, change);
+    if (json_array_size(pending_model_events) > MODEL_EVENTS_MAX) drop_events();
+}
+
+void model_instance_added(const char* object, int number) {
+    if (!dm_root) return;
+    bool dot = ox_tr_path_is_full(object);
+    CharsRef path(ox_str_printf_new("%s%s", object, dot ? "." : ""));
+    JsonRef change(
+        json_pack("{s:s, s:s, s:i}", "Action", "Add", "Path", path.get(), OX_TR_INSTANCE_NUMBER, number));
+    model_change_queue(change);
+}
+
+void model_instance_deleted(const char* instance) {
+    if (!dm_root) return;
+    std::string_view leaf = ox_tr_path_leaf(instance);
+    uint64_t number = 0;
+    int length = static_cast<int>(leaf.size());
+    if (ox_string_strntoul(leaf.data(), length, 10, &number) < 0 || number > INT_MAX) return;
+    JsonRef change(json_pack("{s:s, s:s, s:i}", "Action", "Delete", "Path", instance, OX_TR_INSTANCE_NUMBER,
+                             static_cast<int>(number)));
+    model_change_queue(change);
+}
+
+void model_events_fold(void) {
+    if (node_fetch_timeout() < 0) given_up = false;
+    if (!pending_model_events || given_up) return;
+    JsonRef missing(missing_instances(pending_model_events));
+    JsonRef fetched(fetch_instances(missing));
+    if (!fetched) {
+        given_up = true;
+        return;
+    }
+    // Taken over only now: had the wait been left by Ctrl-C, the events would still be queued.
+    JsonRef events(pending_model_events);
+    pending_model_events = nullptr;
+    size_t index;
+    json_t* event;
+    json_array_foreach(events, index, event) {
+        Change change;
+        if (unpack(event, &change)) apply(change, fetched, missing);
+    }
+}
