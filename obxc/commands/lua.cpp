@@ -84,6 +84,7 @@ int lua_command(const char*, json_t* args) {
         interrupted = lua_interrupted(ctx);
     }
     finish(ctx, interrupted);
+    ox_lua_close(ctx);
     interrupted = interrupted || lua_interrupted(ctx);
     lua_interrupt_watch(nullptr);
     ox_lua_free(ctx);

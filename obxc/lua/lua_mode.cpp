@@ -74,8 +74,8 @@ void finish() {
     lua_interrupt_watch(mode.ctx);
     interrupt_install(lua_interrupt);
     interrupt_armed = 1;
-    ox_lua_finish(mode.ctx);
-    ox_lua_resume(mode.ctx);
+    ox_lua_close(mode.ctx);
+    if (lua_interrupted(mode.ctx)) putchar('\n');
 }
 
 bool mode_enter() {

@@ -174,6 +174,7 @@ int lua_script_run(const char* path, json_t* args) {
     ox_lua_set_flags(ctx, OX_LUA_STREAM);
     watch_signals(ctx);
     int result = run_script(ctx, text, path, args);
+    ox_lua_close(ctx);
     die_after_all();
     ox_lua_free(ctx);
     return result;

@@ -31,6 +31,7 @@ void stop_hook(lua_State* L, lua_Debug*) {
 }  // namespace
 
 void stop_soon(lua_State* L) {
+    if (!L) return;
     lua_sethook(L, stop_hook, LUA_MASKCALL | LUA_MASKRET | LUA_MASKCOUNT, 1);
 }
 

@@ -12,7 +12,7 @@ struct LuaContext : ox_lua_ctx {
     int flags;
     FILE* capture;       ///< the stream that ends up in `out`
     bool by_lines;       ///< standard output was told to write line by line
-    lua_State* running;  ///< the coroutine that runs, which a stop has to reach
+    lua_State* running;  ///< the coroutine that runs, which a stop has to reach; null: nothing runs any more
     volatile int stopped;
     volatile int once;  ///< the stop is over when its error has been raised
     ox_lua_guard guard;
@@ -38,7 +38,7 @@ void guarded(lua_State* L, void (*run)(void*), void* argument);
 void require_writable(lua_State* L);
 /// Raises an error while the context is closed.
 void require_open(lua_State* L);
-/// Makes the code that runs fail at its next instruction.
+/// Makes the code that runs fail at its next instruction. Null-safe.
 void stop_soon(lua_State* L);
 /// A stop that was asked for reaches the coroutine that is about to run, and the one that goes on afterwards.
 void stop_follow(lua_State* from, lua_State* to);

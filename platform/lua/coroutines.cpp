@@ -5,9 +5,76 @@
 
 namespace {
 
-/// Resumes `co` with the `count` values on top of L; `yields`: it gives way in its waits. The number of
-/// results, which are then on top of L, or -1 with the error value there.
-int resume(lua_State* L, lua_State* co, int count, bool yields) {
+int co_resume(lua_State* L) {
+    lua_State* co = lua_tothread(L, 1);
+    luaL_argcheck(L, co, 1, "coroutine expected");
+    int results = coroutine_resume(L, co, lua_gettop(L) - 1, true);
+    lua_pushboolean(L, results >= 0);
+    int count = results >= 0 ? results : 1;
+    lua_insert(L, -(count + 1));
+    return count + 1;
+}
+
+int wrapped(lua_State* L) {
+    int results = coroutine_resume(L, lua_tothread(L, lua_upvalueindex(1)), lua_gettop(L), false);
+    if (results >= 0) return results;
+    if (lua_type(L, -1) == LUA_TSTRING) {
+        luaL_where(L, 1);
+        lua_insert(L, -2);
+        lua_concat(L, 2);
+    }
+    return lua_error(L);
+}
+
+int co_wrap(lua_State* L) {
+    luaL_checktype(L, 1, LUA_TFUNCTION);
+    lua_State* co = lua_newthread(L);
+    lua_pushvalue(L, 1);
+    lua_xmove(L, co, 1);
+    lua_pushcclosure(L, wrapped, 1);
+    return 1;
+}
+
+/// Resumes those of the coroutines at 1 to `count` that have not ended, in turn, until all have.
+int run_on(lua_State* L, int, lua_KContext count) {
+    lua_settop(L, static_cast<int>(count));
+    for (bool alive = true; alive;) {
+        alive = false;
+        for (int i = 1; i <= count; ++i) {
+            lua_State* co = lua_tothread(L, i);
+            if (!co) continue;
+            int results = coroutine_resume(L, co, 0, true);
+            if (results < 0) return lua_error(L);
+            lua_pop(L, results);
+            if (lua_status(co) == LUA_YIELD) {
+                alive = true;
+            } else {
+                lua_pushboolean(L, 0);
+                lua_replace(L, i);
+            }
+        }
+        if (alive && gives_way(L)) return lua_yieldk(L, 0, count, run_on);
+    }
+    return 0;
+}
+
+/// ox.run(function...): calls the functions side by side.
+int run(lua_State* L) {
+    int count = lua_gettop(L);
+    luaL_checkstack(L, LUA_MINSTACK, "too many functions");
+    for (int i = 1; i <= count; ++i) {
+        luaL_checktype(L, i, LUA_TFUNCTION);
+        lua_State* co = lua_newthread(L);
+        lua_pushvalue(L, i);
+        lua_xmove(L, co, 1);
+        lua_replace(L, i);
+    }
+    return run_on(L, LUA_OK, count);
+}
+
+}  // namespace
+
+int coroutine_resume(lua_State* L, lua_State* co, int count, bool yields) {
     if (!lua_checkstack(co, count)) {
         lua_pushliteral(L, "too many arguments to resume");
         return -1;
@@ -40,75 +107,6 @@ int resume(lua_State* L, lua_State* co, int count, bool yields) {
     lua_xmove(co, L, results);
     return results;
 }
-
-int co_resume(lua_State* L) {
-    lua_State* co = lua_tothread(L, 1);
-    luaL_argcheck(L, co, 1, "coroutine expected");
-    int results = resume(L, co, lua_gettop(L) - 1, true);
-    lua_pushboolean(L, results >= 0);
-    int count = results >= 0 ? results : 1;
-    lua_insert(L, -(count + 1));
-    return count + 1;
-}
-
-int wrapped(lua_State* L) {
-    int results = resume(L, lua_tothread(L, lua_upvalueindex(1)), lua_gettop(L), false);
-    if (results >= 0) return results;
-    if (lua_type(L, -1) == LUA_TSTRING) {
-        luaL_where(L, 1);
-        lua_insert(L, -2);
-        lua_concat(L, 2);
-    }
-    return lua_error(L);
-}
-
-int co_wrap(lua_State* L) {
-    luaL_checktype(L, 1, LUA_TFUNCTION);
-    lua_State* co = lua_newthread(L);
-    lua_pushvalue(L, 1);
-    lua_xmove(L, co, 1);
-    lua_pushcclosure(L, wrapped, 1);
-    return 1;
-}
-
-/// Resumes those of the coroutines at 1 to `count` that have not ended, in turn, until all have.
-int run_on(lua_State* L, int, lua_KContext count) {
-    lua_settop(L, static_cast<int>(count));
-    for (bool alive = true; alive;) {
-        alive = false;
-        for (int i = 1; i <= count; ++i) {
-            lua_State* co = lua_tothread(L, i);
-            if (!co) continue;
-            int results = resume(L, co, 0, true);
-            if (results < 0) return lua_error(L);
-            lua_pop(L, results);
-            if (lua_status(co) == LUA_YIELD) {
-                alive = true;
-            } else {
-                lua_pushboolean(L, 0);
-                lua_replace(L, i);
-            }
-        }
-        if (alive && gives_way(L)) return lua_yieldk(L, 0, count, run_on);
-    }
-    return 0;
-}
-
-/// ox.run(function...): calls the functions side by side.
-int run(lua_State* L) {
-    int count = lua_gettop(L);
-    luaL_checkstack(L, LUA_MINSTACK, "too many functions");
-    for (int i = 1; i <= count; ++i) {
-        luaL_checktype(L, i, LUA_TFUNCTION);
-        lua_State* co = lua_newthread(L);
-        lua_pushvalue(L, i);
-        lua_xmove(L, co, 1);
-        lua_replace(L, i);
-    }
-    return run_on(L, LUA_OK, count);
-}
-
-}  // namespace
 
 bool gives_way(lua_State* L) {
     return context_of(L)->yields && lua_isyieldable(L);

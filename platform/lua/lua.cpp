@@ -6,9 +6,12 @@
 #include "context.hpp"
 #include "coroutines.hpp"
 #include "events.hpp"
+#include "finalizers.hpp"
 #include "memory.hpp"
 #include "output.hpp"
 #include "ox_lua.hpp"
+#include "string_functions.hpp"
+#include "table_functions.hpp"
 
 namespace {
 
@@ -61,8 +64,12 @@ int load(lua_State* L, const char* code, size_t length, const char* chunk_name) 
 
 /// Everything of a run that may raise an error happens below a protected call.
 int open_state(lua_State* L) {
+    finalizers_end(L);
     luaL_openlibs(L);
     coroutines_open(L);
+    strings_open(L);
+    tables_open(L);
+    finalizers_open(L);
     output_open(context_of(L));
     bindings_open(L);
     return 0;
@@ -197,13 +204,17 @@ void ox_lua_finish(ox_lua_ctx* ctx) {
     if (context->flags & OX_LUA_STREAM) output_drain(context);
 }
 
+void ox_lua_close(ox_lua_ctx* ctx) {
+    if (!ctx->L) return;
+    ox_lua_finish(ctx);
+    lua_close(ctx->L);
+    ctx->L = nullptr;
+}
+
 void ox_lua_free(ox_lua_ctx* ctx) {
     if (!ctx) return;
     LuaContext* context = full(ctx);
-    if (context->L) {
-        ox_lua_finish(ctx);
-        lua_close(context->L);
-    }
+    ox_lua_close(ctx);
     // What finalizers printed.
     if (context->flags & OX_LUA_STREAM) output_drain(context);
     output_close(context);

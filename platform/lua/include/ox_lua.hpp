@@ -67,5 +67,7 @@ void ox_lua_drain(ox_lua_ctx* ctx);
 /// Runs what the code gave to ox.atexit, last first; nothing while the code is stopped. Errors are told on
 /// standard error.
 void ox_lua_finish(ox_lua_ctx* ctx);
-/// Finishes first. Null-safe.
+/// Finishes, then runs all finalizers and closes the state; `L` is null then. A stop reaches what runs.
+void ox_lua_close(ox_lua_ctx* ctx);
+/// Closes first. Null-safe.
 void ox_lua_free(ox_lua_ctx* ctx);

@@ -1,0 +1,74 @@
+// table.move and table.sort, which a stop reaches while they work: Lua's own ones do it, in pieces that each
+// begin with a call, before which a stop is looked at.
+#include "table_functions.hpp"
+
+namespace {
+
+enum { PIECE = 1 << 16 };
+
+int call_original(lua_State* L) {
+    return lua_tocfunction(L, lua_upvalueindex(1))(L);
+}
+
+/// Moves `count` elements by Lua's own function; arguments as of `move`, with `to_table` the index of the
+/// destination.
+void move_piece(lua_State* L, lua_Integer from, lua_Integer count, lua_Integer to, int to_table) {
+    lua_pushvalue(L, lua_upvalueindex(1));
+    lua_pushvalue(L, 1);
+    lua_pushinteger(L, from);
+    lua_pushinteger(L, from + count - 1);
+    lua_pushinteger(L, to);
+    lua_pushvalue(L, to_table);
+    lua_call(L, 5, 0);
+}
+
+/// table.move(from, first, last, to [, to_table])
+int move(lua_State* L) {
+    lua_Integer first = luaL_checkinteger(L, 2);
+    lua_Integer last = luaL_checkinteger(L, 3);
+    lua_Integer to = luaL_checkinteger(L, 4);
+    bool counts = last >= first && (first > 0 || last < LUA_MAXINTEGER + first);
+    lua_Integer count = counts ? last - first + 1 : 0;
+    // Few, or arguments that Lua's own function refuses.
+    if (count <= PIECE || to > LUA_MAXINTEGER - count + 1 || !lua_istable(L, 1)) return call_original(L);
+    int to_table = lua_isnoneornil(L, 5) ? 1 : 5;
+    if (!lua_istable(L, to_table)) return call_original(L);
+    bool overlaps = to > first && to <= last && (to_table == 1 || lua_compare(L, 1, to_table, LUA_OPEQ));
+    for (lua_Integer done = 0; done < count;) {
+        lua_Integer piece = count - done < PIECE ? count - done : static_cast<lua_Integer>(PIECE);
+        lua_Integer offset = overlaps ? count - done - piece : done;
+        move_piece(L, first + offset, piece, to + offset, to_table);
+        done += piece;
+    }
+    lua_pushvalue(L, to_table);
+    return 1;
+}
+
+int is_less(lua_State* L) {
+    lua_pushboolean(L, lua_compare(L, 1, 2, LUA_OPLT));
+    return 1;
+}
+
+/// table.sort(list [, is_less]); a long list without a function gets one, which does the same.
+int sort(lua_State* L) {
+    if (lua_istable(L, 1) && lua_isnoneornil(L, 2) && lua_rawlen(L, 1) > PIECE) {
+        lua_settop(L, 1);
+        lua_pushcfunction(L, is_less);
+    }
+    return call_original(L);
+}
+
+void replace(lua_State* L, const char* name, lua_CFunction function) {
+    lua_getfield(L, -1, name);
+    lua_pushcclosure(L, function, 1);
+    lua_setfield(L, -2, name);
+}
+
+}  // namespace
+
+void tables_open(lua_State* L) {
+    lua_getglobal(L, "table");
+    replace(L, "move", move);
+    replace(L, "sort", sort);
+    lua_pop(L, 1);
+}
