@@ -50,7 +50,7 @@ Answer answer_fault(int code, std::string detail, json_t* data) {
     Answer answer;
     answer.code = code;
     answer.message = code_text(code);
-    answer.detail = std::move(detail);
+    answer.detail = code == FAULT_INVALID_NAME && detail.empty() ? "the name is empty" : std::move(detail);
     answer.data = data;
     return answer;
 }

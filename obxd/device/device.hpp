@@ -12,7 +12,7 @@
 #include "answers.hpp"
 #include "device/journal.hpp"
 #include "net/loop.hpp"
-#include "store.hpp"
+#include "store/store.hpp"
 #include "users/users.hpp"
 
 namespace obxd {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "owners.hpp"
-#include "store.hpp"
+#include "store/store.hpp"
 
 namespace obxd {
 

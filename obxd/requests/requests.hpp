@@ -4,7 +4,7 @@
 #include "answers.hpp"
 #include "device/device.hpp"
 #include "net/server.hpp"
-#include "store.hpp"
+#include "store/store.hpp"
 #include "users/users.hpp"
 
 namespace obxd {

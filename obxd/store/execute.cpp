@@ -1,16 +1,21 @@
-// Checking the call of a method.
+#include "execute.hpp"
 
 #include <strings.h>
 
-#include "impl.hpp"
+#include "ox_tr_names.hpp"
+#include "ox_tr_path.hpp"
+#include "store/params.hpp"
+#include "store/place.hpp"
+#include "store/value_check.hpp"
+#include "store/value_form.hpp"
 
 namespace obxd {
 namespace {
 
 /// The member of that name; where there is none, the one whose capitals alone differ.
-const Schema* member_find(const Schema* parent, std::string_view name) {
-    if (const Schema* exact = schema_child(parent, name)) return exact;
-    const Schema* found = nullptr;
+Schema* member_find(const Schema* parent, std::string_view name) {
+    if (Schema* exact = schema_child(parent, name)) return exact;
+    Schema* found = nullptr;
     for (auto& child : parent->children) {
         bool same = child->name.size() == name.size() &&
                     strncasecmp(child->name.c_str(), name.data(), name.size()) == 0;
@@ -22,34 +27,25 @@ const Schema* member_find(const Schema* parent, std::string_view name) {
 
 /// The argument that a relative name means; any instance number stands for the template. `name` becomes the
 /// model's own spelling.
-const Schema* argument_find(const Schema* input, std::string& name) {
-    std::vector<std::string_view> parts;
-    if (!input || name == "." || !path_split(name, parts) || name.back() == '.') return nullptr;
-    const Schema* schema = input;
-    bool item = false;
+const Schema* argument_find(Schema* input, std::string& name) {
+    if (!input || !ox_tr_path_is_exact(name) || name.back() == '.') return nullptr;
+    Place place = place_of_schema(input);
     std::string spelling;
-    for (std::string_view part : parts) {
+    for (std::string_view part : ox_tr_components(name)) {
         if (!spelling.empty()) spelling += '.';
-        uint32_t number;
-        if (schema->multi && !item) {
-            if (!instance_number(part, number)) return nullptr;
-            item = true;
+        if (place.is_table()) {
+            if (part == OX_TR_TEMPLATE || !place_step(place, part)) return nullptr;
             spelling += part;
-            continue;
+        } else {
+            Schema* member = member_find(place.schema, part);
+            if (!member) return nullptr;
+            place = place_of_schema(member);
+            spelling += member->name;
         }
-        schema = member_find(schema, part);
-        if (!schema) return nullptr;
-        item = false;
-        spelling += schema->name;
     }
-    if (schema->kind != Schema::PARAMETER) return nullptr;
+    if (!place.is_parameter()) return nullptr;
     name = spelling;
-    return schema;
-}
-
-void refuse(JsonRef& data, const char* name, int code, const std::string& why) {
-    if (!data) data.reset(json_object());
-    json_object_set_new(data, name, json_pack("{s:i, s:s}", "code", code, "message", why.c_str()));
+    return place.schema;
 }
 
 /// Fills in the defaults of the arguments that were not given, and refuses where one had to be.
@@ -65,49 +61,51 @@ void defaults_fill(const Schema* input, json_t* inputs, JsonRef& data) {
     }
 }
 
+struct Call {
+    Model& model;
+    const Schema* method;
+    const Node* owner;
+    json_t* given;  ///< the arguments so far
+    JsonRef& data;  ///< why arguments are refused
+};
+
+void argument_take(const Call& call, const char* key, json_t* value) {
+    std::string spelling = key, why;
+    const Schema* argument = argument_find(call.method->input.get(), spelling);
+    if (!argument) return refuse(call.data, key, FAULT_INVALID_NAME, "there is no such argument");
+    if (json_object_get(call.given, spelling.c_str()))
+        return refuse(call.data, key, FAULT_INVALID_ARGUMENTS, "is named twice");
+    if (!value || json_is_null(value)) return;
+    int code = value_check(call.model, argument, call.owner, value, why);
+    if (code) return refuse(call.data, key, code, why);
+    json_object_set_new(call.given, spelling.c_str(), value_normal(argument, value));
+}
+
 }  // namespace
 
-Answer Store::check_execute(const Caller& caller, const json_t* params, std::string& path, json_t*& inputs) {
-    const char* name = json_string_value(json_object_get(params, "Path"));
-    if (!name) return fault(FAULT_INVALID_ARGUMENTS, "Path is no text");
-    Target target;
-    if (!target_find(*impl_, name, target) || !target.schema || target.schema->kind != Schema::METHOD)
-        return fault(FAULT_INVALID_NAME, name);
-    const Schema* method = target.schema;
+Answer execute_check(Model& model, const Caller& caller, const json_t* params, std::string& path,
+                     json_t*& inputs) {
+    Answer refused;
+    const char* name = param_text(params, "Path", refused);
+    if (!name) return refused;
+    Place place;
+    if (!place_find(model, name, place) || !place.is_method()) return answer_fault(FAULT_INVALID_NAME, name);
+    const Schema* method = place.schema;
     if (!method->writable || caller_rank(caller) < method->write_rank)
-        return fault(FAULT_REQUEST_DENIED,
-                     std::string("only ") + rank_text(method->write_rank) + " may call " + name);
-    const json_t* list = json_object_get(params, "ParameterList");
-    if (list && !json_is_array(list) && !json_is_null(list))
-        return fault(FAULT_INVALID_ARGUMENTS, "ParameterList is no array");
+        return answer_fault(FAULT_REQUEST_DENIED,
+                            std::string("only ") + rank_text(method->write_rank) + " may call " + name);
+    const json_t* list = json_object_get(params, OX_TR_PARAMETER_LIST);
+    if (list && !json_is_null(list) && !param_list(params, refused)) return refused;
     JsonRef given(json_object()), data;
     for (size_t i = 0; i < json_array_size(list); i++) {
         json_t* entry = json_array_get(list, i);
-        const char* key = json_string_value(json_object_get(entry, "Name"));
-        json_t* value = json_object_get(entry, "Value");
-        if (!key) return fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name");
-        std::string spelling = key;
-        const Schema* argument = argument_find(method->input.get(), spelling);
-        std::string why;
-        if (!argument) {
-            refuse(data, key, FAULT_INVALID_NAME, "there is no such argument");
-        } else if (json_object_get(given, spelling.c_str())) {
-            refuse(data, key, FAULT_INVALID_ARGUMENTS, "is named twice");
-        } else if (value && !json_is_null(value)) {
-            int code = value_check(*impl_, argument, target.node, value, why);
-            if (code)
-                refuse(data, key, code, why);
-            else
-                json_object_set_new(given, spelling.c_str(), value_normal(argument, value));
-        }
+        const char* key = json_string_value(json_object_get(entry, OX_TR_NAME));
+        if (!key) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name");
+        argument_take({model, method, place.node, given, data}, key, json_object_get(entry, OX_TR_VALUE));
     }
     defaults_fill(method->input.get(), given, data);
-    if (data) {
-        Answer answer = fault(FAULT_INVALID_ARGUMENTS, std::string(name) + " was not called");
-        answer.data = data.release();
-        return answer;
-    }
-    path = node_path(target.node) + method->name;
+    if (data) return answer_refused(std::move(data), std::string(name) + " was not called");
+    path = node_path(place.node) + method->name;
     inputs = given.release();
     return {};
 }

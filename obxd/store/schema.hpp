@@ -1,8 +1,8 @@
 // The schema half of the store: what nodes there are, what values they take, who may touch them.
+//
+// The record alone: builder.hpp fills it, whatever format the model has.
 #pragma once
 
-#include <jansson.h>
-#include <regex.h>
 #include <stdint.h>
 
 #include <functional>
@@ -12,49 +12,27 @@
 #include <unordered_map>
 #include <vector>
 
+#include "caller.hpp"
 #include "owners.hpp"
-#include "ox_tr.hpp"
-#include "store.hpp"
+#include "store/limits.hpp"
 
 namespace obxd {
-
-struct regex_drop {
-    void operator()(regex_t* regex) const {
-        regfree(regex);
-        delete regex;
-    }
-};
-using RegexRef = std::unique_ptr<regex_t, regex_drop>;
 
 /// What a delete of a referenced object does to the reference.
 enum Verdict : uint8_t { VERDICT_DENY, VERDICT_CASCADE, VERDICT_CLEAR, VERDICT_CONTINUE };
 
 struct Relation {
     Verdict verdict;
-    std::vector<std::string> match;  ///< components of the object's path; "*" stands for any instance
+    std::string match;  ///< the object's path; "*" stands for any instance
 };
 
-/// The bounds of a parameter's values. For a list they bound each item, `min_count` and `max_count` the list.
-struct Limits {
-    int type = OX_TR_STRING;  ///< the base type; of the items where the parameter is a list
-    bool list = false;
-    bool has_min = false, has_max = false;
-    json_int_t min = 0, max = 0;
-    json_int_t min_length = 0, max_length = -1;  ///< -1: no bound
-    json_int_t min_count = 0, max_count = -1;
-    bool takes_empty = false;  ///< "" is the default, so it is always taken
-    JsonRef choices;           ///< "enum", or null
-    std::string from;  ///< a list parameter whose items are the choices: a sibling's name or a full path
-    RegexRef regex;
-    std::vector<std::string> targets;  ///< objects that a reference may name ("foreign_key"); empty: any
-};
-
+/// What is called when a parameter is read, or after it was set: for the paths of one pattern.
 struct Live {
-    std::vector<std::string> pattern;
-    std::function<json_t*(const std::string&)> reader;
+    std::string pattern;
+    std::function<json_t*(const std::string&)> run;
 };
 struct Hook {
-    std::vector<std::string> pattern;
+    std::string pattern;
     std::function<void(const std::string&, json_t*)> run;
 };
 
@@ -99,29 +77,7 @@ struct Schema {
 
 /// The child of that name, or null.
 Schema* schema_child(const Schema* parent, std::string_view name);
-
-/// Adds a child; null when the name is taken.
-Schema* schema_add(Schema* parent, std::string_view name);
-
-/// True when the value is one of the choices.
-bool choices_hold(const Limits& limits, const json_t* value);
-
-/// True for "1" to "4294967295" without leading zeros.
-bool instance_number(std::string_view text, uint32_t& number);
-
-/// Splits a dotted path; a final "." makes no component. False for an empty component or an empty path; "."
-/// gives no components.
-bool path_split(std::string_view path, std::vector<std::string_view>& parts);
-
-/// Ties the parameters of a loaded object to what they show by their names: an alias that is given when an
-/// instance is added, an "Order" to the place, a "Status" to the "Enable" beside it.
-void schema_roles(Schema* schema);
-
-/// Derives the lookups of a loaded multi-instance object from its keys and its alias.
-void schema_lookups(Schema* schema);
-
-/// Reads the "types" and "schema" members of a model file into `root` (whose children are the top's).
-/// False with `error` naming the path that is wrong.
-bool schema_load(Schema* root, const json_t* model, std::string& error);
+/// Its names from the top, without components for instances; "." for the top itself.
+std::string schema_path(const Schema* schema);
 
 }  // namespace obxd

@@ -1,18 +1,19 @@
-// Finding what a selector matches, once select_check.cpp has found that it fits the model.
+#include "select.hpp"
 
 #include <ctype.h>
 #include <errno.h>
 #include <stdlib.h>
-#include <string.h>
 
-#include "impl.hpp"
-#include "selector.hpp"
+#include "store/config.hpp"
+#include "store/live.hpp"
+#include "store/params.hpp"
+#include "store/select_check.hpp"
+#include "store/selector.hpp"
 
 namespace obxd {
 namespace {
 
 struct Matcher {
-    Impl& impl;
     const Selector& selector;
     int rank;
     json_t* matches;
@@ -81,146 +82,99 @@ bool value_fits(const Condition& condition, const json_t* value) {
 }
 
 /// The parameter of a comparison below an instance; false when that has none of the name.
-bool relative_find(Node* node, std::string_view name, Target& target) {
-    std::vector<std::string_view> parts;
-    if (!path_split(name, parts) || parts.empty() || name.back() == '.') return false;
-    for (size_t i = 0; i + 1 < parts.size(); i++) {
-        uint32_t number;
-        if (is_table(node)) {
-            node = instance_number(parts[i], number) ? instance_find(node, number) : nullptr;
-        } else {
-            Schema* child = schema_child(node->schema, parts[i]);
-            node = child && child->kind == Schema::OBJECT ? node->objects[child->slot].get() : nullptr;
-        }
-        if (!node) return false;
-    }
-    std::string_view last = parts.back();
-    target.node = node;
-    if (is_table(node)) {
-        target.pseudo = last == "max_instance" ? Pseudo::MAX_INSTANCE : Pseudo::NONE;
-        return target.pseudo != Pseudo::NONE;
-    }
-    if (node->schema->ordered && (last == "order" || last == "index")) {
-        target.pseudo = Pseudo::ORDER;
-        return true;
-    }
-    target.schema = schema_child(node->schema, last);
-    return target.schema && target.schema->kind == Schema::PARAMETER;
+bool operand_find(const Place& instance, std::string_view name, Place& place) {
+    place = instance;
+    return place_follow(place, name) && place.node && place.is_parameter() && name.back() != '.';
 }
 
-bool condition_holds(const Matcher& matcher, Node* node, const Condition& condition) {
+bool condition_holds(const Matcher& matcher, const Place& instance, const Condition& condition) {
     if (condition.kind == Condition::AND)
-        return condition_holds(matcher, node, *condition.left) &&
-               condition_holds(matcher, node, *condition.right);
+        return condition_holds(matcher, instance, *condition.left) &&
+               condition_holds(matcher, instance, *condition.right);
     if (condition.kind == Condition::OR)
-        return condition_holds(matcher, node, *condition.left) ||
-               condition_holds(matcher, node, *condition.right);
-    Target target;
-    if (!relative_find(node, condition.name, target)) return false;
+        return condition_holds(matcher, instance, *condition.left) ||
+               condition_holds(matcher, instance, *condition.right);
+    Place place;
+    if (!operand_find(instance, condition.name, place)) return false;
     // What may not be read must not be guessed through a filter either.
-    int needed = target.schema ? target.schema->read_rank : target.node->schema->read_rank;
-    if (matcher.rank < needed) return false;
-    JsonRef value(target.schema ? json_incref(value_shown(target.node, target.schema, nullptr))
-                                : pseudo_value(target));
+    if (matcher.rank < place.schema->read_rank) return false;
+    JsonRef value(place_value(place, nullptr));
     return value_fits(condition, value);
 }
 
-void match_add(Matcher& matcher, std::string path, json_t* value) {
+void match_add(const Matcher& matcher, std::string path, json_t* value) {
     if (path.empty()) path = ".";
     if (path.size() > 1 && path.back() == '.') path.pop_back();
     json_object_set_new_nocheck(matcher.matches, path.c_str(), value);
 }
 
 /// Puts the named members of an object into `tree`, in the order in which they were named.
-void members_pick(const Matcher& matcher, const std::string& path, json_t* tree) {
+void members_pick(const Matcher& matcher, const Place& object, const std::string& path, json_t* tree) {
     for (const std::string& member : matcher.selector.members) {
-        std::string full = path + member;
-        target_each(matcher.impl, full, [&](const Target& target, const std::string& at) {
-            json_t* value = nullptr;
-            if (target.is_object()) {
-                value = config_tree(target.node, matcher.rank, at);
-            } else {
-                const Schema* schema = target.schema ? target.schema : target.node->schema;
-                if (matcher.rank < schema->read_rank) return;
-                value = target.schema ? json_incref(value_shown(target.node, target.schema, &at))
-                                      : pseudo_value(target);
-            }
-            std::string leaf;
-            json_t* parent = config_parent(tree, at.substr(path.size()), leaf);
-            json_object_set_new_nocheck(parent, leaf.c_str(), value);
+        places_each(object, member, [&](const Place& place, const std::string& at) {
+            if (!place.is_object() && matcher.rank < place.schema->read_rank) return;
+            std::string full = path + at;
+            config_put(
+                tree, at,
+                place.is_object() ? config_tree(place, matcher.rank, full) : place_value(place, &full));
         });
     }
 }
 
-void object_match(Matcher& matcher, Node* node, const std::string& path) {
+void object_match(const Matcher& matcher, const Place& place, const std::string& path) {
     if (matcher.selector.members.empty())
-        return match_add(matcher, path, config_tree(node, matcher.rank, path));
+        return match_add(matcher, path, config_tree(place, matcher.rank, path));
     JsonRef tree(json_object());
-    members_pick(matcher, path, tree);
+    members_pick(matcher, place, path, tree);
     match_add(matcher, path, tree.release());
 }
 
-void leaf_match(Matcher& matcher, Node* node, const std::string& path, const std::string& name) {
-    Target target;
-    std::string full = path + name;
-    if (!target_find(matcher.impl, full, target)) return;
-    const Schema* schema = target.schema ? target.schema : node->schema;
-    if (matcher.rank < schema->read_rank) return;
-    match_add(matcher, full,
-              target.schema ? json_incref(value_shown(node, target.schema, &full)) : pseudo_value(target));
+void leaf_match(const Matcher& matcher, const Place& place, const std::string& path) {
+    if (matcher.rank >= place.schema->read_rank) match_add(matcher, path, place_value(place, &path));
 }
 
-void steps_match(Matcher& matcher, Node* node, size_t at, const std::string& path);
+void steps_match(const Matcher& matcher, const Place& place, size_t at, const std::string& path);
 
-void instance_match(Matcher& matcher, Node* instance, const Condition* filter, size_t next,
-                    const std::string& path) {
-    if (filter && !condition_holds(matcher, instance, *filter)) return;
-    steps_match(matcher, instance, next, path + std::to_string(instance->number) + ".");
-}
-
-void instances_match(Matcher& matcher, Node* table, const Condition* filter, size_t next,
+void instances_match(const Matcher& matcher, const Place& table, const Condition* filter, size_t next,
                      const std::string& path) {
-    for (auto& instance : table->instances) instance_match(matcher, instance.get(), filter, next, path);
+    for (auto& node : table.node->instances) {
+        Place instance = place_of(node.get());
+        if (!filter || condition_holds(matcher, instance, *filter))
+            steps_match(matcher, instance, next, path + PlaceName(instance).text() + ".");
+    }
 }
 
-void table_match(Matcher& matcher, Node* table, size_t at, const std::string& path) {
+void steps_match(const Matcher& matcher, const Place& place, size_t at, const std::string& path) {
+    if (at == matcher.selector.steps.size()) return object_match(matcher, place, path);
     const SelectorStep& step = matcher.selector.steps[at];
-    if (step.name == "*") return instances_match(matcher, table, step.filter.get(), at + 1, path);
-    uint32_t number;
-    if (!instance_number(step.name, number)) return leaf_match(matcher, table, path, step.name);
+    const Condition* filter = step.filter.get();
+    if (place.is_table() && step.name == "*") return instances_match(matcher, place, filter, at + 1, path);
+    Place next = place;
     // An instance that is not there may be there in another object: nothing matches.
-    if (Node* instance = instance_find(table, number))
-        instance_match(matcher, instance, step.filter.get(), at + 1, path);
-}
-
-void steps_match(Matcher& matcher, Node* node, size_t at, const std::string& path) {
-    if (at == matcher.selector.steps.size()) return object_match(matcher, node, path);
-    if (is_table(node)) return table_match(matcher, node, at, path);
-    const SelectorStep& step = matcher.selector.steps[at];
-    const Schema* child = schema_child(node->schema, step.name);
-    if (!child || child->kind != Schema::OBJECT) return leaf_match(matcher, node, path, step.name);
-    Node* next = node->objects[child->slot].get();
-    std::string below = path + step.name + ".";
-    if (step.filter) return instances_match(matcher, next, step.filter.get(), at + 1, below);
-    steps_match(matcher, next, at + 1, below);
+    if (!place_step(next, step.name)) return;
+    std::string below = path + step.name;
+    if (!next.is_object()) return leaf_match(matcher, next, below);
+    below += '.';
+    if (filter && next.is_table()) return instances_match(matcher, next, filter, at + 1, below);
+    if (!filter || condition_holds(matcher, next, *filter)) steps_match(matcher, next, at + 1, below);
 }
 
 }  // namespace
 
-Answer Store::select(const Caller& caller, const json_t* params) {
-    const char* text = json_string_value(json_object_get(params, "Selector"));
-    if (!text) return fault(FAULT_INVALID_ARGUMENTS, "Selector is no text");
+Answer selection_get(Model& model, const Caller& caller, const json_t* params) {
+    Answer answer;
+    const char* text = param_text(params, "Selector", answer);
+    if (!text) return answer;
     Selector selector;
     std::string error;
     if (!selector_parse(text, selector, error))
-        return fault(FAULT_INVALID_ARGUMENTS, "bad selector: " + error);
-    Answer answer = selector_check(selector, &impl_->root);
+        return answer_fault(FAULT_INVALID_ARGUMENTS, "bad selector: " + error);
+    answer = selector_check(selector, &model.root);
     if (answer.code) return answer;
     JsonRef matches(json_object());
-    Matcher matcher{*impl_, selector, caller_rank(caller), matches};
-    steps_match(matcher, impl_->top.get(), 0, "");
-    answer.result = json_pack("{s:o}", "Matches", matches.release());
-    return answer;
+    Matcher matcher{selector, caller_rank(caller), matches};
+    steps_match(matcher, place_top(model), 0, "");
+    return answer_of("Matches", matches.release());
 }
 
 }  // namespace obxd

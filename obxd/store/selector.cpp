@@ -3,6 +3,8 @@
 #include <ctype.h>
 #include <string.h>
 
+#include "ox_tr_names.hpp"
+
 namespace obxd {
 namespace {
 
@@ -157,7 +159,7 @@ bool steps_parse(Parser& parser, Selector& selector) {
             if (parser.peek() != '[') return parser.fail("name expected");
             step.name = "*";
         }
-        if (step.name == "#template") step.name = "*";
+        if (step.name == OX_TR_TEMPLATE) step.name = "*";
         if (!filter_parse(parser, step)) return false;
         selector.steps.push_back(std::move(step));
         if (!parser.take(".") && parser.at < parser.text.size() && parser.peek() != '{')

@@ -8,9 +8,6 @@
 
 namespace obxd {
 
-struct Answer;
-struct Schema;
-
 /// One node of a filter.
 struct Condition {
     enum Kind { AND, OR, EQ, NE, LT, GT, LE, GE, CONTAINS } kind = EQ;
@@ -32,8 +29,5 @@ struct Selector {
 
 /// False with `error` saying what is wrong and at which character.
 bool selector_parse(std::string_view text, Selector& selector, std::string& error);
-
-/// The fault of a selector that the model does not fit, else code 0 (select_check.cpp).
-Answer selector_check(const Selector& selector, const Schema* top);
 
 }  // namespace obxd

@@ -1,48 +1,120 @@
 #include "store.hpp"
 
-#include "impl.hpp"
+#include "store/attributes.hpp"
+#include "store/config.hpp"
+#include "store/execute.hpp"
+#include "store/instances.hpp"
+#include "store/live.hpp"
+#include "store/load.hpp"
+#include "store/names.hpp"
+#include "store/read.hpp"
+#include "store/select.hpp"
+#include "store/snapshot.hpp"
+#include "store/validate.hpp"
+#include "store/write.hpp"
 
 namespace obxd {
 
-const char* fault_text(int code) {
-    switch (code) {
-        case FAULT_METHOD_NOT_SUPPORTED:
-            return "Method not supported";
-        case FAULT_REQUEST_DENIED:
-            return "Request denied";
-        case FAULT_INTERNAL:
-            return "Internal error";
-        case FAULT_INVALID_ARGUMENTS:
-            return "Invalid arguments";
-        case FAULT_RESOURCES:
-            return "Resources exceeded";
-        case FAULT_INVALID_NAME:
-            return "Invalid parameter name";
-        case FAULT_INVALID_TYPE:
-            return "Invalid parameter type";
-        case FAULT_INVALID_VALUE:
-            return "Invalid parameter value";
-        case FAULT_NOT_WRITABLE:
-            return "Attempt to set a non-writable parameter";
-        default:
-            return "Failure";
-    }
-}
-
-Answer fault(int code, std::string detail) {
-    Answer answer;
-    answer.code = code;
-    answer.message = fault_text(code);
-    answer.detail = std::move(detail);
-    if (code == FAULT_INVALID_NAME && answer.detail.empty()) answer.detail = "the name is empty";
-    return answer;
-}
-
-Store::Store() : impl_(new Impl) {}
+Store::Store() : model_(new Model) {}
 Store::~Store() = default;
 
+std::unique_ptr<Store> Store::load(const std::string& model_file, std::string& error) {
+    std::unique_ptr<Store> store(new Store);
+    return model_load(*store->model_, model_file, error) ? std::move(store) : nullptr;
+}
+
+Answer Store::get_values(const Caller& caller, const json_t* params) {
+    return values_get(*model_, caller, params);
+}
+
+Answer Store::set_values(const Caller& caller, const json_t* params, bool raw) {
+    return values_set(*model_, caller, params, raw);
+}
+
+Answer Store::get_names(const Caller& caller, const json_t* params) {
+    return names_get(*model_, caller, params);
+}
+
+Answer Store::get_attributes(const Caller& caller, const json_t* params) {
+    return attributes_get(*model_, caller, params);
+}
+
+Answer Store::get_data_model(const Caller&, const json_t* params) {
+    return datamodel_get(*model_, params);
+}
+
+Answer Store::get_config(const Caller& caller, const json_t* params) {
+    return config_get(*model_, caller, params);
+}
+
+Answer Store::select(const Caller& caller, const json_t* params) {
+    return selection_get(*model_, caller, params);
+}
+
+Answer Store::add_object(const Caller& caller, const json_t* params) {
+    return object_add(*model_, caller, params);
+}
+
+Answer Store::delete_object(const Caller& caller, const json_t* params) {
+    return object_delete(*model_, caller, params);
+}
+
+Answer Store::check_execute(const Caller& caller, const json_t* params, std::string& path, json_t*& inputs) {
+    return execute_check(*model_, caller, params, path, inputs);
+}
+
+json_t* Store::value(std::string_view path) {
+    Place place;
+    return parameter_find(*model_, path, place) ? value_read(place.node, place.schema, nullptr) : nullptr;
+}
+
+bool Store::set_value(std::string_view path, json_t* value) {
+    return value_set(*model_, path, value);
+}
+
+uint32_t Store::add_instance(std::string_view object, const json_t* values) {
+    return instance_add(*model_, object, values);
+}
+
+bool Store::delete_instance(std::string_view instance) {
+    return instance_delete(*model_, instance);
+}
+
+std::vector<uint32_t> Store::instances(std::string_view object) {
+    return instance_numbers(*model_, object);
+}
+
+void Store::set_live(std::string_view path, std::function<json_t*(const std::string& path)> reader) {
+    live_set(*model_, path, std::move(reader));
+}
+
+void Store::set_hook(std::string_view path,
+                     std::function<void(const std::string& path, json_t* value)> hook) {
+    hook_set(*model_, path, std::move(hook));
+}
+
 void Store::set_listener(std::function<void(const Change&)> listener) {
-    impl_->listener = std::move(listener);
+    model_->listener = std::move(listener);
+}
+
+json_t* Store::snapshot() {
+    return snapshot_take(*model_);
+}
+
+bool Store::restore(const json_t* snapshot, std::string& error) {
+    return snapshot_restore(*model_, snapshot, error);
+}
+
+void Store::reset_defaults(const std::vector<std::string>& keep) {
+    defaults_reset(*model_, keep);
+}
+
+bool Store::reset_object(std::string_view path) {
+    return object_reset(*model_, path);
+}
+
+bool Store::validate(std::string& error) {
+    return model_validate(*model_, error);
 }
 
 }  // namespace obxd

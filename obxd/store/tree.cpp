@@ -1,8 +1,8 @@
-// The tree of values: making nodes, finding, adding, moving and taking out instances.
+#include "tree.hpp"
 
 #include <algorithm>
 
-#include "impl.hpp"
+#include "store/lookups.hpp"
 
 namespace obxd {
 
@@ -69,9 +69,9 @@ void instance_move(Node* instance, uint32_t place) {
     instance->order = place;
 }
 
-void node_path(const Node* node, std::string& out) {
+static void node_path_add(const Node* node, std::string& out) {
     if (!node->parent) return;
-    node_path(node->parent, out);
+    node_path_add(node->parent, out);
     if (node->number)
         out += std::to_string(node->number);
     else
@@ -81,7 +81,7 @@ void node_path(const Node* node, std::string& out) {
 
 std::string node_path(const Node* node) {
     std::string path;
-    node_path(node, path);
+    node_path_add(node, path);
     return path.empty() ? "." : path;
 }
 
@@ -91,13 +91,6 @@ void slot_set(Node* node, const Schema* parameter, json_t* value) {
     node->values[parameter->slot] = value;
     lookups_enter(node, parameter);
     json_decref(old);
-}
-
-bool status_follow(Node* node, const Schema* enable) {
-    json_t* wanted = enable->states[json_is_true(node->values[enable->slot]) ? 1 : 0];
-    if (!enable->status || json_equal(node->values[enable->status->slot], wanted)) return false;
-    slot_set(node, enable->status, json_incref(wanted));
-    return true;
 }
 
 }  // namespace obxd

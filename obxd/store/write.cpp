@@ -1,11 +1,17 @@
-// Setting values: all that a request names, or none.
-
-#include <string.h>
+#include "write.hpp"
 
 #include <algorithm>
 #include <set>
 
-#include "impl.hpp"
+#include "ox_tr_names.hpp"
+#include "ox_tr_path.hpp"
+#include "store/keys.hpp"
+#include "store/live.hpp"
+#include "store/params.hpp"
+#include "store/tell.hpp"
+#include "store/ties.hpp"
+#include "store/value_check.hpp"
+#include "store/value_form.hpp"
 
 namespace obxd {
 namespace {
@@ -13,50 +19,64 @@ namespace {
 /// One value of a request, ready to be applied.
 struct Assignment {
     std::string path;
-    Target target;
+    Place place;
     JsonRef value;
     JsonRef old;
-    uint32_t place = 0;  ///< where the instance moves, for what sets its order
+    uint32_t position = 0;  ///< where the instance moves, for what sets its order
 };
 
 struct Setter {
-    Impl& impl;
+    Model& model;
     int rank;
     bool raw;
     std::vector<Assignment> assignments;
-    JsonRef data;
+    JsonRef data;  ///< why values are refused
 
     void refuse(const std::string& path, int code, const std::string& why) {
-        if (!data) data.reset(json_object());
-        json_object_set_new(data, path.c_str(),
-                            json_pack("{s:i, s:s}", "code", code, "message", why.c_str()));
+        obxd::refuse(data, path.c_str(), code, why);
     }
 };
 
-bool moves(const Target& target) {
-    return target.pseudo == Pseudo::INDEX || (target.schema && target.schema->mirrors_order);
-}
-
 /// Finds what a value is for. An instance of an ordered object stands for its `index`: `order PATH NUMBER` in
 /// a script names the instance, because there is no model to look the child up in.
-bool assignment_target(Impl& impl, const char* name, Target& target) {
-    if (!target_find(impl, name, target)) return false;
-    const Node* node = target.node;
-    if (!target.schema && target.pseudo == Pseudo::NONE && node->number && node->schema->ordered)
-        target.pseudo = Pseudo::INDEX;
-    return target.is_parameter();
+bool assignment_place(Model& model, const char* name, Place& place) {
+    if (!place_find(model, name, place)) return false;
+    if (place.is_instance() && place.schema->ordered) place.pseudo = Pseudo::INDEX;
+    return place.is_parameter();
+}
+
+/// The value that a text stands for: 0, or the fault code.
+int raw_convert(const Place& place, const char* text, JsonRef& value, std::string& why) {
+    if (place.pseudo == Pseudo::NONE) return value_from_text(place.schema, text, value, why);
+    uint32_t number;
+    if (ox_tr_instance_number(text, &number)) value.reset(json_integer(number));
+    return 0;
+}
+
+/// Checks where an instance is to move: 0, or the fault code.
+int position_check(const Place& place, const json_t* value, uint32_t& position, std::string& why) {
+    json_int_t count = static_cast<json_int_t>(place.node->parent->instances.size());
+    if (!json_is_integer(value)) {
+        why = std::string("must be ") + type_text(OX_TR_INT);
+        return FAULT_INVALID_TYPE;
+    }
+    if (json_integer_value(value) < 1 || json_integer_value(value) > count) {
+        why = "must be 1 to " + std::to_string(count);
+        return FAULT_INVALID_VALUE;
+    }
+    position = static_cast<uint32_t>(json_integer_value(value));
+    return 0;
 }
 
 /// Checks everything about one value but what depends on the others.
 void assignment_check(Setter& setter, const char* name, json_t* value) {
     Assignment entry;
     entry.path = name;
-    if (!assignment_target(setter.impl, name, entry.target))
+    if (!assignment_place(setter.model, name, entry.place))
         return setter.refuse(name, FAULT_INVALID_NAME, "there is no such parameter");
-    const Target& target = entry.target;
-    bool index = target.pseudo == Pseudo::INDEX;
-    const Schema* schema = target.schema ? target.schema : target.node->schema;
-    if (!schema->writable || (target.pseudo != Pseudo::NONE && !index))
+    const Place& place = entry.place;
+    const Schema* schema = place.schema;
+    if (!schema->writable || (place.pseudo != Pseudo::NONE && place.pseudo != Pseudo::INDEX))
         return setter.refuse(name, FAULT_NOT_WRITABLE, "is read-only");
     if (setter.rank < schema->write_rank)
         return setter.refuse(name, FAULT_REQUEST_DENIED,
@@ -64,53 +84,39 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
     std::string why;
     JsonRef converted;
     if (setter.raw && json_is_string(value)) {
-        uint32_t number;
-        int code = 0;
-        if (!index)
-            code = value_from_text(schema, json_string_value(value), converted, why);
-        else if (instance_number(json_string_value(value), number))
-            converted.reset(json_integer(number));
+        int code = raw_convert(place, json_string_value(value), converted, why);
         if (code) return setter.refuse(name, code, why);
-        if (!converted) return setter.refuse(name, FAULT_INVALID_TYPE, "must be an integer");
-        value = converted;
+        if (converted) value = converted;
     }
-    if (moves(target)) {
-        json_int_t count = static_cast<json_int_t>(target.node->parent->instances.size());
-        if (!json_is_integer(value)) return setter.refuse(name, FAULT_INVALID_TYPE, "must be an integer");
-        if (json_integer_value(value) < 1 || json_integer_value(value) > count)
-            return setter.refuse(name, FAULT_INVALID_VALUE, "must be 1 to " + std::to_string(count));
-        entry.place = static_cast<uint32_t>(json_integer_value(value));
-        entry.value.reset(json_incref(value));
-    } else {
-        int code = value_check(setter.impl, schema, target.node, value, why);
-        if (code) return setter.refuse(name, code, why);
-        entry.value.reset(value_normal(schema, value));
-    }
+    int code = place.is_position() ? position_check(place, value, entry.position, why)
+                                   : value_check(setter.model, schema, place.node, value, why);
+    if (code) return setter.refuse(name, code, why);
+    entry.value.reset(entry.position ? json_incref(value) : value_normal(schema, value));
     setter.assignments.push_back(std::move(entry));
 }
 
 void values_swap(Setter& setter) {
     for (Assignment& entry : setter.assignments) {
-        if (entry.place) continue;
-        const Target& target = entry.target;
-        entry.old.reset(json_incref(target.node->values[target.schema->slot]));
-        slot_set(target.node, target.schema, entry.value.release());
+        if (entry.position) continue;
+        const Place& place = entry.place;
+        entry.old.reset(json_incref(place.node->values[place.schema->slot]));
+        slot_set(place.node, place.schema, entry.value.release());
     }
 }
 
 void values_swap_back(Setter& setter) {
     for (auto entry = setter.assignments.rbegin(); entry != setter.assignments.rend(); ++entry) {
-        if (entry->place) continue;
-        slot_set(entry->target.node, entry->target.schema, entry->old.release());
+        if (entry->position) continue;
+        slot_set(entry->place.node, entry->place.schema, entry->old.release());
     }
 }
 
 /// Refuses what gives an instance a unique key that another one has too.
 void keys_check(Setter& setter) {
     for (const Assignment& entry : setter.assignments) {
-        Node* node = entry.target.node;
-        if (entry.place) continue;
-        for (uint32_t key : entry.target.schema->looked_up_by) {
+        Node* node = entry.place.node;
+        if (entry.position) continue;
+        for (uint32_t key : entry.place.schema->looked_up_by) {
             if (key >= node->schema->keys.size()) continue;
             const Node* rival = key_rival(node, key);
             if (!rival) continue;
@@ -119,10 +125,6 @@ void keys_check(Setter& setter) {
             break;
         }
     }
-}
-
-void value_tell(Impl& impl, const std::string& path, json_t* value) {
-    if (impl.listener) impl.listener({Change::VALUE, path, 0, value});
 }
 
 /// What is told must not hang on the tree: a listener or hook may change it.
@@ -140,15 +142,16 @@ void changed_add(std::vector<Told>& changed, const std::string& path, const Node
 void commit(Setter& setter) {
     std::vector<Told> changed;
     for (Assignment& entry : setter.assignments) {
-        Node* node = entry.target.node;
-        if (entry.place) {
+        Node* node = entry.place.node;
+        if (entry.position) {
             uint32_t old = node->order;
-            if (old == entry.place) continue;
-            instance_move(node, entry.place);
-            orders_tell(setter.impl, node->parent, std::min(old, entry.place), std::max(old, entry.place));
+            if (old == entry.position) continue;
+            instance_move(node, entry.position);
+            orders_tell(setter.model, node->parent, std::min(old, entry.position),
+                        std::max(old, entry.position));
             continue;
         }
-        const Schema* schema = entry.target.schema;
+        const Schema* schema = entry.place.schema;
         if (json_equal(node->values[schema->slot], entry.old)) continue;
         changed_add(changed, entry.path, node, schema);
         if (status_follow(node, schema))
@@ -156,38 +159,25 @@ void commit(Setter& setter) {
     }
     for (Told& told : changed) {
         JsonRef shown(told.schema->hidden ? json_string("") : json_incref(told.value));
-        value_tell(setter.impl, told.path, shown);
+        value_tell(setter.model, told.path, shown);
     }
     for (Told& told : changed) hooks_run(told.schema, told.path, told.value);
 }
 
 }  // namespace
 
-void orders_tell(Impl& impl, Node* table, uint32_t from, uint32_t to) {
-    if (!impl.listener) return;
-    for (auto& instance : table->instances) {
-        if (instance->order < from || instance->order > to) continue;
-        std::string path = node_path(instance.get());
-        if (const Schema* mirror = table->schema->order_mirror) {
-            value_tell(impl, path + mirror->name, value_read(instance.get(), mirror, nullptr));
-        } else {
-            JsonRef order(json_integer(instance->order));
-            value_tell(impl, path + "order", order);
-        }
-    }
-}
-
-Answer Store::set_values(const Caller& caller, const json_t* params, bool raw) {
-    const json_t* list = json_object_get(params, "ParameterList");
-    if (!json_is_array(list)) return fault(FAULT_INVALID_ARGUMENTS, "ParameterList is no array");
-    Setter setter{*impl_, caller_rank(caller), raw, {}, JsonRef()};
+Answer values_set(Model& model, const Caller& caller, const json_t* params, bool raw) {
+    Answer refused;
+    const json_t* list = param_list(params, refused);
+    if (!list) return refused;
+    Setter setter{model, caller_rank(caller), raw, {}, JsonRef()};
     std::set<std::string_view> names;
     for (size_t i = 0; i < json_array_size(list); i++) {
         json_t* entry = json_array_get(list, i);
-        const char* name = json_string_value(json_object_get(entry, "Name"));
-        json_t* value = json_object_get(entry, "Value");
+        const char* name = json_string_value(json_object_get(entry, OX_TR_NAME));
+        json_t* value = json_object_get(entry, OX_TR_VALUE);
         if (!name || !value)
-            return fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name and Value");
+            return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name and Value");
         if (!names.insert(name).second)
             setter.refuse(name, FAULT_INVALID_ARGUMENTS, "is named twice");
         else
@@ -198,30 +188,36 @@ Answer Store::set_values(const Caller& caller, const json_t* params, bool raw) {
         keys_check(setter);
         if (setter.data) values_swap_back(setter);
     }
-    if (setter.data) {
-        Answer answer = fault(FAULT_INVALID_ARGUMENTS, "nothing was set");
-        answer.data = setter.data.release();
-        return answer;
-    }
+    if (setter.data) return answer_refused(std::move(setter.data), "nothing was set");
     commit(setter);
-    Answer answer;
-    answer.result = json_object();
-    return answer;
+    return answer_result();
 }
 
-bool Store::set_value(std::string_view path, json_t* value) {
+bool value_set(Model& model, std::string_view path, json_t* value) {
     JsonRef owned(value);
-    Target target;
-    if (!value || !target_find(*impl_, path, target) || !target.schema ||
-        target.schema->kind != Schema::PARAMETER)
-        return false;
+    Place place;
+    if (!value || !parameter_find(model, path, place)) return false;
     std::string why;
-    if (value_check(*impl_, target.schema, nullptr, value, why) != 0) return false;
-    JsonRef normal(value_normal(target.schema, value));
-    bool changed = !json_equal(target.node->values[target.schema->slot], normal);
-    slot_set(target.node, target.schema, json_incref(normal.get()));
-    std::string full(path);
-    if (changed && !target.schema->hidden) value_tell(*impl_, full, normal);
+    if (value_check(model, place.schema, nullptr, value, why) != 0) return false;
+    JsonRef normal(value_normal(place.schema, value));
+    bool changed = !json_equal(place.node->values[place.schema->slot], normal);
+    slot_set(place.node, place.schema, json_incref(normal.get()));
+    if (changed && !place.schema->hidden) value_tell(model, std::string(path), normal);
+    return true;
+}
+
+bool object_reset(Model& model, std::string_view path) {
+    Place place;
+    if (!place_find(model, path, place) || !place.is_object() || place.is_table()) return false;
+    std::string prefix = node_path(place.node);
+    const json_t* values = model.pristine;
+    for (std::string_view name : ox_tr_components(prefix))
+        values = json_object_get(values, std::string(name).c_str());
+    for (const Schema* parameter : place.schema->parameters) {
+        if (!parameter->writable || parameter->mirrors_order) continue;
+        json_t* given = json_object_get(values, parameter->name.c_str());
+        value_set(model, prefix + parameter->name, json_incref(given ? given : parameter->initial.get()));
+    }
     return true;
 }
 

@@ -76,3 +76,8 @@ int ox_tr_path_is_full(const char* path) {
 int ox_tr_path_is_partial(const char* path) {
     return path && *path && path[strlen(path) - 1] == '.';
 }
+
+bool ox_tr_path_is_exact(std::string_view path) {
+    if (path == ".") return true;
+    return !path.empty() && path.front() != '.' && path.find("..") == std::string_view::npos;
+}

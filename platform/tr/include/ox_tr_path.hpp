@@ -68,3 +68,6 @@ const char* ox_tr_path_below(const char* path, const char* base);
 int ox_tr_path_is_full(const char* path);
 /// 1 for a partial path, one that ends in ".".
 int ox_tr_path_is_partial(const char* path);
+/// Whether a path is spelled as the daemon takes it: no empty component but behind the last dot; "." is the
+/// top. Not empty.
+bool ox_tr_path_is_exact(std::string_view path);

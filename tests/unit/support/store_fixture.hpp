@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ox_raii.hpp"
-#include "store.hpp"
+#include "store/store.hpp"
 
 inline JsonRef json_of(std::string text) {
     std::replace(text.begin(), text.end(), '\'', '"');

@@ -15,22 +15,14 @@
 
 #include "answers.hpp"
 #include "caller.hpp"
+#include "store/change.hpp"
 
 namespace obxd {
 
-/// What a change did, as the listener is told.
-struct Change {
-    enum Kind { VALUE, ADD, DELETE } kind;
-    std::string path;   ///< VALUE: the parameter; ADD: the multi-instance object; DELETE: the instance;
-                        ///< objects end in "."
-    uint32_t instance;  ///< ADD and DELETE
-    json_t* value;      ///< VALUE: borrowed
-};
+struct Model;
 
 class Store {
 public:
-    struct Impl;
-
     /// Loads a model file (schema and instances). Returns null and fills `error` when the file is unreadable
     /// or wrong.
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
@@ -90,7 +82,7 @@ public:
 
 private:
     Store();
-    std::unique_ptr<Impl> impl_;
+    std::unique_ptr<Model> model_;
 };
 
 }  // namespace obxd

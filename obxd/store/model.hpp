@@ -1,0 +1,23 @@
+// The record that the store's files work on: a schema and the values in it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "store/change.hpp"
+#include "store/schema.hpp"
+#include "store/tree.hpp"
+
+namespace obxd {
+
+struct Model {
+    Schema root;
+    std::unique_ptr<Node> top;
+    JsonRef pristine;                             ///< the values of the model file: a configuration tree
+    JsonRef max_attrs, order_attrs, index_attrs;  ///< of the pseudo-parameters
+    std::vector<const Schema*> references;        ///< the parameters whose values refer to objects
+    std::function<void(const Change&)> listener;
+};
+
+}  // namespace obxd

@@ -1,0 +1,57 @@
+#include "params.hpp"
+
+#include "ox_tr_names.hpp"
+
+namespace obxd {
+
+const char* param_text(const json_t* params, const char* key, Answer& refused) {
+    const char* text = json_string_value(json_object_get(params, key));
+    if (!text) refused = answer_fault(FAULT_INVALID_ARGUMENTS, std::string(key) + " is no text");
+    return text;
+}
+
+bool param_flag(const json_t* params, const char* key) {
+    return json_is_true(json_object_get(params, key));
+}
+
+const json_t* param_list(const json_t* params, Answer& refused) {
+    const json_t* list = json_object_get(params, OX_TR_PARAMETER_LIST);
+    if (json_is_array(list)) return list;
+    refused = answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterList is no array");
+    return nullptr;
+}
+
+Answer param_names(const json_t* params, const std::function<Answer(const char* name)>& visit) {
+    const json_t* names = json_object_get(params, OX_TR_PARAMETER_NAMES);
+    if (!json_is_array(names)) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterNames is no array");
+    size_t count = json_array_size(names);
+    for (size_t i = 0; i < count; i++) {
+        const char* name = json_string_value(json_array_get(names, i));
+        if (!name) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterNames holds what is no text");
+        Answer answer = visit(name);
+        if (answer.code) return answer;
+    }
+    return {};
+}
+
+json_t* list_add(json_t* list, const std::string& name) {
+    json_t* entry = json_object();
+    json_object_set_new_nocheck(entry, OX_TR_NAME, json_stringn_nocheck(name.data(), name.size()));
+    json_array_append_new(list, entry);
+    return entry;
+}
+
+Answer answer_of(const char* key, json_t* value) {
+    return answer_result(json_pack("{s:o}", key, value));
+}
+
+void refuse(JsonRef& data, const char* name, int code, const std::string& why) {
+    if (!data) data.reset(json_object());
+    json_object_set_new(data, name, json_pack("{s:i, s:s}", "code", code, "message", why.c_str()));
+}
+
+Answer answer_refused(JsonRef data, std::string detail) {
+    return answer_fault(FAULT_INVALID_ARGUMENTS, std::move(detail), data.release());
+}
+
+}  // namespace obxd

@@ -1,0 +1,110 @@
+#include "ties.hpp"
+
+#include <algorithm>
+
+#include "store/lookups.hpp"
+
+namespace obxd {
+namespace {
+
+/// What a "Status" says while the "Enable" beside it is false, and true.
+struct States {
+    const char* off;
+    const char* on;
+};
+constexpr States STATES[] = {{"Disabled", "Enabled"}, {"Down", "Up"}, {"Disabled", "Synchronized"}};
+
+Schema* parameter_of(const Schema* schema, const char* name, int type) {
+    Schema* child = schema_child(schema, name);
+    if (!child || child->kind != Schema::PARAMETER || child->limits->list) return nullptr;
+    return child->limits->type == type ? child : nullptr;
+}
+
+void status_tie(const Schema* schema) {
+    Schema* enable = parameter_of(schema, "Enable", OX_TR_BOOLEAN);
+    Schema* status = parameter_of(schema, "Status", OX_TR_STRING);
+    if (!enable || !status || !enable->writable || status->writable) return;
+    for (const States& row : STATES) {
+        JsonRef off(json_string(row.off)), on(json_string(row.on));
+        if (!choices_hold(*status->limits, off) || !choices_hold(*status->limits, on)) continue;
+        enable->status = status;
+        enable->states[0] = std::move(off);
+        enable->states[1] = std::move(on);
+        return;
+    }
+}
+
+/// The number of the lookup by that one parameter; a new one where there is none.
+uint32_t lookup_of(Schema* schema, Schema* parameter) {
+    std::vector<Schema*> wanted{parameter};
+    auto found = std::find(schema->lookups.begin(), schema->lookups.end(), wanted);
+    uint32_t number = static_cast<uint32_t>(found - schema->lookups.begin());
+    if (found == schema->lookups.end()) schema->lookups.push_back(wanted);
+    return number;
+}
+
+std::string alias_text(const Node* instance) {
+    return "cpe-" + std::to_string(instance->number);
+}
+
+}  // namespace
+
+void ties_make(Schema* object) {
+    if (object->argument) return;
+    status_tie(object);
+    if (!object->multi) return;
+    object->alias = parameter_of(object, "Alias", OX_TR_ALIAS);
+    Schema* order = object->ordered ? schema_child(object, "Order") : nullptr;
+    if (!order || order->kind != Schema::PARAMETER) return;
+    order->mirrors_order = true;
+    object->order_mirror = order;
+}
+
+bool tie_counter(Schema* parameter, const std::string& counts) {
+    constexpr std::string_view SUFFIX = "NumberOfEntries";
+    std::string_view name = parameter->name;
+    Schema* object = nullptr;
+    if (!counts.empty())
+        object = schema_child(parameter->parent, counts);
+    else if (name.ends_with(SUFFIX))
+        object = schema_child(parameter->parent, name.substr(0, name.size() - SUFFIX.size()));
+    if (!object || !object->multi) return counts.empty();
+    parameter->counts = object;
+    object->counter = parameter;
+    return true;
+}
+
+void ties_look_up(Schema* object) {
+    object->lookups = object->keys;
+    if (object->alias) object->alias_lookup = lookup_of(object, object->alias);
+    for (uint32_t i = 0; i < object->lookups.size(); i++) {
+        for (Schema* member : object->lookups[i])
+            if (member->looked_up_by.empty() || member->looked_up_by.back() != i)
+                member->looked_up_by.push_back(i);
+    }
+}
+
+bool status_follow(Node* node, const Schema* enable) {
+    json_t* wanted = enable->states[json_is_true(node->values[enable->slot]) ? 1 : 0];
+    if (!enable->status || json_equal(node->values[enable->status->slot], wanted)) return false;
+    slot_set(node, enable->status, json_incref(wanted));
+    return true;
+}
+
+void alias_make(Node* instance) {
+    const Schema* alias = instance->schema->alias;
+    if (!alias) return;
+    std::string base = alias_text(instance);
+    JsonRef text(json_string(base.c_str()));
+    for (int i = 2; alias_taken(instance->parent, text); i++)
+        text.reset(json_string((base + "-" + std::to_string(i)).c_str()));
+    slot_set(instance, alias, text.release());
+}
+
+void alias_fill(Node* instance) {
+    const Schema* alias = instance->schema->alias;
+    if (!alias || json_string_length(instance->values[alias->slot])) return;
+    slot_set(instance, alias, json_string(alias_text(instance).c_str()));
+}
+
+}  // namespace obxd

@@ -1,0 +1,26 @@
+// Parameters that mean something by their names: an alias that is given when an instance is added, an "Order"
+// that shows the place, a "Status" that follows the "Enable" beside it, a counter of instances.
+#pragma once
+
+#include <string>
+
+#include "store/tree.hpp"
+
+namespace obxd {
+
+/// Ties the parameters of an object whose children are all there to what they show.
+void ties_make(Schema* object);
+/// Ties a counter to the multi-instance object beside it: the one of that name, or with "" the one that its
+/// own name tells ("HostNumberOfEntries"). False when `counts` names none.
+bool tie_counter(Schema* parameter, const std::string& counts);
+/// Derives the lookups of a multi-instance object from its keys and its alias.
+void ties_look_up(Schema* object);
+
+/// Puts the status that belongs to an "Enable" right. True when it was another one.
+bool status_follow(Node* node, const Schema* enable);
+/// Gives a new instance an alias that no other instance has.
+void alias_make(Node* instance);
+/// Gives an instance without alias the one of its number.
+void alias_fill(Node* instance);
+
+}  // namespace obxd
