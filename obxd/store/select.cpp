@@ -103,7 +103,7 @@ bool condition_holds(const Matcher& matcher, const Place& instance, const Condit
 }
 
 void match_add(const Matcher& matcher, std::string path, json_t* value) {
-    if (path.empty()) path = ".";
+    if (path.empty()) path += '.';
     if (path.size() > 1 && path.back() == '.') path.pop_back();
     json_object_set_new_nocheck(matcher.matches, path.c_str(), value);
 }

@@ -32,6 +32,13 @@ TEST(TrPath, Components) {
     EXPECT_EQ(joined(std::string_view("Device.Hosts", 8)), "Device|H");
 }
 
+TEST(TrPath, Exact) {
+    for (const char* path : {".", "Device", "Device.", "Device.Hosts.Host.3", "#template"})
+        EXPECT_TRUE(ox_tr_path_is_exact(path)) << path;
+    for (const char* path : {"", "..", ".Device", "Device..", "Device..Hosts", ".."})
+        EXPECT_FALSE(ox_tr_path_is_exact(path)) << path;
+}
+
 TEST(TrPath, InstanceAsTyped) {
     struct {
         const char* text;
