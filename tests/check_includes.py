@@ -43,6 +43,64 @@ ONLY_IN = {
     r"lua\.h": ["platform/lua/", "obxc/lua/"],
 }
 
+# The rooms inside platform/global that know only some of the others. A public header belongs to the room of its body.
+GLOBAL = "platform/global"
+INNER = {
+    "text": {"text"},
+    "system": {"system", "text"},
+    "terminal": {"terminal", "system", "text"},
+}
+# Public headers of templates alone, and what they stand on.
+WITHOUT_BODY = {"ox_array.hpp": "text", "ox_raii.hpp": "system"}
+
+
+def inner_room_of(path):
+    """The room inside platform/global that a file belongs to, or None."""
+    rest = path.removeprefix(GLOBAL + "/")
+    if rest == path:
+        return None
+    room, name = rest.split("/", 1)
+    if room != "include":
+        return room
+    if name in WITHOUT_BODY:
+        return WITHOUT_BODY[name]
+    for room in [*INNER, *sorted(os.listdir(os.path.join(TOP, GLOBAL)))]:
+        if os.path.exists(os.path.join(TOP, body_of(path, room))):
+            return room
+    return None
+
+
+def body_of(header, room):
+    """Where the body of a header of a room stands: NAME.cpp for NAME.hpp and for the public ox_NAME.hpp."""
+    name = os.path.basename(header)
+    if "/include/" in header:
+        name = name.removeprefix("ox_")
+    return os.path.join(GLOBAL, room, name.removesuffix(".hpp") + ".cpp")
+
+
+def declared(text):
+    """The names of the functions and variables that a header declares, and leaves to a body to define."""
+    for ignored in (r"//[^\n]*", r"(?m:^#[^\n]*)", r"(?m:^(?:template|inline)\b[^;{]*\{.*?^\})",
+                    r"(?m:^(?:struct|class|enum)\b[^;{()]*\{.*?\};)", r"__attribute__\(\(.*?\)\)(?=;)", r"\[\[\w+\]\]"):
+        text = re.sub(ignored, "", text, flags=re.S)
+    names = re.findall(r"^(?!using|typedef|inline|extern)[\w:*&<> ]+?\b(\w+)\([^;{]*\)\s*;", text, re.M)
+    return names + re.findall(r"^extern [^;=]*?\(?\*?\b(\w+)\)?(?:\([^()]*\)|\[\w*\])?;", text, re.M)
+
+
+def undefined(path, text):
+    """What a header of an inner room declares that the file of its name does not define."""
+    room = inner_room_of(path)
+    if room not in INNER or not path.endswith(".hpp"):
+        return []
+    names = declared(text)
+    body = os.path.join(TOP, body_of(path, room))
+    defined = ""
+    if os.path.exists(body):
+        with open(body, encoding="utf-8") as source:
+            defined = source.read()
+    return [name for name in names
+            if not re.search(r"^[\w\[].*?\b%s(?:\([^;{}]*\)\s*\{|\)?[^;]*=|;)" % re.escape(name), defined, re.M)]
+
 
 def room_of(path):
     """The longest room that holds a file, as a path from the top."""
@@ -78,6 +136,10 @@ def main():
                         faults.append("%s: \"%s\" is not in the tree" % (path, include))
                     elif not {target, room_of(target)} & ALLOWED[room]:
                         faults.append("%s (%s) includes %s" % (path, room, target))
+                    elif inner_room_of(target) not in INNER.get(inner_room_of(path), {inner_room_of(target)}):
+                        faults.append("%s includes %s of %s" % (path, target, inner_room_of(target)))
+                faults += ["%s declares %s, which is not in the file of its name" % (path, name)
+                           for name in undefined(path, text)]
                 for include in re.findall(r"^\s*#\s*include\s+<([^>]+)>", text, re.M):
                     for pattern, places in ONLY_IN.items():
                         if re.match(pattern, include) and not path.startswith(tuple(places)):

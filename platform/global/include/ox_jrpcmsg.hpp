@@ -6,6 +6,8 @@
 #include <jansson.h>
 #include <stdint.h>
 
+#include "ox_raii.hpp"
+
 enum ox_jrpcmsg_kind {
     OX_JRPCMSG_REQUEST = 1,
     OX_JRPCMSG_NOTIFICATION = 2,
@@ -39,6 +41,8 @@ ox_jrpcmsg* ox_jrpcmsg_adopt(json_t* json);
 ox_jrpcmsg* ox_jrpcmsg_clone(const ox_jrpcmsg* message);
 /// Null-safe.
 void ox_jrpcmsg_free(ox_jrpcmsg* message);
+/// Owns one message.
+using MsgRef = ox_owner<ox_jrpcmsg, ox_jrpcmsg_free>;
 
 /// The kind of a JSON value as a message (ox_jrpcmsg_kind), 0 when it is none.
 int ox_jrpcmsg_kind_of(const json_t* json);

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "ox_held.hpp"
-#include "ox_jrpcmsg.hpp"
 #include "ox_str.hpp"
 
 /// Owns one pointer released by `Release`, which must accept null. `Base` says whether a jump out of the
@@ -54,7 +53,6 @@ inline void ox_chars_drop(char* text) {
 
 /// Owns one reference to a JSON value.
 using JsonRef = ox_owner<json_t, ox_json_drop>;
-using MsgRef = ox_owner<ox_jrpcmsg, ox_jrpcmsg_free>;
 using StrRef = ox_owner<ox_str, ox_str_free>;
 /// Owns a heap text or block.
 using CharsRef = ox_owner<char, ox_chars_drop>;

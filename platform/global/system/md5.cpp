@@ -18,7 +18,7 @@ bool feed(mbedtls_md_context_t* context, int fd, long length) {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         if (count == 0) break;
-        mbedtls_md_update(context, block, static_cast<size_t>(count));
+        if (mbedtls_md_update(context, block, static_cast<size_t>(count)) != 0) return false;
         if (length > 0) length -= count;
     }
     return true;

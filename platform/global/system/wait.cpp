@@ -9,17 +9,19 @@
 
 namespace {
 
-void (*enter_hook)(void) = nullptr;
-void (*leave_hook)(void) = nullptr;
-volatile sig_atomic_t interrupt_noted = 0;
+struct Wait {
+    void (*enter)(void);
+    void (*leave)(void);
+    volatile sig_atomic_t interrupt_noted;
+} waiting;
 
 int wait_between_hooks(struct pollfd* fds, nfds_t count, int timeout_ms, const sigset_t* mask) {
     ox_out_flush();
-    if (enter_hook) enter_hook();
+    if (waiting.enter) waiting.enter();
     struct timespec time = {timeout_ms / 1000, timeout_ms % 1000 * 1000000L};
     int result = ppoll(fds, count, timeout_ms < 0 ? nullptr : &time, mask);
     int error = errno;
-    if (leave_hook) leave_hook();
+    if (waiting.leave) waiting.leave();
     errno = error;
     return result;
 }
@@ -27,8 +29,8 @@ int wait_between_hooks(struct pollfd* fds, nfds_t count, int timeout_ms, const s
 }  // namespace
 
 void ox_wait_set_hooks(void (*enter)(void), void (*leave)(void)) {
-    enter_hook = enter;
-    leave_hook = leave;
+    waiting.enter = enter;
+    waiting.leave = leave;
 }
 
 int ox_wait_poll(struct pollfd* fds, nfds_t count, int timeout_ms) {
@@ -41,24 +43,24 @@ int ox_wait_poll_keys(struct pollfd* fds, nfds_t count, int timeout_ms) {
     sigemptyset(&interrupt);
     sigaddset(&interrupt, SIGINT);
     pthread_sigmask(SIG_BLOCK, &interrupt, &before);
-    int result = interrupt_noted ? 0 : wait_between_hooks(fds, count, timeout_ms, &before);
+    int result = waiting.interrupt_noted ? 0 : wait_between_hooks(fds, count, timeout_ms, &before);
     int error = errno;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    errno = interrupt_noted ? EINTR : error;
-    return interrupt_noted ? -1 : result;
+    errno = waiting.interrupt_noted ? EINTR : error;
+    return waiting.interrupt_noted ? -1 : result;
 }
 
 void ox_wait_note_interrupt(void) {
-    interrupt_noted = 1;
+    waiting.interrupt_noted = 1;
 }
 
 bool ox_wait_interrupt_noted(void) {
-    return interrupt_noted;
+    return waiting.interrupt_noted;
 }
 
 bool ox_wait_take_interrupt(void) {
-    bool noted = interrupt_noted;
-    interrupt_noted = 0;
+    bool noted = waiting.interrupt_noted;
+    waiting.interrupt_noted = 0;
     return noted;
 }
 

@@ -3,10 +3,10 @@
 // In the history file each entry is one line. An entry that holds a newline, or begins with the mark, is
 // written as the mark followed by its text with "\\" for a backslash and "\n" for a newline; every other
 // entry stands as it was typed. Recordings hold the plain texts alone.
+#include "ox_history.hpp"
+
 #include <errno.h>
 #include <stdio.h>
-
-#include "ox_history.hpp"
 // readline's headers need stdio.h before them.
 #include <readline/history.h>
 #include <stdlib.h>
@@ -24,23 +24,25 @@ const size_t file_limit = 1 << 20;  // bytes that are read, from the file's end
 const size_t line_limit = 1 << 17;  // a longer line of the file is passed over
 const int file_entries = 1000;      // that are read, and that stay when others are added
 
-int fresh = 0;              // the first entry that the file lacks
-char* file_path = nullptr;  // of that file
-bool (*is_secret)(const char* text) = nullptr;
+struct HistoryFile {
+    char* path;  // null while there is none
+    int fresh;   // the first entry that it lacks
+    bool (*is_secret)(const char* text);
+} file;
 
 /// From now on the file holds all entries there are.
 void in_file(const char* path) {
-    if (!file_path || strcmp(file_path, path) != 0) {
-        free(file_path);
-        file_path = strdup(path);
+    if (!file.path || strcmp(file.path, path) != 0) {
+        free(file.path);
+        file.path = strdup(path);
     }
-    fresh = history_length;
+    file.fresh = history_length;
 }
 
 void forget_file() {
-    free(file_path);
-    file_path = nullptr;
-    fresh = 0;
+    free(file.path);
+    file.path = nullptr;
+    file.fresh = 0;
 }
 
 void add_escaped(ox_str* out, const char* text) {
@@ -135,11 +137,11 @@ bool each_line(int fd, Take take) {
 }
 
 bool holds_secret(const char* line) {
-    if (!is_secret) return false;
-    if (line[0] != mark) return is_secret(line);
+    if (!file.is_secret) return false;
+    if (line[0] != mark) return file.is_secret(line);
     CharsRef entry(strdup(line + 1));
     unescape(entry);
-    return is_secret(entry);
+    return file.is_secret(entry);
 }
 
 /// The lines of a file that is being made.
@@ -161,7 +163,7 @@ struct Lines {
 
 /// Adds the entries that the file lacks to those that it holds by now.
 int merge(const char* path) {
-    int first = file_path && strcmp(file_path, path) == 0 ? fresh : 0;
+    int first = file.path && strcmp(file.path, path) == 0 ? file.fresh : 0;
     Fd fd(ox_fs_open_locked(path));
     Lines lines;
     auto keep = [&lines](char* line, size_t size) { lines.add(line, size); };
@@ -188,7 +190,7 @@ int merge(const char* path) {
 }  // namespace
 
 void ox_history_set_secret(bool (*holds_secret)(const char* text)) {
-    is_secret = holds_secret;
+    file.is_secret = holds_secret;
 }
 
 void ox_history_add(const char* text) {

@@ -4,7 +4,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "ox_raii.hpp"
 #include "ox_string.hpp"
 
 size_t ox_string_strlcpy(char* dst, const char* src, size_t size) {

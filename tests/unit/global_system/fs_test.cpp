@@ -1,4 +1,4 @@
-// Files, digests, URLs and firmware versions.
+// Files: creation, links, replacement, mappings.
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,12 +10,8 @@
 #include <fstream>
 #include <string>
 
-#include "ox_firmware.hpp"
 #include "ox_fs.hpp"
-#include "ox_log.hpp"
-#include "ox_md5.hpp"
 #include "ox_raii.hpp"
-#include "ox_url.hpp"
 #include "scripted_daemon.hpp"
 
 namespace {
@@ -222,173 +218,5 @@ TEST(Fs, MapsFromAnOffset) {
     EXPECT_EQ(ox_fs_mmap_file_adv((dir / ".").c_str(), 0, &size, 0), nullptr);
     ox_fs_munmap_file(nullptr, 0);
 }
-
-struct Digest {
-    const char* text;
-    const char* digest;
-};
-
-TEST(Md5, DigestsOfTheStandard) {
-    const Digest rows[] = {
-        {"", "d41d8cd98f00b204e9800998ecf8427e"},
-        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-    };
-    TempDir dir;
-    for (const Digest& row : rows) {
-        uint8_t digest[OX_MD5_SIZE];
-        char text[OX_MD5_TEXT_SIZE];
-        put(dir / "f", row.text);
-        EXPECT_EQ(ox_md5_calculate_from_file_region(digest, (dir / "f").c_str(), 0, 0, -1), 0);
-        EXPECT_EQ(ox_md5_to_str(text, digest), 0);
-        EXPECT_STREQ(text, row.digest);
-    }
-}
-
-TEST(Md5, RegionsOfFiles) {
-    TempDir dir;
-    std::string text(70000, 'q');
-    put(dir / "f", "head" + text + "tail");
-    uint8_t region[OX_MD5_SIZE];
-    uint8_t whole[OX_MD5_SIZE];
-    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / "f").c_str(), 0, 4, 70000), 0);
-    put(dir / "whole", text);
-    EXPECT_EQ(ox_md5_calculate_from_file_region(whole, (dir / "whole").c_str(), 0, 0, -1), 0);
-    EXPECT_EQ(memcmp(region, whole, sizeof(whole)), 0);
-    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / "none").c_str(), 0, 0, -1), -1);
-    EXPECT_EQ(ox_md5_calculate_from_file_region(region, (dir / ".").c_str(), 0, 0, -1), -1);
-    EXPECT_EQ(ox_md5_calculate_from_file_region(region, "/dev/zero", 0, 0, -1), -1);
-}
-
-std::string part(const ox_url_part& piece) {
-    return piece.text ? std::string(piece.text, piece.length) : "-";
-}
-
-struct Url {
-    const char* text;
-    const char* parts;  ///< null: no URL
-};
-
-TEST(Url, PartsOfUrls) {
-    const Url rows[] = {
-        {"http://host/a/b", "http - - host 0 /a/b"},
-        {"https://user:pa:ss@host:8443/", "https user pa:ss host 8443 /"},
-        {"ftp://user@host", "ftp user - host 0 -"},
-        {"tftp://[fe80::1]:69/x", "tftp - - fe80::1 69 /x"},
-        {"file:///etc/x", "file - -  0 /etc/x"},
-        {"netcat://192.0.2.1:40000", "netcat - - 192.0.2.1 40000 -"},
-        {"a+b.c-d://h", "a+b.c-d - - h 0 -"},
-        {"http://a@b@host/", "http a@b - host 0 /"},
-        {"http://host:/x", "http - - host 0 /x"},
-        {"http://host?q=1", "http - - host?q=1 0 -"},
-        {"", nullptr},
-        {"fw.bin", nullptr},
-        {"/tmp/a://b", nullptr},
-        {"://host", nullptr},
-        {"1http://host", nullptr},
-        {"ht_tp://host", nullptr},
-        {"http:/host", nullptr},
-        {"http://", nullptr},
-        {"http://host:99999/", nullptr},
-        {"http://host:1x/", nullptr},
-        {"http://[::1/", nullptr},
-        {"http://:80/", nullptr},
-    };
-    for (const Url& row : rows) {
-        ox_url url;
-        bool fine = ox_url_parse_mem(&url, row.text, strlen(row.text)) != 0;
-        EXPECT_EQ(fine, row.parts != nullptr) << row.text;
-        if (!fine || !row.parts) continue;
-        std::string parts = part(url.scheme) + " " + part(url.user) + " " + part(url.password) + " " +
-                            part(url.host) + " " + std::to_string(url.port) + " " + part(url.path);
-        EXPECT_EQ(parts, row.parts) << row.text;
-    }
-    ox_url url;
-    EXPECT_EQ(ox_url_parse_mem(&url, "http://host/path", 8), 1);  // only what the length covers
-    EXPECT_EQ(part(url.host), "h");
-    EXPECT_EQ(ox_url_parse_mem(&url, nullptr, 0), 0);
-}
-
-struct Versions {
-    const char* current;
-    const char* next;
-    int order;
-};
-
-TEST(Firmware, VersionsCompare) {
-    const Versions rows[] = {
-        {"2.4.1", "2.4.1", 0},
-        {"2.4.1", "3.0.0", 3},
-        {"2.4.1", "1.9.9", -3},
-        {"2.4.1", "2.5.0", 2},
-        {"2.4.1", "2.3.9", -2},
-        {"2.4.1", "2.4.2", 1},
-        {"2.4.1", "2.4.0", -1},
-        {"2.9", "2.10", 2},
-        {"9", "10", 3},
-        {"2.4.1.1", "2.4.1.2", 1},
-        {"2.4", "2.4.0", 0},
-        {"2.4", "2.4.1", 1},
-        {"2", "2.1", 2},
-        {"02.4", "2.04", 0},
-        {"99999999999999999999.1", "100000000000000000000.1", 3},
-        {"2.4.1-rc1", "2.4.1", 1},
-        {"2.4.1", "2.4.1-rc1", -1},
-        {"2.4.1-rc9", "2.4.1-rc10", 1},
-        {"2.4.1-rc2", "2.4.1-rc1", -1},
-        {"2.4.1-rc2", "2.4.1-rc2", 0},
-        {"2.4.1", "2.4.1-15", 1},
-        {"2.4.1a", "2.4.1b", 1},
-        {"2.4.1-rc1", "2.5.0-rc1", 2},
-        {"2.4.1", " 2.4.1", 0},
-        {"\t2.4.1 ", "2.5.0\n", 2},
-        {"v2.4.1", "2.4.1", 0},
-        {"V2.4.1", " v3.0", 3},
-        {"v2", "v1", -3},
-        {"", "", 0},
-        {"factory", "factory", 0},
-        {"factory ", " factory", 0},
-        {"2.4.1 beta", "2.4.1 beta", 0},
-        {"ROUTER-2.4.1", "ROUTER-2.4.1", 0},
-        {"ROUTER-2.4.1", "ROUTER-2.5.0-rc1", 2},
-        {"router-2.4.1", "ROUTER-v1.0", -3},
-        {"X200-5G-1.2.3", "X200-5G-2.0.0", 3},
-        {"5GBOX-1.2.3", "5GBOX-2.0.0", 3},
-        {"ROUTER-2.4.1", "2.4.2", 1},
-        {"2.4.1", "ROUTER-2.4.1", 0},
-        {"ROUTER-2.4.1", "SWITCH-2.4.1", OX_FIRMWARE_FOREIGN},
-        {"ROUTER-2.4.1", "SWITCH-9.0", OX_FIRMWARE_FOREIGN},
-        {"ROUTER-2.4.1", "ROUTER2-2.4.0", -OX_FIRMWARE_FOREIGN},
-        {"2.4.1", "factory", OX_FIRMWARE_UNKNOWN},
-        {"factory", "2.4.1", OX_FIRMWARE_UNKNOWN},
-        {"factory", "foreign", OX_FIRMWARE_UNKNOWN},
-        {"factory-7", "release-8", OX_FIRMWARE_UNKNOWN},
-        {"my router-1.2.3", "-1.2.3", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "2..1", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "2.4.", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "v", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "vv2.4.1", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", "2.4.1 beta", OX_FIRMWARE_UNKNOWN},
-        {"2.4.1", nullptr, OX_FIRMWARE_UNKNOWN},
-        {nullptr, "2.4.1", OX_FIRMWARE_UNKNOWN},
-        {nullptr, nullptr, OX_FIRMWARE_UNKNOWN},
-    };
-    for (const Versions& row : rows) {
-        EXPECT_EQ(ox_firmware_version_cmp(row.current, row.next), row.order)
-            << (row.current ? row.current : "null") << " " << (row.next ? row.next : "null");
-    }
-}
-
-#ifndef __SANITIZE_ADDRESS__
-TEST(Log, AnAllocationThatFailsIsFatal) {
-    void* block = _xmalloc(1, "try_login", 569, "obxc/main");
-    EXPECT_NE(block, nullptr);
-    free(block);
-    EXPECT_DEATH(_xmalloc(SIZE_MAX / 4, "try_login", 569, "obxc/main"),
-                 "^obxc/main:38: _xmalloc: assertion 'pointer != NULL' failed: "
-                 "xmalloc failed at func try_login:569 \\(obxc/main\\)\n$");
-}
-#endif
 
 }  // namespace

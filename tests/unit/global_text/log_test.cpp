@@ -1,0 +1,21 @@
+// Assertions.
+#include <gtest/gtest.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include "ox_log.hpp"
+
+namespace {
+
+#ifndef __SANITIZE_ADDRESS__
+TEST(Log, AnAllocationThatFailsIsFatal) {
+    void* block = _xmalloc(1, "try_login", 569, "obxc/main");
+    EXPECT_NE(block, nullptr);
+    free(block);
+    EXPECT_DEATH(_xmalloc(SIZE_MAX / 4, "try_login", 569, "obxc/main"),
+                 "^obxc/main:38: _xmalloc: assertion 'pointer != NULL' failed: "
+                 "xmalloc failed at func try_login:569 \\(obxc/main\\)\n$");
+}
+#endif
+
+}  // namespace
