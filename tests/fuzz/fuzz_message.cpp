@@ -40,9 +40,7 @@ void use_message(json_t* json) {
 bool take_messages(FrameReader* reader) {
     int state = OX_SOCKET_OK;
     while ((state = frame_find(reader)) == OX_SOCKET_OK) {
-        bool kept = false;
-        JsonRef json(frame_parse(reader, &kept));
-        if (!json) return false;
+        JsonRef json(frame_json(reader));
         if (!json_is_object(json)) abort();
         use_message(json);
         frame_consume(reader);

@@ -1,152 +1,111 @@
 #include "framing.hpp"
 
-#include <stdint.h>
-#include <stdlib.h>
 #include <string.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
-#include "json_pool.hpp"
 #include "ox_socket.hpp"
 
 namespace {
 
 enum {
-    FIRST_CAPACITY = 4096,
+    TEXT_MAX = 64 << 10,       ///< the text of a longer message is dropped as it is read
     KEPT_CAPACITY = 64 << 10,  ///< an idle connection keeps no more than this
-    BIG_MESSAGE = 1 << 20,     ///< from here on a text is given back page by page while it is parsed
-    RELEASE_STEP = 256 << 10,
 };
 
 bool is_blank(char byte) {
     return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t';
 }
 
-/// Moves the untaken bytes to the front.
-void compact(FrameReader* reader) {
-    memmove(reader->data, reader->data + reader->start, reader->size - reader->start);
-    reader->size -= reader->start;
-    reader->scanned -= reader->start;
-    reader->start = 0;
+/// Drops the bytes before `from`.
+void drop(FrameReader* reader, size_t from) {
+    ox_array<char>* bytes = &reader->bytes;
+    if (from > 0) memmove(bytes->data, bytes->data + from, bytes->size - from);
+    bytes->size -= from;
+    reader->parsed -= from;
+    reader->start -= from;
 }
 
-/// The first byte from `from` on that ends a string or escapes in it; `size` when there is none.
-size_t string_stop(const char* data, size_t from, size_t size) {
-    while (from < size && data[from] != '"' && data[from] != '\\') ++from;
-    return from;
+bool is_begun(const FrameReader* reader) {
+    return reader->json.root != nullptr;
 }
 
-/// A text that is parsed piece by piece and given back to the system as it goes.
-struct BigText {
-    char* data;
-    size_t size;
-    size_t taken;
-    size_t released;
-};
-
-/// The pages of the text that are parsed and inside of it only.
-void release_pages(BigText* text) {
-    auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    size_t lead = page - reinterpret_cast<uintptr_t>(text->data) % page;  // to the first page boundary inside
-    if (text->taken < lead + page) return;
-    size_t from = text->released < lead ? lead : lead + (text->released - lead) / page * page;
-    size_t to = lead + (text->taken - lead) / page * page;
-    text->released = text->taken;
-    if (to > from) madvise(text->data + from, to - from, MADV_DONTNEED);
-}
-
-size_t take_text(void* buffer, size_t room, void* context) {
-    auto* text = static_cast<BigText*>(context);
-    size_t size = text->size - text->taken < room ? text->size - text->taken : room;
-    memcpy(buffer, text->data + text->taken, size);
-    text->taken += size;
-    if (text->taken - text->released >= RELEASE_STEP) release_pages(text);
-    return size;
+/// Goes to the begin of the next object: EPARTIAL when there is one.
+int find_begin(FrameReader* reader) {
+    const ox_array<char>& bytes = reader->bytes;
+    while (reader->start < bytes.size && is_blank(bytes[reader->start])) ++reader->start;
+    reader->parsed = reader->start;
+    if (reader->start < bytes.size) return OX_SOCKET_EPARTIAL;
+    reader->start = reader->parsed = reader->bytes.size = 0;
+    return OX_SOCKET_EEMPTY;
 }
 
 }  // namespace
 
 char* frame_room(FrameReader* reader, size_t least, size_t* room) {
-    if (reader->capacity - reader->size < least && reader->start >= reader->size - reader->start &&
-        reader->start > 0) {
-        compact(reader);
-    }
-    if (reader->capacity - reader->size < least) {
-        size_t capacity = reader->capacity ? reader->capacity * 2 : size_t{FIRST_CAPACITY};
-        while (capacity - reader->size < least) capacity *= 2;
-        auto* data = static_cast<char*>(realloc(reader->data, capacity));
-        if (!data) return nullptr;
-        reader->data = data;
-        reader->capacity = capacity;
-    }
-    *room = reader->capacity - reader->size;
-    return reader->data + reader->size;
+    ox_array<char>* bytes = &reader->bytes;
+    bool tight = bytes->capacity - bytes->size < least;
+    if (tight && reader->start > 0 && reader->start >= bytes->size - reader->start)
+        drop(reader, reader->start);
+    if (!bytes->reserve(least)) return nullptr;
+    *room = bytes->capacity - bytes->size;
+    return bytes->data + bytes->size;
 }
 
 void frame_added(FrameReader* reader, size_t size) {
-    reader->size += size;
+    reader->bytes.size += size;
 }
 
 int frame_find(FrameReader* reader) {
-    if (reader->whole) return OX_SOCKET_OK;
-    const char* data = reader->data;
-    if (reader->depth == 0) {
-        while (reader->start < reader->size && is_blank(data[reader->start])) ++reader->start;
-        reader->scanned = reader->start;
-        if (reader->start == reader->size) {
-            reader->start = reader->scanned = reader->size = 0;
-            return OX_SOCKET_EEMPTY;
-        }
-        if (data[reader->start] != '{') return OX_SOCKET_EPROTO;
+    if (reader->state == JSON_READER_WHOLE) return OX_SOCKET_OK;
+    if (reader->state != JSON_READER_MORE) return OX_SOCKET_EPROTO;
+    if (!is_begun(reader) && find_begin(reader) == OX_SOCKET_EEMPTY) return OX_SOCKET_EEMPTY;
+    const ox_array<char>& bytes = reader->bytes;
+    size_t taken = 0;
+    int state =
+        json_reader_feed(&reader->json, bytes.data + reader->parsed, bytes.size - reader->parsed, &taken);
+    reader->parsed += taken;
+    size_t end = state == JSON_READER_WHOLE ? reader->parsed : bytes.size;
+    bool too_long = reader->dropped + end - reader->start > FRAME_MESSAGE_MAX;
+    reader->state = too_long ? static_cast<int>(JSON_READER_BROKEN) : state;
+    if (reader->state == JSON_READER_WHOLE) return OX_SOCKET_OK;
+    if (reader->state != JSON_READER_MORE) return OX_SOCKET_EPROTO;
+    if (reader->dropped + reader->parsed - reader->start >= TEXT_MAX) {
+        reader->dropped += reader->parsed - reader->start;
+        reader->start = reader->parsed;
+        drop(reader, reader->start);
     }
-    size_t i = reader->scanned;
-    for (; i < reader->size && !reader->whole; ++i) {
-        if (reader->escaped) {
-            reader->escaped = false;
-        } else if (reader->in_string) {
-            i = string_stop(data, i, reader->size);
-            if (i == reader->size) break;
-            reader->in_string = data[i] != '"';
-            reader->escaped = data[i] == '\\';
-        } else if (data[i] == '"') {
-            reader->in_string = true;
-        } else if (data[i] == '{') {
-            ++reader->depth;
-        } else if (data[i] == '}') {
-            reader->whole = --reader->depth == 0;
-        }
-    }
-    reader->scanned = i;
-    if (i - reader->start > FRAME_MESSAGE_MAX) return OX_SOCKET_EPROTO;
-    return reader->whole ? OX_SOCKET_OK : OX_SOCKET_EPARTIAL;
+    return OX_SOCKET_EPARTIAL;
+}
+
+const char* frame_begin(const FrameReader* reader, size_t* size) {
+    *size = reader->dropped == 0 ? reader->bytes.size - reader->start : 0;
+    return reader->bytes.data + reader->start;
+}
+
+bool frame_has_big_number(const FrameReader* reader) {
+    return reader->state == JSON_READER_NUMBER;
+}
+
+json_t* frame_json(FrameReader* reader) {
+    return json_reader_take(&reader->json);
 }
 
 const char* frame_text(const FrameReader* reader, size_t* size) {
-    *size = reader->scanned - reader->start;
-    return reader->data + reader->start;
-}
-
-json_t* frame_parse(FrameReader* reader, bool* text_kept, json_error_t* error) {
-    char* data = reader->data + reader->start;
-    size_t size = reader->scanned - reader->start;
-    *text_kept = size < BIG_MESSAGE;
-    if (*text_kept) return json_loadb(data, size, JSON_ALLOW_NUL, error);
-    BigText text = {data, size, 0, 0};
-    json_pool_begin();
-    json_t* json = json_load_callback(take_text, &text, JSON_ALLOW_NUL, error);
-    json_pool_end();
-    return json;
+    *size = reader->parsed - reader->start;
+    return reader->dropped == 0 ? reader->bytes.data + reader->start : nullptr;
 }
 
 void frame_consume(FrameReader* reader) {
-    reader->start = reader->scanned;
-    reader->whole = false;
-    if (reader->start < reader->size) return;
-    reader->start = reader->scanned = reader->size = 0;
-    if (reader->capacity > KEPT_CAPACITY) frame_reset(reader);
+    json_decref(json_reader_take(&reader->json));
+    reader->state = JSON_READER_MORE;
+    reader->start = reader->parsed;
+    reader->dropped = 0;
+    if (reader->start < reader->bytes.size) return;
+    reader->start = reader->parsed = reader->bytes.size = 0;
+    if (reader->bytes.capacity > KEPT_CAPACITY) frame_reset(reader);
 }
 
 void frame_reset(FrameReader* reader) {
-    free(reader->data);
+    json_reader_reset(&reader->json);
+    reader->bytes.clear();
     *reader = FrameReader{};
 }

@@ -72,7 +72,7 @@ int stream_flush(ox_jrpcapi* api, long long deadline) {
         }
         if (count < 0 && count != OX_SOCKET_EEMPTY) return stream_fail(api, static_cast<int>(count));
         // A peer that writes before it reads must not block both sides.
-        bool may_read = api->in.size < FRAME_MESSAGE_MAX;
+        bool may_read = api->in.bytes.size < FRAME_MESSAGE_MAX;
         int rc = wait_exchange(api, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
         if (rc != OX_SOCKET_OK) return api->error = rc;
         if (!may_read) continue;
@@ -111,17 +111,14 @@ namespace {
 
 /// The error of bytes that are no message. A server that expects TLS answers plain text with an alert.
 int broken_bytes(const ox_jrpcapi* api) {
-    const FrameReader* reader = &api->in;
-    const char* bytes = reader->data + reader->start;
-    bool tls = reader->size - reader->start >= 2 && (bytes[0] == 0x15 || bytes[0] == 0x16) && bytes[1] == 3;
+    if (frame_has_big_number(&api->in)) {
+        return socket_failure(OX_SOCKET_EPROTO, "Broken message: a number is beyond 64 bits");
+    }
+    size_t size = 0;
+    const char* bytes = frame_begin(&api->in, &size);
+    bool tls = size >= 2 && (bytes[0] == 0x15 || bytes[0] == 0x16) && bytes[1] == 3;
     if (tls && !api->socket.tls) return socket_failure(OX_SOCKET_ETLS, "the other side speaks TLS");
     return socket_failure(OX_SOCKET_EPROTO, "Broken message");
-}
-
-int broken_json(const json_error_t* why) {
-    bool number = json_error_code(why) == json_error_numeric_overflow;
-    return socket_failure(OX_SOCKET_EPROTO,
-                          number ? "Broken message: a number is beyond 64 bits" : "Broken message");
 }
 
 }  // namespace
@@ -133,17 +130,11 @@ json_t* stream_take(ox_jrpcapi* api, int* error, bool keep_events) {
         if (*error != OX_SOCKET_OK) return nullptr;
         size_t size = 0;
         const char* text = frame_text(&api->in, &size);
-        bool text_kept = false;
-        json_error_t why = {};
-        json_t* json = frame_parse(&api->in, &text_kept, &why);
-        if (!json) {
-            *error = stream_fail(api, broken_json(&why));
-            return nullptr;
-        }
+        json_t* json = frame_json(&api->in);
         api->answered = true;
         int kind = ox_jrpcmsg_kind_of(json);
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
-        if (deliver) events_deliver(json, text_kept ? text : nullptr, size);
+        if (deliver) events_deliver(json, text, size);
         if (kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR) connection_note_answered(api, json);
         frame_consume(&api->in);
         if (kind != 0 && !deliver) return json;

@@ -26,7 +26,11 @@ std::vector<std::string> take_all(FrameReader* reader, int* state) {
     while ((*state = frame_find(reader)) == OX_SOCKET_OK) {
         size_t size = 0;
         const char* text = frame_text(reader, &size);
-        found.emplace_back(text, size);
+        EXPECT_NE(text, nullptr);
+        json_t* json = frame_json(reader);
+        EXPECT_TRUE(json_is_object(json));
+        json_decref(json);
+        found.emplace_back(text ? text : "", text ? size : 0);
         frame_consume(reader);
     }
     return found;
@@ -48,7 +52,9 @@ const Case cases[] = {
     {"{\"}\":\"{\"}", {"{\"}\":\"{\"}"}, OX_SOCKET_EEMPTY},
     {R"({"a":"\"}\\"}{"b")", {R"({"a":"\"}\\"})"}, OX_SOCKET_EPARTIAL},
     {R"({"a":"\\\"}")", {}, OX_SOCKET_EPARTIAL},
-    {"{\"a\":[}", {"{\"a\":[}"}, OX_SOCKET_EEMPTY},  // its end is found; the parser refuses it
+    {"{\"a\":[}", {}, OX_SOCKET_EPROTO},
+    {"{\"a\":1,", {}, OX_SOCKET_EPARTIAL},
+    {"{\"a\":1,,", {}, OX_SOCKET_EPROTO},  // broken before its end is there
     {"[1]", {}, OX_SOCKET_EPROTO},
     {"{}x", {"{}"}, OX_SOCKET_EPROTO},
     {"\"{}\"", {}, OX_SOCKET_EPROTO},
@@ -97,42 +103,47 @@ TEST(Framing, BoundsAMessage) {
     frame_reset(&reader);
 }
 
-TEST(Framing, ParsesBigTextsAndReleasesTheStorage) {
+TEST(Framing, ReadsBigTextsAndDropsThemMeanwhile) {
     FrameReader reader = {};
-    std::string text = "{\"list\":[";
+    std::string text = "{\"first\":1}{\"list\":[";
     for (int i = 0; i < 400000; ++i) text += (i ? "," : "") + std::to_string(i);
-    text += "]}";
+    text += "]}{\"next\":1}";
     ASSERT_GT(text.size(), size_t{2 << 20});
-    add(&reader, "{\"first\":1}" + text + "{\"next\":1}");
-    ASSERT_EQ(frame_find(&reader), OX_SOCKET_OK);
-    frame_consume(&reader);
-    ASSERT_EQ(frame_find(&reader), OX_SOCKET_OK);
-    bool kept = true;
-    json_t* json = frame_parse(&reader, &kept);
-    ASSERT_NE(json, nullptr);
-    json_t* list = json_object_get(json, "list");
+    std::vector<json_t*> found;
+    for (size_t at = 0; at < text.size(); at += 1000) {
+        add(&reader, text.substr(at, 1000));
+        while (frame_find(&reader) == OX_SOCKET_OK) {
+            size_t size = 0;
+            EXPECT_EQ(frame_text(&reader, &size) != nullptr, found.size() != 1) << found.size();
+            found.push_back(frame_json(&reader));
+            frame_consume(&reader);
+        }
+        ASSERT_LE(reader.bytes.capacity, size_t{256 << 10});
+    }
+    ASSERT_EQ(found.size(), 3U);
+    json_t* list = json_object_get(found[1], "list");
     EXPECT_EQ(json_array_size(list), 400000U);
     EXPECT_EQ(json_integer_value(json_array_get(list, 399999)), 399999);
-    json_decref(json);
-    frame_consume(&reader);
-    ASSERT_EQ(frame_find(&reader), OX_SOCKET_OK);
-    json = frame_parse(&reader, &kept);
-    EXPECT_TRUE(kept);
-    EXPECT_EQ(json_integer_value(json_object_get(json, "next")), 1);
-    json_decref(json);
-    frame_consume(&reader);
-    EXPECT_EQ(reader.data, nullptr);
+    EXPECT_EQ(json_integer_value(json_object_get(found[2], "next")), 1);
+    for (json_t* json : found) json_decref(json);
+    EXPECT_EQ(reader.bytes.data, nullptr);
+    frame_reset(&reader);
 }
 
 TEST(Framing, RefusesBrokenObjects) {
     for (const char* text : {"{a}", "{\"a\":01}", "{\"a\":\"\xff\"}", "{\"a\":[}", "{,}"}) {
         FrameReader reader = {};
-        bool kept = false;
         add(&reader, text);
-        ASSERT_EQ(frame_find(&reader), OX_SOCKET_OK) << text;
-        EXPECT_EQ(frame_parse(&reader, &kept), nullptr) << text;
+        EXPECT_EQ(frame_find(&reader), OX_SOCKET_EPROTO) << text;
+        EXPECT_EQ(frame_find(&reader), OX_SOCKET_EPROTO) << text << ": it stays so";
+        EXPECT_FALSE(frame_has_big_number(&reader)) << text;
         frame_reset(&reader);
     }
+    FrameReader reader = {};
+    add(&reader, "{\"a\":9223372036854775808}");
+    EXPECT_EQ(frame_find(&reader), OX_SOCKET_EPROTO);
+    EXPECT_TRUE(frame_has_big_number(&reader));
+    frame_reset(&reader);
 }
 
 TEST(Framing, ManySmallMessagesCostTheirLength) {
