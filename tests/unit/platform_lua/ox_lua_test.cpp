@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "lua/lua_results.hpp"
+#include "lua/lua_record.hpp"
 #include "ox_raii.hpp"
 
 namespace {
