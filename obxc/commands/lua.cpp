@@ -31,7 +31,11 @@ void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
     size_t size = ox_dynarray_size(text);
     if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, nullptr, nullptr) != 0) {
         fputs("LUA ERROR: ", stdout);
-        ox_out_write(stdout, ox_dynarray_get(ctx->err), ox_str_length(ctx->err));
+        if (lua_interrupted(ctx)) {
+            fputs("interrupted!", stdout);  // Ctrl-C silences ox_out_write
+        } else {
+            ox_out_write(stdout, ox_dynarray_get(ctx->err), ox_str_length(ctx->err));
+        }
         putchar('\n');
     } else {
         ox_out_write(stdout, ox_dynarray_get(ctx->out), ox_str_length(ctx->out));

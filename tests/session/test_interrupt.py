@@ -2,6 +2,7 @@
 
 import os
 import random
+import re
 import select
 import signal
 import subprocess
@@ -252,3 +253,13 @@ def test_ctrl_c_stops_output_under_way(session, statement):
     assert bytes_shown(session, 1 << 30, 1) < 1000000
     session.send("q\r")
     session.prompt()
+
+
+@pytest.mark.parametrize("statement", ["while true do end", "os.execute('sleep 60')"])
+def test_ctrl_c_is_the_error_of_the_lua_command(session, statement):
+    session.send("lua " + statement + "\r")
+    session.wait_for("^" + re.escape(statement))
+    session.settle()
+    session.interrupt()
+    session.prompt()
+    assert "LUA ERROR: interrupted!\n" in session.text()
