@@ -159,6 +159,8 @@ def globals_of(build):
             if not found or "/tests/" in path:
                 continue
             room = os.path.join(found.group(1), (found.group(2) or "").rstrip("/")).rstrip("/")
+            if not os.path.exists(os.path.join(TOP, room, name[:-len(".o")])):  # left by an earlier build
+                continue
             table = subprocess.run(["nm", "-C", "-f", "sysv", path], check=True, capture_output=True, text=True).stdout
             for line in table.splitlines():
                 fields = [field.strip() for field in line.split("|")]
