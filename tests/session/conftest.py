@@ -2,6 +2,7 @@
 
 import os
 import shutil
+import socket
 
 import pytest
 
@@ -11,6 +12,22 @@ from certificates import Authority
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "obxd(*args): options of every obxd that the module's fixtures start")
+
+
+@pytest.fixture(scope="session")
+def localhost():
+    """The name, for tests in which a program looks it up."""
+    try:
+        socket.getaddrinfo("localhost", None)
+    except OSError:
+        pytest.fail("localhost does not resolve here: /etc/hosts lacks its line", pytrace=False)
+    return "localhost"
+
+
+@pytest.fixture(params=["127.0.0.1", "localhost"])
+def host(request):
+    """This machine, by its address and by its name."""
+    return request.getfixturevalue("localhost") if request.param == "localhost" else request.param
 
 
 def options_of(request):

@@ -156,6 +156,7 @@ def test_a_selector_begins_as_completion_begins_a_path(shared_obxd):
         assert " = " in shown and typed(shared_obxd, "select :" + selector) == shown
 
 
+@pytest.mark.usefixtures("localhost")
 def test_the_names_of_arguments_may_have_other_capitals(shared_obxd):
     shown = typed(shared_obxd, "execute Device.DNS.Diagnostics.NSLookupDiagnostics hostname=localhost")
     assert "not called" not in shown and "127.0.0.1" in shown

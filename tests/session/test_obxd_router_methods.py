@@ -83,6 +83,7 @@ def check_outputs(path, outputs):
 TRACE = "Device.IP.Diagnostics.TraceRoute"
 
 
+@pytest.mark.usefixtures("localhost")
 def test_trace_route(joined):
     found = run_async(joined, TRACE, Host="localhost", ProtocolVersion="IPv4", NumberOfTries=2)
     assert (found["Status"], found["IPAddressUsed"]) == ("Complete", "127.0.0.1")
@@ -93,6 +94,7 @@ def test_trace_route(joined):
     assert run_async(joined, TRACE, Host="no.such.host.invalid")["Status"] == "Error_CannotResolveHostName"
 
 
+@pytest.mark.usefixtures("localhost")
 def test_a_short_ping_answers_when_it_is_through(obxd, joined):
     found = run_async(joined, "Device.IP.Diagnostics.IPPing", Host="127.0.0.1", NumberOfRepetitions=2)
     assert (found["Status"], found["SuccessCount"]) == ("Complete", 2)

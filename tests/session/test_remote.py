@@ -34,7 +34,6 @@ def refused(done, text, connection="requests"):
     assert done.status == 1
 
 
-@pytest.mark.parametrize("host", ["127.0.0.1", "localhost"])
 def test_a_request_over_tls(secure, authority, host):
     done = obxc("-u", secure.url(host), "--ssl", "-a", "admin:admin", "-r", "get", UP_TIME, env=authority.environment())
     assert re.fullmatch(r" = \d+\n", done.out) and done.status == 0
