@@ -226,7 +226,7 @@ local wait = require "ombrix.wait"
 start = ox.now()
 local function never() return (select(2, wait.wait_until("Device.DeviceInfo.UpTime", -1, 0.5))) end
 local told = {}
-local function tell() told[#told + 1] = never() end
+local function tell() local answer = never() told[#told + 1] = answer end
 ox.run(tell, tell)
 print(table.concat(told, " "))
 print(ox.now() - start < 0.95)

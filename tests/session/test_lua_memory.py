@@ -73,9 +73,9 @@ def test_the_shell_goes_on(shared_obxd):
     assert "PANIC" not in out and status == 0
 
 
-def test_each_function_of_the_end_is_called_once_without_memory(run):
+def test_each_function_of_the_end_is_called_once_without_memory(run_limited):
     """What it needs may not be there; then that is told, once for each."""
-    out, status = run("""
+    out, status = run_limited("""
 print('first')
 ox.atexit(function() t = nil collectgarbage() print('last') end)
 ox.atexit(function() t = nil collectgarbage() print('last') end)
