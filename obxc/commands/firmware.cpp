@@ -32,9 +32,9 @@ enum Decision { FLASH_NOW, FLASH_ORDER, CANCEL };
 
 /// Executes a Download request with these params. The message is the caller's.
 ox_jrpcmsg* download_request(json_t* params) {
-    ox_jrpcmsg* message = request_new("Download", params);
+    MsgRef message(request_new("Download", params));
     request_exec(message, -1);
-    return message;
+    return message.release();
 }
 
 bool is_result(const ox_jrpcmsg* message) {

@@ -24,9 +24,9 @@ bool is_left_out(const json_t* parameter, int flags) {
 }  // namespace
 
 json_t* node_candidates(NodePath* p, const char* text, int flags) {
-    json_t* candidates = json_array();
+    JsonRef candidates(json_array());
     node_candidates_add(candidates, p, text, flags, 0);
-    return candidates;
+    return candidates.release();
 }
 
 void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, size_t limit) {

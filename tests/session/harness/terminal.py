@@ -14,7 +14,7 @@ import time
 
 import pyte
 
-from .programs import PATIENCE, SessionFailure, asan_options, check_sanitizers, environment, runs, temp_dir
+from .programs import PATIENCE, SessionFailure, check_sanitizers, environment, runs, temp_dir
 
 PROMPT = r"[^\s^]*obxc\S*>"  # alone on its line: no "^C" stands in front
 
@@ -24,10 +24,9 @@ class Terminal:
 
     `args` are obxc's; `daemon` puts "-u SOCKET" in front of them; `command` runs another program instead, in which
     the shell is called SHELL. `tmp` is a private directory where its history lies as it would in /tmp, empty at first.
-    Leaks are not looked for: what a command held when Ctrl-C left it is given up on purpose.
     """
 
-    def __init__(self, *args, daemon=None, command=None, columns=100, lines=30, env=None, leaks=False, cwd=None,
+    def __init__(self, *args, daemon=None, command=None, columns=100, lines=30, env=None, cwd=None,
                  home=None):
         self.columns, self.lines = columns, lines
         self.emulator = pyte.HistoryScreen(columns, lines, history=20000, ratio=0.5)
@@ -38,8 +37,7 @@ class Terminal:
         self.master, slave = pty.openpty()
         self._set_size(slave)
         self.process = subprocess.Popen(argv, stdin=slave, stdout=slave, stderr=slave, cwd=cwd,
-                                        env=dict(env or environment(home=home), ASAN_OPTIONS=asan_options(leaks),
-                                                 OBX_TEST_TMP=self.tmp),
+                                        env=dict(env or environment(home=home), OBX_TEST_TMP=self.tmp),
                                         preexec_fn=self._take_terminal)
         os.close(slave)
 
