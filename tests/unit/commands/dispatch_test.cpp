@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -181,6 +183,18 @@ TEST(Table, Rows) {
         EXPECT_EQ(command_table[i].id, ROWS[i].id) << ROWS[i].name;
         EXPECT_EQ(command_table[i].request_handler != nullptr, *ROWS[i].request != 0) << ROWS[i].name;
     }
+}
+
+// What bash completes behind "obxc -r" was made from the rows.
+TEST(Table, ShellsCompleteTheWordsOfRequests) {
+    std::ifstream file(OBX_BINARY_DIR "/bash-completion/obxc");
+    std::stringstream text;
+    text << file.rdbuf();
+    std::string words;
+    for (const ShellCommand& row : command_table) {
+        if (row.request_handler) words += (words.empty() ? "" : " ") + std::string(row.name);
+    }
+    EXPECT_NE(text.str().find("-W '" + words + "'"), std::string::npos) << words;
 }
 
 TEST(Table, HashesAreFilledInByTheFirstLookup) {
