@@ -237,7 +237,7 @@ ox.run()
     assert lines[0] == "abc\t9\ttrue"
     assert lines[1] == "ab\t6\ttrue\ttrue"
     assert lines[2:] == ["1 2 3 ", "seen\ttrue", "time-out time-out", "true", "false\tof a task",
-                         "false\tSCRIPT:35: bad argument #1 to 'run' (function expected, got number)"]
+                         "false\tSCRIPT:38: bad argument #1 to 'run' (function expected, got number)"]
 
 
 def test_ctrl_c_leaves_coroutines_that_wait(shell):
