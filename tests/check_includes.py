@@ -56,9 +56,10 @@ ONLY_IN = {
     r"lua\.h": ["platform/lua/", "obxc/lua/"],
 }
 
-# Public headers without a body.
+# Public headers without a body. The model's fixed names are constants that its requests' builders need too.
 PUBLIC = {
     "ox_array.hpp": "platform/global/text/",
+    "ox_tr_names.hpp": "platform/global/text/",
     "ox_raii.hpp": "platform/global/system/",
 }
 

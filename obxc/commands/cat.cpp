@@ -113,7 +113,7 @@ void read_values(const char* command, const char* path) {
         return;
     }
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_values_new(json_incref(names)));
-    if (p.via_template) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
+    if (p.via_template) ox_jrpcmsg_add_parameter_json_new(message, OX_TR_IGNORE_ACCESS_ERROR, json_true());
     request_exec(message, -1);
     if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) {
         response_report(message);

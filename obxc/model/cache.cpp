@@ -43,7 +43,7 @@ json_t* result_list(const ox_jrpcmsg* message) {
 json_t* fetch_attributes(json_t* names, int level, const char* query) {
     bool instances = level < 0;
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level));
-    if (instances) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
+    if (instances) ox_jrpcmsg_add_parameter_json_new(message, OX_TR_IGNORE_ACCESS_ERROR, json_true());
     if (!ask(message)) return nullptr;
     json_t* tree = ox_tr_names_to_config(result_list(message), query);
     node_info_normalize(tree);
@@ -191,5 +191,5 @@ json_t* dm_schema_get(const char* path) {
     json_array_append_new(names, length > 0 ? json_stringn(path, length) : json_string("."));
     MsgRef message(ox_jrpcmsg_cmd_get_datamodel_new(names.release(), -1));
     if (ox_confapi_exec(message) < 0) return nullptr;
-    return json_incref(json_object_get(ox_jrpcmsg_get_result_json(message), "Datamodel"));
+    return json_incref(json_object_get(ox_jrpcmsg_get_result_json(message), OX_TR_DATAMODEL));
 }

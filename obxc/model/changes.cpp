@@ -38,11 +38,11 @@ bool unpack(json_t* event, Change* change) {
     const char* action;
     const char* path;
     int number;
-    if (json_unpack(event, "{s:s, s:s, s:i}", "Action", &action, "Path", &path, OX_TR_INSTANCE_NUMBER,
+    if (json_unpack(event, "{s:s, s:s, s:i}", OX_TR_ACTION, &action, OX_TR_PATH, &path, OX_TR_INSTANCE_NUMBER,
                     &number) < 0) {
         return false;
     }
-    change->added = strcmp(action, "Add") == 0;
+    change->added = strcmp(action, OX_TR_ACTION_ADD) == 0;
     snprintf(change->key, sizeof change->key, "%d", number);
     if (change->added) {
         change->branch = ox_conf_find_branch(dm_root, path);
@@ -123,8 +123,8 @@ void drop_events() {
 }  // namespace
 
 void model_change_queue(json_t* params) {
-    json_t* change = json_pack("{s:O, s:O, s:O}", "Action", json_object_get(params, "Action"), "Path",
-                               json_object_get(params, "Path"), OX_TR_INSTANCE_NUMBER,
+    json_t* change = json_pack("{s:O, s:O, s:O}", OX_TR_ACTION, json_object_get(params, OX_TR_ACTION),
+                               OX_TR_PATH, json_object_get(params, OX_TR_PATH), OX_TR_INSTANCE_NUMBER,
                                json_object_get(params, OX_TR_INSTANCE_NUMBER));
     if (!change) return;
     if (!pending_model_events) pending_model_events = json_array();
@@ -136,8 +136,8 @@ void model_instance_added(const char* object, int number) {
     if (!dm_root) return;
     bool dot = ox_tr_path_is_full(object);
     CharsRef path(ox_str_printf_new("%s%s", object, dot ? "." : ""));
-    JsonRef change(
-        json_pack("{s:s, s:s, s:i}", "Action", "Add", "Path", path.get(), OX_TR_INSTANCE_NUMBER, number));
+    JsonRef change(json_pack("{s:s, s:s, s:i}", OX_TR_ACTION, OX_TR_ACTION_ADD, OX_TR_PATH, path.get(),
+                             OX_TR_INSTANCE_NUMBER, number));
     model_change_queue(change);
 }
 
@@ -147,8 +147,8 @@ void model_instance_deleted(const char* instance) {
     uint64_t number = 0;
     int length = static_cast<int>(leaf.size());
     if (ox_string_strntoul(leaf.data(), length, 10, &number) < 0 || number > INT_MAX) return;
-    JsonRef change(json_pack("{s:s, s:s, s:i}", "Action", "Delete", "Path", instance, OX_TR_INSTANCE_NUMBER,
-                             static_cast<int>(number)));
+    JsonRef change(json_pack("{s:s, s:s, s:i}", OX_TR_ACTION, OX_TR_ACTION_DELETE, OX_TR_PATH, instance,
+                             OX_TR_INSTANCE_NUMBER, static_cast<int>(number)));
     model_change_queue(change);
 }
 

@@ -42,7 +42,7 @@ void call_finish(const CallPtr& call, json_t* outputs) {
     call_began(*call);
     if (call->boots != call->device.boots) return;
     device_event(call->device, "OperationComplete",
-                 json_pack("{s:s, s:O}", "Path", call->path.c_str(), OX_TR_PARAMETER_LIST, list.get()));
+                 json_pack("{s:s, s:O}", OX_TR_PATH, call->path.c_str(), OX_TR_PARAMETER_LIST, list.get()));
 }
 
 void call_fail(const CallPtr& call, int code, const std::string& detail) {
@@ -53,7 +53,7 @@ void call_fail(const CallPtr& call, int code, const std::string& detail) {
     }
     if (call->boots != call->device.boots) return;
     device_event(call->device, "OperationComplete",
-                 json_pack("{s:s, s:{s:i, s:s, s:s}}", "Path", call->path.c_str(), "Error", "code", code,
+                 json_pack("{s:s, s:{s:i, s:s, s:s}}", OX_TR_PATH, call->path.c_str(), "Error", "code", code,
                            "message", code_text(code), "Detail", detail.c_str()));
 }
 

@@ -5,6 +5,7 @@
 
 #include "device/config.hpp"
 #include "device/live.hpp"
+#include "ox_tr_names.hpp"
 #include "users/hash.hpp"
 
 namespace obxd {
@@ -16,7 +17,7 @@ void tick(const CallPtr& call, int64_t done, int64_t seconds) {
     if (call->boots != call->device.boots) return;
     if (done == seconds) return call_finish(call, json_object());
     device_event(call->device, "OperationProgress",
-                 json_pack("{s:s, s:I}", "Path", call->path.c_str(), "Percent",
+                 json_pack("{s:s, s:I}", OX_TR_PATH, call->path.c_str(), "Percent",
                            static_cast<json_int_t>(100 * done / seconds)));
     loop_after(call->device.loop, 1000, [call, done, seconds] { tick(call, done + 1, seconds); });
 }

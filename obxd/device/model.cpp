@@ -10,7 +10,7 @@ namespace {
 
 // The list of the answer: the node itself with level 0, what is right below it with level 1. A new reference.
 json_t* list_attributes(Store& store, const std::string& path, int level) {
-    JsonRef params(json_pack("{s:[s], s:i}", OX_TR_PARAMETER_NAMES, path.c_str(), "Level", level));
+    JsonRef params(json_pack("{s:[s], s:i}", OX_TR_PARAMETER_NAMES, path.c_str(), OX_TR_LEVEL, level));
     Answer answer = store.get_attributes(Caller{"", "system", true}, params);
     json_t* list = json_incref(ox_tr_result_list(answer.result));
     answer_drop(answer);

@@ -13,9 +13,9 @@ namespace obxd {
 namespace {
 
 json_t* model_event(const Change& change) {
-    const char* action = change.kind == Change::ADD ? "Add" : "Delete";
-    return json_pack("{s:s, s:s, s:I}", "Action", action, "Path", change.path.c_str(), OX_TR_INSTANCE_NUMBER,
-                     static_cast<json_int_t>(change.instance));
+    const char* action = change.kind == Change::ADD ? OX_TR_ACTION_ADD : OX_TR_ACTION_DELETE;
+    return json_pack("{s:s, s:s, s:I}", OX_TR_ACTION, action, OX_TR_PATH, change.path.c_str(),
+                     OX_TR_INSTANCE_NUMBER, static_cast<json_int_t>(change.instance));
 }
 
 // The value as this caller would read it: null when it may not. A new reference.
@@ -63,7 +63,7 @@ void send_value(Requests& requests, const std::string& path) {
             same = known.end() - 1;
         }
         if (!same->second) continue;
-        JsonRef params(json_pack("{s:s, s:O}", "Path", path.c_str(), OX_TR_VALUE, same->second.get()));
+        JsonRef params(json_pack("{s:s, s:O}", OX_TR_PATH, path.c_str(), OX_TR_VALUE, same->second.get()));
         server_push(requests.server, *c, event_text(GROUP_VALUES, params));
     }
     requests.device.asker = asker;

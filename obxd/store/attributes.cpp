@@ -92,7 +92,7 @@ void model_merge(json_t* into, json_t* from) {
 enum { NOTHING_BELOW = 0, NEXT_LEVEL = 1, ALL_BELOW = -1 };
 
 bool level_read(const json_t* params, int& level, Answer& refused) {
-    const json_t* given = json_object_get(params, "Level");
+    const json_t* given = json_object_get(params, OX_TR_LEVEL);
     json_int_t value = given ? json_integer_value(given) : json_int_t{ALL_BELOW};
     level = static_cast<int>(value);
     if ((!given || json_is_integer(given)) && value >= ALL_BELOW && value <= NEXT_LEVEL) return true;
@@ -118,7 +118,7 @@ Answer attributes_get(Model& model, const Caller& caller, const json_t* params) 
     Answer refused;
     int level;
     if (!level_read(params, level, refused)) return refused;
-    bool ignore = param_flag(params, "IgnoreAccessError");
+    bool ignore = param_flag(params, OX_TR_IGNORE_ACCESS_ERROR);
     int rank = caller_rank(caller);
     JsonRef list(json_array());
     AttributesVisitor visitor{model, list, level == ALL_BELOW};
@@ -158,7 +158,7 @@ Answer datamodel_get(Model& model, const json_t* params) {
         model_merge(node, tree);
         return {};
     });
-    return answer.code ? answer : answer_of("Datamodel", root.release());
+    return answer.code ? answer : answer_of(OX_TR_DATAMODEL, root.release());
 }
 
 }  // namespace obxd

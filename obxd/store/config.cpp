@@ -62,7 +62,7 @@ bool config_put(json_t* tree, std::string_view path, json_t* value) {
 
 Answer config_get(Model& model, const Caller& caller, const json_t* params) {
     Answer refused;
-    const char* name = param_text(params, "Path", refused);
+    const char* name = param_text(params, OX_TR_PATH, refused);
     if (!name) return refused;
     int rank = caller_rank(caller);
     JsonRef tree(json_object());
@@ -82,7 +82,7 @@ Answer config_get(Model& model, const Caller& caller, const json_t* params) {
     bool found = places_each(place_top(model), nearest, put);
     while (!found && path_climb(nearest)) found = places_each(place_top(model), nearest, put);
     if (!found) return answer_fault(FAULT_INVALID_NAME, name);
-    return refused.code ? std::move(refused) : answer_of("Config", tree.release());
+    return refused.code ? std::move(refused) : answer_of(OX_TR_CONFIG, tree.release());
 }
 
 }  // namespace obxd

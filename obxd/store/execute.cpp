@@ -86,7 +86,7 @@ void argument_take(const Call& call, const char* key, json_t* value) {
 Answer execute_check(Model& model, const Caller& caller, const json_t* params, std::string& path,
                      json_t*& inputs) {
     Answer refused;
-    const char* name = param_text(params, "Path", refused);
+    const char* name = param_text(params, OX_TR_PATH, refused);
     if (!name) return refused;
     Place place;
     if (!place_find(model, name, place) || !place.is_method()) return answer_fault(FAULT_INVALID_NAME, name);

@@ -92,7 +92,7 @@ void instance_announce(Model& model, Node* instance) {
 
 /// The object that a request names. Null, with `refused` filled, when there is none.
 const char* object_named(Model& model, const json_t* params, Place& place, Answer& refused) {
-    const char* name = param_text(params, "ObjectName", refused);
+    const char* name = param_text(params, OX_TR_OBJECT_NAME, refused);
     if (!name || (place_find(model, name, place) && place.is_object())) return name;
     refused = answer_fault(FAULT_INVALID_NAME, name);
     return nullptr;

@@ -62,7 +62,7 @@ bool members_check(json_t* given, std::string& why) {
     const char* key;
     json_t* value;
     json_object_foreach(given, key, value) {
-        if (strcmp(key, OX_TR_INPUT) == 0 || strcmp(key, "#output") == 0) continue;
+        if (strcmp(key, OX_TR_INPUT) == 0 || strcmp(key, OX_TR_OUTPUT) == 0) continue;
         auto known = std::find_if(std::begin(KNOWN), std::end(KNOWN),
                                   [key](const Known& row) { return strcmp(row.name, key) == 0; });
         if (known == std::end(KNOWN)) return fail(std::string("unknown attribute \"") + key + "\"");

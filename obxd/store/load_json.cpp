@@ -151,7 +151,7 @@ bool method_load(Loader& loader, Schema* schema, json_t* given, int depth) {
     if (!json_object_get(given, "access")) facts.writable = true;
     build_method(schema, facts);
     // The outputs are checked like the inputs, but clients are told of them only by an answer.
-    for (const char* part : {OX_TR_INPUT, "#output"}) {
+    for (const char* part : {OX_TR_INPUT, OX_TR_OUTPUT}) {
         json_t* arguments = json_object_get(given, part);
         if (!arguments) continue;
         if (!json_is_object(arguments)) return fail(loader, schema, std::string(part) + " is no JSON object");

@@ -34,9 +34,9 @@ struct NamesVisitor {
 
 Answer names_get(Model& model, const Caller& caller, const json_t* params) {
     Answer refused;
-    const char* name = param_text(params, "ParameterPath", refused);
+    const char* name = param_text(params, OX_TR_PARAMETER_PATH, refused);
     if (!name) return refused;
-    bool next = param_flag(params, "NextLevel");
+    bool next = param_flag(params, OX_TR_NEXT_LEVEL);
     JsonRef list(json_array());
     NamesVisitor visitor{list, caller_rank(caller), !next};
     bool found = places_each(place_top(model), name, [&](const Place& place, const std::string& path) {

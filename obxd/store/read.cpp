@@ -29,7 +29,7 @@ struct Reader {
 
 Answer values_get(Model& model, const Caller& caller, const json_t* params) {
     JsonRef list(json_array());
-    Reader reader{list, caller_rank(caller), param_flag(params, "IgnoreAccessError"), {}};
+    Reader reader{list, caller_rank(caller), param_flag(params, OX_TR_IGNORE_ACCESS_ERROR), {}};
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         bool method = false;
         bool found = places_each(place_top(model), name, [&](const Place& place, const std::string& path) {

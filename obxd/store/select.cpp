@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <stdlib.h>
 
+#include "ox_tr_names.hpp"
 #include "store/config.hpp"
 #include "store/live.hpp"
 #include "store/params.hpp"
@@ -163,7 +164,7 @@ void steps_match(const Matcher& matcher, const Place& place, size_t at, const st
 
 Answer selection_get(Model& model, const Caller& caller, const json_t* params) {
     Answer answer;
-    const char* text = param_text(params, "Selector", answer);
+    const char* text = param_text(params, OX_TR_SELECTOR, answer);
     if (!text) return answer;
     Selector selector;
     std::string error;
@@ -174,7 +175,7 @@ Answer selection_get(Model& model, const Caller& caller, const json_t* params) {
     JsonRef matches(json_object());
     Matcher matcher{selector, caller_rank(caller), matches};
     steps_match(matcher, place_top(model), 0, "");
-    return answer_of("Matches", matches.release());
+    return answer_of(OX_TR_MATCHES, matches.release());
 }
 
 }  // namespace obxd

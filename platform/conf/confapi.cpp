@@ -5,6 +5,7 @@
 #include "ox_jrpccmd.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
+#include "ox_tr_names.hpp"
 
 namespace {
 
@@ -92,21 +93,22 @@ json_t* ox_confapi_getconfig(const char* path) {
     json_t* names = json_array();
     json_array_append_new(names, ox_jrpcmsg_text(path ? path : ""));
     bool print = !ignore_next;
-    JsonRef list(query(ox_jrpcmsg_cmd_get_parameter_values_new(names), "ParameterList", JSON_ARRAY, print));
-    json_t* value = json_object_get(json_array_get(list, 0), "Value");
+    JsonRef list(
+        query(ox_jrpcmsg_cmd_get_parameter_values_new(names), OX_TR_PARAMETER_LIST, JSON_ARRAY, print));
+    json_t* value = json_object_get(json_array_get(list, 0), OX_TR_VALUE);
     if (list && !value) {
         MsgRef message(ox_jrpcmsg_create_new("GetParameterValues", nullptr));
-        fail_incomplete(message, "Value", print);
+        fail_incomplete(message, OX_TR_VALUE, print);
     }
     return json_incref(value);
 }
 
 json_t* _ox_confapi_getconfig_fullpath(const char* path, int /*flags*/) {
-    return query(text_request("GetConfig", "Path", path), "Config", JSON_OBJECT, false);
+    return query(text_request("GetConfig", OX_TR_PATH, path), OX_TR_CONFIG, JSON_OBJECT, false);
 }
 
 json_t* ox_confapi_select_new(const char* selector, int /*flags*/, int /*reserved*/) {
-    return query(text_request("Select", "Selector", selector), "Matches", JSON_OBJECT, false);
+    return query(text_request("Select", OX_TR_SELECTOR, selector), OX_TR_MATCHES, JSON_OBJECT, false);
 }
 
 ox_jrpcmsg* ox_confapi_get_last_message(void* /*reserved*/) {

@@ -4,6 +4,7 @@
 
 #include "json_folds.hpp"
 #include "json_text.hpp"
+#include "ox_tr_names.hpp"
 
 namespace {
 
@@ -173,9 +174,9 @@ json_reader_state read_word(JsonReader* reader, Window* window) {
 }
 
 bool is_foldable(const JsonReader* reader) {
-    static const char key[] = "Attributes";
-    return reader->levels == 0 && json_is_object(container_of(reader)) &&
-           reader->key.size == sizeof(key) - 1 && memcmp(reader->key.data, key, sizeof(key) - 1) == 0;
+    constexpr size_t size = sizeof(OX_TR_ATTRIBUTES) - 1;
+    return reader->levels == 0 && json_is_object(container_of(reader)) && reader->key.size == size &&
+           memcmp(reader->key.data, OX_TR_ATTRIBUTES, size) == 0;
 }
 
 /// An object of its own text, inside of what is read.
