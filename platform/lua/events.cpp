@@ -1,5 +1,4 @@
-// ox.on, ox.off, ox.wait and ox.sleep: events from the daemon, and time that passes. Where a coroutine waits,
-// the others run.
+// Events from the daemon, and waiting for them or for a time. While one coroutine waits, the others run.
 //
 // Events are taken in on the process's events connection, wherever they arrive. A process without one makes
 // the context's connection that one.
@@ -15,10 +14,10 @@
 namespace {
 
 const char* const HANDLERS = "ox.handlers";
-enum { PREDICATE_STEP_MS = 200 };     // a predicate is asked at least that often
+enum { PREDICATE_STEP_MS = 200 };     // a predicate is called at least that often
 enum { PAUSE_MS = 10, TURN_MS = 2 };  // of coroutines that wait side by side
 enum { KEPT_MAX = 10000 };            // events that wait for other readers
-enum { SWEEP_MS = 1000 };             // so long events that are there are handed over, though time is over
+enum { SWEEP_MS = 1000 };             // a shorter wait may take so long for what has arrived
 
 ox_jrpcapi* events_connection(lua_State* L) {
     LuaContext* context = context_of(L);
@@ -57,7 +56,7 @@ bool dispatch(lua_State* L, Holder* holder) {
         lua_pushnil(L);
     }
     holder_clear(holder);
-    // A list is never changed: a function may add or remove others while it runs.
+    // A function may add or remove others while it runs, so lists are replaced and never changed.
     int list = lua_gettop(L) - 1;
     for (lua_Integer i = 1; lua_rawgeti(L, list, i) != LUA_TNIL; ++i) {
         lua_pushvalue(L, list + 1);
@@ -83,7 +82,7 @@ void run_sleep(void* argument) {
     ox_wait_sleep_ms(*static_cast<long long*>(argument));
 }
 
-/// Waits at most that long for an event, or, asleep, for nothing.
+/// Waits until an event arrives, at most `ms`; when `asleep`, waits for the whole time.
 void pause_for(lua_State* L, long long ms, bool asleep) {
     if (asleep) {
         guarded(L, run_sleep, &ms);
@@ -110,14 +109,14 @@ lua_Number check_seconds(lua_State* L, int index) {
     return seconds;
 }
 
-/// In a shell its own loop tells.
+/// Reports lost events, but not in a shell: its own loop does.
 void tell_lost(const LuaContext* context) {
     size_t lost = context->flags & OX_LUA_KEEP_EVENTS ? 0 : ox_jrpcapi_take_lost_events();
     if (lost > 0) fprintf(stderr, "%zu events are lost: more came than can wait.\n", lost);
 }
 
-/// Takes one event that is there. 1: it had a function, 0: it had none, -1: nothing is there, -2: the
-/// connection is lost.
+/// Takes one event that has arrived. Returns 1 when it had a function, 0 when it had none, -1 when no event
+/// has arrived, -2 when the connection is lost.
 int take_event(lua_State* L, ox_jrpcapi* api, Holder* holder) {
     tell_lost(context_of(L));
     holder->message = ox_jrpcapi_recv(api);
@@ -187,7 +186,7 @@ int on(lua_State* L) {
     lua_settop(L, 2);
     ox_jrpcapi* api = events_connection(L);
     Holder* holder = holder_push(L);  // 3
-    // What came earlier is not for the new function.
+    // The new function gets no events that arrived before it was there.
     long long end = ox_wait_now_ms() + SWEEP_MS;
     while (take_event(L, api, holder) >= 0 && ox_wait_now_ms() < end) {
     }
@@ -222,10 +221,11 @@ int reconnect(lua_State* L, ox_jrpcapi* api) {
     return ox_jrpcapi_socket(api) ? static_cast<int>(OX_SOCKET_OK) : ox_jrpcapi_get_socket_err(api);
 }
 
-/// When a wait is over: when its time is, and what was there has been handed over, or that takes too long.
+/// A wait ends when its time has passed and all events that had arrived were handed over; the latter may take
+/// SWEEP_MS.
 struct Deadline {
     bool endless;
-    bool swept;  ///< nothing was left at some moment
+    bool swept;  ///< all events that had arrived were handed over
     long long end;
     long long sweep_end;
 };
@@ -235,7 +235,7 @@ Deadline deadline_in(lua_Number seconds) {
     return {seconds < 0, false, now + static_cast<long long>(seconds * 1000), now + SWEEP_MS};
 }
 
-/// The milliseconds until then, at most `step`; 0 or less when it is over.
+/// The milliseconds until the wait ends, at most `step`; 0 or less when it has ended.
 long long deadline_left(const Deadline* deadline, long long step) {
     if (deadline->endless) return step;
     long long end =
@@ -249,14 +249,14 @@ long long deadline_left(const Deadline* deadline, long long step) {
 struct Wait {
     ox_jrpcapi* api;
     Deadline deadline;
-    long long next_ask;  ///< when the predicate is asked, though no event came
+    long long next_ask;  ///< when the predicate is called next if no event comes
     lua_Integer count;
     bool predicate;
 };
 enum { WAIT = 3, WAIT_HOLDER = 4 };
 
-/// True, with its value pushed, when the predicate holds. It is asked after each event and when its time has
-/// come.
+/// True, with its value pushed, when the predicate holds. It is called after each event, and every
+/// PREDICATE_STEP_MS without one.
 bool ask_predicate(lua_State* L, Wait* wait, bool event) {
     if (!wait->predicate || (!event && ox_wait_now_ms() < wait->next_ask)) return false;
     if (predicate_holds(L)) return true;

@@ -37,7 +37,7 @@ int finalize(lua_State* L) {
     return results;
 }
 
-/// Lets a function in Lua that is the finalizer of the metatable at `index` run so.
+/// Wraps the finalizer of the metatable at `index`, when that is a function written in Lua.
 void watch_finalizer(lua_State* L, int index) {
     if (!lua_istable(L, index)) return;
     lua_pushliteral(L, "__gc");
@@ -51,7 +51,7 @@ void watch_finalizer(lua_State* L, int index) {
     }
 }
 
-/// setmetatable and debug.setmetatable: the originals, their upvalue.
+/// setmetatable and debug.setmetatable; the original is the upvalue.
 int set_metatable(lua_State* L) {
     watch_finalizer(L, 2);
     return lua_tocfunction(L, lua_upvalueindex(1))(L);

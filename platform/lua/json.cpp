@@ -9,6 +9,7 @@
 #include "json_decode.hpp"
 #include "json_encode.hpp"
 #include "object.hpp"
+#include "ox_tr_path.hpp"
 
 namespace {
 
@@ -26,18 +27,14 @@ void push_array(lua_State* L, json_t* json, bool indexes) {
     if (size == 0) luaL_setmetatable(L, ARRAY);
 }
 
-bool is_index(const char* key) {
-    size_t digits = strspn(key, "0123456789");
-    return digits > 0 && digits < 18 && key[digits] == 0 && (key[0] != '0' || digits == 1);
-}
-
 void push_object(lua_State* L, json_t* json, bool indexes) {
     lua_newtable(L);
     const char* key;
     json_t* value;
     json_object_foreach(json, key, value) {
-        if (indexes && is_index(key)) {
-            lua_pushinteger(L, strtoll(key, nullptr, 10));
+        uint32_t number = 0;
+        if (indexes && ox_tr_instance_number(key, &number)) {
+            lua_pushinteger(L, number);
         } else {
             lua_pushstring(L, key);
         }

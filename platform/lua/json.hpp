@@ -3,7 +3,8 @@
 
 #include "context.hpp"
 
-/// Pushes the Lua value of a JSON value. With `indexes`, members named by a number get integer keys.
+/// Pushes the Lua value of a JSON value. With `indexes`, members named by an instance number get integer
+/// keys.
 void json_to_lua(lua_State* L, json_t* json, bool indexes = false);
 /// Adds the value at `index` to an object under `key`, or to an array when `key` is null. Raises an error for
 /// what JSON cannot hold.

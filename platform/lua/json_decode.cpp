@@ -1,6 +1,7 @@
-// ox.json.decode: JSON text as Lua values.
+// JSON text as Lua values.
 //
-// What this reader does not take is read again by the JSON library, which knows how to tell what is wrong.
+// A text that this reader does not take, because it is wrong or nested too deep, is read again by the JSON
+// library, which knows the error messages and accepts deeper nesting.
 #include "json_decode.hpp"
 
 #include <string.h>
@@ -13,7 +14,7 @@
 
 namespace {
 
-enum { DEPTH_LIMIT = 500 };  // of this reader; the library goes on from there
+enum { DEPTH_LIMIT = 500 };  // text that is nested deeper is left to the library
 
 struct Reader {
     lua_State* L;
@@ -138,7 +139,7 @@ bool read_escaped(Reader* reader, const char* start) {
     return true;
 }
 
-/// Behind the opening quote.
+/// Reads a text from behind its opening quote.
 bool read_text(Reader* reader) {
     const char* start = reader->at;
     reader->at = json_plain_end(start, reader->end);

@@ -1,4 +1,4 @@
-// ox.json.encode: Lua values as JSON text.
+// Lua values as JSON text.
 //
 // An object's entries are written in the order of the table, then brought into the order of their keys.
 #include "json_encode.hpp"
@@ -30,10 +30,10 @@ struct Entry {
     size_t key_start;
     size_t end;
     uint64_t
-        rank;  ///< eight bytes of the key behind what all keys begin with, the first one's weight the most
+        rank;  ///< the eight bytes of the key behind what all keys have in common, as one big-endian number
 };
 
-/// A userdata, so that an error releases it. Raw memory: the text is no value of Lua before it is whole.
+/// The text that is being written; a userdata, so that the collector releases it after an error.
 struct Text {
     char* data;
     size_t size;
@@ -64,7 +64,7 @@ Text* text_push(lua_State* L) {
     return text;
 }
 
-/// `pointer` with room for `size` bytes; what the collector can release is released for it.
+/// `pointer` with room for `size` bytes. When there is none, garbage is collected before the error is raised.
 void* grow(lua_State* L, void* pointer, size_t size) {
     void* grown = realloc(pointer, size);
     if (!grown) {
@@ -75,7 +75,7 @@ void* grow(lua_State* L, void* pointer, size_t size) {
     return grown;
 }
 
-/// Room for `count` more bytes; where they begin.
+/// Makes room for `count` more bytes and returns where they begin.
 char* reserve(lua_State* L, Text* text, size_t count) {
     if (text->capacity - text->size < count) {
         size_t capacity = std::max(text->size + count, text->capacity + text->capacity / 2);

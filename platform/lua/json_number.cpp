@@ -48,14 +48,14 @@ Decimal decimal_of(double number) {
     return decimal;
 }
 
-/// Rounds it to 15 digits where they say the same.
+/// Rounds to 15 digits when these read as the same number; false when they do not.
 bool shorten(Decimal* decimal, double number) {
     int64_t mantissa = 0;
     for (int i = 0; i < SHORT_DIGITS; ++i) mantissa = mantissa * 10 + (decimal->digits[i] - '0');
     if (decimal->digits[SHORT_DIGITS] >= '5') ++mantissa;
     if (scaled(mantissa, decimal->point - SHORT_DIGITS) != number) return false;
     char* end = std::to_chars(decimal->digits, decimal->digits + DIGITS, mantissa).ptr;
-    // All nines became a digit more.
+    // Rounding up 999... gives one digit more.
     decimal->point += static_cast<int>(end - decimal->digits) - SHORT_DIGITS;
     decimal->count = SHORT_DIGITS;
     return true;
@@ -148,7 +148,7 @@ bool push_real(lua_State* L, const Parts* parts, bool negative) {
     auto fraction = static_cast<size_t>(parts->exponent - parts->fraction);
     double number = 0;
     if (whole + fraction > MANTISSA_DIGITS) {
-        // The conversion of the text, with the locale's own point.
+        // strtod expects the locale's decimal point.
         const char* point = localeconv()->decimal_point;
         const char* text = lua_pushlstring(L, parts->digits, static_cast<size_t>(parts->end - parts->digits));
         if (*point != '.' || point[1]) text = luaL_gsub(L, text, ".", point);

@@ -215,7 +215,7 @@ void ox_lua_free(ox_lua_ctx* ctx) {
     if (!ctx) return;
     LuaContext* context = full(ctx);
     ox_lua_close(ctx);
-    // What finalizers printed.
+    // Finalizers may have printed when the state was closed.
     if (context->flags & OX_LUA_STREAM) output_drain(context);
     output_close(context);
     events_give_back(context);

@@ -10,12 +10,12 @@
 
 namespace {
 
-// In pieces, which come from the heap and go back to it: a large block would be mapped, and not see what is
-// free.
+// The reserve is probed in pieces, which come from the heap: a large block would be mapped, and succeed or
+// fail whatever the heap has free.
 enum { PIECE = 96 << 10, PIECES = 8 };
-enum { STEP = 128 << 10 };  // so much may be taken between two looks
+enum { STEP = 128 << 10 };  // bytes that may be allocated between two probes
 
-/// Whether the reserve is there beside `size` bytes.
+/// Whether the reserve is free beside `size` bytes.
 bool has_room(size_t size) {
     void* pieces[PIECES + 1];
     int count = 0;
@@ -34,11 +34,11 @@ void* allocate(void* data, void* block, size_t old_size, size_t size) {
         free(block);
         return nullptr;
     }
-    if (!block) old_size = 0;  // it tells of the kind then
+    if (!block) old_size = 0;  // for a new block Lua passes the kind of object there
     if (size > old_size && !context->holds) {
         context->taken += size - old_size;
         if (context->taken >= STEP) {
-            // Else each further block looks again.
+            // `taken` stays as it is after a refusal, so that each further block is probed too.
             if (!has_room(size)) return nullptr;
             context->taken = 0;
         }
@@ -55,7 +55,7 @@ void short_hook(lua_State* L, lua_Debug*) {
 }  // namespace
 
 void raise_memory(lua_State* L) {
-    // Only Lua itself raises it: for a block that no machine has.
+    // Only Lua can raise its error for memory, so it is asked for a block that no machine has.
     for (;;) lua_newuserdata(L, PTRDIFF_MAX / 2);
 }
 

@@ -1,26 +1,25 @@
-// ox.add, ox.del, ox.names, ox.attrs, ox.exec and ox.call.
+// Instances, names, attributes and methods of the model.
 #include "model.hpp"
 
 #include <string.h>
 
 #include "json.hpp"
 #include "ox_jrpccmd.hpp"
+#include "ox_tr.hpp"
 #include "request.hpp"
 #include "values.hpp"
 
 namespace {
 
 void push_result_number(lua_State* L, const Holder* holder) {
-    lua_pushinteger(L, json_integer_value(result_member(holder, "InstanceNumber")));
+    lua_pushinteger(L, json_integer_value(result_member(holder, OX_TR_INSTANCE_NUMBER)));
 }
 
 /// Puts `object` in the place of the first `length` bytes of each name in a list of names and values.
 void move_names(lua_State* L, json_t* list, size_t length, const char* object) {
-    size_t at;
-    json_t* entry;
-    json_array_foreach(list, at, entry) {
-        const char* name = json_string_value(json_object_get(entry, "Name"));
-        json_object_set_new(entry, "Name", json_string(lua_pushfstring(L, "%s%s", object, name + length)));
+    for (auto [name, entry] : ox_tr_elements(list)) {
+        const char* moved = lua_pushfstring(L, "%s%s", object, name + length);
+        json_object_set_new(entry, OX_TR_NAME, json_string(moved));
         lua_pop(L, 1);
     }
 }
@@ -32,7 +31,7 @@ int add(lua_State* L) {
     lua_settop(L, 3);
     const char* path = check_path(L, 1);
     if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
-    const char* table = lua_pushfstring(L, "%s%s", path, path[strlen(path) - 1] == '.' ? "" : ".");
+    const char* table = lua_pushfstring(L, "%s%s", path, ox_tr_path_is_partial(path) ? "" : ".");
     Holder* holder = holder_push(L, 3);
     holder->json = json_array();
     if (!lua_isnil(L, 2)) add_values(L, 2, holder->json, table);
@@ -76,11 +75,11 @@ int names(lua_State* L) {
     bool deep = !lua_istable(L, 2) && lua_toboolean(L, 2);
     Holder* holder = holder_push(L, lua_istable(L, 2) ? 2 : 3);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_names(path, !deep))) return failure(L, holder);
-    json_t* list = result_member(holder, "ParameterList");
     lua_newtable(L);
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        json_to_lua(L, json_object_get(json_array_get(list, i), "Name"));
-        lua_rawseti(L, -2, static_cast<lua_Integer>(i) + 1);
+    lua_Integer count = 0;
+    for (ox_tr_element element : ox_tr_elements(result_list(holder))) {
+        json_to_lua(L, json_object_get(element.json, OX_TR_NAME));
+        lua_rawseti(L, -2, ++count);
     }
     holder_clear(holder);
     return 1;
@@ -93,8 +92,8 @@ int attrs(lua_State* L) {
     Holder* holder = holder_push(L, 2);
     json_t* list = json_pack("[s]", path);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(list, 0))) return failure(L, holder);
-    json_t* entry = json_array_get(result_member(holder, "ParameterList"), 0);
-    json_to_lua(L, json_object_get(entry, "Attributes"));
+    json_t* entry = json_array_get(result_list(holder), 0);
+    json_to_lua(L, json_object_get(entry, OX_TR_ATTRIBUTES));
     holder_clear(holder);
     return 1;
 }
@@ -137,16 +136,11 @@ bool execute(lua_State* L, Holder* holder, const char* path, int index) {
     json_t* args = holder->json;
     holder->json = nullptr;
     if (!exchange(L, holder, ox_jrpcmsg_cmd_execute_new(path, args))) return false;
-    json_t* list = result_member(holder, "ParameterList");
-    size_t length = strlen(path);
     lua_newtable(L);
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        json_t* entry = json_array_get(list, i);
-        const char* name = json_string_value(json_object_get(entry, "Name"));
-        if (!name) continue;
-        if (strncmp(name, path, length) == 0 && name[length] == '.') name += length + 1;
-        json_to_lua(L, json_object_get(entry, "Value"));
-        lua_setfield(L, -2, name);
+    for (auto [name, entry] : ox_tr_elements(result_list(holder))) {
+        const char* below = ox_tr_path_below(name, path);
+        json_to_lua(L, json_object_get(entry, OX_TR_VALUE));
+        lua_setfield(L, -2, below && *below == '.' ? below + 1 : name);
     }
     holder_clear(holder);
     return true;

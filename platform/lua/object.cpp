@@ -1,12 +1,12 @@
 // ox.object: objects of the model as tables. Such a table is empty; its metatable asks the daemon.
 #include "object.hpp"
 
-#include <stdlib.h>
 #include <string.h>
 
 #include "json.hpp"
 #include "model.hpp"
 #include "ox_jrpccmd.hpp"
+#include "ox_tr.hpp"
 #include "request.hpp"
 #include "values.hpp"
 
@@ -39,35 +39,29 @@ const char* request_path(const char* path) {
     return *path ? path : ".";
 }
 
-/// Pushes the path with every instance number replaced by "#template".
-const char* push_schema_path(lua_State* L, const char* path) {
-    luaL_Buffer text;
-    luaL_buffinit(L, &text);
-    while (*path) {
-        size_t length = strcspn(path, ".");
-        if (length > 0 && strspn(path, "0123456789") == length) {
-            luaL_addstring(&text, "#template");
-        } else {
-            luaL_addlstring(&text, path, length);
-        }
-        path += length;
-        if (*path == '.') luaL_addchar(&text, *path++);
-    }
-    luaL_pushresult(&text);
-    return lua_tostring(L, -1);
+/// The child's own name in a full name: empty for the object itself and for what lies elsewhere. Where no dot
+/// follows, it ends with the full name.
+std::string_view child_name(const char* full, const char* object) {
+    const char* below = ox_tr_path_below(full, object);
+    return below ? *ox_tr_components(below).begin() : std::string_view();
 }
 
 ChildKind kind_of(const char* name, json_t* attributes) {
-    if (name[strlen(name) - 1] == '.') return CHILD_OBJECT;
-    const char* type = json_string_value(json_object_get(attributes, "type"));
-    if (type && strcmp(type, "object") == 0) return CHILD_OBJECT;
-    return type && strcmp(type, "method") == 0 ? CHILD_METHOD : CHILD_PARAMETER;
+    if (ox_tr_path_is_partial(name)) return CHILD_OBJECT;
+    switch (ox_tr_dm_type_parse(json_string_value(json_object_get(attributes, "type")))) {
+        case OX_TR_OBJECT:
+            return CHILD_OBJECT;
+        case OX_TR_METHOD:
+            return CHILD_METHOD;
+        default:
+            return CHILD_PARAMETER;
+    }
 }
 
 /// Pushes the table of the children's kinds; asks the daemon once for each kind of object.
 void push_kinds(lua_State* L, const char* path) {
     luaL_getsubtable(L, LUA_REGISTRYINDEX, SCHEMAS);
-    const char* schema = push_schema_path(L, path);
+    const char* schema = push_template_path(L, path, ox_tr_is_instance);
     lua_pushvalue(L, -1);
     if (lua_rawget(L, -3) == LUA_TTABLE) {
         lua_replace(L, -3);
@@ -78,21 +72,16 @@ void push_kinds(lua_State* L, const char* path) {
     Holder* holder = holder_push(L);
     json_t* names = json_pack("[s]", request_path(schema));
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(names, 1))) raise_failure(L, holder);
-    json_t* list = result_member(holder, "ParameterList");
-    size_t length = strlen(schema);
     lua_newtable(L);
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        json_t* entry = json_array_get(list, i);
-        const char* name = json_string_value(json_object_get(entry, "Name"));
-        if (!name || strncmp(name, schema, length) != 0 || !name[length]) continue;
-        if (strcmp(name, ".") == 0) continue;
-        name += length;
-        lua_pushlstring(L, name, strcspn(name, "."));
-        lua_pushinteger(L, kind_of(name, json_object_get(entry, "Attributes")));
+    for (auto [name, entry] : ox_tr_elements(result_list(holder))) {
+        std::string_view child = child_name(name, schema);
+        if (child.empty()) continue;
+        lua_pushlstring(L, child.data(), child.size());
+        lua_pushinteger(L, kind_of(name, json_object_get(entry, OX_TR_ATTRIBUTES)));
         lua_rawset(L, -3);
     }
     holder_clear(holder);
-    // schemas, schema path, holder, kinds
+    // The stack holds the schemas, the schema path, the holder and the kinds.
     lua_pushvalue(L, -3);
     lua_pushvalue(L, -2);
     lua_rawset(L, -6);
@@ -115,7 +104,7 @@ int call_method(lua_State* L) {
     const char* object = object_path(L, 1);
     if (object) {
         size_t length = strlen(object);
-        bool own = strncmp(path, object, length) == 0 && !strchr(path + length, '.');
+        bool own = strncmp(path, object, length) == 0 && ox_tr_path_leaf(path).data() == path + length;
         luaL_argcheck(L, own, 1, "a table of arguments expected, not an object of ox.object");
         lua_remove(L, 1);
     }
@@ -200,7 +189,7 @@ int object_newindex(lua_State* L) {
     if (object) {
         add_values(L, 3, holder->json, lua_pushfstring(L, "%s%s.", path, name));
     } else {
-        json_add(L, 3, add_named(L, holder->json, lua_pushfstring(L, "%s%s", path, name)), "Value");
+        json_add(L, 3, add_named(L, holder->json, lua_pushfstring(L, "%s%s", path, name)), OX_TR_VALUE);
     }
     json_t* list = holder->json;
     holder->json = nullptr;
@@ -209,30 +198,20 @@ int object_newindex(lua_State* L) {
     return 0;
 }
 
-/// Makes the names of the children the holder's message.
+/// Asks for the names of the children; the list is of the holder's message.
 json_t* children_of(lua_State* L, Holder* holder, const char* path) {
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_names(request_path(path), 1))) {
         raise_failure(L, holder);
     }
-    return result_member(holder, "ParameterList");
-}
-
-/// The child's name behind the object's path: null for the object itself and for anything else.
-const char* child_name(json_t* entry, const char* path) {
-    const char* name = json_string_value(json_object_get(entry, "Name"));
-    size_t length = strlen(path);
-    if (!name || strncmp(name, path, length) != 0 || !name[length]) return nullptr;
-    return strcmp(name, ".") == 0 ? nullptr : name + length;
+    return result_list(holder);
 }
 
 int object_len(lua_State* L) {
     const char* path = own_path(L);
     Holder* holder = holder_push(L);
-    json_t* list = children_of(L, holder, path);
     lua_Integer count = 0;
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        const char* name = child_name(json_array_get(list, i), path);
-        if (name && *name >= '0' && *name <= '9') ++count;
+    for (ox_tr_element element : ox_tr_elements(children_of(L, holder, path))) {
+        if (ox_tr_is_instance(child_name(element.name, path))) ++count;
     }
     holder_clear(holder);
     lua_pushinteger(L, count);
@@ -243,28 +222,24 @@ int object_len(lua_State* L) {
 void push_child_values(lua_State* L, json_t* list, const char* path, int kinds) {
     Holder* holder = holder_push(L);
     holder->json = json_array();
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        const char* name = child_name(json_array_get(list, i), path);
-        if (!name || strchr(name, '.')) continue;
-        lua_getfield(L, kinds, name);
+    for (auto [name, entry] : ox_tr_elements(list)) {
+        std::string_view child = child_name(name, path);
+        if (child.empty() || ox_tr_path_is_partial(name)) continue;
+        lua_getfield(L, kinds, child.data());
         bool method = lua_tointeger(L, -1) == CHILD_METHOD;
         lua_pop(L, 1);
         if (method) continue;
-        json_array_append(holder->json, json_object_get(json_array_get(list, i), "Name"));
+        json_array_append(holder->json, json_object_get(entry, OX_TR_NAME));
     }
     lua_newtable(L);
     if (json_array_size(holder->json) > 0) {
         json_t* names = holder->json;
         holder->json = nullptr;
         ox_jrpcmsg* message = ox_jrpcmsg_cmd_get_parameter_values_new(names);
-        if (message) ox_jrpcmsg_add_parameter_json_new(message, "IgnoreAccessError", json_true());
+        if (message) ox_jrpcmsg_add_parameter_json_new(message, OX_TR_IGNORE_ACCESS_ERROR, json_true());
         if (!exchange(L, holder, message)) raise_failure(L, holder);
-        json_t* values = result_member(holder, "ParameterList");
-        for (size_t i = 0; i < json_array_size(values); ++i) {
-            json_t* entry = json_array_get(values, i);
-            const char* name = json_string_value(json_object_get(entry, "Name"));
-            if (!name) continue;
-            json_to_lua(L, json_object_get(entry, "Value"));
+        for (auto [name, entry] : ox_tr_elements(result_list(holder))) {
+            json_to_lua(L, json_object_get(entry, OX_TR_VALUE));
             lua_setfield(L, -2, name);
         }
     }
@@ -284,13 +259,13 @@ int pairs_next(lua_State* L) {
 
 /// Pushes what pairs gives for the child with that full name, or nil: the values are at 4, the kinds at 3.
 /// While completing it gives methods too.
-void push_child(lua_State* L, const char* name, const char* full, bool object) {
-    if (object) {
+void push_child(lua_State* L, const char* full, std::string_view child) {
+    if (ox_tr_path_is_partial(full)) {
         push_object(L, full);
         return;
     }
     if (lua_getfield(L, 4, full) != LUA_TNIL || !(context_of(L)->flags & OX_LUA_READ_ONLY)) return;
-    lua_getfield(L, 3, name);
+    lua_getfield(L, 3, child.data());
     bool method = lua_tointeger(L, -1) == CHILD_METHOD;
     lua_pop(L, 1);
     if (!method) return;
@@ -303,30 +278,27 @@ void push_child(lua_State* L, const char* name, const char* full, bool object) {
 int object_pairs(lua_State* L) {
     const char* path = own_path(L);
     lua_settop(L, 1);
-    Holder* holder = holder_push(L);  // 2
-    push_kinds(L, path);              // 3
+    Holder* holder = holder_push(L);  // at stack index 2
+    push_kinds(L, path);              // at 3
     json_t* list = children_of(L, holder, path);
-    push_child_values(L, list, path, 3);  // 4
-    lua_newtable(L);                      // 5
+    push_child_values(L, list, path, 3);  // at 4
+    lua_newtable(L);                      // at 5: keys and values by turns
     lua_Integer count = 0;
-    for (size_t i = 0; i < json_array_size(list); ++i) {
-        const char* name = child_name(json_array_get(list, i), path);
-        if (!name) continue;
-        size_t length = strcspn(name, ".");
-        bool object = name[length] == '.';
-        if (object && strspn(name, "0123456789") == length) {
-            lua_pushinteger(L, strtoll(name, nullptr, 10));
+    for (ox_tr_element element : ox_tr_elements(list)) {
+        std::string_view child = child_name(element.name, path);
+        if (child.empty()) continue;
+        uint32_t number = 0;
+        if (ox_tr_instance_number(child, &number)) {
+            lua_pushinteger(L, number);
         } else {
-            lua_pushlstring(L, name, length);
+            lua_pushlstring(L, child.data(), child.size());
         }
-        const char* full = lua_pushfstring(L, "%s%s", path, name);
-        push_child(L, name, full, object);
+        push_child(L, element.name, child);
         if (lua_isnil(L, -1)) {  // one that may not be read
-            lua_pop(L, 3);
+            lua_pop(L, 2);
             continue;
         }
         lua_rawseti(L, 5, count + 2);
-        lua_pop(L, 1);
         lua_rawseti(L, 5, count + 1);
         count += 2;
     }
@@ -358,7 +330,7 @@ int object(lua_State* L) {
     if (strcmp(path, ".") == 0) {
         push_object(L, "");
     } else {
-        push_object(L, lua_pushfstring(L, "%s%s", path, path[strlen(path) - 1] == '.' ? "" : "."));
+        push_object(L, lua_pushfstring(L, "%s%s", path, ox_tr_path_is_partial(path) ? "" : "."));
     }
     return 1;
 }

@@ -29,7 +29,7 @@ void write_out(LuaContext* context) {
     ox_str_clear(context->out);
 }
 
-/// Bytes that find no room in the buffer are lost, and the code fails.
+/// Bytes for which there is no memory are lost, and the code fails with Lua's error for memory.
 ssize_t capture_write(void* cookie, const char* data, size_t size) {
     auto* context = static_cast<LuaContext*>(cookie);
     bool streams = (context->flags & OX_LUA_STREAM) != 0;
@@ -45,7 +45,7 @@ ssize_t capture_write(void* cookie, const char* data, size_t size) {
     }
     ox_str_add_n(context->out, data, size);
     if (!streams) return static_cast<ssize_t>(size);
-    // Line by line, or without a buffer: by the code's own wish, or because a terminal shows it.
+    // The stream is line-buffered or unbuffered when the code asked for it (setvbuf), or on a terminal.
     bool at_once = __flbf(context->capture) || __fbufsize(context->capture) <= 1;
     if (at_once || ox_str_length(context->out) > STREAM_LIMIT) write_out(context);
     if (at_once) fflush(stdout);
@@ -90,12 +90,12 @@ void show(LuaContext* context) {
     ox_out_flush();
 }
 
-/// The replaced function: the upvalue. It is called in this call's place, so its errors tell of the caller.
+/// Calls the replaced function, the upvalue, in this call's place, so that its errors name the caller's line.
 int call_original(lua_State* L) {
     return lua_tocfunction(L, lua_upvalueindex(1))(L);
 }
 
-/// What reaches out of the process, or changes it.
+/// Functions that act on the process or its surroundings: refused while the context is closed.
 int call_open(lua_State* L) {
     require_open(L);
     return call_original(L);
@@ -167,7 +167,7 @@ luaL_Stream* waiting_stream(lua_State* L, int index) {
     return file ? nullptr : stream;
 }
 
-/// Whether a signal that is handled ends a read instead of letting it go on.
+/// Sets whether a read ends when a signal was handled, or goes on.
 void signals_end_reads(bool end) {
     static const int numbers[] = {SIGINT, SIGTERM, SIGHUP};
     for (int number : numbers) {
@@ -188,8 +188,8 @@ size_t read_ahead(const FILE* file) {
 #endif
 }
 
-/// The original, whose wait for the file handle's next bytes a signal ends: the code is then left where it
-/// goes on.
+/// Calls the original so that a signal ends its wait for the file's next bytes; a stop that was asked for
+/// takes effect right behind the call.
 int read_until_signal(lua_State* L, lua_CFunction read, const luaL_Stream* stream) {
     bool waits = stream->f && read_ahead(stream->f) == 0;
     if (!waits) return read(L);
@@ -220,7 +220,8 @@ int read_file(lua_State* L) {
     return stream ? read_and_show(L, stream) : call_original(L);
 }
 
-/// os.execute. A Ctrl-C that ended the program was this program's too, which did not listen meanwhile.
+/// os.execute. While the program runs, SIGINT is ignored here; when the program died of one, it is raised
+/// here too.
 int execute_program(lua_State* L) {
     require_open(L);
     show(context_of(L));
@@ -299,7 +300,7 @@ luaL_Stream* standard_handle(lua_State* L, const char* name) {
     return stream;
 }
 
-/// Lines go to a terminal one by one.
+/// On a terminal, lines are written one by one.
 void set_buffering(LuaContext* context) {
     bool terminal = isatty(STDOUT_FILENO) != 0;
     bool direct = (context->flags & OX_LUA_DIRECT_OUTPUT) != 0;

@@ -22,7 +22,7 @@ void step(Pattern* pattern) {
     if (--pattern->steps == 0) look_for_stop(pattern);
 }
 
-/// Behind the single class that begins at `p`.
+/// The end of the single class that begins at `p`.
 const char* class_end(Pattern* pattern, const char* p) {
     if (*p == '%') {
         if (p + 1 == pattern->end) luaL_error(pattern->L, "malformed pattern (ends with '%%')");
@@ -31,7 +31,7 @@ const char* class_end(Pattern* pattern, const char* p) {
     if (*p != '[') return p + 1;
     ++p;
     if (*p == '^') ++p;
-    // A "]" that comes first is one of the set.
+    // A "]" that comes first is a member of the set.
     do {
         if (p == pattern->end) luaL_error(pattern->L, "malformed pattern (missing ']')");
         char c = *p++;

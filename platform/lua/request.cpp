@@ -6,6 +6,7 @@
 
 #include "json.hpp"
 #include "object.hpp"
+#include "ox_tr.hpp"
 
 namespace {
 
@@ -107,6 +108,10 @@ void add_reason(lua_State* L, json_t* data) {
     lua_concat(L, 2);
 }
 
+bool is_star(std::string_view component) {
+    return component == "*";
+}
+
 void push_fields(lua_State* L, const ox_jrpcmsg* message) {
     lua_pushstring(L, message->error_message ? message->error_message : "error without a text");
     if (message->error_detail) {
@@ -186,6 +191,10 @@ json_t* result_member(const Holder* holder, const char* name) {
     return json_object_get(ox_jrpcmsg_get_result_json(holder->message), name);
 }
 
+json_t* result_list(const Holder* holder) {
+    return ox_tr_result_list(ox_jrpcmsg_get_result_json(holder->message));
+}
+
 int failure(lua_State* L, Holder* holder) {
     if (is_strict(L)) return raise_failure(L, holder);
     lua_pushnil(L);
@@ -219,26 +228,30 @@ const char* check_path(lua_State* L, int index) {
     json_decref(utf8);
     luaL_argcheck(L, utf8, index, "a path must be valid UTF-8");
     while (*path == ':') ++path;
-    luaL_Buffer text;
-    luaL_buffinit(L, &text);
-    for (const char* at = path; *at; ++at) {
-        bool alone = (at == path || at[-1] == '.') && (at[1] == 0 || at[1] == '.');
-        if (*at == '*' && alone) {
-            luaL_addstring(&text, "#template");
-        } else {
-            luaL_addchar(&text, *at);
-        }
-    }
-    if (!*path) luaL_addchar(&text, '.');
-    luaL_pushresult(&text);
+    push_template_path(L, *path ? path : ".", is_star);
     lua_replace(L, index);
     return lua_tostring(L, index);
+}
+
+const char* push_template_path(lua_State* L, const char* path, bool (*picks)(std::string_view component)) {
+    luaL_Buffer text;
+    luaL_buffinit(L, &text);
+    for (std::string_view component : ox_tr_components(path)) {
+        // What stands between components is kept, so that the daemon judges the path as it was given.
+        luaL_addlstring(&text, path, static_cast<size_t>(component.data() - path));
+        path = component.data() + component.size();
+        if (picks(component)) component = OX_TR_TEMPLATE;
+        luaL_addlstring(&text, component.data(), component.size());
+    }
+    luaL_addstring(&text, path);
+    luaL_pushresult(&text);
+    return lua_tostring(L, -1);
 }
 
 json_t* add_named(lua_State* L, json_t* list, const char* name) {
     json_t* entry = json_object();
     if (json_array_append_new(list, entry) != 0) luaL_error(L, "not enough memory");
-    if (json_object_set_new(entry, "Name", json_string(name)) != 0)
+    if (json_object_set_new(entry, OX_TR_NAME, json_string(name)) != 0)
         luaL_error(L, "a path must be valid UTF-8");
     return entry;
 }

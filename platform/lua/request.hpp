@@ -1,6 +1,8 @@
 // Requests on behalf of Lua code, and how their failures are told.
 #pragma once
 
+#include <string_view>
+
 #include "context.hpp"
 
 /// What a binding holds while Lua errors may leave it; a userdata, so the collector releases what is left.
@@ -20,6 +22,8 @@ void holder_clear(Holder* holder);
 bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message);
 /// The result's member of that name, borrowed; null where it is missing.
 json_t* result_member(const Holder* holder, const char* name);
+/// The list of the result, borrowed; null where it is missing.
+json_t* result_list(const Holder* holder);
 /// Pushes nil, message, code and error data of the holder's message, or raises them in strict mode. The
 /// message names the first reason.
 int failure(lua_State* L, Holder* holder);
@@ -28,6 +32,8 @@ int failure_text(lua_State* L, const char* text, int code);
 int raise_failure(lua_State* L, Holder* holder);
 /// Replaces the argument (a text, or an object of ox.object) by a path as the daemon takes it; returns it.
 const char* check_path(lua_State* L, int index);
+/// Pushes a path with "#template" in the place of each component that `picks` is true for.
+const char* push_template_path(lua_State* L, const char* path, bool (*picks)(std::string_view component));
 /// Adds {"Name": `name`} to the array and returns it, borrowed.
 json_t* add_named(lua_State* L, json_t* list, const char* name);
 void request_open(lua_State* L);

@@ -13,7 +13,7 @@ const char* check_text(lua_State* L, int index, size_t* length) {
     return luaL_checklstring(L, index, length);
 }
 
-/// A position that may count from the end, as one from the start; 0: before it.
+/// A position that may count from the end, as one from the start; 0 for one before the start.
 lua_Integer from_start(lua_Integer position, size_t length) {
     if (position >= 0) return position;
     if (0U - static_cast<size_t>(position) > length) return 0;

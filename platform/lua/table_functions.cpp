@@ -29,7 +29,7 @@ int move(lua_State* L) {
     lua_Integer to = luaL_checkinteger(L, 4);
     bool counts = last >= first && (first > 0 || last < LUA_MAXINTEGER + first);
     lua_Integer count = counts ? last - first + 1 : 0;
-    // Few, or arguments that Lua's own function refuses.
+    // Few elements, or arguments that Lua's own function refuses.
     if (count <= PIECE || to > LUA_MAXINTEGER - count + 1 || !lua_istable(L, 1)) return call_original(L);
     int to_table = lua_isnoneornil(L, 5) ? 1 : 5;
     if (!lua_istable(L, to_table)) return call_original(L);

@@ -1,41 +1,27 @@
-// ox.get, ox.set, ox.config and ox.select.
+// Values of parameters, one by one and as trees.
 #include "values.hpp"
 
 #include <string.h>
 
 #include "json.hpp"
 #include "object.hpp"
+#include "ox_conf_path.hpp"
 #include "ox_jrpccmd.hpp"
+#include "ox_tr.hpp"
 #include "request.hpp"
 
 namespace {
 
-enum NameMatch { NAME_OTHER, NAME_SAME, NAME_BELOW };
-
-/// Compares a full name with a path that was asked for; "#template" stands for any instance number.
-NameMatch match_name(const char* path, const char* name) {
-    static const char any[] = "#template";
-    if (strcmp(path, ".") == 0) return NAME_BELOW;
-    while (*path && *name) {
-        if (strncmp(path, any, sizeof(any) - 1) == 0 && *name >= '0' && *name <= '9') {
-            path += sizeof(any) - 1;
-            name += strspn(name, "0123456789");
-        } else if (*path != *name) {
-            return NAME_OTHER;
-        } else {
-            ++path;
-            ++name;
-            if (!*path && path[-1] == '.' && *name) return NAME_BELOW;
-        }
+/// Whether a full name is what a path asks for, or lies below it; "#template" stands for any instance number.
+bool covers(const char* path, const char* name) {
+    ox_tr_components components(name);
+    auto component = components.begin();
+    for (std::string_view wanted : ox_tr_components(path)) {
+        bool any = wanted == OX_TR_TEMPLATE && ox_tr_is_instance(*component);
+        if (!any && wanted != *component) return false;
+        ++component;
     }
-    if (*path) return NAME_OTHER;
-    if (!*name) return NAME_SAME;
-    return *name == '.' ? NAME_BELOW : NAME_OTHER;
-}
-
-const char* entry_name(json_t* entry) {
-    const char* name = json_string_value(json_object_get(entry, "Name"));
-    return name ? name : "";
+    return true;
 }
 
 /// Pushes what an answer holds for one of the paths that were asked for: a parameter's value, or a table of
@@ -45,17 +31,17 @@ void push_answer(lua_State* L, const char* path, json_t* list, size_t* from) {
     for (size_t i = 0; i < size; ++i) {
         size_t at = (*from + i) % size;
         json_t* entry = json_array_get(list, at);
-        if (strcmp(entry_name(entry), path) != 0) continue;
-        json_to_lua(L, json_object_get(entry, "Value"));
+        const char* name = json_string_value(json_object_get(entry, OX_TR_NAME));
+        if (!name || strcmp(name, path) != 0) continue;
+        json_to_lua(L, json_object_get(entry, OX_TR_VALUE));
         *from = at + 1;
         return;
     }
     lua_newtable(L);
-    for (size_t i = 0; i < size; ++i) {
-        json_t* entry = json_array_get(list, i);
-        if (match_name(path, entry_name(entry)) == NAME_OTHER) continue;
-        json_to_lua(L, json_object_get(entry, "Value"));
-        lua_setfield(L, -2, entry_name(entry));
+    for (auto [name, entry] : ox_tr_elements(list)) {
+        if (!covers(path, name)) continue;
+        json_to_lua(L, json_object_get(entry, OX_TR_VALUE));
+        lua_setfield(L, -2, name);
     }
 }
 
@@ -74,7 +60,7 @@ int get(lua_State* L) {
     json_t* names = holder->json;
     holder->json = nullptr;
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) return failure(L, holder);
-    json_t* list = result_member(holder, "ParameterList");
+    json_t* list = result_list(holder);
     size_t from = 0;
     for (int i = 1; i <= count; ++i) push_answer(L, lua_tostring(L, i), list, &from);
     holder_clear(holder);
@@ -92,10 +78,10 @@ int set(lua_State* L) {
     holder->json = json_array();
     if (many) {
         add_values(L, 1, holder->json, "");
-    } else if (path[strlen(path) - 1] == '.' && lua_istable(L, 2)) {
+    } else if (ox_tr_path_is_partial(path) && lua_istable(L, 2)) {
         add_values(L, 2, holder->json, path);
     } else {
-        json_add(L, 2, add_named(L, holder->json, path), "Value");
+        json_add(L, 2, add_named(L, holder->json, path), OX_TR_VALUE);
     }
     json_t* list = holder->json;
     holder->json = nullptr;
@@ -114,22 +100,13 @@ int config(lua_State* L) {
     }
     const char* path = check_path(L, 1);
     Holder* holder = holder_push(L, 2);
-    holder->json = json_pack("{s:s}", "Path", path);
+    holder->json = json_pack("{s:s}", OX_TR_PATH, path);
     json_t* params = holder->json;
     holder->json = nullptr;
     if (!exchange(L, holder, ox_jrpcmsg_create_new("GetConfig", params))) return failure(L, holder);
-    json_t* tree = result_member(holder, "Config");
-    for (const char* at = path; tree && *at;) {
-        size_t length = strcspn(at, ".");
-        if (length > 0) {
-            lua_pushlstring(L, at, length);
-            tree = json_object_get(tree, lua_tostring(L, -1));
-            lua_pop(L, 1);
-        }
-        at += length + (at[length] == '.');
-    }
-    bool pattern = strstr(path, "#template") || strchr(path, '*');
-    if (!tree && !pattern && json_object_size(result_member(holder, "Config")) > 0) {
+    json_t* tree = ox_conf_find_branch(result_member(holder, OX_TR_CONFIG), path);
+    bool pattern = strstr(path, OX_TR_TEMPLATE) || strchr(path, '*');
+    if (!tree && !pattern && json_object_size(result_member(holder, OX_TR_CONFIG)) > 0) {
         // The daemon answers for the nearest ancestor where there is no such path.
         ox_jrpcmsg_set_error(holder->message, 9005, "Invalid parameter name", path);
         return failure(L, holder);
@@ -148,10 +125,10 @@ int select(lua_State* L) {
     const char* selector = luaL_checkstring(L, 1);
     lua_settop(L, 2);
     Holder* holder = holder_push(L, 2);
-    json_t* params = json_pack("{s:s}", "Selector", selector);
+    json_t* params = json_pack("{s:s}", OX_TR_SELECTOR, selector);
     if (!params) return luaL_argerror(L, 1, "a selector must be valid UTF-8");
     if (!exchange(L, holder, ox_jrpcmsg_create_new("Select", params))) return failure(L, holder);
-    json_t* matches = result_member(holder, "Matches");
+    json_t* matches = result_member(holder, OX_TR_MATCHES);
     lua_newtable(L);
     lua_newtable(L);
     lua_Integer count = 0;
@@ -189,7 +166,7 @@ bool is_list(lua_State* L, int index) {
 bool push_value(lua_State* L, Holder* holder, const char* path) {
     json_t* names = json_pack("[s]", path);
     if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) return false;
-    json_to_lua(L, json_object_get(json_array_get(result_member(holder, "ParameterList"), 0), "Value"));
+    json_to_lua(L, json_object_get(json_array_get(result_list(holder), 0), OX_TR_VALUE));
     return true;
 }
 
@@ -206,7 +183,7 @@ void add_values(lua_State* L, int index, json_t* list, const char* prefix) {
         lua_pushfstring(L, "%s%s", prefix, lua_tostring(L, -1));
         lua_remove(L, -2);
         const char* path = check_path(L, lua_gettop(L));
-        bool object = path[strlen(path) - 1] == '.';
+        bool object = ox_tr_path_is_partial(path);
         if (lua_istable(L, -2) && (object || (*prefix && !is_list(L, lua_gettop(L) - 1)))) {
             if (!object) {
                 lua_pushliteral(L, ".");
@@ -214,7 +191,7 @@ void add_values(lua_State* L, int index, json_t* list, const char* prefix) {
             }
             add_values(L, lua_gettop(L) - 1, list, lua_tostring(L, -1));
         } else {
-            json_add(L, lua_gettop(L) - 1, add_named(L, list, path), "Value");
+            json_add(L, lua_gettop(L) - 1, add_named(L, list, path), OX_TR_VALUE);
         }
         lua_pop(L, 2);
     }
