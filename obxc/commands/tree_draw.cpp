@@ -59,7 +59,7 @@ struct Drawing : ox_held {
 };
 
 bool is_attr(const char* key) {
-    return key[0] == '#' && strcmp(key, OX_TR_ATTR) == 0;
+    return !ox_tr_is_child(key) && strcmp(key, OX_TR_ATTR) == 0;
 }
 
 bool is_max_instance(const char* key, size_t length) {

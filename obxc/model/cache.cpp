@@ -102,7 +102,7 @@ void fill_node(const NodePath* p, json_t* children, json_t* instances) {
     const char* key;
     json_t* value;
     json_object_foreach(instances, key, value) {
-        if (key[0] == '#' || !json_is_object(value)) continue;
+        if (!ox_tr_is_child(key) || !json_is_object(value)) continue;
         json_object_set_new(value, OX_TR_FETCHED, json_true());
         json_object_set(node, key, value);
     }
@@ -117,7 +117,7 @@ void doubt(json_t* node) {
     const char* key;
     json_t* child;
     json_object_foreach(node, key, child) {
-        if (key[0] != '#' || strcmp(key, OX_TR_TEMPLATE) == 0) doubt(child);
+        if (ox_tr_is_child(key) || strcmp(key, OX_TR_TEMPLATE) == 0) doubt(child);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "model/node.hpp"
 #include "ox_raii.hpp"
 #include "ox_str.hpp"
+#include "ox_tr_node.hpp"
 
 namespace {
 
@@ -44,7 +45,7 @@ void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, 
     int initial = prefix > 0 ? folded(text[0]) : 0;
     for (void* member = json_object_iter(p->node); member; member = json_object_iter_next(p->node, member)) {
         const char* key = json_object_iter_key(member);
-        if (key[0] == '#') continue;
+        if (!ox_tr_is_child(key)) continue;
         if (prefix > 0 && (folded(key[0]) != initial || strncasecmp(key, text, prefix) != 0)) continue;
         json_t* value = json_object_iter_value(member);
         bool parameter = node_is_parameter(value);

@@ -43,6 +43,10 @@ int ox_tr_dm_type_is_parameter(int type);
 /// 1 when the schema marks the node multi-instance (an instance or template of it is not), else 0.
 int ox_tr_dm_node_is_multi(const json_t* node);
 int ox_tr_dm_node_is_ordered(const json_t* node);
+/// Whether a key of a schema node is the name of a child: the other ones begin with "#".
+inline bool ox_tr_is_child(const char* key) {
+    return key[0] != '#';
+}
 /// The attributes ("#attr"), borrowed, or null.
 json_t* ox_tr_dm_node_attr_get(const json_t* node);
 /// The default value, borrowed, or null.
