@@ -51,7 +51,7 @@ int show_node(const char* command, const char* path) {
         puts("Canonical path:     :");
         puts("Type:               config root");
         puts("Const:              true");
-        return -1;  // although nothing went wrong: kept on purpose
+        return -1;  // nothing went wrong: it is the result that scripts have always got for the root
     }
     JsonRef attributes(fetch_attributes(&p));
     attr_print(p.path, p.node, attributes);

@@ -66,7 +66,8 @@ void print_handlers(const json_t* handlers) {
     }
 }
 
-/// Verdict 4 takes its word from the names of number bases: kept on purpose.
+/// Verdict 4 has no word of its own. It is shown by one of the names of number bases, as it always was:
+/// scripts compare the listing.
 const char* verdict_word(json_int_t verdict) {
     static const char* const words[] = {"deny", "cascade", "clear", "continue", "binary"};
     return verdict >= 0 && verdict <= 4 ? words[verdict] : "unknown";

@@ -45,7 +45,8 @@ public:
     TerminalLoan& operator=(const TerminalLoan&) = delete;
     ~TerminalLoan() {
         if (!lent_) return;
-        // Who asks for the foreground from the background is stopped, unless it blocks that signal.
+        // A background process that takes the foreground gets SIGTTOU and stops, unless it blocks that
+        // signal.
         sigset_t ttou;
         sigset_t before;
         sigemptyset(&ttou);
@@ -104,7 +105,7 @@ int sh_command(const char*, json_t* args) {
     int status = run_on_terminal(ox_dynarray_get(line));
     int ended_by = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     if (ended_by == SIGQUIT) ox_rl_end_row();
-    if (ended_by == SIGINT) raise(SIGINT);  // it was this program's too, which did not listen meanwhile
+    if (ended_by == SIGINT) raise(SIGINT);  // the Ctrl-C was for this program too, which ignored it
     return 0;
 }
 

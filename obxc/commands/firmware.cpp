@@ -54,7 +54,8 @@ Decision ask_about_config() {
     if (!typed) fputs(question, stdout);
     CharsRef answer(ox_rl(question, -1));
     if (!typed) putchar('\n');
-    // Who has gone has not answered.
+    // After a hang-up nobody is there to answer, so nothing is flashed. The end of a pipe is the default
+    // answer.
     if (!answer && ox_rl_hung_up()) return CANCEL;
     if (answer && strcasecmp(answer, "c") == 0) return CANCEL;
     if (answer && strcasecmp(answer, "y") == 0) reset_config();
@@ -83,7 +84,8 @@ void cancel(json_t* params, json_t* result) {
     MsgRef message(download_request(params));
 }
 
-/// The answer decides nothing: what comes of the order is seen in the progress. The message is the caller's.
+/// Gives the order to flash. Its answer may be lost, so the outcome is read from the progress. The message is
+/// the caller's.
 ox_jrpcmsg* order_flash(json_t* params, json_t* result) {
     const char* saved = json_string_value(json_object_get(result, "SavedFirmware"));
     CharsRef url(ox_str_printf_new("file://%s", saved ? saved : ""));

@@ -28,7 +28,8 @@ void bound_text(const json_t* bound, char out[16]) {
     if (bound) snprintf(out, 16, "%d", static_cast<int>(json_integer_value(bound)));
 }
 
-/// With one bound only, the round form leaves the colon out and the square one does not: both are meant.
+/// With one bound only, the round form (a length) leaves the colon out, the square one (a value) keeps it, so
+/// that a least and a greatest value differ.
 void append_ranges(LsEntry* entry, const json_t* attributes) {
     char low[16];
     char high[16];

@@ -26,7 +26,7 @@ int login_command(const char* name, json_t* args) {
         printf("syntax: %s [<login> [-p <password>]]\n", name);
         return -1;
     }
-    // Nobody typed a password: that is no password-less login.
+    // The input ended at the question: that must not become a login without a password.
     bool abandoned = count == 1 && !prompted;
     int result = abandoned ? -1 : login_with(login, password);
     if (result != 0) puts("Failed to authenticate user");

@@ -43,7 +43,7 @@ void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
     ox_out_flush();
 }
 
-/// What the statement left to be done at its end, be it Ctrl-C; a second one ends that too.
+/// Runs what the statement gave to ox.atexit, also after a Ctrl-C; a second Ctrl-C ends that too.
 void finish(ox_lua_ctx* ctx, bool interrupted) {
     if (interrupted) {
         interrupt_install(lua_interrupt);

@@ -26,7 +26,7 @@ int report_no_such_node(const char* name, const char* path) {
 
 int cd_command(const char* name, json_t* args) {
     if (json_array_size(args) > 1) {
-        printf("syntax: %s [<path>]", name);  // without a newline, on purpose
+        printf("syntax: %s [<path>]", name);  // no newline: scripts compare this text
         return -1;
     }
     ScopedPath candidate;

@@ -72,7 +72,7 @@ int opt_command(const char* name, json_t* args) {
     bool on = same(state, "on");
     bool known = same(option, "autocomplete") || same(option, "hint");
     if (json_array_size(args) != 2 || !known || (!on && !same(state, "off"))) {
-        printf("syntax: %s autocomplete|hint on|off", name);  // without a newline, on purpose
+        printf("syntax: %s autocomplete|hint on|off", name);  // no newline: scripts compare this text
         return -1;
     }
     if (same(option, "autocomplete")) {

@@ -9,6 +9,6 @@
 int serve_file(const char* path, char* url, size_t url_size, size_t* size);
 
 /// What serving threads tell goes to this descriptor, whole lines at a time, instead of standard output; -1
-/// for standard output again. For who draws on the terminal meanwhile. It must not block, and stay open until
-/// another one is set.
+/// for standard output again. The line editor needs this while it draws on the terminal. The descriptor must
+/// be non-blocking, and stay open until another one is set.
 void serve_file_tell(int fd);

@@ -32,7 +32,8 @@ json_t* parse_pair(const char* command, const char* word) {
     Assignment assignment;
     if (!assignment_split(command, word, &assignment)) return nullptr;
     if (current_path.node) return model_pair(command, assignment);
-    // Without a model the value is written as JSON; what is none is left out silently.
+    // Without a model the value is written as JSON. An integer beyond those of JSON is told; any other text
+    // that is not JSON is left out without a message.
     json_error_t error;
     json_t* value = json_loads(assignment.text, JSON_DECODE_ANY, &error);
     if (!value && json_error_code(&error) == json_error_numeric_overflow)

@@ -33,7 +33,8 @@ void close_word_at(Scanner* s, const char* at) {
     if (s->cursor && at < s->cursor) ++*s->count;
 }
 
-// A backslash anywhere in a comment carries the comment over the next newline: kept on purpose.
+// A backslash anywhere in a comment carries the comment over the next newline, as one at a line's end carries
+// any other line over.
 void scan_comment(Scanner* s, char c) {
     if (c == '\\') {
         s->escape = true;

@@ -67,7 +67,7 @@ void preload() {
 
 void end_at_exit(void);
 
-/// What the statements left to be done at the end of the visit; Ctrl-C ends it.
+/// Runs what the statements gave to ox.atexit, at the end of the visit; Ctrl-C ends it.
 void finish() {
     if (!mode.ctx) return;
     ox_lua_resume(mode.ctx);
@@ -135,7 +135,8 @@ void drop_pending() {
     mode.pending = nullptr;
 }
 
-/// After a Ctrl-C, and for each statement that would start until Lua mode is left: kept so.
+/// After a Ctrl-C, and for each statement that would start until Lua mode is left: statements that were typed
+/// or pasted behind the interrupted one may build on it, so none of them may run.
 void drop_statement() {
     interrupt_recover();
     ox_rl_drop_input();
@@ -163,7 +164,7 @@ void remember_statement(lua_State* L, const char* text) {
 void end_at_exit(void) {
     if (!mode.ctx || mode.process != getpid()) return;
     if (mode.runs) {
-        ox_lua_ctx* ctx = ox_lua_init(0);  // the visit's own may be closed
+        ox_lua_ctx* ctx = ox_lua_init(0);  // the one of the visit may be closed already
         if (ctx) remember_statement(ctx->L, statement_text());
         ox_lua_free(ctx);
     }

@@ -73,7 +73,8 @@ bool load_named_module(lua_State* L, int package, const char* word) {
     return loaded;
 }
 
-/// Adds the word itself for each preloaded module that it begins: kept so.
+/// Adds the word itself, not the module's name, for each preloaded module whose name begins with it: it shows
+/// that the word leads somewhere, and the names of preloaded modules stay unlisted.
 void add_preloaded(lua_State* L, int package, int scratch, const ModuleWord& word) {
     lua_getfield(L, package, "preload");
     int preload = lua_gettop(L);

@@ -197,8 +197,8 @@ void print_table(lua_State* L, int table) {
     bool multi_line = print_array_part(L, table, length);
     if (print_hash_part(L, table, length)) multi_line = true;
 
-    // The first element, not the one added above: a nested table stays in the list, and deeper cycles end at
-    // the depth limit. Kept so.
+    // This clears the first element, not the one added above: nested tables stay in the list, and deeper
+    // cycles end at the depth limit. The printed form, which scripts may compare, depends on it.
     lua_pushnil(L);
     lua_rawseti(L, list, 1);
     lua_printer.indent = saved_indent;

@@ -26,7 +26,8 @@ bool fits_quotes(const char* text, size_t length) {
     return cost <= width;
 }
 
-/// Equals signs that a long bracket around the string takes. One more than needed after "]=]=]": kept so.
+/// Equals signs that a long bracket around the string takes: at least those that Lua needs. After "]=]=]" it
+/// is one more than needed, which reads back just as well.
 size_t bracket_level(const char* text, size_t length) {
     size_t level = 0;
     size_t equals = 0;

@@ -103,7 +103,7 @@ int mode_choose(StartOptions* options, int mode, const char* said, const char* n
 
 int arg_append(StartOptions* options, const char* text) {
     json_t* word = json_string(text);
-    // Where the text is to be JSON, this is one more way to be none.
+    // A text that has to be JSON is refused as bad JSON later on, and null stands for it until then.
     if (!word && (options->mode == MODE_RAW || options->mode == MODE_EVENT)) word = json_null();
     if (!word) {
         fputs("An argument is no UTF-8 text.\n", stderr);
@@ -175,7 +175,8 @@ int option_apply(StartOptions* options, int option, char* argument) {
     }
 }
 
-// The program's name chooses a mode, but not the name that a later conflict message shows: kept on purpose.
+// The program's name chooses a mode. The message of a conflict with it names the mode "interactive" all the
+// same, because no option named another one: that is the text which scripts have always got.
 void name_apply(StartOptions* options, const char* path) {
     const char* slash = strrchr(path, '/');
     const char* name = slash ? slash + 1 : path;

@@ -86,7 +86,7 @@ bool run_builtin(const ScriptWord& first) {
     return false;
 }
 
-/// Whether it is one, and not the end or a comment.
+/// False at the line's end and at the beginning of a comment.
 bool is_word(const ScriptWord& word) {
     return !word.text.empty() && word.text[0] != '#';
 }
@@ -115,8 +115,8 @@ void run_line(Script* script, const char* line) {
     }
     if (script->pending) pending_append(script, line, length);
     const char* text = script->pending ? ox_dynarray_get(script->pending) : line;
-    // Joined text stays when it is skipped, so a comment that was continued swallows the rest of the file:
-    // kept.
+    // Joined text stays when it is skipped, so a comment that ends in a backslash takes the rest of the file
+    // with it: a way to switch off the end of a script, which existing scripts may use.
     if (!*text || *text == '#') return;
     run_command(script, text);
     script->pending.reset();

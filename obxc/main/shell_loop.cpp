@@ -56,7 +56,8 @@ void print_banner() {
     puts("Interactive mode. \nEnter 'help' or '?' for help, 'q' for exit.");
 }
 
-/// Without the pipe its lines go to standard output wherever the cursor is.
+/// Opens the pipe through which serving threads tell. Where that fails their lines go to standard output,
+/// wherever the cursor is.
 void told_open(Shell* shell) {
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) ends[0] = ends[1] = -1;
@@ -72,7 +73,7 @@ void told_print(Shell* shell) {
         fwrite(text, 1, size, stdout);
 }
 
-/// The terminal is whoever's who writes, the line editor's no more.
+/// While a command runs, and after the editor's end, serving threads write to standard output themselves.
 void told_directly(Shell* shell) {
     serve_file_tell(-1);
     told_print(shell);

@@ -62,7 +62,8 @@ int channel_check(ox_jrpcapi* api, const char* name) {
     return EXIT_FAILURE;
 }
 
-/// Plain text to a daemon that expects TLS: known only now, but told like any connection that fails.
+/// Plain text to a daemon that expects TLS fails at the first exchange only, but is told as a connection that
+/// failed.
 [[noreturn]] void channel_mismatched(ox_jrpcapi* api) {
     channel_check(api, api == request_channel ? "requests" : "events");
     ox_jrpcapi_deinit(request_channel);

@@ -29,7 +29,7 @@ void write_string(const json_t* value) {
 }
 
 /// The digits start at the position of the lowest set bit, counted from 1, so the bits above it are lost:
-/// kept on purpose, the notation is defined that way.
+/// the notation is made for flags with one bit set.
 void write_binary(uint64_t number) {
     fputs("0b", stdout);
     for (int bit = ffsll(static_cast<long long>(number)); bit >= 0; bit--) {

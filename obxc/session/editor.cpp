@@ -10,7 +10,7 @@
 namespace {
 
 bool history_refused = false;  // the file cannot be used, as was told
-bool somebody_types = false;   // found when it was loaded: a terminal that hung up is none any more
+bool somebody_types = false;   // as it was when the history was loaded: isatty fails after a hang-up
 
 void tell_refusal(const char* path, int error) {
     fprintf(stderr, "The history is not kept: %s: %s\n", path, ox_fs_reason(error));

@@ -24,7 +24,8 @@ bool token_login = false;
 namespace {
 
 void (*identity_changed)(void) = nullptr;
-/// The daemon is being told who the session is: a jump out of the exchange leaves open whom it takes it for.
+/// A login or logout is under way: after a jump out of its exchange nobody knows whose session the daemon
+/// takes it for.
 bool in_doubt = false;
 constexpr int RECOVER_TIMEOUT_MS = 200;
 
@@ -119,7 +120,7 @@ int login_with(const char* login, const char* password) {
 
 int logout_session(void) {
     int result = end_session();
-    // What was fetched on the way there is what the old user could see.
+    // Metadata that was fetched during the logout is what the old user could see.
     if (identity_changed) identity_changed();
     return result;
 }
@@ -143,7 +144,8 @@ void identity_recover(void) {
         system_access = false;
         set_token("");
         set_relogin(false);
-        // Answered behind what was cut off, and by nobody awaited: a daemon that is stuck gets it later.
+        // Only sent: its answer comes behind that of the exchange that was cut off, and waiting for a daemon
+        // that is stuck would keep the person from the prompt.
         MsgRef message(ox_jrpcmsg_create_new("Logout", nullptr));
         int timeout = ox_jrpcapi_get_timeout(request_channel);
         ox_jrpcapi_set_timeout(request_channel, RECOVER_TIMEOUT_MS);

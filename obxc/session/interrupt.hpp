@@ -19,7 +19,7 @@ extern const ox_held_mark* interrupt_held;
 void interrupt_init(void);
 /// Installs `handler` for SIGINT (before sigsetjmp is taken); the caller then sets `interrupt_armed`.
 void interrupt_install(void (*handler)(int));
-/// Clears flag and mark, and installs idle_interrupt: at no moment would Ctrl-C end the program.
+/// Clears flag and mark, and installs idle_interrupt, so that Ctrl-C never ends the program.
 void interrupt_disarm(void);
 /// The SIGINT handler while a command runs: does nothing unless armed.
 void shell_interrupt(int signal);

@@ -27,7 +27,7 @@ bool restore_point_ok(const char* name) {
     return true;
 }
 
-// Does the configuration say in which mode the device is? Not where the model has it read-only.
+// Whether a configuration holds the device's mode: it does not where the model has the mode read-only.
 bool names_mode(const json_t* config) {
     const json_t* info = json_object_get(json_object_get(config, "Device"), "DeviceInfo");
     return json_object_get(info, "DeviceMode") != nullptr;

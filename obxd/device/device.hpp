@@ -97,7 +97,7 @@ struct Device {
 /// Prepares the state directory and boots: the saved configuration is in force afterwards. False with one
 /// line in `error`.
 bool device_start(Device& device, std::string& error);
-/// Removes what shall not stay.
+/// Removes the state directory where it is a temporary one.
 void device_stop(Device& device);
 
 /// Has the device go down and come back, after `delay_ms`; later where flashing is cut off by it, so that
@@ -113,7 +113,7 @@ std::string device_temp_file(Device& device);
 bool device_mode_allowed(Device& device, const std::string& mode);
 /// Tells of an event: `params` is taken over and gets the member "Event".
 void device_event(Device& device, const char* name, json_t* params);
-/// The request.
+/// The request Reboot.
 void device_reboot(Device& device, const json_t* params, const Reply& reply);
 
 }  // namespace obxd

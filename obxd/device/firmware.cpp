@@ -96,7 +96,8 @@ bool start_flashing(Device& device) {
 void answer_check(Device& device, bool before_only, const Reply& reply) {
     const Transaction& t = device.transaction;
     bool same = ox_firmware_version_cmp(device.version.c_str(), t.version.c_str()) == 0;
-    // The client asks nobody whether to flash the running version again: it takes flashing for begun.
+    // An image of the running version is flashed without an order: the client asks nobody about it, and takes
+    // flashing for begun.
     int status = same && !before_only ? FLASHING_BEGAN : WAITS_FOR_ORDER;
     JsonRef result(json_pack("{s:i, s:s, s:s, s:s, s:s}", "Status", status, "CurrentVersion",
                              device.version.c_str(), "NewVersion", t.version.c_str(), "SavedFirmware",
@@ -149,8 +150,8 @@ void fetch_image(Device& device, const json_t* params, const Reply& reply, bool 
                  }});
 }
 
-/// An order that comes to nothing is the last one; but it changes nothing about another's image on its way
-/// in.
+/// Shows a refused order as a failed upgrade: to all, but while another client's image is being flashed only
+/// to the client that gave the order.
 void refuse_order(Device& device, const Reply& reply, int code, const char* why) {
     if (device.flashing || device.rebooting)
         device.refused.insert(device.asker.client);

@@ -75,7 +75,7 @@ uint32_t row_of(const Device& device, const std::string& name) {
     return 0;
 }
 
-// The rows whose points are gone, be it that a factory reset or a load took the row or its file away.
+// Drops the rows whose points are gone: a factory reset or a load has taken the row or its file away.
 void rows_drop(Device& device, const std::vector<Point>& points) {
     Store& store = device.store;
     for (auto entry = device.restore_points.begin(); entry != device.restore_points.end();) {

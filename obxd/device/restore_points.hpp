@@ -7,7 +7,7 @@
 
 namespace obxd {
 
-/// The file of a restore point, be it there or not.
+/// The path of a restore point's file, which need not exist.
 std::string restore_point_file(const Device& device, const std::string& name);
 /// False when the model itself has a configuration file of that name.
 bool restore_point_name_free(Device& device, const std::string& name);

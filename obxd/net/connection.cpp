@@ -55,7 +55,7 @@ bool start_tls(Connection& c, TlsServer* server) {
     return c.tls != nullptr;
 }
 
-// Plain text where TLS is a must: the client is told in the language that it should have spoken.
+// Answers plain text, where TLS is required, with a TLS alert.
 void refuse_plain_text(Connection& c) {
     static const char alert[] = {0x15, 3, 3, 0, 2, 2, 70};  // fatal: protocol_version
     c.phase = Connection::OPEN;

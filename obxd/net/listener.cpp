@@ -69,7 +69,7 @@ Fd listen_local(const std::string& path, std::string& error) {
     Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
         return fail(error, path, strerror(errno));
-    // Who may do what is decided by the login, so everybody on the host may connect.
+    // Everybody on the host may connect: the login decides who may do what.
     if (chmod(path.c_str(), 0666) != 0 || listen(fd.get(), BACKLOG) != 0)
         return fail(error, path, strerror(errno));
     return fd;

@@ -55,8 +55,7 @@ public:
 
     /// Values computed when they are read: the function gives a new reference for each read of the parameter,
     /// or null to leave the stored value as it is; it must not read the parameter itself through value().
-    /// A path with
-    /// "*" components serves every instance and is handed the full path.
+    /// A path with "*" components serves every instance, and the function is handed the full path.
     void set_live(std::string_view path, std::function<json_t*(const std::string& path)> reader);
     /// Run after a parameter was changed by a request (for what a real device would do then).
     void set_hook(std::string_view path, std::function<void(const std::string& path, json_t* value)> hook);

@@ -10,7 +10,7 @@ namespace obxd {
 namespace {
 
 constexpr size_t MAX_NAME = 64;
-// Checked where no user at all has a password.
+// Checked where no user at all has a password, so that the answer takes as long there too.
 constexpr const char* STAND_IN = "$6$0123456789abcdef$";
 
 bool wrong(std::string& error, const std::string& file, const std::string& what) {

@@ -194,7 +194,7 @@ std::string_view key_of(const Text* text, const Entry& entry) {
     return {entry.key ? entry.key : text->data + entry.key_start, entry.length};
 }
 
-/// Ranks the entries, most of which need no longer comparison then.
+/// Ranks the entries: most of them then differ by rank alone, and their keys need no comparison.
 void rank_entries(const Text* text, Entry* begin, const Entry* end) {
     std::string_view first = key_of(text, *begin);
     size_t common = first.size();

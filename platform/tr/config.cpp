@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Whether a name is deeper than a tree may be: releasing one goes down it level by level.
+/// Whether a name is deeper than a tree may be: a tree is released by recursion, a stack frame a level.
 bool is_too_deep(const char* name) {
     enum { DEPTH_LIMIT = 1024 };
     int depth = 0;

@@ -1,4 +1,4 @@
-// The line editor, fed key by key. GNU readline stays behind this header and ox_history.hpp.
+// The line editor, fed key by key. No public header of this library shows that GNU readline does the work.
 #pragma once
 
 #include <jansson.h>

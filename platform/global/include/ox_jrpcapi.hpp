@@ -44,7 +44,7 @@ int ox_jrpcapi_connect(ox_jrpcapi* api);
 /// The connection's socket: for OX_JRPCAPI_EVENTS its descriptor is readable whenever an event can be taken,
 /// whichever connection it came on. Null while unconnected.
 ox_socket* ox_jrpcapi_socket(ox_jrpcapi* api);
-/// A plain connection to a daemon that expects TLS comes about; only its first exchange fails (error -9).
+/// A plain connection to a daemon that expects TLS can be made; only its first exchange fails (error -9).
 /// `mismatched` is called then, after the exchange, and need not return. Null: nobody is told.
 void ox_jrpcapi_on_mismatch(void (*mismatched)(ox_jrpcapi* api));
 /// `slow` is called when an operation has waited two seconds for the daemon, with what it waits for (a

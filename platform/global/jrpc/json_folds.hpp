@@ -1,4 +1,4 @@
-// Equal objects of a text as one: those that were read are known by their texts.
+// Objects with equal text become one shared object: those that were read are found again by their texts.
 #pragma once
 
 #include <jansson.h>

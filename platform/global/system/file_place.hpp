@@ -13,7 +13,7 @@ struct FilePlace {
 };
 
 /// Finds the place of a file that need not exist yet. Symbolic links are followed, as files and as
-/// directories on the way, but none that lies in a shared directory, be it whose it may (ELOOP). False with
+/// directories on the way, but none that lies in a shared directory, whoever owns it (ELOOP). False with
 /// errno.
 bool file_place_find(const char* path, FilePlace* place);
 /// Whether what is there may be used: a regular file (else EISDIR or EINVAL), in a shared directory only the

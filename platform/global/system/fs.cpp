@@ -147,7 +147,7 @@ int ox_fs_open_locked(const char* path) {
         struct stat present;
         if (fstat(fd.get(), &mine) != 0) return -1;
         bool there = fstatat(place.directory.get(), place.name, &present, AT_SYMLINK_NOFOLLOW) == 0;
-        // Who had the lock may have put a new file in its place.
+        // The program that held the lock may have replaced the file, and the lock is then on the old one.
         bool same = there && mine.st_ino == present.st_ino && mine.st_dev == present.st_dev;
         if (same || !locked) return fd.release();
     }

@@ -121,7 +121,7 @@ void answer_more(int key) {
     editor_redraw();
 }
 
-/// The answer to the question before a long list; a key that is none means no, and is a key of the line.
+/// The answer to the question before a long list; any other key means no, and goes to the line.
 bool answer_question(int key) {
     bool yes = is_yes(key);
     JsonRef candidates(json_incref(listing.asked));

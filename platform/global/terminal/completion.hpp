@@ -12,7 +12,7 @@ int completion_menu_back_key(int count, int key);
 /// The answer to the question whether a long list, or more of it, is shown. False for a key that is a key of
 /// the line, which means no.
 bool completion_answer(int key);
-/// Nobody answers any more.
+/// Withdraws the question: no answer will come.
 void completion_forget(void);
 /// While candidates are asked for: puts the cursor behind the line.
 void completion_end_line(void);

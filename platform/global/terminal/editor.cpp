@@ -154,7 +154,7 @@ void feed_key(int key) {
 /// Takes the key, and what was typed ahead of the screen: it is drawn once, not key by key. No further than
 /// to the line's end; what follows it may belong to the command that it starts.
 void feed_keys(int key) {
-    int left = 4096;  // someone who types on and on sees it, too
+    int left = 4096;  // so that the line is drawn while somebody types without a pause, too
     while (key >= 0) {
         feed_key(key);
         if (editor.finished || paste_waiting()) return;

@@ -1,5 +1,5 @@
-// Key mode: the terminal's modes and the signals while it gives single keys. Its size changes, the program is
-// stopped, goes on or ends.
+// Key mode: the terminal's modes while it gives single keys, and the signals that arrive meanwhile: for a new
+// size, a stop and its end, the end of the program, a hang-up.
 #pragma once
 
 /// To be called before key mode is set, and after it.
@@ -8,7 +8,7 @@ void guard_on(void);
 void guard_off(void);
 /// Whether the terminal showed what is typed before it gave single keys: readline shows it only then.
 bool guard_echoes(void);
-/// Whether it happened since the last call.
+/// Whether the size has changed, or the program was stopped and goes on, since the last call.
 bool guard_take_resize(void);
 bool guard_take_resume(void);
 /// Whether a read of the terminal gives what is there, and does not wait.

@@ -5,14 +5,14 @@
 
 /// Takes a bracketed paste into the edited line, as text of several rows perhaps.
 int paste_key(int count, int key);
-/// What the edited line had of pasted rows is gone.
+/// Forgets which rows of the edited line were pasted: the line was finished or dropped.
 void paste_forget(void);
 /// To be told of a finished line: cuts it behind its first pasted row; those that follow wait.
 void paste_queue_lines(char* line);
 bool paste_waiting(void);
 /// The next byte of what waits.
 int paste_getch(void);
-/// The next byte comes from elsewhere.
+/// To be told that the next byte does not come from a paste.
 void paste_typed(void);
 /// Takes the byte that was read last back, where it came from a paste; false where it did not.
 bool paste_take_back(void);

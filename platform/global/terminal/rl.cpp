@@ -29,7 +29,7 @@ bool note_interrupts(void) {
 [[noreturn]] void end_by(int number) {
     fflush(stdout);
     raise(number);
-    _exit(128 + number);  // a system's first process outlives the signal
+    _exit(128 + number);  // process 1 of a system or container is not ended by the signal
 }
 
 /// Waits for the next byte: 1 when there is one, 0 on time-out, -1 on Ctrl-C.

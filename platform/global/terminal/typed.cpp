@@ -139,8 +139,8 @@ bool typed_row_is_plain(void) {
             const char* value = rl_variable_value(name);
             return value && strcmp(value, "on") == 0;
         };
-        // Where readline puts more on the row than prompt and line, the place of the line's end is its
-        // secret.
+        // Where readline puts more on the row than prompt and line, only readline knows where the line
+        // ends.
         typed.is_plain_row = ox_rl_get_terminal_capabilities(nullptr)->cursor &&
                              !on("horizontal-scroll-mode") && !on("show-mode-in-prompt") &&
                              !on("mark-modified-lines");

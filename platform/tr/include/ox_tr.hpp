@@ -1,4 +1,4 @@
-// The data model's language as a whole; the headers of its parts say what there is.
+// All headers of the data model's language, for code that needs most of them.
 #pragma once
 
 #include "ox_tr_config.hpp"
