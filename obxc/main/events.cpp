@@ -24,6 +24,11 @@ void events_tell_lost(void) {
     dm_doubt();
 }
 
+void events_tell_gap(bool joined) {
+    printf("\nEvents may be lost: the connection was closed%s.\n",
+           joined ? " and is open again" : ", the next command opens it again");
+}
+
 void event_take(ox_jrpcmsg* message) {
     if (message->group == 0) return;
     if (message->group == GROUP_MODEL_CHANGES) {

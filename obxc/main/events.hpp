@@ -11,5 +11,7 @@ void event_take(ox_jrpcmsg* message);
 /// Tells, once, of events that were dropped before they could be taken. What is known of the instances is
 /// then in doubt.
 void events_tell_lost(void);
+/// Tells that the connection of the joined groups was closed for a while; `joined`: they are joined again.
+void events_tell_gap(bool joined);
 /// Prints an event: its group and its params as indented JSON.
 void event_print(ox_jrpcmsg* message);

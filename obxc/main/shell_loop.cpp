@@ -39,11 +39,15 @@ namespace {
 enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_TOLD, ENTRY_COUNT };
 enum Step { STEP_GO_ON, STEP_LEAVE };
 
+constexpr int REJOIN_TIMEOUT_MS = 1000;
+constexpr int REJOIN_PAUSE_MS = 500;
+
 struct Shell {
     ox_rl_async* editor;
     int feed_status;  // 1 while a line is being edited
     struct pollfd entries[ENTRY_COUNT];
-    int tell;  // where serving threads tell, while the terminal is the line editor's
+    long long rejoin_ms;  // when the requests connection may be opened again
+    int tell;             // where serving threads tell, while the terminal is the line editor's
     ox_str* line_text;
     json_t* words;
 };
@@ -211,6 +215,27 @@ Step events_serve(Shell* shell) {
     return STEP_GO_ON;
 }
 
+/// Until the requests connection, whose groups were lost, is to be opened again; -1: they were not.
+int rejoin_wait_ms(const Shell* shell) {
+    if (!ox_jrpcapi_groups_lost(request_channel)) return -1;
+    long long left = shell->rejoin_ms - ox_wait_now_ms();
+    return left > 0 ? static_cast<int>(left) : 0;
+}
+
+/// The groups of the requests connection are joined again, unless the events connection is lost too: the next
+/// pass answers that.
+void rejoin_serve(Shell* shell) {
+    ox_jrpcapi_set_timeout(request_channel, REJOIN_TIMEOUT_MS);
+    bool joined = ox_jrpcapi_rejoin(request_channel) == 0;
+    ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
+    shell->rejoin_ms = ox_wait_now_ms() + REJOIN_PAUSE_MS;
+    ox_jrpcapi_take_events(GROUP_MODEL_CHANGES, event_take);
+    if (!ox_jrpcapi_socket(event_channel)) return;
+    ox_rl_async_hide(shell->editor);
+    events_tell_gap(joined);
+    ox_rl_async_prepare(shell->editor, prompt);
+}
+
 void told_serve(Shell* shell) {
     ox_rl_async_hide(shell->editor);
     told_print(shell);
@@ -245,9 +270,10 @@ Step shell_pass(Shell* shell) {
     shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(ox_jrpcapi_socket(event_channel));
     if (shell->entries[ENTRY_EVENTS].fd < 0) return events_serve(shell);
     bool read_ahead = ox_rl_pending();
-    int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : -1);
+    int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : rejoin_wait_ms(shell));
     if (count < 0) return poll_failed(shell, errno);
     if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;
+    if (rejoin_wait_ms(shell) == 0) rejoin_serve(shell);
     if (is_ready(shell->entries[ENTRY_TOLD])) told_serve(shell);
     if (read_ahead || is_ready(shell->entries[ENTRY_INPUT])) return input_serve(shell);
     return STEP_GO_ON;

@@ -132,10 +132,30 @@ int write_long(lua_State* L, int first) {
     return ferror(stdout) ? luaL_fileresult(L, 0, nullptr) : 1;
 }
 
+/// The byte that the arguments from `first` on end with as texts; 0: they are empty.
+char last_byte(lua_State* L, int first) {
+    char last = 0;
+    for (int i = first; i <= lua_gettop(L) && lua_isstring(L, i); ++i) {
+        bool number = lua_type(L, i) == LUA_TNUMBER;
+        size_t length = number ? 1 : lua_rawlen(L, i);
+        if (length > 0) last = number ? '0' : lua_tostring(L, i)[length - 1];
+    }
+    return last;
+}
+
+/// Writes by the original, and remembers how that leaves the terminal's row where it goes past standard
+/// output.
+int write_short(lua_State* L, const luaL_Stream* stream, int first) {
+    bool error = stream && stream->closef && stream->f == stderr;
+    char last = error ? last_byte(L, first) : '\0';
+    if (last) ox_out_note_error(last);
+    return call_original(L);
+}
+
 /// file:write
 int write_file(lua_State* L) {
     auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, 1, LUA_FILEHANDLE));
-    if (!writes_long(L, stream, 2)) return call_original(L);
+    if (!writes_long(L, stream, 2)) return write_short(L, stream, 2);
     lua_pushvalue(L, 1);
     return write_long(L, 2);
 }
@@ -145,7 +165,7 @@ int write_output(lua_State* L) {
     lua_getfield(L, LUA_REGISTRYINDEX, "_IO_output");
     auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, -1, LUA_FILEHANDLE));
     lua_pop(L, 1);
-    if (!writes_long(L, stream, 1)) return call_original(L);
+    if (!writes_long(L, stream, 1)) return write_short(L, stream, 1);
     lua_getfield(L, LUA_REGISTRYINDEX, "_IO_output");
     return write_long(L, 1);
 }

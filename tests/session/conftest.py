@@ -133,8 +133,8 @@ def daemon(scripted):
 @pytest.fixture
 def open_shell(daemon, terminal):
     """A function that opens a shell on that daemon, at its prompt."""
-    def start(**options):
-        opened = terminal(daemon=daemon, **options)
+    def start(args=(), **options):
+        opened = terminal(*args, daemon=daemon, **options)
         opened.prompt()
         return opened
     return start

@@ -409,7 +409,8 @@ def test_no_blanks_are_written_before_a_prompt(shell):
         shell.settle()
     shell.send("lua\r")
     shell.wait_line(r"\S*obxc-lua:\S*>")
-    for line in ("x = 1", "print(x)", "x", "error('e')", "io.write('a\\n')"):
+    for line in ("x = 1", "print(x)", "x", "error('e')", "io.write('a\\n')",
+                 "local x = io.stderr:write('a\\n')"):
         shell.send(line + "\r")
         shell.settle()
     assert b" " * 50 not in shell.raw[start:]
@@ -417,7 +418,8 @@ def test_no_blanks_are_written_before_a_prompt(shell):
 
 @pytest.mark.parametrize("statement", [
     "local x = io.write('abc')", "print('x') io.write('abc') io.flush()", "local x = os.execute('printf abc')",
-    "io.stdout:write('abc'):flush()"])
+    "io.stdout:write('abc'):flush()", "io.stderr:write('abc')", "local x = io.stderr:write('x\\n', 'abc', '')",
+    "io.output(io.stderr) local x = io.write('abc') io.output(io.stdout)"])
 def test_lua_output_without_a_newline_is_ended(narrow, statement):
     narrow.send("lua " + statement + "\r")
     narrow.wait_for(r"^abc\nroot@obxc:>$")

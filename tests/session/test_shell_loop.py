@@ -242,6 +242,90 @@ def test_a_daemon_that_restarts(obxd, terminal):
     assert shell.text().endswith("Connection dropped")
 
 
+@pytest.fixture
+def joined(daemon, open_shell):
+    """A shell that joined group 77, at its prompt."""
+    opened = open_shell(args=("-g", "77"))
+    opened.daemon = daemon
+    return opened
+
+
+OPEN_AGAIN = "^Events may be lost: the connection was closed and is open again.$"
+STILL_CLOSED = "^Events may be lost: the connection was closed, the next command opens it again.$"
+
+
+def test_groups_are_joined_again_at_the_prompt(joined):
+    joined.send("kolor hi")
+    joined.wait_line(r".*> kolor hi")
+    for times in (1, 2):
+        joined.daemon.connections[0 if times == 1 else -1].shutdown(socket.SHUT_RDWR)
+        joined.wait(lambda: len(re.findall(OPEN_AGAIN, joined.text(), re.M)) == times, "the loss")
+        joined.wait_line(r".*> kolor hi")
+        assert joined.daemon.requests("JoinGroup").count({"Group": 77}) == 1 + times
+        joined.daemon.send_event(77, "later %d" % times, on=-1)
+        joined.wait_for('^EVENT 77:\n"later %d"\n.*> kolor hi$' % times)
+    joined.send("nt\r")
+    joined.wait_for("^kolor: command not found.$")
+    assert len(joined.daemon.requests("Login")) == 3
+
+
+def test_groups_that_a_command_joined_again(joined):
+    def answer(request, connection):
+        closes = request["method"] == "SaveConfig" and connection is joined.daemon.connections[0]
+        return ScriptedDaemon.CLOSE if closes else joined.daemon.result({})
+    joined.daemon.answer = answer
+    assert joined.run("save").startswith("Status: OK")
+    joined.wait_for(OPEN_AGAIN)
+    assert joined.daemon.requests("JoinGroup").count({"Group": 77}) == 2
+
+
+@pytest.mark.parametrize("reply", [None, ScriptedDaemon.CLOSE])
+def test_groups_that_cannot_be_joined_again_wait_for_a_command(joined, reply):
+    joined.daemon.answer = lambda request, connection: reply
+    before = processor_time(joined.process)
+    joined.daemon.connections[0].shutdown(socket.SHUT_RDWR)
+    joined.wait_for(STILL_CLOSED)
+    joined.settle(1)
+    assert len(re.findall("may be lost", joined.text())) == 1
+    assert processor_time(joined.process) - before < 0.3, "the shell spins"
+    joined.daemon.answer = lambda request, connection: joined.daemon.result({})
+    assert joined.run("save") == "Status: OK"
+    joined.daemon.send_event(77, "later", on=-1)
+    joined.wait_for('^EVENT 77:\n"later"$')
+
+
+def test_a_connection_that_is_closed_again_and_again(joined):
+    def answer(request, connection):
+        closes = request["method"] == "JoinGroup"
+        return [joined.daemon.result({})] + ([ScriptedDaemon.CLOSE] if closes else [])
+    joined.daemon.answer = answer
+    joined.daemon.connections[0].shutdown(socket.SHUT_RDWR)
+    joined.read(2.2)
+    assert 2 <= len(re.findall("may be lost", joined.text())) <= 6
+    assert joined.run("color hint").startswith("120 100 55")
+
+
+def test_groups_that_a_daemon_dropped_during_a_lua_loop(obxd, terminal):
+    client = obxd.client()
+    shell = terminal("-g", "77", daemon=obxd)
+    shell.prompt()
+    shell.send("lua local e = os.time() + 3 while os.time() < e do end\r")
+    for _ in range(220):
+        client.send({"jsonrpc": "2.0", "method": "Event", "group": 77, "params": "e" * 60000})
+    shell.wait_for(OPEN_AGAIN)
+    client.send({"jsonrpc": "2.0", "method": "Event", "group": 77, "params": "later"})
+    shell.wait_for('^EVENT 77:\n"later"$')
+    shell.prompt()
+
+
+def test_a_daemon_that_restarts_has_no_groups_to_be_joined_again(obxd, terminal):
+    shell = terminal("-g", "77", daemon=obxd)
+    shell.prompt()
+    obxd.restart()
+    assert shell.end() == 0
+    assert shell.text().endswith("Connection dropped")
+
+
 def test_a_terminal_that_goes_away(daemon):
     terminal = harness.Terminal(daemon=daemon)
     terminal.prompt()

@@ -1,10 +1,15 @@
 """What a person sees while the daemon keeps the program waiting, and what is not lost meanwhile."""
 
+import fcntl
 import json
+import re
+import signal
+import subprocess
+import termios
 import threading
 import time
 
-from harness import obxc
+from harness import OBXC, PATIENCE, environment, obxc, wait_until
 
 NOTE = r"Waiting for the daemon \(%s\)\. Ctrl-C leaves\."
 
@@ -150,6 +155,30 @@ def test_of_too_many_events_the_newest_are_kept(scripted):
     assert lines[at + 4:at + 7] == ["EVENT 7:", "{", '    "number": %d,' % lost]
     assert done.out.count(" lost: ") == 1
     assert "dropped" not in done.out
+
+
+def test_events_that_are_lost_together_are_told_together(scripted):
+    """Some of them are in the connection when the command ends that the others came with."""
+    daemon = scripted()
+
+    def answer(request, connection):
+        if request["method"] == "SaveConfig":
+            events = daemon.connections[1]
+            for number in range(400):
+                if number == 397:
+                    wait_until(lambda: fcntl.ioctl(events, termios.TIOCOUTQ, bytes(4)) == bytes(4), "the reader")
+                    process.send_signal(signal.SIGSTOP)
+                daemon.send_event(7, {"number": number, "text": "e" * 60000}, on=1)
+            threading.Timer(0.3, process.send_signal, [signal.SIGCONT]).start()
+        return daemon.result({})
+    daemon.answer = answer
+    process = subprocess.Popen([OBXC, "-u", daemon.socket], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                               env=environment())
+    out = process.communicate(b"save\ncolor hint\ncolor hint\n", PATIENCE)[0].decode()
+    lost = [int(count) for count in re.findall(r"^(\d+) events are lost: more came than can wait\.$", out, re.M)]
+    numbers = [int(number) for number in re.findall(r'^    "number": (\d+),$', out, re.M)]
+    assert len(lost) == 1 and numbers[0] == lost[0], lost
+    assert numbers == list(range(lost[0], lost[0] + len(numbers)))
 
 
 def test_events_of_another_client_during_a_long_lua_loop(obxd):

@@ -11,6 +11,12 @@ void ox_jrpcapi_take_events(uint32_t group, void (*take)(ox_jrpcmsg* message));
 ox_jrpcapi* ox_jrpcapi_events(void);
 /// Whether one of the process's connections has joined the group.
 bool ox_jrpcapi_has_joined(uint32_t group);
+/// Whether the connection was closed after it had joined groups: until it is there again their events do not
+/// come. Stays so until ox_jrpcapi_rejoin.
+bool ox_jrpcapi_groups_lost(const ox_jrpcapi* api);
+/// Connects again, once, unless an exchange has done so, and forgets the loss either way. The connection's
+/// time-out bounds it. Returns 0 when the groups are joined again, or the negative socket error.
+int ox_jrpcapi_rejoin(ox_jrpcapi* api);
 /// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
 void ox_jrpcapi_return_event(const json_t* event);
 /// Events are read in during exchanges too. Of those that wait to be taken the newest 8 MiB are kept: how

@@ -12,5 +12,8 @@ void ox_out_flush(void);
 bool ox_out_row_is_open(void);
 /// The text of the open row, as far as it was not flushed yet; `size` may be 0.
 const char* ox_out_open_row(size_t* size);
+/// Text that ends with this byte goes to standard error, in front of what standard output's buffer holds: the
+/// row is as that leaves it, where standard error is a terminal.
+void ox_out_note_error(char last_byte);
 /// The row has ended, by what others wrote.
 void ox_out_row_ended(void);

@@ -32,6 +32,7 @@ struct ox_jrpcapi {
     json_int_t last_id;
     json_t* unanswered;  ///< ids of requests that may still be answered, or null; cleared with the connection
     ox_array<uint32_t> groups;  ///< joined on this connection
+    bool groups_lost;           ///< it was closed since, and nobody was told
     FrameReader in;
     OutBuffer out;
     ox_jrpcapi* next;  ///< in the order of their creation

@@ -104,6 +104,10 @@ void event_queue_lose(void) {
     queue.lost++;
 }
 
+bool event_queue_has_lost(void) {
+    return queue.lost > 0;
+}
+
 size_t event_queue_take_lost(void) {
     size_t lost = queue.lost;
     queue.lost = 0;

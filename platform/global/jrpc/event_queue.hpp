@@ -16,6 +16,8 @@ ox_jrpcmsg* event_queue_pop(void);
 void event_queue_take(uint32_t group, void (*take)(ox_jrpcmsg* message));
 /// Counts an event that was dropped.
 void event_queue_lose(void);
+/// Whether events were dropped since the last call of event_queue_take_lost.
+bool event_queue_has_lost(void);
 /// How many events were dropped since the last call.
 size_t event_queue_take_lost(void);
 /// Drops all, and the count.

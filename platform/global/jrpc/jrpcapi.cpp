@@ -138,6 +138,8 @@ ox_jrpcmsg* take_own(ox_jrpcapi* api, int* error) {
 
 ox_jrpcmsg* receive(ox_jrpcapi* api) {
     bool takes_all = (api->flags & OX_JRPCAPI_EVENTS) != 0;
+    // What has arrived may cost more of them: the loss is told as one.
+    if (takes_all && event_queue_has_lost()) events_collect(nullptr);
     ox_jrpcmsg* message = takes_all ? event_queue_pop() : nullptr;
     if (message) return message;
     int error = api->error == OX_SOCKET_OK ? static_cast<int>(OX_SOCKET_ECLOSED) : api->error;

@@ -55,6 +55,16 @@ bool ox_jrpcapi_has_joined(uint32_t group) {
     return false;
 }
 
+bool ox_jrpcapi_groups_lost(const ox_jrpcapi* api) {
+    return api->groups_lost;
+}
+
+int ox_jrpcapi_rejoin(ox_jrpcapi* api) {
+    int rc = ox_jrpcapi_connect(api);
+    api->groups_lost = false;
+    return rc;
+}
+
 void ox_jrpcapi_return_event(const json_t* event) {
     events_deliver(event, nullptr, 0);
     hub_signal();

@@ -85,6 +85,7 @@ int stream_flush(ox_jrpcapi* api, long long deadline) {
 }
 
 int stream_fail(ox_jrpcapi* api, int error) {
+    if (api->socket.connected && api->groups.size > 0) api->groups_lost = true;
     socket_close(&api->socket);
     frame_reset(&api->in);
     api->out.bytes.clear();

@@ -1,5 +1,6 @@
 #include <stdio.h>
 #include <stdio_ext.h>
+#include <unistd.h>
 
 #include "ox_out_buffer.hpp"
 
@@ -44,6 +45,10 @@ const char* ox_out_open_row(size_t* size) {
     while (start > 0 && out.bytes[start - 1] != '\n') start--;
     *size -= start;
     return out.bytes + start;
+}
+
+void ox_out_note_error(char last_byte) {
+    if (isatty(STDERR_FILENO)) out.last_byte = last_byte;
 }
 
 void ox_out_row_ended(void) {
