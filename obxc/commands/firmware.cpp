@@ -25,7 +25,7 @@
 namespace {
 
 constexpr int POLL_MS = 100;
-constexpr int PATIENCE_POLLS = 30;  // of a device at rest that has refused the order
+constexpr int PATIENCE_POLLS = 30;  // after a refused order: how often a device that flashes nothing is asked
 constexpr long long STATUS_DONE = -1;
 
 enum Decision { FLASH_NOW, FLASH_ORDER, CANCEL };

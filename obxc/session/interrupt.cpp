@@ -23,7 +23,7 @@ volatile sig_atomic_t waiting = 0;
 volatile sig_atomic_t marked = 0;
 pthread_t main_thread;
 
-// A thread that serves a file waits too: its waits are none of the interrupt's business.
+// The thread that serves a file waits too: a jump out of its wait would run the main thread's code on it.
 bool on_main_thread() {
     return pthread_equal(pthread_self(), main_thread);
 }

@@ -66,7 +66,7 @@ PasswordRef password_prompt(const char* format, ...) {
     char question[512];
     vsnprintf(question, sizeof(question), format, args);
     va_end(args);
-    ox_rl_echo_off(STDIN_FILENO);  // before the prompt is seen, so that no quick hand is echoed
+    ox_rl_echo_off(STDIN_FILENO);  // before the question is shown: what is typed at once is not echoed
     show(question);
     PasswordRef line = read_line(question);
     ox_rl_echo_on(STDIN_FILENO);

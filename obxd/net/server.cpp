@@ -181,7 +181,7 @@ void on_event(Server& server, uint64_t tag, uint32_t events) {
     if (events & (EPOLLIN | EPOLLHUP | EPOLLERR)) c.drained = false;
     bool gone = events & (EPOLLHUP | EPOLLERR);
     if (gone && c.busy) {
-        // Its answer comes to nothing, but the request goes on to its end.
+        // The request that is being answered goes on to its end, although nobody gets the answer.
         loop_unwatch(server.loop, c.fd);
         c.watched = 0;
         return;

@@ -127,7 +127,7 @@ void keys_check(Setter& setter) {
     }
 }
 
-/// What is told must not hang on the tree: a listener or hook may change it.
+/// A change to be told. It refers to no node of the tree, since a listener or hook may change the tree.
 struct Told {
     std::string path;
     const Schema* schema;

@@ -2,7 +2,8 @@
 
 namespace {
 
-/// Its address is the key of the list in the registry: found without memory, which may be what ended the code.
+/// Its address is the key of the list in the registry: found without memory, which may be what ended the
+/// code.
 const char FUNCTIONS = 0;
 
 /// ox.atexit(function)

@@ -93,7 +93,7 @@ bool file_place_admits(const FilePlace* place, const struct stat* status) {
 
 int file_place_open(const FilePlace* place, int flags) {
     struct stat status;
-    // Asked first, because opening alone means something to some devices.
+    // Asked before the file is opened, because opening alone has an effect on some devices (a tape rewinds).
     if (fstatat(place->directory.get(), place->name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         !file_place_admits(place, &status)) {
         return -1;

@@ -26,7 +26,7 @@ int read_byte(void) {
     ssize_t got = read(STDIN_FILENO, &byte, 1);
     if (got == 1) return byte;
     if (got < 0) return errno == EAGAIN || errno == EINTR ? OX_RL_NO_KEY : -1;
-    // A terminal in key mode gives nothing rather than make its reader wait.
+    // In key mode a read of the terminal that gives no byte means that no key is there, not the input's end.
     return guard_reads_at_once() && !input_is_over() ? OX_RL_NO_KEY : -1;
 }
 

@@ -57,7 +57,7 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
         const char* other = candidate_at(candidates, i);
         size_t typed = cursor - edit.start;
         if (common_length(line + edit.start, other, typed, rules.case_sensitive) < typed) {
-            // No text that both begin with but a shorter one; all of them must have it.
+            // This candidate begins with a shorter part of what is typed only: that part is replaced.
             size_t start = completion_start(line, cursor, other, rules);
             if (start > edit.start) edit.start = start;
         }
@@ -71,7 +71,7 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
 
     edit.text = strndup(first, common);
     bool equal = common == typed && memcmp(line + edit.start, first, common) == 0;
-    // Of several, the spelling of one is no better than what was typed.
+    // Where several fit, what was typed is not replaced by the first one's capitals.
     bool only_case = count > 1 && common == typed;
     edit.changes = !equal && !only_case;
     return edit;

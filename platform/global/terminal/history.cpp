@@ -3,8 +3,6 @@
 // In the history file each entry is one line. An entry that holds a newline, or begins with the mark, is
 // written as the mark followed by its text with "\\" for a backslash and "\n" for a newline; every other
 // entry stands as it was typed. Recordings hold the plain texts alone.
-#include "ox_history.hpp"
-
 #include <errno.h>
 #include <stdio.h>
 // readline's headers need stdio.h before them.
@@ -15,6 +13,7 @@
 #include <unistd.h>
 
 #include "ox_fs.hpp"
+#include "ox_history.hpp"
 #include "ox_raii.hpp"
 
 namespace {

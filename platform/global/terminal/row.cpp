@@ -35,7 +35,7 @@ bool is_printable(const char* text, size_t size) {
 void start_row(size_t columns) {
     const char* erase = rl_get_termcap("ce");
     if (!erase || strncmp(erase, "\033[K", 3) != 0) return;
-    // As many blanks as there are columns end on the next row only where something stood on this one.
+    // As many blanks as there are columns wrap to the next row only where the cursor was not in column 0.
     printf("%*s\r\033[K", static_cast<int>(columns), "");
 }
 
@@ -55,7 +55,7 @@ void row_take(void) {
 void row_start(void) {
     int rows = 0;
     int columns = 0;
-    // One less where the cursor does not wait behind the last column.
+    // readline tells one column less for a terminal whose cursor wraps at once behind the last column.
     rl_get_screen_size(&rows, &columns);
     size_t size = ox_str_length(&row.before_prompt);
     bool starts = row.is_unknown || (size == 0 && keys_wait());

@@ -52,8 +52,8 @@ void take_bytes_as_text(void) {
     rl_variable_bind("output-meta", "on");
 }
 
-/// readline takes the locale that the environment names whenever a line starts. While this lives, the
-/// environment names the one that stands in for it.
+/// readline sets the environment's locale whenever a line starts. While this lives, the environment names the
+/// locale that screen_init_locale has set instead, where there is one.
 class LocaleInEnvironment {
 public:
     LocaleInEnvironment() : own_(environ), changed_(nullptr) {

@@ -91,7 +91,7 @@ bool extends_row(void) {
 
 /// Whether the line is the drawn one with characters behind it that have their place on the row.
 bool is_longer(void) {
-    // A key that was read ahead may do anything, and it is not announced.
+    // A key that readline has read ahead may do anything, and typed_key is not called for it.
     if (!row.known || rl_pending_input || RL_ISSTATE(special_state)) return false;
     size_t before = ox_str_length(&row.line);
     if (before == 0 || static_cast<size_t>(rl_end) <= before || rl_point != rl_end || !extends_row())
@@ -117,7 +117,7 @@ void append(const char* text, size_t size) {
 void draw_whole(void) {
     if (row.ahead > 0) {
         fprintf(rl_outstream, "\033[%zuD", row.ahead);
-        // readline writes anew what stays of it, and wipes nothing that it does not know of.
+        // readline does not know of the characters ahead: it would leave those that are to go on the screen.
         if (!extends_row()) fputs("\033[K", rl_outstream);
         row.ahead = 0;
     }
