@@ -181,6 +181,17 @@ def test_own_bindings_and_conditions(open_shell, inputrc):
     session.wait_line("root@obxc:> reboot")
 
 
+def test_own_bindings_that_are_read_again(open_shell, inputrc):
+    session = open_shell(env=inputrc('TAB: complete\n'))
+    inputrc('TAB: complete\n"\\C-o": complete\n"\\C-ox": "sh echo macro"\n')
+    session.send("\x18\x12rebo\t")
+    session.wait_line("root@obxc:> reboot")
+    session.send("\x15rese\x0f ")  # the prefix of another binding alone, and then a key that is none of its
+    session.wait_line("root@obxc:> reset")
+    session.send("\x15\x0fx")
+    session.wait_line("root@obxc:> sh echo macro")
+
+
 def test_menu_complete_goes_through_the_candidates(open_shell, inputrc):
     session = open_shell(env=inputrc('"\\C-t": menu-complete\n"\\C-o": menu-complete-backward\n'))
     session.send("re")

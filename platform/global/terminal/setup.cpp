@@ -25,18 +25,38 @@ int end_key(int count, int key) {
     return hint_accept() ? 0 : rl_end_of_line(count, key);
 }
 
-/// Gives every key of a readline command to one of ours, so that the user's own bindings lead to it too.
-void replace_command(rl_command_func_t* old, rl_command_func_t* own) {
-    static const char* const maps[] = {"emacs-standard", "vi-insert"};
-    for (const char* name : maps) {
-        Keymap map = rl_get_keymap_by_name(name);
-        if (!map) continue;
-        char** keys = rl_invoking_keyseqs_in_map(old, map);
-        for (size_t i = 0; keys && keys[i]; i++) {
-            rl_bind_keyseq_in_map(keys[i], own, map);
-            free(keys[i]);
-        }
-        free(keys);
+/// A command of readline's, and the one of ours that its keys lead to.
+struct Replacement {
+    rl_command_func_t* old;
+    rl_command_func_t* own;
+};
+
+const Replacement replacements[] = {
+    {rl_complete, completion_key},
+    {rl_menu_complete, completion_menu_key},
+    {rl_backward_menu_complete, completion_menu_back_key},
+    {rl_possible_completions, completion_list_key},
+    {rl_forward_char, forward_key},
+    {rl_end_of_line, end_key},
+    {rl_bracketed_paste_begin, paste_key},
+    {rl_re_read_init_file, typed_inputrc_key},
+};
+
+rl_command_func_t* own_command(rl_command_func_t* command) {
+    for (const Replacement& replacement : replacements) {
+        if (replacement.old == command) return replacement.own;
+    }
+    return command;
+}
+
+/// Gives the keys of readline's commands to ours, in the map and in those of the prefixes in it. In place: to
+/// ask readline for the keys, command by command, would take a third of a shell's whole start.
+void replace_in_map(Keymap map) {
+    for (int key = 0; key < KEYMAP_SIZE; key++) {
+        KEYMAP_ENTRY* entry = &map[key];
+        if (!entry->function) continue;
+        if (entry->type == ISFUNC) entry->function = own_command(entry->function);
+        if (entry->type == ISKMAP) replace_in_map(reinterpret_cast<Keymap>(entry->function));
     }
 }
 
@@ -83,6 +103,14 @@ private:
 
 }  // namespace
 
+void setup_commands(void) {
+    static const char* const maps[] = {"emacs-standard", "vi-insert"};
+    for (const char* name : maps) {
+        Keymap map = rl_get_keymap_by_name(name);
+        if (map) replace_in_map(map);
+    }
+}
+
 void setup_readline(void) {
     if (editor.is_set_up) return;
     editor.is_set_up = true;
@@ -102,14 +130,7 @@ void setup_readline(void) {
     rl_redisplay_function = hint_redisplay;
     const char* bracketed = rl_variable_value("enable-bracketed-paste");
     editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
-    replace_command(rl_complete, completion_key);
-    replace_command(rl_menu_complete, completion_menu_key);
-    replace_command(rl_backward_menu_complete, completion_menu_back_key);
-    replace_command(rl_possible_completions, completion_list_key);
-    replace_command(rl_forward_char, forward_key);
-    replace_command(rl_end_of_line, end_key);
-    replace_command(rl_bracketed_paste_begin, paste_key);
-    replace_command(rl_re_read_init_file, typed_inputrc_key);
+    setup_commands();
 }
 
 void setup_line(const char* prompt, void (*take_line)(char*)) {

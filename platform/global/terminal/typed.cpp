@@ -11,6 +11,7 @@
 #include "ox_str.hpp"
 #include "ox_wait.hpp"
 #include "screen.hpp"
+#include "setup.hpp"
 
 namespace {
 
@@ -150,7 +151,9 @@ bool typed_row_is_plain(void) {
 
 int typed_inputrc_key(int count, int key) {
     typed.is_plain_row = -1;
-    return rl_re_read_init_file(count, key);
+    int result = rl_re_read_init_file(count, key);
+    setup_commands();
+    return result;
 }
 
 bool typed_key_inserts(int key) {
