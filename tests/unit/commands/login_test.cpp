@@ -12,7 +12,7 @@ TEST(Login, LinesThatHoldAPassword) {
           "login_if_guest root word", "login_if_guest token"})
         EXPECT_TRUE(login_line_is_secret(line)) << line;
     for (const char* line : {"", "login", "login root", "logout", "# login root -p word", "login_if_guest",
-                             "set Device.login=1 a b", "help login root x"})
+                             "set Device.login=1 a b", "help login root x", " ls # login root x", "q"})
         EXPECT_FALSE(login_line_is_secret(line)) << line;
 }
 
