@@ -199,12 +199,13 @@ void rank_entries(const Text* text, Entry* begin, const Entry* end) {
     std::string_view first = key_of(text, *begin);
     size_t common = first.size();
     for (const Entry* entry = begin + 1; entry < end && common > 0; ++entry) {
-        std::string_view key = key_of(text, *entry).substr(0, common);
-        auto differ = std::mismatch(key.begin(), key.end(), first.begin()).first;
+        std::string_view key = key_of(text, *entry);
+        auto differ = std::mismatch(key.begin(), key.end(), first.begin(), first.begin() + common).first;
         common = static_cast<size_t>(differ - key.begin());
     }
     for (Entry* entry = begin; entry < end; ++entry) {
-        std::string_view rest = key_of(text, *entry).substr(common);
+        std::string_view rest = key_of(text, *entry);
+        rest.remove_prefix(common);
         entry->rank = 0;
         for (size_t i = 0; i < 8; ++i) {
             entry->rank = entry->rank << 8 | (i < rest.size() ? static_cast<unsigned char>(rest[i]) : 0);
