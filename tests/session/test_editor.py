@@ -157,7 +157,7 @@ def inputrc(directory):
         path = os.path.join(directory, "inputrc")
         with open(path, "w") as file:
             file.write(text)
-        return environment(INPUTRC=path, leaks=False)
+        return environment(INPUTRC=path)
     return write
 
 
@@ -264,11 +264,11 @@ def test_hint_is_cut_at_the_edge(open_shell):
 
 
 def test_no_hint_without_colour_or_on_a_poor_terminal(open_shell):
-    session = open_shell(env=environment(TERM="vt100", leaks=False))
+    session = open_shell(env=environment(TERM="vt100"))
     session.send("reb")
     session.wait_line("root@obxc:> reboot")
     assert b"\x1b[38" not in session.raw
-    poor = open_shell(env=environment(TERM="dumb", leaks=False))
+    poor = open_shell(env=environment(TERM="dumb"))
     poor.send("reb")
     poor.settle()
     assert poor.line() == "root@obxc:> reb"

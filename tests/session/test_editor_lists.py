@@ -22,7 +22,7 @@ def long_list(open_shell, directory):
         path = os.path.join(directory, ".inputrc")
         with open(path, "w") as file:
             file.write(inputrc)
-        session = open_shell(cwd=directory, columns=60, env=environment(INPUTRC=path, leaks=False))
+        session = open_shell(cwd=directory, columns=60, env=environment(INPUTRC=path))
         session.resize(60, 10)
         session.settle()
         session.send("upload config f" + keys)
@@ -109,7 +109,7 @@ def test_show_all_if_ambiguous(open_shell, directory):
     for setting, lists in (("off", False), ("on", True)):
         with open(path, "w") as file:
             file.write("set show-all-if-ambiguous %s\n" % setting)
-        session = open_shell(cwd=directory, env=environment(INPUTRC=path, leaks=False))
+        session = open_shell(cwd=directory, env=environment(INPUTRC=path))
         session.send("upload config o\t")
         session.wait_line(PROMPT + "upload config one-")
         session.settle()

@@ -127,7 +127,7 @@ def test_resize_during_a_command(session):
 
 
 def test_stop_and_continue(daemon, terminal):
-    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ ", leaks=False))
+    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ "))
     session.wait_line(r"outer\$")
     session.send("%s -u %s\r" % (harness.SHELL, daemon.socket))
     session.prompt()
@@ -151,7 +151,7 @@ def test_stop_and_continue(daemon, terminal):
 @pytest.fixture
 def outer(daemon, terminal):
     """A job-control shell that obxc was started from, at obxc's prompt."""
-    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ ", leaks=False))
+    session = terminal(command=["bash", "--norc", "--noprofile", "-i"], env=environment(PS1="outer$ "))
     session.wait_line(r"outer\$")
     session.send("%s -u %s\r" % (harness.OBXC, daemon.socket))
     session.prompt()
@@ -189,7 +189,7 @@ def test_no_hint_stays_on_a_line_that_a_macro_accepts(open_shell, directory, bin
     path = os.path.join(directory, "inputrc")
     with open(path, "w") as file:
         file.write(binding + "\n")
-    session = open_shell(env=environment(INPUTRC=path, leaks=False))
+    session = open_shell(env=environment(INPUTRC=path))
     for key in keys:
         session.send(key)
         session.settle()
@@ -210,7 +210,7 @@ def test_interrupted_password_leaves_echo_on(session):
 
 @pytest.mark.parametrize("term", [None, "", "dumb", "no-such-terminal"])
 def test_poor_terminals_get_no_escape_codes(open_shell, term):
-    session = open_shell(env=environment(TERM=term, leaks=False))
+    session = open_shell(env=environment(TERM=term))
     session.send("sh echo hellp\x7fo\r")
     session.wait_for("^hello$")
     session.prompt()
@@ -299,7 +299,7 @@ def test_rows_are_ended_once_after_ctrl_d(shell):
 @pytest.mark.parametrize("pasted", [False, True])
 def test_letters_beyond_ascii_are_text_in_every_locale(open_shell, locale, pasted):
     """They are no keys with Meta, which would recall and run another line."""
-    session = open_shell(env=environment(leaks=False, **{"LANG": None, **locale}))
+    session = open_shell(env=environment(**{"LANG": None, **locale}))
     session.run("sh echo recalled")
     for number in range(2):  # the locale is taken anew with each line
         text = "sh echo Gr\u00fc\u4e2d\u00e9%d" % number
@@ -319,7 +319,7 @@ def test_meta_keys_stay_where_the_user_wants_them(open_shell, directory):
     path = os.path.join(directory, "inputrc")
     with open(path, "w") as file:
         file.write("set convert-meta on\n")
-    session = open_shell(env=environment(LANG=None, INPUTRC=path, leaks=False))
+    session = open_shell(env=environment(LANG=None, INPUTRC=path))
     session.send(b"abc \xe3")  # Meta-c capitalizes a word
     session.send("x")
     session.settle()
@@ -445,7 +445,7 @@ def test_text_typed_ahead_is_left_above_the_prompt(narrow):
 
 @pytest.mark.parametrize("term", [None, "dumb", "vt52"])
 def test_output_without_a_newline_on_poor_terminals(open_shell, term):
-    session = open_shell(env=environment(TERM=term, leaks=False))
+    session = open_shell(env=environment(TERM=term))
     session.send("cd a b\r")
     session.wait_line(r"syntax: cd \[<path>\]root@obxc:>")
 

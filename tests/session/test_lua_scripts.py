@@ -115,7 +115,7 @@ def test_nothing_printed_is_lost(shared_obxd, script):
     assert lines[:200000] == ["line\t%d" % i for i in range(1, 200001)]
     assert lines[200000] == "end"
     path = script("print('before') os.exit(3)")
-    done = obxc("-S", path, daemon=shared_obxd, leaks=False)
+    done = obxc("-S", path, daemon=shared_obxd)
     assert (done.out, done.status) == ("before\n", 3)
 
 

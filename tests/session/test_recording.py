@@ -40,7 +40,7 @@ def test_a_recording_keeps_the_file_that_it_goes_to(session, directory):
 
 
 def test_a_recording_below_home(open_shell, directory):
-    session = open_shell(env=environment(HOME=directory, leaks=False))
+    session = open_shell(env=environment(HOME=directory))
     assert session.run("record ~/rec") == ""
     session.run("color hint")
     session.send("q\r")

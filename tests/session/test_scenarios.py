@@ -111,7 +111,7 @@ def test_output_and_input_that_are_gone(shared_obxd, options, redirection):
     if redirection == "<&-":
         line = '"$0" -u "$1" %s %s' % (options, redirection)
     done = subprocess.run(["sh", "-c", line, harness.OBXC, shared_obxd.socket], capture_output=True,
-                                  env=harness.environment(leaks=False), timeout=harness.PATIENCE)
+                                  env=harness.environment(), timeout=harness.PATIENCE)
     harness.check_sanitizers(done.stderr)
     assert done.returncode in (0, 1, 255), done
     assert done.stderr == b"" or b"standard output" in done.stderr, done

@@ -164,11 +164,10 @@ ox_jrpcmsg* ox_jrpcapi_recv(ox_jrpcapi* api) {
 namespace {
 
 /// Executes a request for its outcome alone.
-int exec_for_code(ox_jrpcapi* api, ox_jrpcmsg* message) {
+int exec_for_code(ox_jrpcapi* api, ox_jrpcmsg* request) {
+    MsgRef message(request);
     int rc = ox_jrpcapi_exec_retry(api, message);
-    if (rc == OX_SOCKET_OK) rc = message->error_code;
-    ox_jrpcmsg_free(message);
-    return rc;
+    return rc == OX_SOCKET_OK ? message->error_code : rc;
 }
 
 }  // namespace

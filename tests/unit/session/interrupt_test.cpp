@@ -25,6 +25,8 @@ protected:
 /// Runs `body` armed; true when it was left by a jump.
 template <typename Body>
 bool jumps(Body body) {
+    ox_held_mark held;
+    interrupt_held = &held;
     if (sigsetjmp(interrupt_context, 1) != 0) return true;
     interrupt_armed = 1;
     body();
