@@ -208,20 +208,28 @@ size_t read_ahead(const FILE* file) {
 #endif
 }
 
-/// Calls the original so that a signal ends its wait for the file's next bytes; a stop that was asked for
-/// takes effect right behind the call.
-int read_until_signal(lua_State* L, lua_CFunction read, const luaL_Stream* stream) {
+/// Runs `read` so that a signal ends its wait for the file's next bytes. It gives the status of a protected
+/// call, or LUA_OK. A stop that was asked for is the error then, whatever the reading makes of the signal.
+int read_until_signal(lua_State* L, int (*read)(lua_State* L), const luaL_Stream* stream) {
     bool waits = stream->f && read_ahead(stream->f) == 0;
-    if (!waits) return read(L);
-    signals_end_reads(true);
-    int results = read(L);
-    signals_end_reads(false);
-    return results;
+    if (waits) signals_end_reads(true);
+    int status = read(L);
+    if (waits) signals_end_reads(false);
+    if (waits && context_of(L)->stopped) return stop_error(L);
+    return status == LUA_OK ? lua_gettop(L) : lua_error(L);
+}
+
+/// The arguments are checked before anything is read, so the call needs no protection.
+int read_directly(lua_State* L) {
+    int results = call_original(L);
+    lua_rotate(L, 1, results);
+    lua_settop(L, results);
+    return LUA_OK;
 }
 
 int read_and_show(lua_State* L, luaL_Stream* stream) {
     show(context_of(L));
-    return read_until_signal(L, call_original, stream);
+    return read_until_signal(L, read_directly, stream);
 }
 
 /// io.read: shows what was printed first, unless a file is read.
@@ -261,11 +269,11 @@ int run_program(lua_State* L) {
     return call_original(L);
 }
 
-int call_iterator(lua_State* L) {
+/// The iterator raises what the signal did to the reading as an error of its own.
+int read_protected(lua_State* L) {
     lua_settop(L, 0);
     lua_pushvalue(L, lua_upvalueindex(1));
-    lua_call(L, 0, LUA_MULTRET);
-    return lua_gettop(L);
+    return lua_pcall(L, 0, LUA_MULTRET, 0);
 }
 
 /// One step of io.lines and file:lines: the upvalues are their own iterator and the file handle.
@@ -273,7 +281,7 @@ int next_line(lua_State* L) {
     require_open(L);
     show(context_of(L));
     auto* stream = static_cast<luaL_Stream*>(lua_touserdata(L, lua_upvalueindex(2)));
-    return read_until_signal(L, call_iterator, stream);
+    return read_until_signal(L, read_protected, stream);
 }
 
 /// io.lines and file:lines, whose iterator shows what was printed, unless a file is read.
