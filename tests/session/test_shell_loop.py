@@ -360,7 +360,9 @@ def test_a_daemon_that_says_nothing(session):
 # --- the system fails --------------------------------------------------------------------------------------------
 
 
-def test_poll_fails(session):
+def test_poll_fails(daemon, open_shell):
+    session = open_shell(env=harness.environment(leaks=False))  # a leak check needs descriptors of its own
+    session.daemon = daemon
     pid = int(subprocess.check_output(["pgrep", "-n", "-f", "obxc -u " + session.daemon.socket]).split()[0])
     # poll refuses more entries than the process may have descriptors.
     resource.prlimit(pid, resource.RLIMIT_NOFILE, (1, 1))
