@@ -123,7 +123,7 @@ void write_escape(lua_State* L, Text* text, unsigned char c) {
         text->size += 2;
         return;
     }
-    memcpy(at, "\\u00", 4);
+    memcpy(at, "\\u00", 4);  // NOLINT(bugprone-not-null-terminated-result): a piece of a text
     at[4] = digits[c >> 4];
     at[5] = digits[c & 15];
     text->size += 6;
