@@ -5,6 +5,7 @@
 #include <mbedtls/entropy.h>
 #include <mbedtls/error.h>
 #include <mbedtls/net_sockets.h>
+#include <mbedtls/oid.h>
 #include <mbedtls/pk.h>
 #include <mbedtls/ssl.h>
 #include <mbedtls/version.h>
@@ -25,10 +26,16 @@ struct TlsServer {
 struct TlsLink {
     mbedtls_ssl_context ssl;
     int fd;
-    size_t repeat;  ///< size of the write that the socket did not take yet
+    size_t repeat;     ///< size of the write that the socket did not take yet
+    size_t turn;       ///< bytes that may still be received in this call
+    size_t fruitless;  ///< bytes that were received since the last that the peer's messages are made of
 };
 
 namespace {
+
+// The library goes on by itself over alerts and other records that bring nothing.
+constexpr size_t BYTES_PER_TURN = size_t{32} * 1024;
+constexpr size_t MAX_FRUITLESS = size_t{96} * 1024;  // a handshake's, or between two records of content
 
 int send_bytes(void* context, const unsigned char* data, size_t size) {
     ssize_t sent = send(static_cast<TlsLink*>(context)->fd, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -38,8 +45,15 @@ int send_bytes(void* context, const unsigned char* data, size_t size) {
 }
 
 int receive_bytes(void* context, unsigned char* data, size_t size) {
-    ssize_t got = recv(static_cast<TlsLink*>(context)->fd, data, size, MSG_DONTWAIT);
-    if (got >= 0) return static_cast<int>(got);
+    auto& link = *static_cast<TlsLink*>(context);
+    if (link.fruitless >= MAX_FRUITLESS) return MBEDTLS_ERR_SSL_INTERNAL_ERROR;
+    if (link.turn == 0) return MBEDTLS_ERR_SSL_WANT_READ;
+    ssize_t got = recv(link.fd, data, std::min(size, link.turn), MSG_DONTWAIT);
+    if (got >= 0) {
+        link.turn -= static_cast<size_t>(got);
+        link.fruitless += static_cast<size_t>(got);
+        return static_cast<int>(got);
+    }
     return errno == EAGAIN || errno == EINTR ? MBEDTLS_ERR_SSL_WANT_READ : MBEDTLS_ERR_SSL_INTERNAL_ERROR;
 }
 
@@ -77,6 +91,14 @@ bool keys_fit(TlsServer& server) {
     return mbedtls_pk_check_pair(&server.cert.pk, &server.key) == 0;
 }
 #endif
+
+// With others every handshake would fail.
+bool for_servers(const mbedtls_x509_crt& cert) {
+    constexpr unsigned SIGNS = MBEDTLS_X509_KU_DIGITAL_SIGNATURE | MBEDTLS_X509_KU_KEY_ENCIPHERMENT;
+    if ((cert.ext_types & MBEDTLS_X509_EXT_KEY_USAGE) && !(cert.key_usage & SIGNS)) return false;
+    return mbedtls_x509_crt_check_extended_key_usage(&cert, MBEDTLS_OID_SERVER_AUTH,
+                                                     MBEDTLS_OID_SIZE(MBEDTLS_OID_SERVER_AUTH)) == 0;
+}
 
 bool configure(TlsServer& server, std::string& error) {
     int code = mbedtls_ssl_config_defaults(&server.config, MBEDTLS_SSL_IS_SERVER,
@@ -126,6 +148,10 @@ TlsServerPtr tls_server_load(const std::string& cert_file, const std::string& ke
         error = cert_file + ": cannot load the certificate: " + (code < 0 ? reason(code) : "broken entry");
         return nullptr;
     }
+    if (!for_servers(server->cert)) {
+        error = cert_file + ": the certificate is not for a server";
+        return nullptr;
+    }
     code = parse_key(*server, key_file.c_str());
     if (code != 0) {
         error = key_file + ": cannot load the key: " + reason(code);
@@ -149,6 +175,7 @@ TlsLinkPtr tls_link_new(TlsServer& server, int fd) {
 }
 
 TlsStep tls_handshake(TlsLink& link) {
+    link.turn = BYTES_PER_TURN;
     int code = mbedtls_ssl_handshake(&link.ssl);
     if (code == 0) return TlsStep::DONE;
     if (code == MBEDTLS_ERR_SSL_WANT_WRITE) return TlsStep::WANT_WRITE;
@@ -156,8 +183,11 @@ TlsStep tls_handshake(TlsLink& link) {
 }
 
 ssize_t tls_read(TlsLink& link, void* data, size_t size) {
+    link.turn = BYTES_PER_TURN;
     int code = mbedtls_ssl_read(&link.ssl, static_cast<unsigned char*>(data), size);
-    return code > 0 ? code : give(code);
+    if (code <= 0) return give(code);
+    link.fruitless = 0;
+    return code;
 }
 
 ssize_t tls_write(TlsLink& link, const void* data, size_t size) {

@@ -32,11 +32,13 @@ TlsServerPtr tls_server_load(const std::string& cert_file, const std::string& ke
 TlsLinkPtr tls_link_new(TlsServer& server, int fd);
 
 enum class TlsStep { DONE, WANT_READ, WANT_WRITE, FAILED };
-/// Takes the handshake as far as the received bytes allow.
+/// Takes the handshake as far as the received bytes allow, which it takes in by 32 KiB a call: more may be
+/// there after WANT_READ. It has FAILED at 96 KiB.
 TlsStep tls_handshake(TlsLink& link);
 /// As read(2) and write(2) on a non-blocking descriptor: 0 at the end of the stream, -1 with errno EAGAIN,
 /// EPROTO or, of a write, ECONNRESET: then reading may go on. After EAGAIN a write must be repeated with the
-/// same bytes.
+/// same bytes. A read takes in 32 KiB a call, so that more may be there after EAGAIN; 96 KiB of records
+/// without content are EPROTO.
 ssize_t tls_read(TlsLink& link, void* data, size_t size);
 ssize_t tls_write(TlsLink& link, const void* data, size_t size);
 /// Tells the peer that no more comes, if the socket takes it at once.

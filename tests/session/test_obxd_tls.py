@@ -2,6 +2,7 @@
 
 import socket
 import ssl
+import subprocess
 import time
 
 import pytest
@@ -95,3 +96,67 @@ def test_half_a_handshake_holds_up_nobody(served):
     assert time.monotonic() - start < 5
     for connection in (half, garbage, client):
         connection.close()
+
+
+def hello():
+    """What a TLS client says first."""
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+    context.check_hostname = False
+    context.verify_mode = ssl.CERT_NONE
+    out = ssl.MemoryBIO()
+    with pytest.raises(ssl.SSLWantReadError):
+        context.wrap_bio(ssl.MemoryBIO(), out).do_handshake()
+    return out.read()
+
+
+def test_warnings_without_end_hold_up_nobody(served):
+    obxd, _ = served
+    flood = socket.create_connection(("127.0.0.1", obxd.port()))
+    flood.sendall(hello())
+    flood.settimeout(harness.PATIENCE)
+    sent = 0
+    start = time.monotonic()
+    with pytest.raises(ConnectionError):  # the daemon gives up
+        while time.monotonic() - start < harness.PATIENCE:
+            flood.sendall(b"\x15\x03\x03\x00\x02\x01\x5a" * 100)
+            sent += 700
+            if sent % 70000 == 0:
+                obxd.client().close()
+    start = time.monotonic()
+    obxd.client().close()
+    assert time.monotonic() - start < 1
+    flood.close()
+
+
+def test_renegotiation_without_end_holds_up_nobody(served):
+    obxd, _ = served
+    flood = subprocess.Popen(["openssl", "s_client", "-connect", "127.0.0.1:%d" % obxd.port(), "-tls1_2"],
+                             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        start = time.monotonic()
+        while time.monotonic() - start < 2 and flood.poll() is None:
+            flood.stdin.write(b"R\n")
+            flood.stdin.flush()
+            begin = time.monotonic()
+            obxd.client().close()
+            assert time.monotonic() - begin < 1
+    except BrokenPipeError:
+        pass
+    finally:
+        flood.kill()
+        flood.wait()
+        flood.stdin.close()
+
+
+def test_many_handshakes_at_once_hold_up_nobody(served):
+    """Each costs the daemon some milliseconds of computing."""
+    obxd, _ = served
+    greeting = hello()
+    peers = [socket.create_connection(("127.0.0.1", obxd.port())) for _ in range(60)]
+    for peer in peers:
+        peer.sendall(greeting)
+    start = time.monotonic()
+    assert obxd.client().get("Device.Users.CurrentUser") == "root"
+    assert time.monotonic() - start < 1
+    for peer in peers:
+        peer.close()

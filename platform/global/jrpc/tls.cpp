@@ -18,6 +18,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "ox_wait.hpp"
 #include "socket_error.hpp"
 #include "wait.hpp"
 
@@ -30,6 +31,8 @@ struct TlsSession {
     const char* host;           ///< of the handshake under way, for texts
     unsigned char address[16];  ///< the host as an address
     size_t address_size;        ///< 0: the host is a name, or not checked
+    size_t turn;                ///< bytes that may still be received in this call
+    size_t fruitless;           ///< bytes received since the last that a message is made of
 };
 
 namespace {
@@ -76,9 +79,24 @@ int send_bytes(void* context, const unsigned char* data, size_t size) {
     return errno == EPIPE || errno == ECONNRESET ? MBEDTLS_ERR_NET_CONN_RESET : MBEDTLS_ERR_NET_SEND_FAILED;
 }
 
+/// The library goes on by itself over alerts and other records that bring nothing.
+enum { BYTES_PER_TURN = 32 << 10, FRUITLESS_MAX = 128 << 10 };
+
+bool is_fruitless(const TlsSession* session) {
+    return session->fruitless >= FRUITLESS_MAX;
+}
+
 int receive_bytes(void* context, unsigned char* data, size_t size) {
-    ssize_t count = recv(static_cast<TlsSession*>(context)->fd, data, size, MSG_DONTWAIT);
-    if (count >= 0) return static_cast<int>(count);
+    auto* session = static_cast<TlsSession*>(context);
+    if (is_fruitless(session)) return MBEDTLS_ERR_SSL_INTERNAL_ERROR;
+    if (session->turn == 0) return MBEDTLS_ERR_SSL_WANT_READ;
+    if (size > session->turn) size = session->turn;
+    ssize_t count = recv(session->fd, data, size, MSG_DONTWAIT);
+    if (count >= 0) {
+        session->turn -= static_cast<size_t>(count);
+        session->fruitless += static_cast<size_t>(count);
+        return static_cast<int>(count);
+    }
     if (errno == EAGAIN || errno == EINTR) return MBEDTLS_ERR_SSL_WANT_READ;
     return errno == EPIPE || errno == ECONNRESET ? MBEDTLS_ERR_NET_CONN_RESET : MBEDTLS_ERR_NET_RECV_FAILED;
 }
@@ -116,6 +134,9 @@ int certificate_failure(uint32_t flags, const char* host) {
         snprintf(text, sizeof(text), "the certificate is not for the host %s", host ? host : "");
         return failure(text);
     }
+    if (flags & (MBEDTLS_X509_BADCERT_KEY_USAGE | MBEDTLS_X509_BADCERT_EXT_KEY_USAGE)) {
+        return failure("the certificate is not for a server");
+    }
     mbedtls_x509_crt_verify_info(text, sizeof(text), "", flags);
     text[strcspn(text, "\n")] = '\0';
     return failure(*text ? text : "the certificate was refused");
@@ -123,8 +144,9 @@ int certificate_failure(uint32_t flags, const char* host) {
 
 int handshake_failure(TlsSession* session, int rc, const char* host) {
     uint32_t flags = mbedtls_ssl_get_verify_result(&session->ssl);
-    bool verified = flags != 0 && flags != UINT32_MAX;
-    if (rc == MBEDTLS_ERR_X509_CERT_VERIFY_FAILED && verified) return certificate_failure(flags, host);
+    bool not_verified_yet = flags == UINT32_MAX;
+    if (flags != 0 && !not_verified_yet) return certificate_failure(flags, host);
+    if (is_fruitless(session)) return failure("the other side goes on and on in the TLS handshake");
     char text[256];
     switch (rc) {
         case 0:
@@ -252,17 +274,23 @@ int tls_handshake(ox_socket* socket, const char* host, long long deadline) {
     rc = set_up(session, host);
     if (rc != 0) return handshake_failure(session, rc, host);
     for (;;) {
+        session->turn = BYTES_PER_TURN;
         rc = mbedtls_ssl_handshake(&session->ssl);
         if (rc == 0) return OX_SOCKET_OK;
         bool reading = rc == MBEDTLS_ERR_SSL_WANT_READ;
         if (!reading && rc != MBEDTLS_ERR_SSL_WANT_WRITE) return handshake_failure(session, rc, host);
+        // The clock holds also where there is always something to read.
+        if (deadline != NO_DEADLINE && ox_wait_now_ms() >= deadline) return OX_SOCKET_ETIMEOUT;
         rc = wait_until(socket->fd, reading ? POLLIN : POLLOUT, deadline);
         if (rc != OX_SOCKET_OK) return rc;
     }
 }
 
 ssize_t tls_read(TlsSession* session, void* data, size_t size) {
+    session->turn = BYTES_PER_TURN;
     int rc = mbedtls_ssl_read(&session->ssl, static_cast<unsigned char*>(data), size);
+    if (rc > 0) session->fruitless = 0;
+    if (rc <= 0 && is_fruitless(session)) return failure("the other side sends TLS records without content");
     return rc > 0 ? rc : stream_error(rc);
 }
 
