@@ -128,7 +128,9 @@ int serve(Options options) {
     if (!options.tls_cert.empty() && !(tls = tls_server_load(options.tls_cert, options.tls_key, error)))
         return complain(error, EXIT_FAULT);
     std::unique_ptr<Store> store = Store::load(options.model, error);
-    if (!store || !run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
+    if (!store || (!options.values.empty() && !store->load_values(options.values, error)))
+        return complain(error, EXIT_FAULT);
+    if (!run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;
 }
 

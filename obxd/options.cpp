@@ -9,7 +9,14 @@ namespace obxd {
 
 namespace {
 
-enum { OPT_HASH_PASSWORD = 256, OPT_HASH_TOKEN, OPT_MAKE_IMAGE, OPT_REBOOT_MS, OPT_FLASH_MS };
+enum {
+    OPT_HASH_PASSWORD = 256,
+    OPT_HASH_TOKEN,
+    OPT_MAKE_IMAGE,
+    OPT_REBOOT_MS,
+    OPT_FLASH_MS,
+    OPT_VALUES
+};
 
 const option LONG_OPTIONS[] = {
     {"socket", required_argument, nullptr, 's'},
@@ -17,6 +24,7 @@ const option LONG_OPTIONS[] = {
     {"tls-cert", required_argument, nullptr, 'c'},
     {"tls-key", required_argument, nullptr, 'k'},
     {"model", required_argument, nullptr, 'm'},
+    {"values", required_argument, nullptr, OPT_VALUES},
     {"state", required_argument, nullptr, 'd'},
     {"users", required_argument, nullptr, 'u'},
     {"help", no_argument, nullptr, 'h'},
@@ -78,6 +86,9 @@ bool take_option(int code, Options& options, std::string& error) {
             break;
         case OPT_MAKE_IMAGE:
             options.action = Options::MAKE_IMAGE;
+            break;
+        case OPT_VALUES:
+            options.values = optarg;
             break;
         case 'l':
             if (split_host_port(optarg, options.listen_host, options.listen_port)) break;
@@ -150,6 +161,7 @@ const char* options_help() {
            "  --tls-cert FILE      certificate (PEM): TCP connections must use TLS, local ones may\n"
            "  --tls-key FILE       its private key (PEM)\n"
            "  --model FILE         data model to serve (default: the router that comes with obxd)\n"
+           "  --values FILE        values of the model, besides those that it has\n"
            "  --state DIR          where configuration and firmware are kept (default: nowhere, a\n"
            "                       directory that is removed at the end)\n"
            "  --users FILE         users, passwords and tokens (default: users.json beside the model)\n"

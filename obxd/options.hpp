@@ -13,7 +13,7 @@ struct Options {
     std::string listen_host;  ///< "" with listen_port -1: no TCP
     int listen_port = -1;
     std::string tls_cert, tls_key;
-    std::string model, state_dir, users;
+    std::string model, values, state_dir, users;
     std::string image_version, image_payload, image_file;
     int reboot_ms = 500;
     int flash_ms = 2000;

@@ -11,6 +11,7 @@
 #include "store/select.hpp"
 #include "store/snapshot.hpp"
 #include "store/validate.hpp"
+#include "store/values_file.hpp"
 #include "store/write.hpp"
 
 namespace obxd {
@@ -21,6 +22,10 @@ Store::~Store() = default;
 std::unique_ptr<Store> Store::load(const std::string& model_file, std::string& error) {
     std::unique_ptr<Store> store(new Store);
     return model_load(*store->model_, model_file, error) ? std::move(store) : nullptr;
+}
+
+bool Store::load_values(const std::string& file, std::string& error) {
+    return values_load(*model_, file, error);
 }
 
 Answer Store::get_values(const Caller& caller, const json_t* params) {

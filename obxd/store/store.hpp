@@ -28,6 +28,10 @@ public:
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
     ~Store();
 
+    /// Adds the values of a file (docs/model.md) to those of the model file. False with `error` that names
+    /// the file and what is wrong in it.
+    bool load_values(const std::string& file, std::string& error);
+
     // Requests: `params` is borrowed, the answer's references belong to the caller.
     Answer get_values(const Caller&, const json_t* params);
     Answer set_values(const Caller&, const json_t* params, bool raw);
