@@ -118,7 +118,12 @@ void hide_typing() {
 }
 
 /// How the flashing ended. A device that is gone has most often gone down to start the new firmware.
-enum Ending { FLASHED, FAILED, RESTARTED, NOT_BEGUN };
+enum Ending { FLASHED, FAILED, RESTARTED, NOT_BEGUN, STUCK };
+
+/// How long the progress may stand still.
+long long stuck_ms() {
+    return 10LL * ox_jrpcapi_patience_ms();
+}
 
 /// Draws the progress until the end. `refused`: the flash order was not answered by a result.
 Ending draw_flashing(bool refused) {
@@ -128,7 +133,12 @@ Ending draw_flashing(bool refused) {
     int rests = 0;
     bool flashing = false;
     Progress now = {0, 0};
+    Progress seen = {-1, 0};
+    long long moved = 0;
     while (read_progress(message, &now)) {
+        if (now.percent != seen.percent || now.status != seen.status) moved = ox_wait_now_ms();
+        seen = now;
+        if (ox_wait_now_ms() - moved >= stuck_ms()) return STUCK;
         if (now.status < 0) return now.status == STATUS_DONE ? FLASHED : FAILED;
         if (flashing && now.status == 0) return RESTARTED;
         flashing = now.status > 0;
@@ -169,7 +179,9 @@ int report_ending(Ending ending, const ox_jrpcmsg* confirmation, const ox_jrpcms
     json_t* result = ox_jrpcmsg_get_result_json(confirmation);
     const char* version = json_string_value(json_object_get(result, "NewVersion"));
     if (ending == RESTARTED && !runs_version(version)) ending = FAILED;
-    if (ending == NOT_BEGUN) {
+    if (ending == STUCK) {
+        printf("The flashing has not moved for %lld s: what became of it is not known.\n", stuck_ms() / 1000);
+    } else if (ending == NOT_BEGUN) {
         response_report(order);
     } else if (ending == FAILED) {
         MsgRef failure(ox_jrpcmsg_create_new("Download", nullptr));
@@ -179,7 +191,7 @@ int report_ending(Ending ending, const ox_jrpcmsg* confirmation, const ox_jrpcms
         response_report(confirmation);
     }
     fflush(stdout);
-    return ending == NOT_BEGUN || ending == FAILED ? 1 : 0;
+    return ending == NOT_BEGUN || ending == FAILED || ending == STUCK ? 1 : 0;
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ struct Connection {
     std::string out;
     size_t sent = 0;       ///< bytes of `out` that are gone
     size_t pushed = 0;     ///< bytes that were not asked for, since the output was last empty
-    int64_t progress = 0;  ///< when output last moved, or when the phase began (ms)
+    int64_t progress = 0;  ///< when output last moved, a request that may take long or the phase began (ms)
     bool handshake_writes = false;
 
     std::shared_ptr<void> session;  ///< belongs to the room above, which remembers there what it wants

@@ -26,6 +26,7 @@ constexpr int64_t HANDSHAKE_MS = 10000;
 constexpr int64_t STALL_MS = 60000;
 constexpr int64_t LINGER_MS = 1000;
 constexpr int64_t SWEEP_MS = 500;
+constexpr int64_t WORKING_MS = 10000;  // a client whose request takes longer is told so that it is at work
 constexpr int64_t RETRY_MS = 200;
 
 bool may_read(const Connection& c) {
@@ -201,7 +202,8 @@ bool on_turn(Server& server) {
     return !server.to_serve.empty();
 }
 
-// Closes connections whose clients take too long for the handshake, or to read what was sent to them.
+// Closes connections whose clients take too long for the handshake, or to read what was sent to them. White
+// space between messages tells those who wait for an answer that it is being worked at.
 void sweep(Server& server) {
     int64_t now = now_ms();
     for (auto& entry : server.connections) {
@@ -212,6 +214,10 @@ void sweep(Server& server) {
         if ((early && idle > HANDSHAKE_MS) || (unread && idle > STALL_MS) ||
             (c.phase == Connection::LINGER && idle > LINGER_MS))
             close_connection(server, c);
+        else if (c.phase == Connection::OPEN && c.busy && !unread && !c.deaf && idle > WORKING_MS) {
+            connection_output(c) += '\n';
+            server_wake(server, c);
+        }
     }
     loop_after(server.loop, SWEEP_MS, [&server] { sweep(server); });
 }

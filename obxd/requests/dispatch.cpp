@@ -107,6 +107,7 @@ void answer_request(Requests& requests, Connection& c, const MethodRow& row, con
     c.busy = true;
     Reply reply = make_reply(requests, c, id);
     if (row.store) return reply(row.store(requests.store, caller, params));
+    c.progress = now_ms();
     if (caller_rank(caller) < row.least) {
         const char* least = row.least == RANK_ADMIN ? " needs a login as administrator" : " needs a login";
         return reply(answer_fault(FAULT_REQUEST_DENIED, std::string(row.name) + least));

@@ -34,9 +34,13 @@ void ox_jrpcapi_set_flags(ox_jrpcapi* api, uint32_t flags);
 /// `host`, when given, is such a text too and `path` then names nothing. `kind` (an ox_socket_kind) applies
 /// to texts without scheme. Texts are copied.
 void ox_jrpcapi_set_destination(ox_jrpcapi* api, const char* host, const char* path, int kind);
-/// Bound of each exchange and of connecting, in milliseconds; -1: none.
+/// Bound of each exchange and of connecting, in milliseconds; -1: none, while the daemon shows a sign of life
+/// (a message, or white space between messages) every ox_jrpcapi_patience_ms.
 void ox_jrpcapi_set_timeout(ox_jrpcapi* api, int timeout_ms);
 int ox_jrpcapi_get_timeout(const ox_jrpcapi* api);
+/// How long a daemon may be silent where no other bound is set: the seconds that the environment's
+/// OBX_PATIENCE says, or 60.
+int ox_jrpcapi_patience_ms(void);
 
 /// Returns 0, or the negative socket error (also kept for ox_jrpcapi_get_socket_err). Nothing happens on a
 /// connection that is there. A reconnection restores login and groups. The other calls connect by themselves.

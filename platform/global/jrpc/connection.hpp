@@ -27,6 +27,8 @@ struct ox_jrpcapi {
     char* password;
     bool logged_in;        ///< that login succeeded; no logout and no accepted token followed
     bool answered;         ///< a message has come from the other side
+    bool heard;            ///< another one has, since this was cleared
+    bool babbled;          ///< an object that is no message has, since this was cleared
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection
     json_int_t last_id;

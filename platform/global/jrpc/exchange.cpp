@@ -5,7 +5,6 @@
 #include "connect.hpp"
 #include "hub.hpp"
 #include "ox_jrpccmd.hpp"
-#include "ox_wait.hpp"
 #include "stream.hpp"
 #include "wait.hpp"
 
@@ -13,8 +12,14 @@ namespace {
 
 enum { REQUEST_DENIED = 9001 };
 
-/// Waits for the response with this id; what else arrives on the way goes where it belongs.
+/// Waits for the response with this id; what else arrives on the way goes where it belongs. Without a
+/// time-out of the connection, each message that arrives, and each blank between messages, gives the daemon
+/// time anew.
 json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
+    bool patient = api->timeout_ms < 0;
+    api->heard = patient;
+    api->babbled = false;
+    bool filled = true;
     for (bool late = false;;) {
         int rc = OX_SOCKET_OK;
         json_t* json = nullptr;
@@ -26,14 +31,18 @@ json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
         }
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return nullptr;
         hub_signal();
-        if (late) {
+        if (patient && (api->heard || (filled && rc == OX_SOCKET_EEMPTY && !api->babbled))) {
+            deadline = deadline_of_exchange(api->timeout_ms);
+            api->heard = false;
+        } else if (late) {
             api->error = OX_SOCKET_ETIMEOUT;
             return nullptr;
         }
         // Whatever else keeps arriving, the time ends the exchange.
-        late = deadline != NO_DEADLINE && ox_wait_now_ms() >= deadline;
+        late = deadline_passed(deadline);
         rc = socket_has_pending(&api->socket) ? OX_SOCKET_OK : wait_exchange(api, POLLIN, deadline);
         if (rc == OX_SOCKET_OK) rc = stream_fill(api);
+        filled = rc == OX_SOCKET_OK;
         if (rc == OX_SOCKET_OK || rc == OX_SOCKET_EEMPTY) continue;
         api->error = rc;
         return nullptr;

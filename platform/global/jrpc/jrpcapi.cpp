@@ -59,6 +59,10 @@ int ox_jrpcapi_get_socket_err(const ox_jrpcapi* api) {
     return api->error;
 }
 
+int ox_jrpcapi_patience_ms(void) {
+    return patience_ms();
+}
+
 void ox_jrpcapi_set_auth(ox_jrpcapi* api, int /*kind*/, const char* token, int /*flags*/,
                          int /*timeout_ms*/) {
     connection_set_text(&api->auth, token && *token ? token : nullptr);
@@ -78,7 +82,7 @@ const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api) {
 
 int ox_jrpcapi_connect(ox_jrpcapi* api) {
     patience_begin("the connection");
-    int rc = exchange_connect(api, deadline_after(api->timeout_ms));
+    int rc = exchange_connect(api, deadline_of_exchange(api->timeout_ms));
     patience_end();
     hub_signal();
     return rc;
@@ -86,7 +90,7 @@ int ox_jrpcapi_connect(ox_jrpcapi* api) {
 
 int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!message) return api->error = OX_SOCKET_ENOMEM;
-    long long deadline = deadline_after(api->timeout_ms);
+    long long deadline = deadline_of_exchange(api->timeout_ms);
     patience_begin(json_string_value(json_object_get(message->json, "method")));
     int rc = exchange_run(api, message, deadline);
     patience_end();
@@ -103,7 +107,7 @@ int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
 
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!message) return api->error = OX_SOCKET_ENOMEM;
-    long long deadline = deadline_after(api->timeout_ms);
+    long long deadline = deadline_of_exchange(api->timeout_ms);
     if (message->numbered) json_object_del(message->json, "id");
     patience_begin(json_string_value(json_object_get(message->json, "method")));
     int rc = exchange_connect(api, deadline);
@@ -116,8 +120,11 @@ int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message) {
 
 namespace {
 
-/// The next message that is no response from what arrived on the connection itself.
+/// The next message that is no response from what arrived on the connection itself. A stream of others is
+/// left off after a while, not to keep the caller.
 ox_jrpcmsg* take_own(ox_jrpcapi* api, int* error) {
+    enum { SWEEP_MS = 100 };
+    long long end = 0;
     do {
         json_t* json = nullptr;
         while ((json = stream_take(api, error, true))) {
@@ -132,7 +139,9 @@ ox_jrpcmsg* take_own(ox_jrpcapi* api, int* error) {
         int rc = stream_fill(api);
         if (rc == OX_SOCKET_EEMPTY) return nullptr;
         *error = rc;
-    } while (*error == OX_SOCKET_OK);
+        if (end == 0) end = deadline_after(SWEEP_MS);
+    } while (*error == OX_SOCKET_OK && !deadline_passed(end));
+    if (*error == OX_SOCKET_OK) *error = OX_SOCKET_EEMPTY;
     return nullptr;
 }
 

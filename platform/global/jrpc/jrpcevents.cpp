@@ -11,8 +11,11 @@
 #include "ox_out.hpp"
 #include "ox_wait.hpp"
 #include "stream.hpp"
+#include "wait.hpp"
 
 namespace {
+
+enum { SWEEP_MS = 100 };
 
 bool printing = false;
 
@@ -96,15 +99,17 @@ int take_read(ox_jrpcapi* api) {
     return rc;
 }
 
-/// Takes in all that has arrived on a connection.
+/// Takes in all that has arrived on a connection, or SWEEP_MS's worth of what does not end.
 int drain(ox_jrpcapi* api) {
-    int rc = OX_SOCKET_OK;
-    do {
-        rc = take_read(api);
+    long long end = 0;
+    for (;;) {
+        int rc = take_read(api);
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return rc;
         rc = stream_fill(api);
-    } while (rc == OX_SOCKET_OK);
-    return rc;
+        if (rc != OX_SOCKET_OK) return rc;
+        if (end == 0) end = deadline_after(SWEEP_MS);
+        if (deadline_passed(end)) return OX_SOCKET_EEMPTY;
+    }
 }
 
 bool is_lost(int rc) {

@@ -63,7 +63,7 @@ int stream_add(ox_jrpcapi* api, const ox_jrpcmsg* message) {
 
 int stream_flush(ox_jrpcapi* api, long long deadline) {
     OutBuffer* out = &api->out;
-    while (out->sent < out->bytes.size) {
+    for (bool late = false; out->sent < out->bytes.size;) {
         ssize_t count = socket_write(&api->socket, out->bytes.data + out->sent, out->bytes.size - out->sent);
         if (count > 0) {
             out->sent += static_cast<size_t>(count);
@@ -73,6 +73,8 @@ int stream_flush(ox_jrpcapi* api, long long deadline) {
         if (count < 0 && count != OX_SOCKET_EEMPTY) return stream_fail(api, static_cast<int>(count));
         // A peer that writes before it reads must not block both sides.
         bool may_read = api->in.bytes.size < FRAME_MESSAGE_MAX;
+        if (late) return api->error = OX_SOCKET_ETIMEOUT;
+        late = deadline_passed(deadline);
         int rc = wait_exchange(api, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
         if (rc != OX_SOCKET_OK) return api->error = rc;
         if (!may_read) continue;
@@ -134,6 +136,7 @@ json_t* stream_take(ox_jrpcapi* api, int* error, bool keep_events) {
         json_t* json = frame_json(&api->in);
         api->answered = true;
         int kind = ox_jrpcmsg_kind_of(json);
+        (kind == 0 ? api->babbled : api->heard) = true;
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
         if (deliver) events_deliver(json, text, size);
         if (kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR) connection_note_answered(api, json);

@@ -2,8 +2,10 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <stdlib.h>
 
 #include "jrpcevents.hpp"
+#include "ox_string.hpp"
 #include "ox_wait.hpp"
 #include "socket_error.hpp"
 
@@ -68,6 +70,26 @@ long long deadline_after(int timeout_ms) {
     return timeout_ms < 0 ? static_cast<long long>(NO_DEADLINE) : ox_wait_now_ms() + timeout_ms;
 }
 
+int patience_ms(void) {
+    enum { USUAL_S = 60, MOST_S = 1000000 };
+    static int patience_s = 0;
+    if (patience_s > 0) return patience_s * 1000;
+    const char* text = getenv("OBX_PATIENCE");
+    uint64_t seconds = 0;
+    bool given = text && ox_string_strntoul(text, -1, 10, &seconds) == 0 && seconds > 0;
+    patience_s = USUAL_S;
+    if (given) patience_s = seconds < MOST_S ? static_cast<int>(seconds) : static_cast<int>(MOST_S);
+    return patience_s * 1000;
+}
+
+long long deadline_of_exchange(int timeout_ms) {
+    return deadline_after(timeout_ms < 0 ? patience_ms() : timeout_ms);
+}
+
+bool deadline_passed(long long deadline) {
+    return deadline != NO_DEADLINE && ox_wait_now_ms() >= deadline;
+}
+
 int wait_until(int fd, short events, long long deadline) {
     struct pollfd entry = {fd, events, 0};
     return poll_until(&entry, 1, deadline);
@@ -89,5 +111,7 @@ int wait_exchange(const ox_jrpcapi* api, short events, long long deadline) {
             if (entries[i].revents) events_collect_some(others[i]);
         }
         if (entries[0].revents) return OX_SOCKET_OK;
+        // The others may be readable without end.
+        if (deadline_passed(deadline)) return OX_SOCKET_ETIMEOUT;
     }
 }

@@ -8,6 +8,10 @@
 enum : long long { NO_DEADLINE = -1 };
 /// -1: none.
 long long deadline_after(int timeout_ms);
+/// The same for an exchange: -1 is as long as a daemon may be silent (ox_jrpcapi_patience_ms).
+long long deadline_of_exchange(int timeout_ms);
+/// Whether it is over; false for none.
+bool deadline_passed(long long deadline);
 
 /// Names what the waits that follow are for, until patience_end: one that lasts is told to the hook. The text
 /// must live that long.
@@ -15,6 +19,9 @@ void patience_begin(const char* what);
 void patience_end(void);
 /// Sets the hook of ox_jrpcapi_on_slow.
 void patience_on_slow(void (*slow)(const char* what));
+
+/// The same as ox_jrpcapi_patience_ms.
+int patience_ms(void);
 
 /// Waits for `events` (POLLIN, POLLOUT) on a descriptor: OX_SOCKET_OK, OX_SOCKET_ETIMEOUT or
 /// OX_SOCKET_ESYSTEM.
