@@ -2,8 +2,11 @@
 #include <limits.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include "device/device.hpp"
 #include "device/image.hpp"
@@ -93,6 +96,20 @@ bool load_users(const std::string& file, Users& users, std::string& error) {
     return true;
 }
 
+// Every connection needs a descriptor: where the system allows too few, there will be fewer of them.
+void fit_descriptors(Bounds& bounds) {
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0) return;
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+    rlim_t room =
+        files.rlim_cur > OTHER_DESCRIPTORS ? files.rlim_cur - OTHER_DESCRIPTORS : files.rlim_cur / 4;
+    if (files.rlim_cur == RLIM_INFINITY || room >= static_cast<rlim_t>(bounds.connections)) return;
+    bounds.connections = std::max(1, static_cast<int>(room));
+    fprintf(stderr, "obxd: %d connections at most: no more than %llu files may be open\n", bounds.connections,
+            static_cast<unsigned long long>(files.rlim_cur));
+}
+
 // Ties the rooms together, and serves until a signal ends it. False with `error` where it cannot begin.
 bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, std::string& error) {
     Loop loop;
@@ -101,6 +118,7 @@ bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, s
         return false;
     }
     Server server{loop, {options.socket, options.listen_host, options.listen_port}, std::move(tls)};
+    server.bounds = options.bounds;
     Device device{
         loop, store, users, {options.model, options.state_dir, options.reboot_ms, options.flash_ms}};
     device.go_down = [&server] { server_go_down(server); };
@@ -121,6 +139,7 @@ bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, s
 
 int serve(Options options) {
     complete(options);
+    fit_descriptors(options.bounds);
     Users users;
     TlsServerPtr tls;
     std::string error;

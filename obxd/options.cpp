@@ -15,8 +15,16 @@ enum {
     OPT_MAKE_IMAGE,
     OPT_REBOOT_MS,
     OPT_FLASH_MS,
-    OPT_VALUES
+    OPT_VALUES,
+    OPT_UPLOAD_DIR,
+    OPT_MAX_CONNECTIONS,
+    OPT_MAX_GUESTS,
+    OPT_MAX_PER_SOURCE,
+    OPT_GUEST_IDLE,
 };
+
+constexpr int MAX_CONNECTIONS = 100000;
+constexpr int MAX_IDLE_S = 86400;
 
 const option LONG_OPTIONS[] = {
     {"socket", required_argument, nullptr, 's'},
@@ -34,13 +42,18 @@ const option LONG_OPTIONS[] = {
     {"make-image", no_argument, nullptr, OPT_MAKE_IMAGE},
     {"reboot-ms", required_argument, nullptr, OPT_REBOOT_MS},
     {"flash-ms", required_argument, nullptr, OPT_FLASH_MS},
+    {"upload-dir", required_argument, nullptr, OPT_UPLOAD_DIR},
+    {"max-connections", required_argument, nullptr, OPT_MAX_CONNECTIONS},
+    {"max-guests", required_argument, nullptr, OPT_MAX_GUESTS},
+    {"max-per-source", required_argument, nullptr, OPT_MAX_PER_SOURCE},
+    {"guest-idle", required_argument, nullptr, OPT_GUEST_IDLE},
     {},
 };
 
-bool read_ms(const char* text, int& value) {
+bool read_number(const char* text, int least, int most, int& value) {
     char* end = nullptr;
     long number = strtol(text, &end, 10);
-    if (end == text || *end || number < 0 || number > 600000) return false;
+    if (end == text || *end || number < least || number > most) return false;
     value = static_cast<int>(number);
     return true;
 }
@@ -50,6 +63,19 @@ std::string option_name(int code) {
         if (row.name && row.val == code) return std::string("--") + row.name;
     }
     return "option";
+}
+
+bool take_bound(int code, Bounds& bounds, std::string& error) {
+    bool idle = code == OPT_GUEST_IDLE;
+    int& value = idle                          ? bounds.guest_idle_s
+                 : code == OPT_MAX_CONNECTIONS ? bounds.connections
+                 : code == OPT_MAX_GUESTS      ? bounds.guests
+                                               : bounds.per_source;
+    int least = idle ? 0 : 1, most = idle ? MAX_IDLE_S : MAX_CONNECTIONS;
+    if (read_number(optarg, least, most, value)) return true;
+    error = option_name(code) + ": \"" + optarg + "\" is no number from " + std::to_string(least) + " to " +
+            std::to_string(most);
+    return false;
 }
 
 bool take_option(int code, Options& options, std::string& error) {
@@ -96,9 +122,18 @@ bool take_option(int code, Options& options, std::string& error) {
             return false;
         case OPT_REBOOT_MS:
         case OPT_FLASH_MS:
-            if (read_ms(optarg, code == OPT_REBOOT_MS ? options.reboot_ms : options.flash_ms)) break;
+            if (read_number(optarg, 0, 600000, code == OPT_REBOOT_MS ? options.reboot_ms : options.flash_ms))
+                break;
             error = option_name(code) + ": \"" + optarg + "\" is no number of milliseconds up to 600000";
             return false;
+        case OPT_UPLOAD_DIR:
+            options.upload_dirs.emplace_back(optarg);
+            break;
+        case OPT_MAX_CONNECTIONS:
+        case OPT_MAX_GUESTS:
+        case OPT_MAX_PER_SOURCE:
+        case OPT_GUEST_IDLE:
+            return take_bound(code, options.bounds, error);
         default:
             return false;
     }
@@ -167,6 +202,14 @@ const char* options_help() {
            "  --users FILE         users, passwords and tokens (default: users.json beside the model)\n"
            "  --reboot-ms N        how long a reboot takes (default 500)\n"
            "  --flash-ms N         how long flashing takes (default 2000)\n"
+           "  --upload-dir DIR     uploads may be written below DIR too, not below the state directory\n"
+           "                       alone; may be given more than once\n"
+           "\n"
+           "  --max-connections N  of all clients (default 256)\n"
+           "  --max-guests N       of those who have not logged in (default: half of them)\n"
+           "  --max-per-source N   of one address, or user of the host (default: a quarter)\n"
+           "  --guest-idle N       seconds after which who has not logged in and asks for nothing is\n"
+           "                       closed (default 300, 0 for never)\n"
            "\n"
            "  --hash-password      read a password from standard input, print its hash\n"
            "  --hash-token         read a token from standard input, print its hash\n"

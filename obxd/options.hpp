@@ -4,6 +4,9 @@
 #include <stdint.h>
 
 #include <string>
+#include <vector>
+
+#include "bounds.hpp"
 
 namespace obxd {
 
@@ -17,6 +20,8 @@ struct Options {
     std::string image_version, image_payload, image_file;
     int reboot_ms = 500;
     int flash_ms = 2000;
+    Bounds bounds;
+    std::vector<std::string> upload_dirs;  ///< where files may be written beside the state directory
 };
 
 /// Fills `options` from the command line. False with a one-line `error` when it makes no sense.

@@ -11,6 +11,7 @@
 
 #include "answers.hpp"
 #include "device/journal.hpp"
+#include "device/password_gate.hpp"
 #include "net/loop.hpp"
 #include "store/store.hpp"
 #include "users/users.hpp"
@@ -29,6 +30,7 @@ struct DeviceOptions {
 struct Asker {
     const Caller* caller = nullptr;
     uint64_t client = 0;  ///< tells connections apart
+    std::string source;   ///< where it comes from; "" for local root and the device itself
 };
 
 /// Values of Device.DeviceInfo.UpgradeStatus.
@@ -73,6 +75,7 @@ struct Device {
     std::function<void(json_t* event)> tell;  ///< sends an event of the device; takes it over
 
     Asker asker;
+    PasswordGate passwords;
     Journal journal;
     std::string state_dir;   ///< absolute
     bool temporary = false;  ///< the directory is removed at the end

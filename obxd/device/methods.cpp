@@ -5,8 +5,8 @@
 
 #include "device/config.hpp"
 #include "device/live.hpp"
+#include "device/password.hpp"
 #include "ox_tr_names.hpp"
-#include "users/hash.hpp"
 
 namespace obxd {
 
@@ -27,6 +27,12 @@ void set_debug(const CallPtr& call, const std::string& mode) {
     journal_add(call->device.journal, "debug mode %s by %s", mode.c_str(), call->caller.user.c_str());
     device_event(call->device, "DebugMode", json_pack("{s:s}", "Mode", mode.c_str()));
     call_finish(call, json_object());
+}
+
+void check_password(const CallPtr& call, const std::string& hash, const std::string& password,
+                    const std::function<void(bool matches)>& done) {
+    if (!password_check(call->device, {0, hash, password, done}))
+        call_fail(call, FAULT_RESOURCES, "Too many logins at once");
 }
 
 }  // namespace
@@ -75,16 +81,10 @@ void method_debug(const CallPtr& call) {
     if (!password || !*password)
         return call_fail(call, FAULT_REQUEST_DENIED, "The current user's password is needed");
     if (user->password.empty()) return call_fail(call, FAULT_REQUEST_DENIED, user->name + " has no password");
-    auto matches = std::make_shared<bool>(false);
-    call_job(
-        call,
-        [matches, hash = user->password, given = std::string(password)] {
-            *matches = password_matches(hash, given);
-        },
-        [call, matches, mode] {
-            if (!*matches) return call_fail(call, FAULT_REQUEST_DENIED, "Wrong password");
-            set_debug(call, mode);
-        });
+    check_password(call, user->password, password, [call, mode](bool matches) {
+        if (!matches) return call_fail(call, FAULT_REQUEST_DENIED, "Wrong password");
+        set_debug(call, mode);
+    });
 }
 
 void method_check_credentials(const CallPtr& call) {
@@ -95,17 +95,10 @@ void method_check_credentials(const CallPtr& call) {
     if (!user || user->password.empty())
         return call_finish(call,
                            json_pack("{s:s}", "Status", "Credentials_Bad_Requested_Username_Not_Supported"));
-    auto matches = std::make_shared<bool>(false);
-    call_job(
-        call,
-        [matches, hash = user->password, given = std::string(password)] {
-            *matches = password_matches(hash, given);
-        },
-        [call, matches] {
-            const char* status =
-                *matches ? "Credentials_Good" : "Credentials_Bad_Requested_Password_Incorrect";
-            call_finish(call, json_pack("{s:s}", "Status", status));
-        });
+    check_password(call, user->password, password, [call](bool matches) {
+        const char* status = matches ? "Credentials_Good" : "Credentials_Bad_Requested_Password_Incorrect";
+        call_finish(call, json_pack("{s:s}", "Status", status));
+    });
 }
 
 }  // namespace obxd

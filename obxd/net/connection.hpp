@@ -24,8 +24,14 @@ struct Connection {
     uint64_t id = 0;  ///< also its tag in the loop
     int fd = -1;
     Phase phase = OPEN;
-    bool local = false;  ///< a local socket, so that `uid` is known
-    uid_t uid = 0;       ///< of the client's process
+    bool local = false;    ///< a local socket, so that `uid` is known
+    uid_t uid = 0;         ///< of the client's process
+    bool root = false;     ///< local, and of root or the daemon's own user
+    std::string source;    ///< the user of the host, or the address, that it is counted for
+    bool known = false;    ///< its client has logged in
+    bool trusted = false;  ///< as administrator
+    bool listens = false;  ///< has joined a group
+    int64_t heard = 0;     ///< when the last message came, or it was accepted (ms)
     TlsLinkPtr tls;
     bool must_use_tls = false;
 

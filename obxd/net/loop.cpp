@@ -20,7 +20,7 @@ namespace {
 constexpr uint64_t TAG_WAKE = 0;
 constexpr uint64_t TAG_SIGNAL = 1;
 constexpr int MAX_JOBS = 32;
-constexpr int MAX_EVENTS = 64;
+constexpr int MAX_EVENTS = 512;  // so that few rounds reach whoever waits
 
 }  // namespace
 

@@ -1,12 +1,12 @@
 #include "net/server.hpp"
 
 #include <errno.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "net/admission.hpp"
 #include "net/listener.hpp"
 
 namespace obxd {
@@ -15,7 +15,6 @@ namespace {
 
 constexpr uint64_t TAG_LOCAL = 2;
 constexpr uint64_t TAG_TCP = 3;
-constexpr size_t MAX_CONNECTIONS = 256;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
 constexpr size_t HIGH_WATER = size_t{256} * 1024;  // a client that has so much left to read is not served
@@ -63,17 +62,6 @@ void start_linger(Connection& c) {
     c.in = Input();
 }
 
-void close_connection(Server& server, Connection& c) {
-    if (c.phase == Connection::DEAD) return;
-    if (c.watched) loop_unwatch(server.loop, c.fd);
-    if (c.tls && c.phase == Connection::OPEN && !c.deaf) tls_close(*c.tls);
-    close(c.fd);
-    c.fd = -1;
-    c.watched = 0;
-    c.phase = Connection::DEAD;
-    server.to_forget.push_back(c.id);
-}
-
 // Half messages of many clients must not fill the memory, however slowly they come.
 bool too_much_input(const Server& server, const Connection& c) {
     if (c.in.bytes.size() < LARGE_INPUT) return false;
@@ -86,12 +74,14 @@ bool too_much_input(const Server& server, const Connection& c) {
 bool take_messages(Server& server, Connection& c) {
     int messages = MESSAGES_PER_TURN;
     int reads = READS_PER_TURN;
+    int64_t end = now_ms() + CLIENT_TURN_MS;
     while (c.phase == Connection::OPEN && !c.busy && !c.closing && connection_pending(c) < HIGH_WATER) {
-        if (messages == 0 || reads == 0) return true;
+        if (messages == 0 || reads == 0 || now_ms() > end) return true;
         std::string_view text;
         Frame frame = input_next(c.in, text);
         if (frame == Frame::MESSAGE) {
             messages--;
+            c.heard = now_ms();
             server.on_message(c, text);
         } else if (frame == Frame::NO_OBJECT) {
             server.on_broken(c, "A message must be a JSON object");
@@ -104,7 +94,7 @@ bool take_messages(Server& server, Connection& c) {
             if (too_much_input(server, c))
                 server.on_broken(c, "Too much is being received at once");
             else if (!connection_read(c))
-                close_connection(server, c);
+                server_close(server, c);
         }
     }
     return false;
@@ -112,9 +102,9 @@ bool take_messages(Server& server, Connection& c) {
 
 void discard_input(Server& server, Connection& c) {
     for (int i = 0; i < READS_PER_TURN && !c.drained && !c.eof; i++) {
-        if (!connection_read(c)) return close_connection(server, c);
+        if (!connection_read(c)) return server_close(server, c);
     }
-    if (c.eof) close_connection(server, c);
+    if (c.eof) server_close(server, c);
 }
 
 // One turn of a connection.
@@ -122,7 +112,7 @@ void serve(Server& server, Connection& c) {
     c.queued = false;
     if (c.phase == Connection::DEAD) return;
     if (!connection_open(c, server.tls.get()) || (c.phase == Connection::OPEN && !connection_flush(c)))
-        return close_connection(server, c);
+        return server_close(server, c);
     if (c.phase == Connection::LINGER) {
         discard_input(server, c);
         if (c.phase != Connection::DEAD) watch(server, c);
@@ -131,9 +121,9 @@ void serve(Server& server, Connection& c) {
     bool more = take_messages(server, c);
     if (c.phase == Connection::DEAD) return;
     bool blocked = connection_pending(c) >= HIGH_WATER;
-    if (c.phase == Connection::OPEN && !connection_flush(c)) return close_connection(server, c);
+    if (c.phase == Connection::OPEN && !connection_flush(c)) return server_close(server, c);
     if (c.closing && !c.busy && connection_pending(c) == 0) {
-        if (c.eof || c.deaf) return close_connection(server, c);
+        if (c.eof || c.deaf) return server_close(server, c);
         start_linger(c);
     }
     watch(server, c);
@@ -141,69 +131,66 @@ void serve(Server& server, Connection& c) {
     if (more || (blocked && connection_pending(c) < HIGH_WATER)) server_wake(server, c);
 }
 
-void set_up(Server& server, Connection& c, bool local) {
-    c.id = server.next_connection++;
-    c.local = local;
-    c.progress = now_ms();
-    if (local) {
-        ucred owner{};
-        socklen_t size = sizeof owner;
-        c.local = getsockopt(c.fd, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0;
-        c.uid = owner.uid;
-    } else {
-        int one = 1;
-        setsockopt(c.fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        setsockopt(c.fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
-    }
-    if (!server.tls) return;
-    c.phase = Connection::SNIFF;
-    c.must_use_tls = !local;
-}
-
-void accept_clients(Server& server, int listener, bool local) {
-    for (int i = 0; i < 16; i++) {
-        int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (fd < 0) return;
-        auto c = std::make_unique<Connection>();
-        c->fd = fd;
-        if (server.connections.size() >= MAX_CONNECTIONS) continue;
-        set_up(server, *c, local);
-        watch(server, *c);
-        server.connections.emplace(c->id, std::move(c));
-    }
-}
-
 void on_event(Server& server, uint64_t tag, uint32_t events) {
-    if (tag == TAG_LOCAL) return accept_clients(server, server.local_listener.get(), true);
-    if (tag == TAG_TCP) return accept_clients(server, server.tcp_listener.get(), false);
+    if (tag == TAG_LOCAL) return admission_accept(server, server.local_listener.get(), true);
+    if (tag == TAG_TCP) return admission_accept(server, server.tcp_listener.get(), false);
     auto found = server.connections.find(tag);
     if (found == server.connections.end()) return;
     Connection& c = *found->second;
     if (events & (EPOLLIN | EPOLLHUP | EPOLLERR)) c.drained = false;
     bool gone = events & (EPOLLHUP | EPOLLERR);
-    if (gone && c.busy) {
+    if (gone && c.busy && c.watched) {
         // The request that is being answered goes on to its end, although nobody gets the answer.
         loop_unwatch(server.loop, c.fd);
         c.watched = 0;
         return;
     }
-    serve(server, c);
+    server_wake(server, c);
 }
 
+/// Those whose turns are held to one share of the time: administrators' turns are not.
+enum Class { ADMINISTRATORS, USERS, GUESTS, CLASSES };
+
+Class class_of(const Connection& c) {
+    return c.root || c.trusted ? ADMINISTRATORS : c.known ? USERS : GUESTS;
+}
+
+// Serves who has work left; guests and users as long as their shares of the time last, so that whoever comes
+// meanwhile does not wait for all of them.
 bool on_turn(Server& server) {
-    std::vector<uint64_t> round;
-    round.swap(server.to_serve);
-    for (uint64_t id : round) {
+    std::vector<uint64_t> rounds[CLASSES];
+    for (uint64_t id : server.to_serve) {
         auto found = server.connections.find(id);
-        if (found != server.connections.end()) serve(server, *found->second);
+        if (found != server.connections.end()) rounds[class_of(*found->second)].push_back(id);
     }
+    server.to_serve.clear();
+    std::vector<uint64_t> left;
+    for (int each = 0; each < CLASSES; each++) {
+        int64_t end = now_ms() + CLASS_TURN_MS;
+        bool first = true;
+        for (uint64_t id : rounds[each]) {
+            if (each == ADMINISTRATORS || first || now_ms() < end)
+                serve(server, *server.connections[id]);
+            else
+                left.push_back(id);
+            first = false;
+        }
+    }
+    server.to_serve.insert(server.to_serve.begin(), left.begin(), left.end());
     for (uint64_t id : server.to_forget) server.connections.erase(id);
     server.to_forget.clear();
     return !server.to_serve.empty();
 }
 
-// Closes connections whose clients take too long for the handshake, or to read what was sent to them. White
-// space between messages tells those who wait for an answer that it is being worked at.
+// Those that are open.
+void watch_listeners(Server& server, uint32_t events) {
+    if (server.local_listener.get() >= 0)
+        loop_change(server.loop, server.local_listener.get(), TAG_LOCAL, events);
+    if (server.tcp_listener.get() >= 0) loop_change(server.loop, server.tcp_listener.get(), TAG_TCP, events);
+}
+
+// Closes connections whose clients take too long for the handshake, to read what was sent to them, or to log
+// in. White space between messages tells those who wait for an answer that it is being worked at.
 void sweep(Server& server) {
     int64_t now = now_ms();
     for (auto& entry : server.connections) {
@@ -212,8 +199,8 @@ void sweep(Server& server) {
         bool unread = c.phase == Connection::OPEN && connection_pending(c) > 0;
         bool early = c.phase == Connection::HANDSHAKE || (c.phase == Connection::SNIFF && c.must_use_tls);
         if ((early && idle > HANDSHAKE_MS) || (unread && idle > STALL_MS) ||
-            (c.phase == Connection::LINGER && idle > LINGER_MS))
-            close_connection(server, c);
+            (c.phase == Connection::LINGER && idle > LINGER_MS) || admission_expired(server, c, now))
+            server_close(server, c);
         else if (c.phase == Connection::OPEN && c.busy && !unread && !c.deaf && idle > WORKING_MS) {
             connection_output(c) += '\n';
             server_wake(server, c);
@@ -239,6 +226,7 @@ bool server_open(Server& server, std::string& error) {
 }
 
 void server_run(Server& server) {
+    server.spare.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     sweep(server);
     loop_run(
         server.loop, [&server](uint64_t tag, uint32_t events) { on_event(server, tag, events); },
@@ -255,13 +243,34 @@ void server_go_down(Server& server) {
     for (auto& entry : server.connections) {
         if (entry.second->phase == Connection::OPEN) connection_flush(*entry.second);
     }
-    for (auto& entry : server.connections) close_connection(server, *entry.second);
+    for (auto& entry : server.connections) server_close(server, *entry.second);
 }
 
 void server_come_up(Server& server) {
     std::string error;
     if (server_open(server, error)) return;
     loop_after(server.loop, RETRY_MS, [&server] { server_come_up(server); });
+}
+
+void server_pause(Server& server, int64_t for_ms) {
+    if (server.paused) return;
+    server.paused = true;
+    watch_listeners(server, 0);
+    loop_after(server.loop, for_ms, [&server] {
+        server.paused = false;
+        watch_listeners(server, EPOLLIN);
+    });
+}
+
+void server_close(Server& server, Connection& c) {
+    if (c.phase == Connection::DEAD) return;
+    if (c.watched) loop_unwatch(server.loop, c.fd);
+    if (c.tls && c.phase == Connection::OPEN && !c.deaf) tls_close(*c.tls);
+    close(c.fd);
+    c.fd = -1;
+    c.watched = 0;
+    c.phase = Connection::DEAD;
+    server.to_forget.push_back(c.id);
 }
 
 Connection* server_find(Server& server, uint64_t id) {
@@ -279,7 +288,7 @@ void server_wake(Server& server, Connection& c) {
 void server_push(Server& server, Connection& c, std::string_view text) {
     if (c.deaf || c.phase != Connection::OPEN) return;
     // A single text may be as long as a message, so the bound is on what waited before it.
-    if (c.pushed > MAX_PUSHED) return close_connection(server, c);
+    if (c.pushed > MAX_PUSHED) return server_close(server, c);
     c.pushed += text.size();
     connection_output(c) += text;
     server_wake(server, c);

@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "bounds.hpp"
 #include "net/connection.hpp"
 #include "net/loop.hpp"
 #include "owners.hpp"
@@ -27,6 +28,7 @@ struct Server {
     Loop& loop;
     Listen listen;
     TlsServerPtr tls;  ///< null: no TLS
+    Bounds bounds = Bounds();
 
     /// Takes each message. What it answers, now or later, goes to the connection's output.
     std::function<void(Connection& c, std::string_view text)> on_message;
@@ -35,6 +37,8 @@ struct Server {
 
     Fd local_listener = Fd();
     Fd tcp_listener = Fd();
+    Fd spare = Fd();      ///< a descriptor to accept with where there is none left
+    bool paused = false;  ///< nobody is accepted for a while
     uint64_t next_connection = 16;
     std::unordered_map<uint64_t, std::unique_ptr<Connection>> connections;  ///< by their ids
     std::vector<uint64_t> to_serve;                                         ///< connections with work left
@@ -50,6 +54,11 @@ void server_run(Server& server);
 void server_go_down(Server& server);
 /// Opens the sockets again; keeps trying until it works.
 void server_come_up(Server& server);
+
+/// Does not look at who wants to connect for so long.
+void server_pause(Server& server, int64_t for_ms);
+/// Closes a connection; it is forgotten at the end of this round of the loop.
+void server_close(Server& server, Connection& c);
 
 /// The connection with this id; null when it is closed.
 Connection* server_find(Server& server, uint64_t id);

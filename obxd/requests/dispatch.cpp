@@ -5,6 +5,7 @@
 #include "device/config.hpp"
 #include "device/execute.hpp"
 #include "device/transfer.hpp"
+#include "net/admission.hpp"
 #include "requests/events.hpp"
 #include "requests/response.hpp"
 #include "requests/session.hpp"
@@ -89,16 +90,17 @@ Reply make_reply(Requests& requests, Connection& c, json_t* id) {
 
 // The user of the request's token, whose acceptance ends the connection's own login, or of the connection.
 // False when the token is not known.
-bool find_caller(const Users& users, Session& session, const json_t* auth, Caller& caller) {
+bool find_caller(const Users& users, Connection& c, const json_t* auth, Caller& caller) {
     if (!auth || json_string_length(auth) == 0) {
-        caller = session.caller;
+        caller = session_of(c).caller;
         return true;
     }
     const User* user =
         users_by_token(users, std::string_view(json_string_value(auth), json_string_length(auth)));
     if (!user) return false;
-    session.caller = Caller();
     caller = caller_of(*user);
+    session_end(c);
+    admission_login(c, caller_rank(caller) >= RANK_ADMIN);
     return true;
 }
 
@@ -157,10 +159,10 @@ void serve_message(Requests& requests, Connection& c, const json_t* message) {
     if (params && !json_is_object(params) && !json_is_null(params))
         return refuse(RPC_INVALID_PARAMS, "\"params\" must be an object");
     Caller caller;
-    if (!find_caller(requests.users, session_of(c), json_object_get(message, "auth"), caller))
+    if (!find_caller(requests.users, c, json_object_get(message, "auth"), caller))
         return refuse(FAULT_REQUEST_DENIED, "Unknown token");
     JsonRef none(json_object());
-    requests.device.asker = {&caller, c.id};
+    requests.device.asker = {&caller, c.id, c.root ? "" : c.source};
     answer_request(requests, c, *row, caller, json_is_object(params) ? params : none, id);
     requests.device.asker = {};
 }

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "users/hash.hpp"
+#include "device/password.hpp"
+#include "net/admission.hpp"
 
 namespace obxd {
 
@@ -18,9 +19,9 @@ bool read_text(const json_t* value, const char*& text) {
     return text || !value || json_is_null(value);
 }
 
-void accept_login(Requests& room, Session& session, const User& user, const Reply& reply) {
-    session.caller = caller_of(user);
-    session.failed_logins = 0;
+void accept_login(Requests& room, Connection& c, const User& user, const Reply& reply) {
+    session_enter(c, caller_of(user));
+    session_of(c).failed_logins = 0;
     journal_add(room.device.journal, "login of %s", user.name.c_str());
     reply(answer_result());
 }
@@ -39,21 +40,17 @@ void refuse_login(Requests& room, Connection* c, const Reply& reply) {
 
 void login_with_password(Request& request, const std::string& name, const std::string& password) {
     Requests& room = request.room;
-    auto matches = std::make_shared<bool>(false);
-    bool started = loop_start_job(
-        room.server.loop,
-        [matches, hash = users_hash(room.users, name), password] {
-            *matches = password_matches(hash, password);
-        },
-        [&room, connection = request.connection.id, name, matches, reply = request.reply] {
-            Connection* c = server_find(room.server, connection);
-            const User* user = users_find(room.users, name);
-            if (*matches && c && user)
-                accept_login(room, session_of(*c), *user, reply);
-            else
-                refuse_login(room, c, reply);
-        });
-    if (!started) request.reply(answer_fault(FAULT_RESOURCES, "Too many logins at once"));
+    bool taken = password_check(
+        room.device, {session_of(request.connection).failed_logins, users_hash(room.users, name), password,
+                      [&room, connection = request.connection.id, name, reply = request.reply](bool matches) {
+                          Connection* c = server_find(room.server, connection);
+                          const User* user = users_find(room.users, name);
+                          if (matches && c && user)
+                              accept_login(room, *c, *user, reply);
+                          else
+                              refuse_login(room, c, reply);
+                      }});
+    if (!taken) request.reply(answer_fault(FAULT_RESOURCES, "Too many logins at once"));
 }
 
 bool read_group(const Request& request, uint32_t& group) {
@@ -83,6 +80,16 @@ bool session_in_group(const Session& session, uint32_t group) {
     return std::binary_search(session.groups.begin(), session.groups.end(), group);
 }
 
+void session_enter(Connection& c, const Caller& caller) {
+    session_of(c).caller = caller;
+    admission_login(c, caller_rank(caller) >= RANK_ADMIN);
+}
+
+void session_end(Connection& c) {
+    session_of(c).caller = Caller();
+    admission_guest(c);
+}
+
 void session_login(Request& request) {
     const char* login = nullptr;
     const char* password = nullptr;
@@ -96,11 +103,11 @@ void session_login(Request& request) {
     const Connection& c = request.connection;
     const User* user = login_without_password(request.room.users, Peer{c.local, c.uid}, login, reason);
     if (!user) return request.reply(answer_fault(FAULT_REQUEST_DENIED, reason));
-    accept_login(request.room, session_of(request.connection), *user, request.reply);
+    accept_login(request.room, request.connection, *user, request.reply);
 }
 
 void session_logout(Request& request) {
-    session_of(request.connection).caller = Caller();
+    session_end(request.connection);
     request.reply(answer_result());
 }
 
@@ -112,6 +119,7 @@ void session_join(Request& request) {
         if (session.groups.size() >= MAX_GROUPS)
             return request.reply(answer_fault(FAULT_RESOURCES, "Too many groups"));
         session.groups.insert(group_place(session, group), group);
+        request.connection.listens = true;
     }
     request.reply(answer_result());
 }
@@ -121,6 +129,7 @@ void session_leave(Request& request) {
     if (!read_group(request, group)) return;
     Session& session = session_of(request.connection);
     if (session_in_group(session, group)) session.groups.erase(group_place(session, group));
+    request.connection.listens = !session.groups.empty();
     request.reply(answer_result());
 }
 

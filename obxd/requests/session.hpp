@@ -19,6 +19,10 @@ struct Session {
 Session& session_of(Connection& c);
 bool session_in_group(const Session& session, uint32_t group);
 
+/// Has the connection be the user's from now on, or a guest's.
+void session_enter(Connection& c, const Caller& caller);
+void session_end(Connection& c);
+
 /// The methods about the connection itself.
 void session_login(Request& request);
 void session_logout(Request& request);

@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import resource
 import select
 import shutil
 import socket
@@ -37,13 +38,15 @@ def make_image(directory, version, payload=b"firmware" * 1000):
 
 
 class Obxd:
-    """The development daemon on a private socket. `args` are further options; `model` is a model file."""
+    """The development daemon on a private socket. `args` are further options; `model` is a model file; `limits` are
+    bounds of resources (resource.RLIMIT_...) that it is started with."""
 
-    def __init__(self, *args, model=None, env=None):
+    def __init__(self, *args, model=None, env=None, limits=None):
         self.directory = temp_dir()
         self.socket = os.path.join(self.directory, "obxd.sock")
         self.args = list(args) + (["--model", model] if model else [])
         self.env = env or environment()
+        self.limits = limits or {}
         self.process = None
         self.ready_line = ""
         self.start()
@@ -52,12 +55,17 @@ class Obxd:
         command = [OBXD, "--socket", self.socket, "--state", os.path.join(self.directory, "state")] + self.args
         with open(os.path.join(self.directory, "obxd.log"), "ab") as log:
             self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=log, stdin=subprocess.DEVNULL,
-                                            env=self.env, start_new_session=True)
+                                            env=self.env, start_new_session=True,
+                                            preexec_fn=self._limit if self.limits else None)
         ready, _, _ = select.select([self.process.stdout], [], [], PATIENCE)
         self.ready_line = self.process.stdout.readline().decode() if ready else ""
         if not self.ready_line:
             self.kill()
             raise SessionFailure("obxd did not start: " + self.errors())
+
+    def _limit(self):
+        for which, limit in self.limits.items():
+            resource.setrlimit(which, (limit, limit))
 
     def errors(self):
         with open(os.path.join(self.directory, "obxd.log"), errors="replace") as log:

@@ -29,6 +29,18 @@ TEST(ObxdOptions, AreTaken) {
     EXPECT_EQ(options.flash_ms, 2);
 }
 
+TEST(ObxdOptions, BoundsAndDirectories) {
+    Options options;
+    std::string error;
+    ASSERT_TRUE(parse({"--max-connections", "9", "--max-guests", "5", "--max-per-source", "2", "--guest-idle", "0",
+                       "--upload-dir", "/a", "--upload-dir", "/b"}, options, error));
+    EXPECT_EQ(options.bounds.connections, 9);
+    EXPECT_EQ(options.bounds.guests, 5);
+    EXPECT_EQ(options.bounds.per_source, 2);
+    EXPECT_EQ(options.bounds.guest_idle_s, 0);
+    EXPECT_EQ(options.upload_dirs, (std::vector<std::string>{"/a", "/b"}));
+}
+
 TEST(ObxdOptions, Defaults) {
     Options options;
     std::string error;
@@ -56,6 +68,10 @@ TEST(ObxdOptions, MistakesGetOneLine) {
         {{"--tls-key", "k"}, "--tls-cert and --tls-key go together"},
         {{"--reboot-ms", "-1"}, "--reboot-ms: \"-1\" is no number of milliseconds up to 600000"},
         {{"--flash-ms", "1s"}, "--flash-ms: \"1s\" is no number of milliseconds up to 600000"},
+        {{"--max-connections", "0"}, "--max-connections: \"0\" is no number from 1 to 100000"},
+        {{"--max-guests", "x"}, "--max-guests: \"x\" is no number from 1 to 100000"},
+        {{"--max-per-source", "1e3"}, "--max-per-source: \"1e3\" is no number from 1 to 100000"},
+        {{"--guest-idle", "-1"}, "--guest-idle: \"-1\" is no number from 0 to 86400"},
         {{"--make-image", "1.0", "payload"}, "--make-image needs VERSION, PAYLOAD and OUT"},
     };
     for (const auto& row : rows) {
