@@ -2,18 +2,20 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "ox_tr_names.hpp"
 #include "ox_tr_path.hpp"
 #include "store/references.hpp"
+#include "store/scopes.hpp"
 #include "store/ties.hpp"
 #include "store/value_check.hpp"
 #include "store/value_form.hpp"
 #include "store/walk.hpp"
+#include "store/wire_attrs.hpp"
 
 namespace obxd {
 namespace {
-
-constexpr char READ_ONLY[] = "readOnly", READ_WRITE[] = "readWrite";
 
 bool is_name(const std::string& name) {
     uint32_t number;
@@ -21,39 +23,30 @@ bool is_name(const std::string& name) {
            name != OX_TR_MAX_INSTANCE;
 }
 
-/// The attributes that clients see.
-JsonRef attrs_make(const Schema* schema, const char* type, const Facts& facts) {
-    JsonRef attrs(json_object());
-    json_object_set_new(attrs, "type", json_string(type));
-    json_object_set_new(attrs, "access", json_string(facts.writable ? READ_WRITE : READ_ONLY));
-    std::string perms = std::string(rank_text(schema->read_rank)) + "/" +
-                        (facts.writable ? rank_text(schema->write_rank) : "-");
-    json_object_set_new(attrs, "perms", json_string(perms.c_str()));
-    if (!facts.writable) json_object_set_new(attrs, "const", json_true());
-    if (facts.attrs) json_object_update(attrs, facts.attrs);
-    return attrs;
+/// Whether the model has an object, a table or a parameter of that path.
+bool is_there(const Model& model, const std::string& path) {
+    Place place = place_of_schema(const_cast<Schema*>(&model.root));
+    for (std::string_view name : ox_tr_components(path))
+        if (!place_step(place, name)) return false;
+    return true;
 }
 
-json_t* pseudo_attrs(const char* access, const char* perms) {
-    json_t* attrs = json_pack("{s:s, s:s, s:s}", "type", "unsignedInt", "access", access, "perms", perms);
-    if (strcmp(access, READ_ONLY) == 0)
-        json_object_set_new(attrs, "const", json_true());
-    else
-        json_object_set_new(attrs, "default", json_integer(1));
-    json_object_set_new(attrs, "runtime", json_true());
-    return attrs;
-}
-
-/// Gathers the references that a delete has to look at, and checks every default against its own bounds.
+/// Checks every default against its own bounds, gathers the references that a delete has to look at, and ties
+/// what is named elsewhere in the model.
 struct EndVisitor {
     Model& model;
     std::string& error;
 
-    bool enter(const Place&, const std::string&) const { return error.empty(); }
+    bool enter(const Place& place, const std::string&) const {
+        if (place.is_table() || place.schema->kind != Schema::OBJECT) return error.empty();
+        for (Schema* object : place.schema->objects) counter_tie(object);
+        return error.empty();
+    }
     void leave(const Place&) const {}
     void leaf(const Place& place, const std::string&) const {
         Schema* parameter = place.schema;
-        if (parameter->kind != Schema::PARAMETER || !error.empty()) return;
+        if (parameter->kind != Schema::PARAMETER || place.pseudo != Pseudo::NONE || !error.empty()) return;
+        targets_resolve(parameter);
         if (!parameter->argument) reference_note(model, parameter);
         std::string why;
         if (parameter->has_default && value_check(model, parameter, nullptr, parameter->initial, why) != 0)
@@ -61,7 +54,45 @@ struct EndVisitor {
         else
             parameter->initial.reset(value_normal(parameter, parameter->initial));
     }
+
+    /// By the name that the table gives, where that is a parameter beside it.
+    void counter_tie(Schema* table) const {
+        if (table->counter_name.empty() || table->argument) return;
+        Schema* counter = schema_child(table->parent, table->counter_name);
+        if (counter && counter->kind == Schema::PARAMETER && tie_counter(counter, table->name)) return;
+        model.notes.push_back(schema_path(table) + ": nothing counts its instances: there is no " +
+                              table->counter_name);
+    }
+
+    void targets_resolve(Schema* parameter) const {
+        const Limits& limits = *parameter->limits;
+        std::string all;
+        bool relative = false;
+        for (const std::string& target : limits.targets) {
+            std::string path = scope_path(parameter->parent, nullptr, target);
+            relative |= path != target;
+            if (!is_there(model, path))
+                model.notes.push_back(schema_path(parameter) + ": refers to " + path +
+                                      ", which the model does not have");
+            all += (all.empty() ? "" : ",") + path + ".";
+        }
+        if (relative) foreign_key_set(parameter, all);
+        if (limits.from.empty()) return;
+        std::string from = scope_path(parameter->parent, nullptr, limits.from);
+        if (!is_there(model, from))
+            model.notes.push_back(schema_path(parameter) + ": takes its values from " + from +
+                                  ", which the model does not have");
+    }
 };
+
+/// What any node says of itself.
+void facts_take(Schema* schema, const Facts& facts) {
+    build_ranks(schema, facts);
+    schema->writable = facts.writable;
+    schema->status = std::max(schema->status, facts.status);
+    schema->description = facts.description;
+    if (facts.since) schema->since = facts.since;
+}
 
 }  // namespace
 
@@ -81,6 +112,8 @@ Schema* build_child(Schema* parent, std::string_view name, std::string& why) {
     child->argument = parent->argument;
     child->read_rank = parent->read_rank;
     child->write_rank = parent->write_rank;
+    child->status = parent->status;
+    child->since = parent->since;
     parent->children.push_back(std::move(child));
     return parent->children.back().get();
 }
@@ -99,6 +132,28 @@ void build_input_end(Schema* method, std::unique_ptr<Schema> input) {
     if (!input->children.empty()) method->input = std::move(input);
 }
 
+void build_output_end(Schema* method, std::unique_ptr<Schema> output) {
+    if (!output->children.empty()) method->output = std::move(output);
+}
+
+Schema* build_event(Schema* object, std::string_view name, const Facts& facts, std::string& why) {
+    for (auto& other : object->events) {
+        if (other->name != name) continue;
+        why = "event \"" + other->name + "\" stands twice";
+        return nullptr;
+    }
+    auto event = std::make_unique<Schema>();
+    event->kind = Schema::EVENT;
+    event->name = name;
+    event->argument = true;
+    event->parent = object;
+    event->read_rank = object->read_rank;
+    event->write_rank = object->write_rank;
+    facts_take(event.get(), facts);
+    object->events.push_back(std::move(event));
+    return object->events.back().get();
+}
+
 void build_ranks(Schema* schema, const Facts& facts) {
     if (facts.read_rank >= 0) schema->read_rank = static_cast<uint8_t>(facts.read_rank);
     if (facts.write_rank >= 0) schema->write_rank = static_cast<uint8_t>(facts.write_rank);
@@ -109,15 +164,16 @@ bool build_object(Schema* schema, const Facts& facts, std::string& why) {
         why = "\"ordered\" without \"multi\"";
         return false;
     }
-    build_ranks(schema, facts);
+    facts_take(schema, facts);
     schema->multi = facts.multi;
     schema->ordered = facts.ordered;
-    schema->writable = facts.writable;
+    schema->min_count = facts.min_count;
     schema->max_count = facts.max_count;
-    schema->attrs = attrs_make(schema, "object", facts);
+    schema->counter_name = facts.counter;
+    schema->enable_name = facts.enable;
+    schema->attrs = node_attrs(schema, "object", facts);
     schema->item_attrs.reset(json_copy(schema->attrs));
-    json_object_del(schema->item_attrs, "maxCount");
-    if (schema->multi) json_object_set_new(schema->attrs, "multi", json_true());
+    table_attrs_add(schema->attrs, facts);
     if (!schema->parent || schema->parent->kind == Schema::METHOD) return true;
     schema->slot = static_cast<uint32_t>(schema->parent->objects.size());
     schema->parent->objects.push_back(schema);
@@ -125,63 +181,97 @@ bool build_object(Schema* schema, const Facts& facts, std::string& why) {
 }
 
 void build_method(Schema* schema, const Facts& facts) {
-    build_ranks(schema, facts);
+    facts_take(schema, facts);
     schema->kind = Schema::METHOD;
-    schema->writable = facts.writable;
-    schema->attrs = attrs_make(schema, "method", facts);
+    schema->attrs = node_attrs(schema, "method", facts);
 }
 
-Shape build_shape(const Schema* schema, const Facts& facts, const char* type,
-                  std::shared_ptr<const Limits> limits) {
-    return {attrs_make(schema, type, facts), std::move(limits)};
+bool build_shape(const Schema* schema, const Facts& facts, const char* type, Limits limits, Shape& shape,
+                 std::string& why) {
+    if (!limits_finish(limits, why)) return false;
+    shape.limits = std::make_shared<Limits>(std::move(limits));
+    JsonRef attrs = node_attrs(schema, type, facts);
+    limits_attrs_add(attrs, *shape.limits, facts);
+    shape.attrs = attrs_in_order(attrs);
+    return true;
+}
+
+bool build_parameter(Schema* schema, const Facts& facts, const char* type, Limits limits, Shapes& shapes,
+                     std::string& why) {
+    Status before = schema->status;
+    schema->status = std::max(before, facts.status);
+    build_ranks(schema, facts);
+    JsonRef rest(json_object());
+    if (facts.initial) json_object_set(rest, "default", facts.initial);
+    if (facts.attrs) json_object_set(rest, "attrs", facts.attrs);
+    CharsRef dump(json_dumps(rest, JSON_COMPACT));
+    std::string key = std::string(type) + ' ' + std::to_string(schema->read_rank) + ' ' +
+                      std::to_string(schema->write_rank) + ' ' +
+                      std::to_string(static_cast<int>(schema->status)) + (facts.writable ? 'w' : 'r') +
+                      (facts.runtime ? 'v' : 's') + (dump ? dump.get() : "") + limits_key(limits);
+    Shape& shape = shapes[key];
+    if (!shape.limits && !build_shape(schema, facts, type, std::move(limits), shape, why)) return false;
+    return build_parameter(schema, facts, shape, why);
 }
 
 bool build_parameter(Schema* schema, const Facts& facts, const Shape& shape, std::string& why) {
-    build_ranks(schema, facts);
+    facts_take(schema, facts);
     schema->kind = Schema::PARAMETER;
-    schema->writable = facts.writable;
+    schema->write_once = facts.write_once;
     schema->hidden = facts.hidden;
     schema->mandatory = facts.mandatory;
     schema->runtime = facts.runtime;
+    schema->units = facts.units;
     schema->slot = static_cast<uint32_t>(schema->parent->parameters.size());
     schema->parent->parameters.push_back(schema);
     schema->attrs.reset(json_incref(shape.attrs.get()));
     schema->limits = shape.limits;
-    json_t* initial = json_object_get(schema->attrs, "default");
-    schema->has_default = initial != nullptr;
-    if (!initial && schema->writable) {
+    schema->has_default = facts.initial != nullptr;
+    if (!facts.initial && schema->writable) {
         why = "a parameter that can be set needs a default";
         return false;
     }
-    schema->initial.reset(initial ? json_incref(initial) : value_empty(limits_type(*schema->limits)));
+    schema->initial.reset(facts.initial ? json_incref(facts.initial)
+                                        : value_empty(limits_type(*schema->limits)));
     return true;
 }
 
-bool build_key(Schema* object, const std::vector<std::string_view>& names, std::string& why) {
-    std::vector<Schema*> members;
+bool build_key(Schema* object, const std::vector<std::string_view>& names, bool functional,
+               std::string& why) {
+    Key key{{}, functional};
     for (std::string_view name : names) {
         Schema* member = schema_child(object, name);
         if (!member || member->kind != Schema::PARAMETER) {
             why = "\"keys\" names no parameter: " + std::string(name);
             return false;
         }
-        members.push_back(member);
+        key.members.push_back(member);
     }
-    if (members.empty()) {
+    if (key.members.empty()) {
         why = "\"keys\" is an array of arrays of parameter names";
         return false;
     }
-    if (members.size() == 1 && !json_is_true(json_object_get(members[0]->attrs, "unique"))) {
-        members[0]->attrs.reset(json_copy(members[0]->attrs));
-        json_object_set_new(members[0]->attrs, "unique", json_true());
+    Schema* first = key.members[0];
+    if (key.members.size() == 1 && !json_is_true(json_object_get(first->attrs, "unique"))) {
+        first->attrs.reset(json_copy(first->attrs));
+        json_object_set_new(first->attrs, "unique", json_true());
     }
-    object->keys.push_back(std::move(members));
+    object->keys.push_back(std::move(key));
     return true;
 }
 
-void build_object_end(Schema* object) {
+bool build_object_end(Schema* object, std::string& why) {
     ties_make(object);
-    if (object->multi) ties_look_up(object);
+    if (!object->multi) return true;
+    if (!object->enable_name.empty()) {
+        object->enable = schema_child(object, object->enable_name);
+        if (!object->enable || object->enable->kind != Schema::PARAMETER) {
+            why = "\"enable\" names no parameter: " + object->enable_name;
+            return false;
+        }
+    }
+    ties_look_up(object);
+    return true;
 }
 
 bool build_end(Model& model, std::string& error) {
@@ -189,9 +279,10 @@ bool build_end(Model& model, std::string& error) {
     EndVisitor visitor{model, error};
     walk_all<Walk::SCHEMA>(visitor, place_of_schema(&model.root));
     if (!error.empty()) return false;
-    model.max_attrs.reset(pseudo_attrs(READ_ONLY, "user/-"));
-    model.order_attrs.reset(pseudo_attrs(READ_ONLY, "user/-"));
-    model.index_attrs.reset(pseudo_attrs(READ_WRITE, "user/admin"));
+    model.max_attrs = pseudo_attrs(false);
+    model.order_attrs = pseudo_attrs(false);
+    model.index_attrs = pseudo_attrs(true);
+    model.texts.settle();
     model.top = node_new(&model.root, nullptr, false);
     return true;
 }

@@ -76,7 +76,7 @@ void argument_take(const Call& call, const char* key, json_t* value) {
     if (json_object_get(call.given, spelling.c_str()))
         return refuse(call.data, key, FAULT_INVALID_ARGUMENTS, "is named twice");
     if (!value || json_is_null(value)) return;
-    int code = value_check(call.model, argument, call.owner, value, why);
+    int code = value_check(call.model, argument, call.owner, value, why, true);
     if (code) return refuse(call.data, key, code, why);
     json_object_set_new(call.given, spelling.c_str(), value_normal(argument, value));
 }

@@ -9,13 +9,21 @@
 
 namespace obxd {
 
+/// The member of an object that holds its events.
+constexpr char MODEL_EVENTS[] = "#events";
+
 /// A member that is a text, or null.
 const char* member_text(const json_t* given, const char* key);
 bool member_flag(const json_t* given, const char* key);
+/// A status by its word; null is the current one. False for no such word.
+bool status_parse(const char* text, Status& status);
 /// Whether all members are known and have the right types. False with `why`.
 bool members_check(json_t* given, std::string& why);
-/// What the members say, the attributes of the wire left out; and those, as a new object.
-Facts members_facts(json_t* given);
+/// What the members say of the node, texts kept in the model's; the attributes of the wire are left out.
+Facts members_facts(Model& model, json_t* given);
+/// Those of the wire that say nothing of values, as a new object.
 JsonRef members_attrs(json_t* given);
+/// The members without those that only this node has (its description, ...): what equal parameters share.
+JsonRef members_shared(json_t* given);
 
 }  // namespace obxd

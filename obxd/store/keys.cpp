@@ -25,7 +25,7 @@ struct KeysVisitor {
         for (size_t key = 0; key < place.schema->keys.size() && error.empty(); key++) table(place.node, key);
     }
     void table(Node* node, size_t key) const {
-        const std::vector<Schema*>& members = node->schema->keys[key];
+        const std::vector<Schema*>& members = node->schema->keys[key].members;
         members_refresh(node, members);
         for (auto& instance : node->instances) {
             const Node* clash = lookup_rival(instance.get(), key);
@@ -40,7 +40,7 @@ struct KeysVisitor {
 }  // namespace
 
 Node* key_rival(Node* instance, size_t key) {
-    members_refresh(instance->parent, instance->schema->lookups[key]);
+    members_refresh(instance->parent, instance->schema->lookups[key].members);
     return lookup_rival(instance, key);
 }
 

@@ -1,8 +1,93 @@
 #include "limits.hpp"
 
 #include <algorithm>
+#include <charconv>
 
 namespace obxd {
+namespace {
+
+void number_add(std::string& text, double number) {
+    char digits[40];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+void number_add(std::string& text, json_int_t number) {
+    text += std::to_string(number);
+}
+
+template <typename Number>
+std::string range_text(const Range<Number>& range) {
+    std::string text;
+    if (range.has_min && range.has_max && range.min == range.max) {
+        number_add(text, range.min);
+        return text;
+    }
+    if (!range.has_max && range.has_min) text = "at least ";
+    if (!range.has_min && range.has_max) text = "at most ";
+    if (range.has_min) number_add(text, range.min);
+    if (range.has_min && range.has_max) text += " to ";
+    if (range.has_max) number_add(text, range.max);
+    if (range.step == 0 || range.step == 1) return text;
+    text += text.empty() ? "a multiple of " : " in steps of ";
+    number_add(text, range.step);
+    return text;
+}
+
+void or_add(std::string& text, const std::string& more) {
+    if (!text.empty()) text += " or ";
+    text += more;
+}
+
+/// Adds a value to a key, so that no two lists of values give the same text.
+template <typename Value>
+void key_add(std::string& key, const Value& value) {
+    if constexpr (std::is_convertible_v<Value, std::string_view>) {
+        std::string_view text(value);
+        key += std::to_string(text.size()) + ':';
+        key += text;
+    } else if constexpr (std::is_enum_v<Value>) {
+        key += std::to_string(static_cast<int>(value)) + ' ';
+    } else {
+        key += std::to_string(value) + ' ';
+    }
+}
+
+template <typename Number>
+void ranges_key(std::string& key, const std::vector<Range<Number>>& ranges) {
+    key += 'r';
+    for (const auto& range : ranges) {
+        key += range.has_min ? '[' : '(';
+        number_add(key, range.min);
+        key += range.has_max ? ']' : ')';
+        number_add(key, range.max);
+        key += '/';
+        number_add(key, range.step);
+    }
+}
+
+void sizes_key(std::string& key, const std::vector<Size>& sizes) {
+    key += 's';
+    for (const Size& size : sizes) key_add(key, size.min), key_add(key, size.max);
+}
+
+void choices_key(std::string& key, const std::vector<Choice>& choices) {
+    key += 'c';
+    for (const Choice& choice : choices) {
+        CharsRef dump(json_dumps(choice.value, JSON_ENCODE_ANY | JSON_COMPACT));
+        key_add(key, dump ? dump.get() : "");
+        key_add(key, choice.description ? choice.description : "");
+        key_add(key, choice.status);
+        key += choice.read_only ? 'o' : 'w';
+        key += choice.optional ? '?' : '!';
+    }
+}
+
+std::string choice_text(const Choice& choice) {
+    if (json_is_string(choice.value)) return json_string_value(choice.value);
+    CharsRef dump(json_dumps(choice.value, JSON_ENCODE_ANY));
+    return dump ? dump.get() : "";
+}
+
+}  // namespace
 
 int limits_type(const Limits& limits) {
     return limits.list ? static_cast<int>(OX_TR_LIST) : limits.type;
@@ -23,59 +108,111 @@ const char* type_text(int type) {
     return type == OX_TR_JSON ? "a JSON object or array" : "a string";
 }
 
-bool choices_hold(const Limits& limits, const json_t* value) {
-    for (size_t i = 0; i < json_array_size(limits.choices); i++)
-        if (json_equal(json_array_get(limits.choices, i), value)) return true;
-    return false;
+uint8_t type_family(std::string_view name) {
+    if (name == "IPv4Address" || name == "IPv4Prefix") return 4;
+    return name == "IPv6Address" || name == "IPv6Prefix" ? 6 : 0;
 }
 
-std::string choices_text(const Limits& limits) {
+bool limits_finish(Limits& limits, std::string& why) {
+    for (Pattern& pattern : limits.patterns) {
+        std::string wrong;
+        pattern.program = expression_compile(pattern.text, pattern.syntax, wrong);
+        if (pattern.program) continue;
+        why = "bad regex \"" + pattern.text + "\": it " + wrong;
+        return false;
+    }
+    return true;
+}
+
+std::string limits_key(const Limits& limits) {
+    std::string key = std::to_string(limits.type) + (limits.list ? "l" : "v");
+    key_add(key, limits.family);
+    ranges_key(key, limits.ranges);
+    ranges_key(key, limits.decimal_ranges);
+    sizes_key(key, limits.sizes);
+    key += 'p';
+    for (const Pattern& pattern : limits.patterns) key_add(key, pattern.text), key_add(key, pattern.syntax);
+    choices_key(key, limits.choices);
+    key_add(key, limits.from);
+    key += limits.null_value ? 'n' : '-';
+    key_add(key, limits.null_value.value_or(""));
+    sizes_key(key, {limits.items});
+    sizes_key(key, limits.list_sizes);
+    key_add(key, limits.brackets);
+    key += 't';
+    for (const std::string& target : limits.targets) key_add(key, target);
+    key_add(key, limits.target_type);
+    key_add(key, limits.target_data_type);
+    key += limits.weak ? 'w' : 's';
+    CharsRef taken(limits.taken ? json_dumps(limits.taken, JSON_ENCODE_ANY | JSON_COMPACT) : nullptr);
+    key_add(key, taken ? taken.get() : "");
+    return limits.inner ? key + '(' + limits_key(*limits.inner) + ')' : key;
+}
+
+bool choices_hold(const Limits& limits, const json_t* value) {
+    return std::any_of(limits.choices.begin(), limits.choices.end(),
+                       [value](const Choice& choice) { return json_equal(choice.value, value) != 0; });
+}
+
+bool choice_offered(const Choice& choice) {
+    return !choice.read_only && choice.status != Status::OBSOLETED && choice.status != Status::DELETED;
+}
+
+std::string choices_text(const Limits& limits, bool settable) {
+    std::vector<const Choice*> shown;
+    for (const Choice& choice : limits.choices)
+        if (!settable || choice_offered(choice)) shown.push_back(&choice);
     std::string text;
-    size_t count = json_array_size(limits.choices);
-    for (size_t i = 0; i < count; i++) {
-        if (i == 12 && count > 14) return text + ", ...";
+    for (size_t i = 0; i < shown.size(); i++) {
+        if (i == 12 && shown.size() > 14) return text + ", ...";
         if (i) text += ", ";
-        const json_t* choice = json_array_get(limits.choices, i);
-        CharsRef dump(json_is_string(choice) ? nullptr : json_dumps(choice, JSON_ENCODE_ANY));
-        text += dump ? dump.get() : json_string_value(choice);
+        text += choice_text(*shown[i]);
     }
     return text;
 }
 
-Span integer_span(const Limits& limits) {
-    Span span{limits.has_min ? limits.min : INT64_MIN, limits.has_max ? limits.max : INT64_MAX,
-              limits.has_min, limits.has_max};
-    auto narrow = [&](json_int_t type_low, json_int_t type_high) {
-        span.low = std::max(span.low, type_low);
-        span.high = std::min(span.high, type_high);
-        span.has_low = true;
-        span.has_high |= type_high != INT64_MAX;
-    };
-    if (limits.type == OX_TR_INT)
-        narrow(INT32_MIN, INT32_MAX);
-    else if (limits.type == OX_TR_UNSIGNED_INT)
-        narrow(0, UINT32_MAX);
-    else if (limits.type == OX_TR_UNSIGNED_LONG)
-        narrow(0, INT64_MAX);
-    return span;
+IntegerRange type_range(int type) {
+    if (type == OX_TR_INT) return {INT32_MIN, INT32_MAX, true, true};
+    if (type == OX_TR_UNSIGNED_INT) return {0, UINT32_MAX, true, true};
+    return {0, 0, type == OX_TR_UNSIGNED_LONG, false};
 }
 
-std::string span_text(const Span& span) {
-    if (!span.has_low) return "at most " + std::to_string(span.high);
-    if (!span.has_high) return "at least " + std::to_string(span.low);
-    if (span.low == span.high) return std::to_string(span.low);
-    return std::to_string(span.low) + " to " + std::to_string(span.high);
+IntegerRange range_narrow(const IntegerRange& range, const IntegerRange& by) {
+    IntegerRange narrow = range;
+    if (by.has_min && (!range.has_min || range.min < by.min)) narrow.min = by.min;
+    if (by.has_max && (!range.has_max || range.max > by.max)) narrow.max = by.max;
+    narrow.has_min |= by.has_min;
+    narrow.has_max |= by.has_max;
+    return narrow;
 }
 
-bool regex_compile(const char* pattern, RegexRef& regex) {
-    auto* compiled = new regex_t;
-    std::string anchored = std::string("^(") + pattern + ")$";
-    if (regcomp(compiled, anchored.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
-        delete compiled;  // nothing was made that regfree could release
-        return false;
+std::string ranges_text(const Limits& limits, bool closed) {
+    std::string text;
+    if (limits.type == OX_TR_DECIMAL) {
+        for (const DecimalRange& range : limits.decimal_ranges) or_add(text, range_text(range));
+        return text;
     }
-    regex.reset(compiled);
-    return true;
+    IntegerRange own = type_range(limits.type);
+    if (closed) own = range_narrow({INT64_MIN, INT64_MAX, true, true}, own);
+    for (const IntegerRange& range : limits.ranges) {
+        IntegerRange narrow = range_narrow(range, own);
+        if (!narrow.has_max || !narrow.has_min || narrow.min <= narrow.max) or_add(text, range_text(narrow));
+    }
+    return text.empty() ? range_text(own) : text;
+}
+
+std::string sizes_text(const std::vector<Size>& sizes) {
+    std::string text;
+    for (const Size& size : sizes)
+        or_add(text,
+               range_text(IntegerRange{size.min, size.max, size.min > 0 || size.max == 0, size.max >= 0}));
+    return text;
+}
+
+bool size_fits(const std::vector<Size>& sizes, json_int_t size) {
+    return sizes.empty() || std::any_of(sizes.begin(), sizes.end(), [size](const Size& one) {
+               return size >= one.min && (one.max < 0 || size <= one.max);
+           });
 }
 
 std::vector<std::string> targets_split(std::string_view text) {

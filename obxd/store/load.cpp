@@ -18,7 +18,7 @@ bool model_load(Model& model, const std::string& file, std::string& error) {
     std::string why;
     json_t* values = json_object_get(json, "values");
     model.pristine.reset(values ? json_incref(values) : json_object());
-    if (!schema_load_json(&model.root, json, why) || !build_end(model, why) ||
+    if (!schema_load_json(model, json, why) || !build_end(model, why) ||
         !tree_check(model, model.pristine, why)) {
         error = file + ": " + why;
         return false;

@@ -5,12 +5,12 @@
 
 #include <string>
 
-#include "store/schema.hpp"
+#include "store/model.hpp"
 
 namespace obxd {
 
-/// Reads the "types" and "schema" members of a model file into `root` (whose children are the top's).
-/// False with `error` naming the path that is wrong.
-bool schema_load_json(Schema* root, const json_t* model, std::string& error);
+/// Reads the "types" and "schema" members of a model file into the model's root (whose children are the
+/// top's). False with `error` naming the path that is wrong.
+bool schema_load_json(Model& model, const json_t* file, std::string& error);
 
 }  // namespace obxd

@@ -6,8 +6,6 @@
 namespace obxd {
 namespace {
 
-using Members = std::vector<Schema*>;
-
 uint64_t text_hash(std::string_view text) {
     return std::hash<std::string_view>()(text);
 }
@@ -23,11 +21,14 @@ uint64_t hash_join(uint64_t hash, const json_t* value) {
     return (hash ^ value_hash(value)) * 0x9e3779b97f4a7c15;
 }
 
-/// False while all values are at their defaults, as those of a new instance are.
-bool members_hash(const Node* instance, const Members& members, uint64_t& hash) {
+/// False where the key binds the instance not: it is not enabled, or all values are at their defaults, as
+/// those of a new instance are.
+bool members_hash(const Node* instance, const Key& key, uint64_t& hash) {
     hash = 0;
+    const Schema* enable = instance->schema->enable;
+    if (key.functional && enable && !json_is_true(instance->values[enable->slot])) return false;
     bool touched = false;
-    for (const Schema* member : members) {
+    for (const Schema* member : key.members) {
         const json_t* value = instance->values[member->slot];
         touched |= !json_equal(value, member->initial);
         hash = hash_join(hash, value);
@@ -35,8 +36,8 @@ bool members_hash(const Node* instance, const Members& members, uint64_t& hash) 
     return touched;
 }
 
-bool members_equal(const Node* one, const Node* other, const Members& members) {
-    return std::all_of(members.begin(), members.end(), [&](const Schema* member) {
+bool members_equal(const Node* one, const Node* other, const Key& key) {
+    return std::all_of(key.members.begin(), key.members.end(), [&](const Schema* member) {
         return json_equal(one->values[member->slot], other->values[member->slot]) != 0;
     });
 }
@@ -70,14 +71,14 @@ void lookups_enter(Node* instance, const Schema* parameter) {
 }
 
 Node* lookup_rival(const Node* instance, size_t at) {
-    const Members& members = instance->schema->lookups[at];
+    const Key& key = instance->schema->lookups[at];
     uint64_t hash = 0;
-    if (!members_hash(instance, members, hash)) return nullptr;
+    if (!members_hash(instance, key, hash)) return nullptr;
     const Node* table = instance->parent;
     const Lookup& lookup = table->lookups[at];
     for (auto row = lookup.lower_bound({hash, 0}); row != lookup.end() && row->first == hash; ++row) {
         Node* other = row->second == instance->number ? nullptr : instance_find(table, row->second);
-        if (other && members_equal(instance, other, members)) return other;
+        if (other && members_equal(instance, other, key)) return other;
     }
     return nullptr;
 }

@@ -36,40 +36,54 @@ struct Hook {
     std::function<void(const std::string&, json_t*)> run;
 };
 
+/// What instances are told apart, or found, by.
+struct Key {
+    std::vector<struct Schema*> members;
+    bool functional = false;  ///< binds enabled instances only
+    bool operator==(const Key&) const = default;
+};
+
 struct Schema {
-    enum Kind : uint8_t { OBJECT, METHOD, PARAMETER };
+    enum Kind : uint8_t { OBJECT, METHOD, PARAMETER, EVENT };
     Kind kind = OBJECT;
     bool multi = false, ordered = false;
-    bool argument = false;  ///< below a method: there are no instances, any number stands for the template
-    bool writable = false;  ///< a parameter that can be set, a multi-instance object that can grow
+    bool argument = false;    ///< below a method: there are no instances, any number stands for the template
+    bool writable = false;    ///< a parameter that can be set, a multi-instance object that can grow
+    bool write_once = false;  ///< settable as long as it holds its initial value
     bool hidden = false, mandatory = false, runtime = false, mirrors_order = false;
+    Status status = Status::CURRENT;
     uint8_t read_rank = RANK_USER, write_rank = RANK_ADMIN;
     uint32_t slot = 0;  ///< index among the parent's parameters or objects
-    uint32_t max_count = UINT32_MAX;
+    uint32_t min_count = 0, max_count = UINT32_MAX;
     std::string name;
     Schema* parent = nullptr;
-    JsonRef attrs;       ///< as on the wire; of a multi-instance object itself
-    JsonRef item_attrs;  ///< of an instance, or of its template
-    JsonRef initial;     ///< the value of a parameter that was given none; never null for parameters
+    const char *description = nullptr, *since = nullptr,
+               *units = nullptr;  ///< texts of the model; null: none
+    JsonRef attrs;                ///< as on the wire; of a multi-instance object itself
+    JsonRef item_attrs;           ///< of an instance, or of its template
+    JsonRef initial;              ///< the value of a parameter that was given none; never null for parameters
     bool has_default = false;
     std::shared_ptr<const Limits> limits;  ///< of a parameter; never null there
     std::vector<Relation> relations;
-    Schema* counts = nullptr;  ///< the sibling object whose instances this parameter counts
-    Schema* status = nullptr;  ///< of an "Enable": the "Status" beside it, which follows it
-    JsonRef states[2];         ///< what that status is while this is false, and true
+    Schema* counts = nullptr;    ///< the sibling object whose instances this parameter counts
+    Schema* follower = nullptr;  ///< of an "Enable": the "Status" beside it, which follows it
+    JsonRef states[2];           ///< what that status is while this is false, and true
 
     std::vector<std::unique_ptr<Schema>> children;  ///< in the model's order
     std::vector<Schema*> parameters, objects;       ///< the children by slot
     std::unordered_map<std::string_view, Schema*> by_name;
-    std::vector<std::vector<Schema*>> keys;
+    std::vector<Key> keys;
     /// What instances are found by: the keys, and the alias where it is none of them.
-    std::vector<std::vector<Schema*>> lookups;
+    std::vector<Key> lookups;
+    Schema* enable = nullptr;            ///< the child that says whether functional keys bind an instance
     std::vector<uint32_t> looked_up_by;  ///< of a parameter: the lookups of its object that it is part of
     Schema* alias = nullptr;             ///< the child that gets a generated alias
     uint32_t alias_lookup = 0;
-    Schema* order_mirror = nullptr;  ///< the child that shows the instance's place
-    Schema* counter = nullptr;       ///< the parameter beside this object that counts its instances
-    std::unique_ptr<Schema> input;   ///< of a method with arguments
+    Schema* order_mirror = nullptr;         ///< the child that shows the instance's place
+    Schema* counter = nullptr;              ///< the parameter beside this object that counts its instances
+    std::string counter_name, enable_name;  ///< as the model says them, until they are there
+    std::unique_ptr<Schema> input, output;  ///< of a method with arguments
+    std::vector<std::unique_ptr<Schema>> events;  ///< of an object; their arguments are their children
 
     std::vector<Live> live;
     std::vector<Hook> hooks;

@@ -27,7 +27,7 @@ void status_tie(const Schema* schema) {
     for (const States& row : STATES) {
         JsonRef off(json_string(row.off)), on(json_string(row.on));
         if (!choices_hold(*status->limits, off) || !choices_hold(*status->limits, on)) continue;
-        enable->status = status;
+        enable->follower = status;
         enable->states[0] = std::move(off);
         enable->states[1] = std::move(on);
         return;
@@ -36,7 +36,7 @@ void status_tie(const Schema* schema) {
 
 /// The number of the lookup by that one parameter; a new one where there is none.
 uint32_t lookup_of(Schema* schema, Schema* parameter) {
-    std::vector<Schema*> wanted{parameter};
+    Key wanted{{parameter}};
     auto found = std::find(schema->lookups.begin(), schema->lookups.end(), wanted);
     uint32_t number = static_cast<uint32_t>(found - schema->lookups.begin());
     if (found == schema->lookups.end()) schema->lookups.push_back(wanted);
@@ -77,17 +77,22 @@ bool tie_counter(Schema* parameter, const std::string& counts) {
 void ties_look_up(Schema* object) {
     object->lookups = object->keys;
     if (object->alias) object->alias_lookup = lookup_of(object, object->alias);
+    auto note = [](Schema* member, uint32_t at) {
+        if (member->looked_up_by.empty() || member->looked_up_by.back() != at)
+            member->looked_up_by.push_back(at);
+    };
     for (uint32_t i = 0; i < object->lookups.size(); i++) {
-        for (Schema* member : object->lookups[i])
-            if (member->looked_up_by.empty() || member->looked_up_by.back() != i)
-                member->looked_up_by.push_back(i);
+        Key& lookup = object->lookups[i];
+        lookup.functional &= object->enable != nullptr;
+        for (Schema* member : lookup.members) note(member, i);
+        if (lookup.functional) note(object->enable, i);
     }
 }
 
 bool status_follow(Node* node, const Schema* enable) {
     json_t* wanted = enable->states[json_is_true(node->values[enable->slot]) ? 1 : 0];
-    if (!enable->status || json_equal(node->values[enable->status->slot], wanted)) return false;
-    slot_set(node, enable->status, json_incref(wanted));
+    if (!enable->follower || json_equal(node->values[enable->follower->slot], wanted)) return false;
+    slot_set(node, enable->follower, json_incref(wanted));
     return true;
 }
 

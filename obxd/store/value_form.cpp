@@ -14,9 +14,7 @@ namespace {
 
 /// What an integer written as text is told that JSON has no room for.
 int integer_beyond(const Limits& limits, std::string& why) {
-    Span span = integer_span(limits);
-    span.has_low = span.has_high = true;
-    why = "must be " + span_text(span);
+    why = "must be " + ranges_text(limits, true);
     return FAULT_INVALID_VALUE;
 }
 

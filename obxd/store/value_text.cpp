@@ -81,13 +81,18 @@ int address_version(std::string_view text) {
     return inet_pton(AF_INET6, address.c_str(), bytes) == 1 ? 6 : 0;
 }
 
+bool address(std::string_view text, int family) {
+    int version = address_version(text);
+    return version && (!family || version == family);
+}
+
 /// "ADDRESS/n", or "/n" alone for the length of a prefix of either version.
-bool prefix(std::string_view text) {
+bool prefix(std::string_view text, int family) {
     size_t slash = text.find('/');
     if (slash == std::string_view::npos) return false;
-    int version = slash == 0 ? 6 : address_version(text.substr(0, slash));
+    int version = slash == 0 ? (family ? family : 6) : address_version(text.substr(0, slash));
     std::string_view bits = text.substr(slash + 1);
-    if (!version || bits.empty() || bits.size() > 3) return false;
+    if (!version || (family && version != family) || bits.empty() || bits.size() > 3) return false;
     for (char c : bits)
         if (!isdigit(static_cast<unsigned char>(c))) return false;
     return number_at(bits, 0, 3) <= (version == 4 ? 32 : 128);
@@ -104,9 +109,26 @@ bool url(std::string_view text) {
     return true;
 }
 
+/// The items up to each comma that `comma` finds in the rest of the text.
+template <typename Comma>
+std::vector<std::string_view> items_of(std::string_view text, const Comma& comma) {
+    constexpr std::string_view BLANKS = " \t\r\n";
+    std::vector<std::string_view> items;
+    if (text.find_first_not_of(BLANKS) == std::string_view::npos) return items;
+    for (;;) {
+        size_t end = comma(text);
+        std::string_view item = text.substr(0, end);
+        item.remove_prefix(std::min(item.find_first_not_of(BLANKS), item.size()));
+        item.remove_suffix(item.size() - (item.find_last_not_of(BLANKS) + 1));
+        items.push_back(item);
+        if (end == std::string_view::npos) return items;
+        text.remove_prefix(end + 1);
+    }
+}
+
 }  // namespace
 
-const char* text_wrong(int type, std::string_view text) {
+const char* text_wrong(int type, std::string_view text, uint8_t family) {
     switch (type) {
         case OX_TR_DATE_TIME:
             return date_time(text) ? nullptr : "must be a date and time such as 2024-05-31T08:30:00Z";
@@ -123,9 +145,15 @@ const char* text_wrong(int type, std::string_view text) {
     if (text.empty()) return nullptr;
     switch (type) {
         case OX_TR_IP_ADDRESS:
-            return address_version(text) ? nullptr : "must be an IP address";
+            if (address(text, family)) return nullptr;
+            return family == 4   ? "must be an IPv4 address"
+                   : family == 6 ? "must be an IPv6 address"
+                                 : "must be an IP address";
         case OX_TR_IP_PREFIX:
-            return prefix(text) ? nullptr : "must be an IP prefix such as 192.0.2.0/24";
+            if (prefix(text, family)) return nullptr;
+            return family == 4   ? "must be an IPv4 prefix such as 192.0.2.0/24"
+                   : family == 6 ? "must be an IPv6 prefix such as 2001:db8::/32"
+                                 : "must be an IP prefix such as 192.0.2.0/24";
         case OX_TR_MAC_ADDRESS:
             return shaped(text, "xx:xx:xx:xx:xx:xx") ? nullptr
                                                      : "must be a MAC address such as 02:00:5e:10:00:01";
@@ -139,18 +167,18 @@ const char* text_wrong(int type, std::string_view text) {
 }
 
 std::vector<std::string_view> list_items(std::string_view text) {
-    constexpr std::string_view BLANKS = " \t\r\n";
-    std::vector<std::string_view> items;
-    if (text.find_first_not_of(BLANKS) == std::string_view::npos) return items;
-    for (;;) {
-        size_t comma = text.find(',');
-        std::string_view item = text.substr(0, comma);
-        item.remove_prefix(std::min(item.find_first_not_of(BLANKS), item.size()));
-        item.remove_suffix(item.size() - (item.find_last_not_of(BLANKS) + 1));
-        items.push_back(item);
-        if (comma == std::string_view::npos) return items;
-        text.remove_prefix(comma + 1);
-    }
+    return items_of(text, [](std::string_view rest) { return rest.find(','); });
+}
+
+std::vector<std::string_view> list_groups(std::string_view text) {
+    return items_of(text, [](std::string_view rest) {
+        int depth = 0;
+        for (size_t i = 0; i < rest.size(); i++) {
+            depth += (rest[i] == '[') - (rest[i] == ']');
+            if (rest[i] == ',' && depth <= 0) return i;
+        }
+        return std::string_view::npos;
+    });
 }
 
 size_t text_length(int type, std::string_view text) {

@@ -89,7 +89,7 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
         if (converted) value = converted;
     }
     int code = place.is_position() ? position_check(place, value, entry.position, why)
-                                   : value_check(setter.model, schema, place.node, value, why);
+                                   : value_check(setter.model, schema, place.node, value, why, true);
     if (code) return setter.refuse(name, code, why);
     entry.value.reset(entry.position ? json_incref(value) : value_normal(schema, value));
     setter.assignments.push_back(std::move(entry));
@@ -120,8 +120,9 @@ void keys_check(Setter& setter) {
             if (key >= node->schema->keys.size()) continue;
             const Node* rival = key_rival(node, key);
             if (!rival) continue;
-            setter.refuse(entry.path, FAULT_INVALID_VALUE,
-                          "has the same " + key_names(node->schema->keys[key]) + " as " + node_path(rival));
+            setter.refuse(
+                entry.path, FAULT_INVALID_VALUE,
+                "has the same " + key_names(node->schema->keys[key].members) + " as " + node_path(rival));
             break;
         }
     }
@@ -155,7 +156,7 @@ void commit(Setter& setter) {
         if (json_equal(node->values[schema->slot], entry.old)) continue;
         changed_add(changed, entry.path, node, schema);
         if (status_follow(node, schema))
-            changed_add(changed, node_path(node) + schema->status->name, node, schema->status);
+            changed_add(changed, node_path(node) + schema->follower->name, node, schema->follower);
     }
     for (Told& told : changed) {
         JsonRef shown(told.schema->hidden ? json_string("") : json_incref(told.value));

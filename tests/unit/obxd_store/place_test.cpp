@@ -14,6 +14,7 @@ namespace {
 
 struct PlaceTest : testing::Test {
     Model model;
+    Shapes shapes;
     std::string why;
 
     Schema* child(Schema* parent, const char* name) {
@@ -30,8 +31,7 @@ struct PlaceTest : testing::Test {
     }
     void parameter(Schema* parent, const char* name, Facts facts = {}) {
         Schema* schema = child(parent, name);
-        Shape shape = build_shape(schema, facts, "string", std::make_shared<Limits>());
-        EXPECT_TRUE(build_parameter(schema, facts, shape, why)) << why;
+        EXPECT_TRUE(build_parameter(schema, facts, "string", Limits(), shapes, why)) << why;
     }
 
     /// Device.{Name, Row.{i}.{Text, Cell.{i}.Text}, Run(#input.Text)}, rows 1 and 3, a cell 2 in row 3.
@@ -48,9 +48,9 @@ struct PlaceTest : testing::Test {
         auto input = build_arguments(run, "#input");
         EXPECT_TRUE(build_object(input.get(), {}, why));
         parameter(input.get(), "Text");
-        build_object_end(input.get());
+        EXPECT_TRUE(build_object_end(input.get(), why)) << why;
         build_input_end(run, std::move(input));
-        for (Schema* each : {cell, row, device, &model.root}) build_object_end(each);
+        for (Schema* each : {cell, row, device, &model.root}) EXPECT_TRUE(build_object_end(each, why)) << why;
         ASSERT_TRUE(build_end(model, why)) << why;
         Node* rows = model.top->objects[0]->objects[0].get();
         instance_new(rows, 1);
@@ -172,7 +172,7 @@ TEST_F(PlaceTest, TheBuilderRefuses) {
     for (const char* name : {"", "a.b", "a b", "#x", "*", "7", "max_instance", "Name"})
         EXPECT_FALSE(build_child(device, name, why)) << name;
     EXPECT_EQ(why, "\"Name\" stands twice");
-    EXPECT_FALSE(build_key(device, {"Row"}, why));
+    EXPECT_FALSE(build_key(device, {"Row"}, false, why));
     EXPECT_EQ(why, "\"keys\" names no parameter: Row");
     Facts facts;
     facts.ordered = true;

@@ -58,7 +58,7 @@ TEST_F(StoreTest, EachTypeChecksItsValues) {
         {"Address", "'192.0.2.256'", 9007, "must be an IP address"},
         {"Address", "'192.0.2.1 '", 9007, "must be an IP address"},
         {"Address4", "'192.0.2.1'", 0, ""},
-        {"Address4", "'::1'", 9007, "does not match the pattern"},
+        {"Address4", "'::1'", 9007, "must be an IPv4 address"},
         {"Prefix", "'192.0.2.0/24'", 0, ""},
         {"Prefix", "'2001:db8::/128'", 0, ""},
         {"Prefix", "'192.0.2.0/33'", 9007, "must be an IP prefix such as 192.0.2.0/24"},
