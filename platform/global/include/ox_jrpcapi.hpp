@@ -71,6 +71,20 @@ inline int ox_jrpcapi_exec_retry(ox_jrpcapi* api, ox_jrpcmsg* message) {
     ox_jrpcmsg_set_result_new(message, nullptr);
     return ox_jrpcapi_exec(api, message);
 }
+/// Sends a request and comes back at once, on a connection that is there and has none such underway. The
+/// response ends up in the message when it is read: by whatever takes in what arrives, another exchange among
+/// them. The message must live until then. Returns 0, or the negative socket error: nothing is underway then.
+int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// Whether the response to this message is still to come. If not, the message has it, or the failure.
+bool ox_jrpcapi_is_underway(const ox_jrpcapi* api, const ox_jrpcmsg* message);
+/// Waits for it; what follows is as with ox_jrpcapi_exec. It stays underway when the wait is left by a jump
+/// or by the time-out.
+int ox_jrpcapi_finish(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// Nobody wants it any more: the response is dropped when it comes, and the message is the caller's.
+void ox_jrpcapi_abandon(ox_jrpcapi* api, const ox_jrpcmsg* message);
+/// Whether bytes of it wait for the socket to take them, and another try to send them.
+bool ox_jrpcapi_has_unsent(const ox_jrpcapi* api);
+void ox_jrpcapi_send_more(ox_jrpcapi* api);
 /// Sends a message that expects no reply. Returns 0, or the negative socket error.
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message);
 /// Takes one message that is no response, without waiting: a new message, or null with socket error -8 or -13

@@ -6,11 +6,14 @@
 #include "ox_jrpcapi.hpp"
 #include "socket.hpp"
 
-/// Bytes to be sent: what is left of a message that was begun, then the message of this exchange.
+/// Bytes to be sent: what is left of a message that was begun, the request that nobody waits for, then the
+/// message of this exchange.
 struct OutBuffer {
     ox_array<char> bytes;
     size_t sent;         ///< bytes that are out
     size_t message_end;  ///< end of the message that `sent` lies in
+    size_t kept_end;     ///< end of what no later exchange may drop
+    size_t blocked;      ///< bytes of the write that would have blocked; an encrypted one must be repeated
 };
 
 /// A wait may be left by a jump, so the record is in order before each: a message that is half sent stays in
@@ -32,6 +35,7 @@ struct ox_jrpcapi {
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection
     json_int_t last_id;
+    ox_jrpcmsg* underway;  ///< the request whose response nobody waits for, borrowed, or null
     json_t* unanswered;  ///< ids of requests that may still be answered, or null; cleared with the connection
     ox_array<uint32_t> groups;  ///< joined on this connection
     bool groups_lost;           ///< it was closed since, and nobody was told

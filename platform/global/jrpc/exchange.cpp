@@ -6,17 +6,27 @@
 #include "hub.hpp"
 #include "ox_jrpccmd.hpp"
 #include "stream.hpp"
+#include "underway.hpp"
 #include "wait.hpp"
 
 namespace {
 
 enum { REQUEST_DENIED = 9001 };
 
-/// Waits for the response with this id; what else arrives on the way goes where it belongs. Without a
-/// time-out of the connection, each message that arrives, and each blank between messages, gives the daemon
-/// time anew.
+/// Responses come in order, so the time that the one underway takes is not that of the requests behind it:
+/// its end, and while it is a long one its bytes, give them their time anew.
+bool underway_moves(const ox_jrpcapi* api, bool* ahead, bool partial) {
+    bool was_ahead = *ahead;
+    *ahead = api->underway != nullptr;
+    return was_ahead && (!*ahead || (partial && api->in.dropped > 0));
+}
+
+/// Waits for the response with this id, or (null) for the end of the request underway; what else arrives on
+/// the way goes where it belongs. Without a time-out of the connection, each message that arrives, and each
+/// blank between messages, gives the daemon time anew.
 json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
     bool patient = api->timeout_ms < 0;
+    bool ahead = api->underway != nullptr;
     api->heard = patient;
     api->babbled = false;
     bool filled = true;
@@ -31,7 +41,9 @@ json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
         }
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return nullptr;
         hub_signal();
-        if (patient && (api->heard || (filled && rc == OX_SOCKET_EEMPTY && !api->babbled))) {
+        if (!id && !api->underway) return nullptr;
+        bool heard = patient && (api->heard || (filled && rc == OX_SOCKET_EEMPTY && !api->babbled));
+        if (underway_moves(api, &ahead, rc == OX_SOCKET_EPARTIAL) || heard) {
             deadline = deadline_of_exchange(api->timeout_ms);
             api->heard = false;
         } else if (late) {
@@ -83,6 +95,7 @@ int exchange(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     if (rc != OX_SOCKET_OK) return rc;
     json_t* response = await_response(api, id, deadline);
     if (!response) return api->error;
+    underway_fail(api, OX_SOCKET_ETIMEOUT);  // it was sent before this one: its response will not come
     ox_jrpcmsg_take_response(message, response);
     json_decref(response);
     if (carries_token(api, message) && message->error_code != REQUEST_DENIED) api->logged_in = false;
@@ -138,4 +151,25 @@ int exchange_run(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     leave_unanswered(api, message);
     int rc = exchange_connect(api, deadline);
     return rc == OX_SOCKET_OK ? exchange(api, message, deadline) : rc;
+}
+
+int exchange_begin(ox_jrpcapi* api, ox_jrpcmsg* message) {
+    if (!api->socket.connected || api->restore_pending) return OX_SOCKET_ECLOSED;
+    ox_jrpcmsg_set_result_new(message, nullptr);
+    number(api, message);
+    int rc = stream_add(api, message);
+    if (rc != OX_SOCKET_OK) return rc;
+    api->out.kept_end = api->out.bytes.size;
+    connection_note_unanswered(api, json_object_get(message->json, "id"));
+    api->underway = message;
+    rc = stream_push(api);
+    return rc == OX_SOCKET_EEMPTY ? static_cast<int>(OX_SOCKET_OK) : rc;
+}
+
+int exchange_finish(ox_jrpcapi* api, long long deadline) {
+    int rc = stream_flush(api, deadline);
+    if (rc != OX_SOCKET_OK || !api->underway) return rc;
+    api->error = OX_SOCKET_OK;
+    await_response(api, nullptr, deadline);
+    return api->error;
 }

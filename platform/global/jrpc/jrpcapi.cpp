@@ -105,6 +105,42 @@ int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
     return rc;
 }
 
+int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message) {
+    if (!message) return OX_SOCKET_ENOMEM;
+    int rc = api->underway ? static_cast<int>(OX_SOCKET_EEMPTY) : exchange_begin(api, message);
+    hub_signal();
+    return rc;
+}
+
+bool ox_jrpcapi_is_underway(const ox_jrpcapi* api, const ox_jrpcmsg* message) {
+    return message && api->underway == message;
+}
+
+int ox_jrpcapi_finish(ox_jrpcapi* api, ox_jrpcmsg* message) {
+    int rc = OX_SOCKET_OK;
+    if (ox_jrpcapi_is_underway(api, message)) {
+        patience_begin(json_string_value(json_object_get(message->json, "method")));
+        rc = exchange_finish(api, deadline_of_exchange(api->timeout_ms));
+        patience_end();
+        hub_signal();
+    }
+    return rc;
+}
+
+void ox_jrpcapi_abandon(ox_jrpcapi* api, const ox_jrpcmsg* message) {
+    if (!ox_jrpcapi_is_underway(api, message)) return;
+    api->underway = nullptr;
+    api->out.kept_end = 0;
+}
+
+bool ox_jrpcapi_has_unsent(const ox_jrpcapi* api) {
+    return api->underway && api->out.sent < api->out.bytes.size;
+}
+
+void ox_jrpcapi_send_more(ox_jrpcapi* api) {
+    if (ox_jrpcapi_has_unsent(api)) stream_push(api);
+}
+
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message) {
     if (!message) return api->error = OX_SOCKET_ENOMEM;
     long long deadline = deadline_of_exchange(api->timeout_ms);

@@ -15,7 +15,7 @@
 
 namespace {
 
-enum { SWEEP_MS = 100 };
+enum { SWEEP_MS = 100, SLICE_MS = 2 };
 
 bool printing = false;
 
@@ -99,16 +99,18 @@ int take_read(ox_jrpcapi* api) {
     return rc;
 }
 
-/// Takes in all that has arrived on a connection, or SWEEP_MS's worth of what does not end.
+/// Takes in all that has arrived on a connection, or SWEEP_MS's worth of what does not end. Keys may wait for
+/// their turn while the answer that nobody waits for comes in, and it may be long: a slice of it.
 int drain(ox_jrpcapi* api) {
+    int most_ms = api->underway ? SLICE_MS : SWEEP_MS;
     long long end = 0;
     for (;;) {
         int rc = take_read(api);
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return rc;
         rc = stream_fill(api);
         if (rc != OX_SOCKET_OK) return rc;
-        if (end == 0) end = deadline_after(SWEEP_MS);
-        if (deadline_passed(end)) return OX_SOCKET_EEMPTY;
+        if (end == 0) end = deadline_after(most_ms);
+        if (deadline_passed(end)) return take_read(api);
     }
 }
 

@@ -6,11 +6,14 @@
 #include "hub.hpp"
 #include "jrpcevents.hpp"
 #include "socket_error.hpp"
+#include "underway.hpp"
 #include "wait.hpp"
 
 namespace {
 
 enum { READ_ROOM = 2048, KEPT_CAPACITY = 64 << 10 };
+/// At once: what is read is parsed before anything else is served.
+constexpr size_t READ_MAX = 16 << 10;
 
 int dump_to_out(const char* text, size_t size, void* context) {
     return static_cast<OutBuffer*>(context)->bytes.append(text, size) ? 0 : -1;
@@ -20,12 +23,10 @@ int dump_to_out(const char* text, size_t size, void* context) {
 /// would have blocked, so there what is in the buffer stays.
 void drop_abandoned(ox_jrpcapi* api) {
     OutBuffer* out = &api->out;
-    if (out->sent > 0 || api->socket.tls) {
-        if (out->bytes.size > out->message_end && !api->socket.tls) out->bytes.size = out->message_end;
-        return;
-    }
-    out->bytes.size = 0;
-    out->message_end = 0;
+    if (api->socket.tls) return;
+    size_t begun = out->sent > 0 ? out->message_end : 0;
+    out->bytes.size = begun > out->kept_end ? begun : out->kept_end;
+    if (out->sent == 0) out->message_end = out->kept_end;
 }
 
 /// The connection's token goes into the text that is sent, never into the message itself.
@@ -61,29 +62,37 @@ int stream_add(ox_jrpcapi* api, const ox_jrpcmsg* message) {
     return socket_failure(OX_SOCKET_EPROTO, "The message cannot be sent: too long or no text");
 }
 
-int stream_flush(ox_jrpcapi* api, long long deadline) {
+int stream_push(ox_jrpcapi* api) {
     OutBuffer* out = &api->out;
-    for (bool late = false; out->sent < out->bytes.size;) {
-        ssize_t count = socket_write(&api->socket, out->bytes.data + out->sent, out->bytes.size - out->sent);
-        if (count > 0) {
-            out->sent += static_cast<size_t>(count);
-            if (out->sent > out->message_end) out->message_end = out->bytes.size;
-            continue;
-        }
-        if (count < 0 && count != OX_SOCKET_EEMPTY) return stream_fail(api, static_cast<int>(count));
+    while (out->sent < out->bytes.size) {
+        size_t size = out->blocked > 0 ? out->blocked : out->bytes.size - out->sent;
+        ssize_t count = socket_write(&api->socket, out->bytes.data + out->sent, size);
+        out->blocked = count == OX_SOCKET_EEMPTY && api->socket.tls ? size : 0;
+        if (count == 0 || count == OX_SOCKET_EEMPTY) return OX_SOCKET_EEMPTY;
+        if (count < 0) return stream_fail(api, static_cast<int>(count));
+        out->sent += static_cast<size_t>(count);
+        if (out->sent <= out->message_end) continue;
+        out->message_end = out->sent <= out->kept_end ? out->kept_end : out->bytes.size;
+    }
+    out->bytes.size = out->sent = out->message_end = out->kept_end = 0;
+    if (out->bytes.capacity > KEPT_CAPACITY) out->bytes.clear();
+    return OX_SOCKET_OK;
+}
+
+int stream_flush(ox_jrpcapi* api, long long deadline) {
+    for (bool late = false;;) {
+        int rc = stream_push(api);
+        if (rc != OX_SOCKET_EEMPTY) return rc;
         // A peer that writes before it reads must not block both sides.
         bool may_read = api->in.bytes.size < FRAME_MESSAGE_MAX;
         if (late) return api->error = OX_SOCKET_ETIMEOUT;
         late = deadline_passed(deadline);
-        int rc = wait_exchange(api, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
+        rc = wait_exchange(api, static_cast<short>(may_read ? POLLOUT | POLLIN : POLLOUT), deadline);
         if (rc != OX_SOCKET_OK) return api->error = rc;
         if (!may_read) continue;
         rc = stream_fill(api);
         if (rc != OX_SOCKET_OK && rc != OX_SOCKET_EEMPTY) return rc;
     }
-    out->bytes.size = out->sent = out->message_end = 0;
-    if (out->bytes.capacity > KEPT_CAPACITY) out->bytes.clear();
-    return OX_SOCKET_OK;
 }
 
 int stream_fail(ox_jrpcapi* api, int error) {
@@ -94,6 +103,7 @@ int stream_fail(ox_jrpcapi* api, int error) {
     api->out = OutBuffer{};
     json_decref(api->unanswered);
     api->unanswered = nullptr;
+    underway_fail(api, error);
     return api->error = error;
 }
 
@@ -101,7 +111,7 @@ int stream_fill(ox_jrpcapi* api) {
     size_t room = 0;
     char* place = frame_room(&api->in, READ_ROOM, &room);
     if (!place) return stream_fail(api, OX_SOCKET_ENOMEM);
-    ssize_t count = socket_read(&api->socket, place, room);
+    ssize_t count = socket_read(&api->socket, place, room < READ_MAX ? room : READ_MAX);
     if (count > 0) {
         frame_added(&api->in, static_cast<size_t>(count));
         return OX_SOCKET_OK;
@@ -139,9 +149,11 @@ json_t* stream_take(ox_jrpcapi* api, int* error, bool keep_events) {
         (kind == 0 ? api->babbled : api->heard) = true;
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
         if (deliver) events_deliver(json, text, size);
-        if (kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR) connection_note_answered(api, json);
+        bool response = kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR;
+        if (response) connection_note_answered(api, json);
         frame_consume(&api->in);
-        if (kind != 0 && !deliver) return json;
+        bool taken = deliver || (response && underway_take(api, json));
+        if (kind != 0 && !taken) return json;
         json_decref(json);
     }
 }

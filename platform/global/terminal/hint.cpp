@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "editor.hpp"
+#include "ox_hint.hpp"
 #include "ox_str.hpp"
 #include "typed.hpp"
 #include "width.hpp"
@@ -19,6 +20,7 @@ struct Hint {
     char* text;     // whole, as the callback gave it; null for none
     ox_str drawn;   // the part that is on the screen
     size_t column;  // where that starts
+    bool stale;     // the callback may give another one by now
 } hint;
 
 const size_t no_state = RL_STATE_ISEARCH | RL_STATE_NSEARCH | RL_STATE_VIMOTION | RL_STATE_NUMERICARG |
@@ -51,6 +53,7 @@ void ask(void) {
     if (hint.text) hint.text[terminal_cut(hint.text, strlen(hint.text), SIZE_MAX)] = '\0';
     ox_str_clear(&hint.line);
     ox_str_add_n(&hint.line, rl_line_buffer, rl_end);
+    hint.stale = false;
 }
 
 /// Bytes of the hint that fit on the row; stores the column where it starts.
@@ -121,7 +124,7 @@ void hint_redisplay(void) {
     size_t before = ox_str_length(&hint.line);
     bool longer = before <= static_cast<size_t>(rl_end) &&
                   memcmp(ox_dynarray_get(&hint.line), rl_line_buffer, before) == 0;
-    if (!longer || before != static_cast<size_t>(rl_end)) ask();
+    if (hint.stale || !longer || before != static_cast<size_t>(rl_end)) ask();
     size_t column = 0;
     size_t size = room(&column);
     if (longer && stays(rl_line_buffer + before, rl_end - before, size)) {
@@ -132,6 +135,13 @@ void hint_redisplay(void) {
     hint_erase();
     typed_draw();
     if (size > 0) draw(column, size);
+}
+
+void ox_rl_hint_changed(void) {
+    hint.stale = true;
+    if (editor.phase != EDITOR_SHOWN || !has_place()) return;
+    hint_redisplay();
+    fflush(rl_outstream);
 }
 
 bool hint_accept(void) {
