@@ -71,17 +71,20 @@ struct EndVisitor {
         for (const std::string& target : limits.targets) {
             std::string path = scope_path(parameter->parent, nullptr, target);
             relative |= path != target;
-            if (!is_there(model, path))
-                model.notes.push_back(schema_path(parameter) + ": refers to " + path +
-                                      ", which the model does not have");
+            if (!is_there(model, path)) miss(path, parameter);
             all += (all.empty() ? "" : ",") + path + ".";
         }
         if (relative) foreign_key_set(parameter, all);
         if (limits.from.empty()) return;
         std::string from = scope_path(parameter->parent, nullptr, limits.from);
-        if (!is_there(model, from))
-            model.notes.push_back(schema_path(parameter) + ": takes its values from " + from +
-                                  ", which the model does not have");
+        if (!is_there(model, from)) miss(from, parameter);
+    }
+
+    /// What parameters name and the model does not have is told once.
+    void miss(const std::string& path, const Schema* parameter) const {
+        std::string text = path + " is not in the model; " + schema_path(parameter) + " refers to it";
+        auto told = [&path](const std::string& note) { return note.starts_with(path + " is not"); };
+        if (std::none_of(model.notes.begin(), model.notes.end(), told)) model.notes.push_back(text);
     }
 };
 

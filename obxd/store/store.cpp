@@ -28,6 +28,10 @@ bool Store::load_values(const std::string& file, std::string& error) {
     return values_load(*model_, file, error);
 }
 
+const std::vector<std::string>& Store::notes() const {
+    return model_->notes;
+}
+
 Answer Store::get_values(const Caller& caller, const json_t* params) {
     return values_get(*model_, caller, params);
 }

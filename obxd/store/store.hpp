@@ -27,6 +27,8 @@ public:
     /// or wrong.
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
     ~Store();
+    /// What is odd in the model but no reason to refuse it.
+    const std::vector<std::string>& notes() const;
 
     /// Adds the values of a file (docs/model.md) to those of the model file. False with `error` that names
     /// the file and what is wrong in it.
