@@ -2,6 +2,7 @@
 
 #include <stdio.h>
 
+#include "json_error.hpp"
 #include "store/apply.hpp"
 #include "store/builder.hpp"
 #include "store/load_json.hpp"
@@ -50,7 +51,7 @@ bool model_load(Model& model, const std::string& file, std::string& error) {
     if (!json) {
         error = file;
         if (where.line > 0) error += ":" + std::to_string(where.line) + ":" + std::to_string(where.column);
-        error += std::string(": ") + where.text;
+        error += ": " + json_error_text(where);
         return false;
     }
     std::string why;
