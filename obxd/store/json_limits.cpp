@@ -197,6 +197,7 @@ struct Reader {
         if (inner->type == OX_TR_JSON) return fail("a list holds no JSON");
         limits.type = inner->type;
         limits.family = inner->family;
+        for (const char* name : OF_LIST) json_object_del(own, name);
         json_object_update_missing(given, own);
         if (inner->list) limits.inner = std::move(inner);
         return true;
