@@ -152,6 +152,8 @@ int serve(Options options) {
     std::unique_ptr<Store> store = Store::load(options.model, error);
     if (!store || (!options.values.empty() && !store->load_values(options.values, error)))
         return complain(error, EXIT_FAULT);
+    if (!options.rows.empty() && !store->make_rows(options.rows, error))
+        return complain("--rows: " + error, EXIT_USAGE);
     for (const std::string& note : store->notes()) complain(note, 0);
     if (!run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;

@@ -8,6 +8,7 @@
 #include <stdint.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,6 +34,8 @@ public:
     /// Adds the values of a file (docs/model.md) to those of the model file. False with `error` that names
     /// the file and what is wrong in it.
     bool load_values(const std::string& file, std::string& error);
+    /// Makes up rows; see rows.hpp for `wanted`.
+    bool make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error);
 
     // Requests: `params` is borrowed, the answer's references belong to the caller.
     Answer get_values(const Caller&, const json_t* params);
