@@ -17,6 +17,16 @@ void request_exec(ox_jrpcmsg* message, int timeout_ms) {
     ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
 }
 
+void request_exec_list(ox_jrpcmsg* message, int timeout_ms, const ox_list_taker* taker) {
+    ox_jrpcapi_set_timeout(request_channel, timeout_ms);
+    ox_jrpcapi_exec_list(request_channel, message, taker);
+    ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
+}
+
+bool request_too_large(const ox_jrpcmsg* message) {
+    return ox_jrpcapi_is_too_large(request_channel, message);
+}
+
 bool request_lost(const ox_jrpcmsg* message) {
     enum { SOCKET_ERRORS = -100 };  // they lie above this code, the daemon's own errors do not
     return message->error_code < 0 && message->error_code > SOCKET_ERRORS;

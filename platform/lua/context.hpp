@@ -22,7 +22,8 @@ struct LuaContext : ox_lua_ctx {
     bool yields;              ///< the coroutine that runs gives way in its waits
     const lua_State* paused;  ///< the coroutine that was last kept from spinning, for all
     long long paused_end;     ///< when that ended, ox_wait_now_ms
-    json_t* kept;             ///< events that other readers get when the context is freed, or null
+    json_t* kept;       ///< texts of the events that other readers get when the context is freed, or null
+    size_t kept_bytes;  ///< of these texts
 };
 
 LuaContext* context_of(lua_State* L);

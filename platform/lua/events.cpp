@@ -4,6 +4,8 @@
 // the context's connection that one.
 #include "events.hpp"
 
+#include <string.h>
+
 #include "coroutines.hpp"
 #include "json.hpp"
 #include "ox_jrpccmd.hpp"
@@ -14,10 +16,10 @@
 namespace {
 
 const char* const HANDLERS = "ox.handlers";
-enum { PREDICATE_STEP_MS = 200 };     // a predicate is called at least that often
-enum { PAUSE_MS = 10, TURN_MS = 2 };  // of coroutines that wait side by side
-enum { KEPT_MAX = 10000 };            // events that wait for other readers
-enum { SWEEP_MS = 1000 };             // a shorter wait may take so long for what has arrived
+enum { PREDICATE_STEP_MS = 200 };                     // a predicate is called at least that often
+enum { PAUSE_MS = 10, TURN_MS = 2 };                  // of coroutines that wait side by side
+enum { KEPT_MAX = 10000, KEPT_BYTES_MAX = 4 << 20 };  // events that wait for other readers
+enum { SWEEP_MS = 1000 };                             // a shorter wait may take so long for what has arrived
 
 ox_jrpcapi* events_connection(lua_State* L) {
     LuaContext* context = context_of(L);
@@ -31,12 +33,21 @@ ox_jrpcapi* events_connection(lua_State* L) {
 /// Keeps an event for the process's other readers until the context is freed.
 void keep_event(LuaContext* context, const ox_jrpcmsg* event) {
     if (!(context->flags & OX_LUA_KEEP_EVENTS) || event->group == 0) return;
+    UnheldChars text(json_dumps(event->json, JSON_COMPACT));
+    size_t size = text ? strlen(text) : 0;
     if (!context->kept) context->kept = json_array();
-    if (json_array_size(context->kept) >= KEPT_MAX) {
+    while (json_array_size(context->kept) >= KEPT_MAX || context->kept_bytes + size > KEPT_BYTES_MAX) {
+        if (json_array_size(context->kept) == 0) break;
+        context->kept_bytes -= json_string_length(json_array_get(context->kept, 0));
         json_array_remove(context->kept, 0);
         ox_jrpcapi_lose_event();
     }
-    json_array_append_new(context->kept, ox_jrpcmsg_json(event));
+    if (!text || size > KEPT_BYTES_MAX ||
+        json_array_append_new(context->kept, json_stringn(text, size)) != 0) {
+        ox_jrpcapi_lose_event();
+        return;
+    }
+    context->kept_bytes += size;
 }
 
 /// Hands an event to its functions. Returns whether it had any.
@@ -350,10 +361,13 @@ int now(lua_State* L) {
 
 void events_give_back(LuaContext* context) {
     for (size_t i = 0; i < json_array_size(context->kept); ++i) {
-        ox_jrpcapi_return_event(json_array_get(context->kept, i));
+        const json_t* text = json_array_get(context->kept, i);
+        JsonRef event(json_loadb(json_string_value(text), json_string_length(text), JSON_ALLOW_NUL, nullptr));
+        if (event) ox_jrpcapi_return_event(event);
     }
     json_decref(context->kept);
     context->kept = nullptr;
+    context->kept_bytes = 0;
 }
 
 // Called with the table `ox` on top.

@@ -7,6 +7,7 @@
 
 #include <stdint.h>
 
+#include "ox_jrpclist.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "ox_socket.hpp"
 
@@ -71,6 +72,13 @@ inline int ox_jrpcapi_exec_retry(ox_jrpcapi* api, ox_jrpcmsg* message) {
     ox_jrpcmsg_set_result_new(message, nullptr);
     return ox_jrpcapi_exec(api, message);
 }
+/// The same, but the elements of the result's "ParameterList" go to the taker while they arrive, and the list
+/// in the message is empty: neither its text nor its tree is ever held as a whole. What was taken counts when
+/// the message has a result then. The taker must not use the connection.
+int ox_jrpcapi_exec_list(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_taker* taker);
+/// Whether an executed request got no answer because that is too large, for the daemon (error 9004) or for
+/// this library: longer than 64 MiB, or of a kind that would take many times its length in memory.
+bool ox_jrpcapi_is_too_large(const ox_jrpcapi* api, const ox_jrpcmsg* message);
 /// Sends a request and comes back at once, on a connection that is there and has none such underway. The
 /// response ends up in the message when it is read: by whatever takes in what arrives, another exchange among
 /// them. The message must live until then. Returns 0, or the negative socket error: nothing is underway then.

@@ -19,7 +19,7 @@ bool ox_jrpcapi_groups_lost(const ox_jrpcapi* api);
 int ox_jrpcapi_rejoin(ox_jrpcapi* api);
 /// Puts an event (its JSON, borrowed) that was taken behind the queue again, for another reader.
 void ox_jrpcapi_return_event(const json_t* event);
-/// Events are read in during exchanges too. Of those that wait to be taken the newest 8 MiB are kept: how
+/// Events are read in during exchanges too. Of those that wait to be taken the newest 4 MiB are kept: how
 /// many older ones were dropped since the last call.
 size_t ox_jrpcapi_take_lost_events(void);
 /// Counts an event that its holder had to drop.

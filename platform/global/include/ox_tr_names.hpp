@@ -2,7 +2,7 @@
 // Constants only, below everything: the requests' builders use them as much as platform/tr does.
 #pragma once
 
-/// Keys of schema nodes that are no children. The last three are the client's own marks.
+/// Keys of schema nodes that are no children. From "#info" on they are the client's own marks.
 inline constexpr const char OX_TR_ATTR[] = "#attr";          ///< the node's attributes
 inline constexpr const char OX_TR_TEMPLATE[] = "#template";  ///< stands for any instance
 inline constexpr const char OX_TR_INPUT[] = "#input";        ///< the arguments of a method
@@ -10,6 +10,9 @@ inline constexpr const char OX_TR_OUTPUT[] = "#output";      ///< its results
 inline constexpr const char OX_TR_INFO[] = "#info";          ///< the other members of a named element
 inline constexpr const char OX_TR_FETCHED[] = "#fetched";    ///< the children are known
 inline constexpr const char OX_TR_LOST[] = "#lost";          ///< the daemon was not reached
+inline constexpr const char OX_TR_SHARED[] = "#shared";      ///< several places hold the node: work on a copy
+inline constexpr const char OX_TR_PARTIAL[] = "#partial";    ///< of the children only "#template" is known
+inline constexpr const char OX_TR_LARGE[] = "#large";        ///< children are missing: no answer holds them
 
 /// Pseudo-parameters: of a multi-instance object, and of the instances of an ordered one.
 inline constexpr const char OX_TR_MAX_INSTANCE[] = "max_instance";

@@ -29,6 +29,7 @@ struct ox_jrpcapi {
     char* login;  ///< of the last login by name
     char* password;
     bool logged_in;        ///< that login succeeded; no logout and no accepted token followed
+    bool too_large;        ///< the last error was a message that is too long, or takes too much memory
     bool answered;         ///< a message has come from the other side
     bool heard;            ///< another one has, since this was cleared
     bool babbled;          ///< an object that is no message has, since this was cleared
@@ -37,8 +38,10 @@ struct ox_jrpcapi {
     json_int_t last_id;
     ox_jrpcmsg* underway;  ///< the request whose response nobody waits for, borrowed, or null
     json_t* unanswered;  ///< ids of requests that may still be answered, or null; cleared with the connection
-    ox_array<uint32_t> groups;  ///< joined on this connection
-    bool groups_lost;           ///< it was closed since, and nobody was told
+    const ox_jrpcmsg* taken;     ///< the request whose answer's list is handed on, or null
+    const ox_list_taker* taker;  ///< to whom
+    ox_array<uint32_t> groups;   ///< joined on this connection
+    bool groups_lost;            ///< it was closed since, and nobody was told
     FrameReader in;
     OutBuffer out;
     ox_jrpcapi* next;  ///< in the order of their creation

@@ -7,7 +7,7 @@
 
 namespace {
 
-enum { QUEUE_BYTES_MAX = 8 << 20 };
+enum { QUEUE_BYTES_MAX = 4 << 20 };
 
 /// An event that waits: its text, parsed again when it is taken (a tenth of the memory of the parsed form).
 struct QueuedEvent {

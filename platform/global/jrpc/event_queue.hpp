@@ -1,4 +1,4 @@
-// The events that wait to be taken: the newest 8 MiB of them, oldest first.
+// The events that wait to be taken: the newest 4 MiB of them, oldest first.
 #pragma once
 
 #include <jansson.h>

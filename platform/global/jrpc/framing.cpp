@@ -64,8 +64,8 @@ int frame_find(FrameReader* reader) {
         json_reader_feed(&reader->json, bytes.data + reader->parsed, bytes.size - reader->parsed, &taken);
     reader->parsed += taken;
     size_t end = state == JSON_READER_WHOLE ? reader->parsed : bytes.size;
-    bool too_long = reader->dropped + end - reader->start > FRAME_MESSAGE_MAX;
-    reader->state = too_long ? static_cast<int>(JSON_READER_BROKEN) : state;
+    reader->too_long = reader->dropped + end - reader->start > FRAME_MESSAGE_MAX;
+    reader->state = reader->too_long ? static_cast<int>(JSON_READER_BROKEN) : state;
     if (reader->state == JSON_READER_WHOLE) return OX_SOCKET_OK;
     if (reader->state != JSON_READER_MORE) return OX_SOCKET_EPROTO;
     if (reader->dropped + reader->parsed - reader->start >= TEXT_MAX) {
@@ -81,8 +81,10 @@ const char* frame_begin(const FrameReader* reader, size_t* size) {
     return reader->bytes.data + reader->start;
 }
 
-bool frame_has_big_number(const FrameReader* reader) {
-    return reader->state == JSON_READER_NUMBER;
+frame_fault frame_fault_of(const FrameReader* reader) {
+    if (reader->too_long) return FRAME_LONG;
+    if (reader->state == JSON_READER_LARGE) return FRAME_LARGE;
+    return reader->state == JSON_READER_NUMBER ? FRAME_NUMBER : FRAME_BROKEN;
 }
 
 json_t* frame_json(FrameReader* reader) {
@@ -101,11 +103,13 @@ void frame_consume(FrameReader* reader) {
     reader->dropped = 0;
     if (reader->start < reader->bytes.size) return;
     reader->start = reader->parsed = reader->bytes.size = 0;
-    if (reader->bytes.capacity > KEPT_CAPACITY) frame_reset(reader);
+    if (reader->bytes.capacity > KEPT_CAPACITY) reader->bytes.clear();
 }
 
 void frame_reset(FrameReader* reader) {
     json_reader_reset(&reader->json);
     reader->bytes.clear();
+    JsonReader json = reader->json;
     *reader = FrameReader{};
+    reader->json = json;
 }

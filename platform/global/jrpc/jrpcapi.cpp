@@ -5,6 +5,7 @@
 #include "exchange.hpp"
 #include "hub.hpp"
 #include "jrpcevents.hpp"
+#include "ox_tr_names.hpp"
 #include "stream.hpp"
 #include "wait.hpp"
 
@@ -139,6 +140,60 @@ bool ox_jrpcapi_has_unsent(const ox_jrpcapi* api) {
 
 void ox_jrpcapi_send_more(ox_jrpcapi* api) {
     if (ox_jrpcapi_has_unsent(api)) stream_push(api);
+}
+
+namespace {
+
+/// Who takes the list of a response that begins: only the answer to the request is handed on, and it is known
+/// by its id.
+const ox_list_taker* choose_taker(void* context, const json_t* response) {
+    auto* api = static_cast<ox_jrpcapi*>(context);
+    const json_t* wanted = json_object_get(api->taken->json, "id");
+    return json_equal(json_object_get(response, "id"), wanted) ? api->taker : nullptr;
+}
+
+/// Sets the connection's taker for its own lifetime, however that ends.
+class TakerScope : ox_held {
+public:
+    TakerScope(ox_jrpcapi* api, const ox_jrpcmsg* message, const ox_list_taker* taker)
+        : ox_held(drop), api_(api) {
+        api->taken = message;
+        api->taker = taker;
+        api->in.json.elements.choose = choose_taker;
+        api->in.json.elements.context = api;
+    }
+    ~TakerScope() {
+        api_->in.json.elements.choose = nullptr;
+        api_->in.json.elements.taker = nullptr;
+        api_->taken = nullptr;
+    }
+    TakerScope(const TakerScope&) = delete;
+    TakerScope& operator=(const TakerScope&) = delete;
+
+private:
+    static void drop(ox_held* self) { static_cast<TakerScope*>(self)->~TakerScope(); }
+    ox_jrpcapi* api_;
+};
+
+}  // namespace
+
+int ox_jrpcapi_exec_list(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_taker* taker) {
+    if (!message) return api->error = OX_SOCKET_ENOMEM;
+    TakerScope scope(api, message, taker);
+    int rc = ox_jrpcapi_exec_retry(api, message);
+    // A list that came before the id that tells whose it is was read as any other.
+    json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), OX_TR_PARAMETER_LIST);
+    if (json_array_size(list) > 0) {
+        ox_list_hand_on(list, taker);
+        json_array_clear(list);
+    }
+    return rc;
+}
+
+bool ox_jrpcapi_is_too_large(const ox_jrpcapi* api, const ox_jrpcmsg* message) {
+    enum { RESOURCES_EXCEEDED = 9004 };
+    if (message->error_code == RESOURCES_EXCEEDED) return true;
+    return message->error_code == OX_SOCKET_EPROTO && api->too_large;
 }
 
 int ox_jrpcapi_send(ox_jrpcapi* api, ox_jrpcmsg* message) {

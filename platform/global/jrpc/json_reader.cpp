@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "json_cost.hpp"
 #include "json_folds.hpp"
 #include "json_text.hpp"
 #include "ox_tr_names.hpp"
@@ -10,8 +11,7 @@ namespace {
 
 enum {
     LEVELS_MAX = 2048,
-    FOLD_MAX = 4096,  ///< longer objects are not compared
-    SAFE_DIGITS = 18,
+    FOLD_MAX = 4096,       ///< longer objects are not compared
     KEPT_CAPACITY = 4096,  ///< a reader that waits for its next text keeps no more than this
 };
 
@@ -24,6 +24,8 @@ enum {
     EXPECT_COLON,
     EXPECT_NEXT
 };
+
+constexpr char RESULT[] = "result";
 
 /// What stands between the token that is looked at and the end of what has arrived.
 struct Window {
@@ -43,14 +45,69 @@ json_t* container_of(const JsonReader* reader) {
     return reader->open.size > 0 ? reader->open[reader->open.size - 1] : nullptr;
 }
 
-/// Puts a value (taken over, null when memory ran out) where it belongs.
-json_reader_state add_value(JsonReader* reader, json_t* value) {
-    json_t* container = container_of(reader);
-    int rc = json_is_object(container)
-                 ? json_object_setn_new_nocheck(container, reader->key.data, reader->key.size, value)
-                 : json_array_append_new(container, value);
+template <size_t N>
+bool is_key(const JsonReader* reader, const char (&name)[N]) {
+    return reader->key.size == N - 1 && memcmp(reader->key.data, name, N - 1) == 0;
+}
+
+/// Whether the container is the stand-in of an element that is handed on.
+bool is_element(const JsonReader* reader, const json_t* container) {
+    return container && container == reader->elements.box;
+}
+
+/// Counts `bytes` of memory. False when they are too many.
+bool count_cost(JsonReader* reader, size_t bytes) {
+    reader->cost += bytes;
+    return json_cost_fits(reader->cost, reader->arrived);
+}
+
+/// Where a result, or a list of its, begins, what was handed on before is void: the last one counts.
+void note_result(JsonReader* reader) {
+    JsonElements* elements = &reader->elements;
+    size_t depth = reader->open.size;
+    if (!elements->choose || depth > 2) return;
+    bool result = depth == 1 && is_key(reader, RESULT);
+    if (result) elements->taker = elements->choose(elements->context, reader->root);
+    bool list = depth == 2 && elements->in_result && is_key(reader, OX_TR_PARAMETER_LIST);
+    if (elements->taker && (result || list)) elements->taker->begin(elements->taker->context);
+}
+
+bool put_value(JsonReader* reader, json_t* container, json_t* value) {
+    if (is_element(reader, container)) return json_elements_value(&reader->elements, reader->key, value);
+    note_result(reader);
+    if (container == reader->elements.list && !json_is_object(value) && !json_is_array(value)) {
+        json_decref(value);  // nobody takes it
+        return true;
+    }
+    if (json_is_array(container)) return json_array_append_new(container, value) == 0;
+    return json_object_setn_new_nocheck(container, reader->key.data, reader->key.size, value) == 0;
+}
+
+/// Puts a value (taken over, null when memory ran out) where it belongs, at a cost.
+json_reader_state add_counted(JsonReader* reader, json_t* value, size_t cost) {
     reader->expected = EXPECT_NEXT;
-    return rc == 0 ? JSON_READER_MORE : JSON_READER_BROKEN;
+    if (!value || !put_value(reader, container_of(reader), value)) return JSON_READER_BROKEN;
+    return count_cost(reader, cost) ? JSON_READER_MORE : JSON_READER_LARGE;
+}
+
+json_reader_state add_value(JsonReader* reader, json_t* value) {
+    return add_counted(reader, value, json_cost_of(value, container_of(reader), reader->key.size));
+}
+
+json_reader_state push_container(JsonReader* reader, json_t* container) {
+    reader->expected = json_is_object(container) ? EXPECT_KEY_OR_END : EXPECT_VALUE_OR_END;
+    return reader->open.append(&container, 1) ? JSON_READER_MORE : JSON_READER_BROKEN;
+}
+
+/// The result and its list are known by where they stand.
+void note_list(JsonReader* reader, json_t* container) {
+    JsonElements* elements = &reader->elements;
+    size_t depth = reader->open.size;
+    if (depth == 1) elements->in_result = elements->taker && is_key(reader, RESULT);
+    bool list = depth == 2 && elements->in_result && json_is_object(container_of(reader));
+    if (!list || !json_is_array(container) || !is_key(reader, OX_TR_PARAMETER_LIST)) return;
+    elements->list = container;
+    reader->element_cost = reader->cost;
 }
 
 json_reader_state open_container(JsonReader* reader, json_t* container) {
@@ -60,15 +117,39 @@ json_reader_state open_container(JsonReader* reader, json_t* container) {
     } else {
         state = add_value(reader, container);
     }
-    if (!container || state != JSON_READER_MORE) return JSON_READER_BROKEN;
-    reader->expected = json_is_object(container) ? EXPECT_KEY_OR_END : EXPECT_VALUE_OR_END;
-    return reader->open.append(&container, 1) ? JSON_READER_MORE : JSON_READER_BROKEN;
+    if (!container || state != JSON_READER_MORE)
+        return state != JSON_READER_MORE ? state : JSON_READER_BROKEN;
+    note_list(reader, container);
+    return push_container(reader, container);
+}
+
+json_reader_state open_element(JsonReader* reader) {
+    json_t* box = json_elements_open(&reader->elements);
+    reader->element_cost = reader->cost;
+    return box ? push_container(reader, box) : JSON_READER_BROKEN;
+}
+
+/// Lets go of what is handed on, and of what nobody takes.
+void leave_list(JsonReader* reader, const json_t* closed) {
+    JsonElements* elements = &reader->elements;
+    if (is_element(reader, closed)) {
+        json_elements_close(elements, reader->arrived);
+    } else if (container_of(reader) == elements->list) {
+        json_array_clear(elements->list);
+    } else {
+        if (closed == elements->list) elements->list = nullptr;
+        return;
+    }
+    reader->cost = reader->element_cost;
 }
 
 json_reader_state close_container(JsonReader* reader, char bracket) {
-    if (json_is_object(container_of(reader)) != (bracket == '}')) return JSON_READER_BROKEN;
+    json_t* closed = container_of(reader);
+    if (json_is_object(closed) != (bracket == '}')) return JSON_READER_BROKEN;
     reader->expected = EXPECT_NEXT;
-    return --reader->open.size > 0 ? JSON_READER_MORE : JSON_READER_WHOLE;
+    --reader->open.size;
+    if (reader->elements.list) leave_list(reader, closed);
+    return reader->open.size > 0 ? JSON_READER_MORE : JSON_READER_WHOLE;
 }
 
 /// Finds the end of the string at the window's begin. More: it is not there yet, and `searched` tells how far
@@ -76,10 +157,11 @@ json_reader_state close_container(JsonReader* reader, char bracket) {
 json_reader_state find_close(JsonReader* reader, const Window& window, const char** close) {
     const char* first = window.at + 1;
     const char* at = first + reader->searched;
-    for (; at < window.end && *at != '"'; ++at) {
+    for (;; ++at) {
+        at = json_text_plain(at, window.end);
+        if (at == window.end || *at == '"') break;
         auto byte = static_cast<unsigned char>(*at);
         if (byte < 0x20) return JSON_READER_BROKEN;
-        if (byte != '\\' && byte < 0x80) continue;
         reader->special = true;
         if (byte != '\\') continue;
         if (at + 1 == window.end) break;
@@ -125,21 +207,19 @@ json_reader_state read_string(JsonReader* reader, Window* window) {
     const char* bytes = nullptr;
     size_t size = 0;
     json_reader_state state = take_string(reader, window, &bytes, &size);
-    return state == JSON_READER_WHOLE ? add_value(reader, json_stringn_nocheck(bytes, size)) : state;
+    if (state != JSON_READER_WHOLE) return state;
+    if (!is_element(reader, container_of(reader)))
+        return add_value(reader, json_stringn_nocheck(bytes, size));
+    reader->expected = EXPECT_NEXT;
+    bool put = json_elements_text(&reader->elements, reader->key, bytes, size);
+    return put ? JSON_READER_MORE : JSON_READER_BROKEN;
 }
 
-/// The value of a short plain integer, or null.
-json_t* small_integer(const char* text, size_t size) {
-    bool negative = text[0] == '-';
-    const char* digits = text + negative;
-    size_t count = size - negative;
-    if (count == 0 || count > SAFE_DIGITS || (digits[0] == '0' && count > 1)) return nullptr;
-    json_int_t sum = 0;
-    for (size_t i = 0; i < count; ++i) {
-        if (!is_digit(digits[i])) return nullptr;
-        sum = sum * 10 + (digits[i] - '0');
-    }
-    return json_integer(negative ? -sum : sum);
+json_reader_state add_integer(JsonReader* reader, json_int_t number) {
+    if (!is_element(reader, container_of(reader))) return add_value(reader, json_integer(number));
+    reader->expected = EXPECT_NEXT;
+    json_elements_integer(&reader->elements, reader->key, number);
+    return JSON_READER_MORE;
 }
 
 json_reader_state read_number(JsonReader* reader, Window* window) {
@@ -150,12 +230,13 @@ json_reader_state read_number(JsonReader* reader, Window* window) {
     reader->searched = size;
     if (end == window->end) return JSON_READER_MORE;
     json_error_t error = {};
-    json_t* value = small_integer(window->at, size);
-    if (!value) value = json_loadb(window->at, size, JSON_DECODE_ANY, &error);
-    if (!value && json_error_code(&error) == json_error_numeric_overflow) return JSON_READER_NUMBER;
+    json_int_t number = 0;
+    bool small = json_text_integer(window->at, size, &number);
+    json_t* value = small ? nullptr : json_loadb(window->at, size, JSON_DECODE_ANY, &error);
+    if (!small && !value && json_error_code(&error) == json_error_numeric_overflow) return JSON_READER_NUMBER;
     window->at = end;
     reader->searched = 0;
-    return add_value(reader, value);
+    return small ? add_integer(reader, number) : add_value(reader, value);
 }
 
 json_reader_state read_word(JsonReader* reader, Window* window) {
@@ -175,17 +256,18 @@ json_reader_state read_word(JsonReader* reader, Window* window) {
 }
 
 bool is_foldable(const JsonReader* reader) {
-    constexpr size_t size = sizeof(OX_TR_ATTRIBUTES) - 1;
-    return reader->levels == 0 && json_is_object(container_of(reader)) && reader->key.size == size &&
-           memcmp(reader->key.data, OX_TR_ATTRIBUTES, size) == 0;
+    return reader->levels == 0 && json_is_object(container_of(reader)) &&
+           (is_key(reader, OX_TR_ATTRIBUTES) || is_key(reader, OX_TR_ATTR));
 }
 
-/// An object of its own text, inside of what is read.
-json_t* read_apart(const JsonReader* reader, const char* text, size_t size, json_reader_state* state) {
+/// An object of its own text, inside of what is read, and what it takes.
+json_t* read_apart(const JsonReader* reader, const char* text, size_t size, json_reader_state* state,
+                   size_t* cost) {
     JsonReader apart = {};
     apart.levels = reader->open.size;
     size_t taken = 0;
     *state = json_reader_feed(&apart, text, size, &taken);
+    *cost = apart.cost;
     json_t* object = *state == JSON_READER_WHOLE ? json_reader_take(&apart) : nullptr;
     json_reader_reset(&apart);
     return object;
@@ -193,26 +275,40 @@ json_t* read_apart(const JsonReader* reader, const char* text, size_t size, json
 
 /// The same as the ones before that have the same text.
 json_reader_state read_folded(JsonReader* reader, Window* window, size_t size) {
+    size_t cost = json_cost_of(nullptr, container_of(reader), reader->key.size);
     json_t* object = json_folds_find(reader->folds, window->at, size);
     if (!object) {
         json_reader_state state = JSON_READER_MORE;
-        object = read_apart(reader, window->at, size, &state);
+        size_t own = 0;
+        object = read_apart(reader, window->at, size, &state, &own);
         if (!object) return state == JSON_READER_NUMBER ? state : JSON_READER_BROKEN;
-        json_folds_add(&reader->folds, window->at, size, object);
+        json_folds_add(&reader->folds, window->at, size, object, own);
+        cost += own;
     }
     window->at += size;
-    return add_value(reader, object);
+    return add_counted(reader, object, cost);
+}
+
+json_reader_state read_foldable(JsonReader* reader, Window* window, size_t there) {
+    size_t size = 0;
+    json_t* object = json_folds_guess(reader->folds, window->at, there, &size);
+    if (object) {
+        window->at += size;
+        return add_counted(reader, object, json_cost_of(nullptr, container_of(reader), reader->key.size));
+    }
+    size = json_folds_length(window->at, there < FOLD_MAX ? there : size_t{FOLD_MAX});
+    if (size > 0) return read_folded(reader, window, size);
+    if (there < FOLD_MAX) return JSON_READER_MORE;
+    ++window->at;
+    return open_container(reader, json_object());
 }
 
 json_reader_state read_object(JsonReader* reader, Window* window) {
-    if (is_foldable(reader)) {
-        auto there = static_cast<size_t>(window->end - window->at);
-        size_t size = json_folds_length(window->at, there < FOLD_MAX ? there : size_t{FOLD_MAX});
-        if (size > 0) return read_folded(reader, window, size);
-        if (there < FOLD_MAX) return JSON_READER_MORE;
-    }
+    if (is_foldable(reader))
+        return read_foldable(reader, window, static_cast<size_t>(window->end - window->at));
     ++window->at;
-    return open_container(reader, json_object());
+    bool element = container_of(reader) == reader->elements.list;
+    return element ? open_element(reader) : open_container(reader, json_object());
 }
 
 json_reader_state read_value(JsonReader* reader, Window* window) {
@@ -269,12 +365,16 @@ json_reader_state read_token(JsonReader* reader, Window* window) {
 json_reader_state json_reader_feed(JsonReader* reader, const char* data, size_t size, size_t* taken) {
     Window window = {data, data + size};
     json_reader_state state = JSON_READER_MORE;
+    size_t before = reader->arrived;
+    reader->arrived = before + size;
     for (;;) {
         while (window.at < window.end && is_blank(*window.at)) ++window.at;
         const char* token = window.at;
         if (token < window.end) state = read_token(reader, &window);
         *taken = static_cast<size_t>(window.at - data);
-        if (state != JSON_READER_MORE || window.at == token) return state;
+        if (state == JSON_READER_MORE && window.at != token) continue;
+        reader->arrived = before + *taken;
+        return state;
     }
 }
 
@@ -282,13 +382,16 @@ json_t* json_reader_take(JsonReader* reader) {
     json_t* root = reader->root;
     reader->root = nullptr;
     if (reader->key.capacity + reader->text.capacity > KEPT_CAPACITY) {
-        json_reader_reset(reader);
-        return root;
+        reader->key.clear();
+        reader->text.clear();
     }
-    json_folds_free(reader->folds);
-    reader->folds = nullptr;
+    const JsonElements& elements = reader->elements;
+    if (elements.taker || elements.box || elements.list || elements.in_result)
+        json_elements_reset(&reader->elements);
+    json_folds_sweep(reader->folds);
     reader->open.size = 0;
     reader->expected = EXPECT_BEGIN;
+    reader->arrived = reader->cost = 0;
     return root;
 }
 
@@ -297,6 +400,10 @@ void json_reader_reset(JsonReader* reader) {
     reader->open.clear();
     reader->key.clear();
     reader->text.clear();
+    json_elements_reset(&reader->elements);
     json_folds_free(reader->folds);
+    JsonElements elements = reader->elements;
     *reader = JsonReader{};
+    reader->elements.choose = elements.choose;
+    reader->elements.context = elements.context;
 }

@@ -1,5 +1,7 @@
 #include "json_text.hpp"
 
+#include <string.h>
+
 namespace {
 
 /// The bytes of the UTF-8 character at `at`, 0 when it is broken: overlong, a surrogate, beyond U+10FFFF.
@@ -82,5 +84,37 @@ bool json_text_decode(const char* bytes, size_t size, ox_array<char>* out) {
         if (width == 0 || !out->append(at, width)) return false;
         at += width;
     }
+    return true;
+}
+
+const char* json_text_plain(const char* at, const char* end) {
+    constexpr size_t ones = static_cast<size_t>(-1) / 0xFF;  // 0x01 in each byte
+    constexpr size_t tops = ones * 0x80;
+    for (size_t word = 0; static_cast<size_t>(end - at) >= sizeof word; at += sizeof word) {
+        memcpy(&word, at, sizeof word);
+        size_t quote = word ^ (ones * '"');
+        size_t backslash = word ^ (ones * '\\');
+        // The top bit of a byte is set where it is no ASCII, below a blank, or equal.
+        if ((word | (word - ones * ' ') | (quote - ones) | (backslash - ones)) & tops) break;
+    }
+    for (; at < end; ++at) {
+        auto byte = static_cast<unsigned char>(*at);
+        if (byte < ' ' || byte >= 0x80 || byte == '"' || byte == '\\') break;
+    }
+    return at;
+}
+
+bool json_text_integer(const char* text, size_t size, json_int_t* number) {
+    enum { SAFE_DIGITS = 18 };
+    bool negative = text[0] == '-';
+    const char* digits = text + negative;
+    size_t count = size - negative;
+    if (count == 0 || count > SAFE_DIGITS || (digits[0] == '0' && count > 1)) return false;
+    json_int_t sum = 0;
+    for (size_t i = 0; i < count; ++i) {
+        if (digits[i] < '0' || digits[i] > '9') return false;
+        sum = sum * 10 + (digits[i] - '0');
+    }
+    *number = negative ? -sum : sum;
     return true;
 }

@@ -123,9 +123,18 @@ int stream_fill(ox_jrpcapi* api) {
 namespace {
 
 /// The error of bytes that are no message. A server that expects TLS answers plain text with an alert.
-int broken_bytes(const ox_jrpcapi* api) {
-    if (frame_has_big_number(&api->in)) {
-        return socket_failure(OX_SOCKET_EPROTO, "Broken message: a number is beyond 64 bits");
+int broken_bytes(ox_jrpcapi* api) {
+    frame_fault fault = frame_fault_of(&api->in);
+    api->too_large = fault == FRAME_LONG || fault == FRAME_LARGE;
+    switch (fault) {
+        case FRAME_NUMBER:
+            return socket_failure(OX_SOCKET_EPROTO, "Broken message: a number is beyond 64 bits");
+        case FRAME_LONG:
+            return socket_failure(OX_SOCKET_EPROTO, "Broken message: it is longer than 64 MiB");
+        case FRAME_LARGE:
+            return socket_failure(OX_SOCKET_EPROTO, "Broken message: it takes too much memory");
+        case FRAME_BROKEN:
+            break;
     }
     size_t size = 0;
     const char* bytes = frame_begin(&api->in, &size);

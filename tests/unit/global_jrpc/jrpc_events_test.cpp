@@ -241,7 +241,7 @@ TEST(JrpcEvents, TheEventsConnectionIsReadDuringExchanges) {
 }
 
 TEST(JrpcEvents, OfAFloodTheNewestAreKept) {
-    enum { EVENTS = 300, SIZE = 60000, KEPT = (8 << 20) / SIZE };
+    enum { EVENTS = 300, SIZE = 60000, KEPT = (4 << 20) / SIZE };
     TempDir dir;
     ScriptedDaemon daemon(dir / "s", [&](ScriptedDaemon& self) {
         Peer requests = self.accept();
