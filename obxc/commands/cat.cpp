@@ -4,17 +4,19 @@
 #include <string.h>
 
 #include "commands/print.hpp"
+#include "commands/value_request.hpp"
 #include "complete/paths.hpp"
 #include "model/cache.hpp"
 #include "model/current.hpp"
 #include "model/node.hpp"
 #include "model/resolve.hpp"
-#include "ox_jrpccmd.hpp"
-#include "ox_jrpcmsg.hpp"
+#include "model/value_format.hpp"
+#include "ox_colors.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
+#include "session/prompt.hpp"
 #include "session/request.hpp"
 
 namespace {
@@ -25,18 +27,18 @@ enum { QUERY_SIZE = sizeof(NodePath::path) + 1 };
 /// the parent found last is kept.
 struct SchemaCursor {
     json_t* parent = nullptr;
-    const char* name = nullptr;  ///< a name below `parent`
-    size_t parent_length = 0;    ///< bytes of it that name the parent
+    CharsRef name;  ///< of the parent, with its final "."
+    size_t length = 0;
 };
 
 json_t* schema_of(SchemaCursor* cursor, const char* name) {
     std::string_view leaf = ox_tr_path_leaf(name);
     size_t length = static_cast<size_t>(leaf.data() - name);
     if (!dm_root || length == 0) return ox_tr_node_find(dm_root, name);
-    if (length != cursor->parent_length || memcmp(cursor->name, name, length) != 0) {
-        CharsRef parent(strndup(name, length));
-        if (!parent) return nullptr;
-        *cursor = {ox_tr_node_find(dm_root, parent), name, length};
+    if (length != cursor->length || memcmp(cursor->name, name, length) != 0) {
+        cursor->name.reset(strndup(name, length));
+        cursor->length = cursor->name ? length : 0;
+        cursor->parent = cursor->name ? ox_tr_node_find(dm_root, cursor->name) : nullptr;
     }
     return cursor->parent ? ox_tr_node_find(cursor->parent, leaf.data()) : nullptr;
 }
@@ -54,43 +56,64 @@ void query_text(const NodePath* p, char out[QUERY_SIZE]) {
 }
 
 /// A name of an answer without the prefix that all names of the listing share.
-struct ShownName {
-    const char* text;
-    size_t length;
-};
-
-ShownName shown_name(const json_t* name, const char* query, size_t prefix) {
-    const char* text = json_string_value(name);
-    size_t length = json_string_length(name);
-    size_t cut = length >= prefix && memcmp(text, query, prefix) == 0 ? prefix : 0;
-    return {text + cut, length - cut};
+std::string_view shown_name(const ListedValue& value, const char* query, size_t prefix) {
+    bool cut = value.name_length >= prefix && memcmp(value.name, query, prefix) == 0;
+    return {value.name + (cut ? prefix : 0), value.name_length - (cut ? prefix : 0)};
 }
 
-size_t names_width(const json_t* list, const char* query, size_t prefix) {
+size_t names_width(const ValueList* values, const char* query, size_t prefix) {
     size_t width = 0;
-    for (ox_tr_element element : ox_tr_elements(list)) {
-        ShownName shown = shown_name(json_object_get(element.json, OX_TR_NAME), query, prefix);
-        size_t size = ox_out_size(shown.text, static_cast<long>(shown.length));
+    ValueWalk walk(values);
+    for (ListedValue value; value_walk_next(&walk, &value);) {
+        std::string_view shown = shown_name(value, query, prefix);
+        size_t size = ox_out_size(shown.data(), static_cast<long>(shown.size()));
         if (size > width) width = size;
     }
     return width;
 }
 
-void print_values(const json_t* list, const char* query) {
-    size_t prefix = strcspn(query, "#");
-    size_t width = names_width(list, query, prefix);
-    SchemaCursor cursor;
-    for (ox_tr_element element : ox_tr_elements(list)) {
-        ShownName shown = shown_name(json_object_get(element.json, OX_TR_NAME), query, prefix);
-        print_padded(shown.text, shown.length, width);
-        const json_t* value = json_object_get(element.json, OX_TR_VALUE);
-        if (value && !json_is_object(value)) {
+void print_listed(const ListedValue& value, SchemaCursor* cursor) {
+    fwrite(" = ", 1, 3, stdout);
+    ox_colors_set_hsv2(colour_scheme[COLOUR_AUTOCOMPLETE]);
+    switch (value.kind) {
+        case VALUE_NONE:
+            break;
+        case VALUE_STRING:
+            value_format_string(value.bytes, value.size);
+            break;
+        case VALUE_INTEGER:
             // Only integers have a notation that depends on the schema.
-            bool typed = json_is_integer(value);
-            print_value(value, typed ? schema_of(&cursor, element.name) : nullptr);
-        }
+            value_format_integer(value.integer, schema_of(cursor, value.name));
+            break;
+        case VALUE_ENCODED:
+            value_format_encoded(value.bytes, value.size);
+            break;
+    }
+    ox_colors_reset();
+}
+
+void print_values(const ValueList* values, const char* query) {
+    size_t prefix = strcspn(query, "#");
+    size_t width = names_width(values, query, prefix);
+    SchemaCursor cursor;
+    ValueWalk walk(values);
+    for (ListedValue value; value_walk_next(&walk, &value);) {
+        std::string_view shown = shown_name(value, query, prefix);
+        print_padded(shown.data(), shown.size(), width);
+        if (value.kind != VALUE_NONE) print_listed(value, &cursor);
         putc('\n', stdout);
         interrupt_point();
+    }
+}
+
+/// Says what is missing from a listing because no answer holds it.
+void print_refused(const char* command, const json_t* refused) {
+    size_t index;
+    json_t* name;
+    json_array_foreach(refused, index, name) {
+        printf("%s: ", command);
+        ox_out_text(json_string_value(name));
+        puts(": too large for an answer");
     }
 }
 
@@ -106,20 +129,19 @@ void read_values(const char* command, const char* path) {
         query_text(&p, text);
         query = text;
     }
-    JsonRef names(json_array());
-    json_array_append_new(names, json_string(query));
-    if (json_array_size(names) == 0) {
+    JsonRef name(json_string(query));
+    if (!name) {
         printf("%s: no argument.\n", command);
         return;
     }
-    MsgRef message(ox_jrpcmsg_cmd_get_parameter_values_new(json_incref(names)));
-    if (p.via_template) ox_jrpcmsg_add_parameter_json_new(message, OX_TR_IGNORE_ACCESS_ERROR, json_true());
-    request_exec(message, -1);
-    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) {
-        response_report(message);
+    ValueRequest request = {.query = query, .ignore_access_errors = p.via_template != 0, .timeout_ms = -1};
+    values_request(&request);
+    if (request.failure) {
+        response_report(request.failure);
         return;
     }
-    print_values(ox_tr_result_list(ox_jrpcmsg_get_result_json(message)), query);
+    print_values(&request.values, query);
+    print_refused(command, request.refused);
 }
 
 }  // namespace

@@ -12,22 +12,6 @@
 
 namespace {
 
-/// Writes an encoded value; on a terminal through the escaping of control characters.
-void write_encoded(const json_t* value, size_t flags) {
-    if (!ox_out_is_terminal()) {
-        json_dumpf(value, stdout, flags);
-        return;
-    }
-    CharsRef text(json_dumps(value, flags));
-    if (text) ox_out_text(text);
-}
-
-void write_string(const json_t* value) {
-    fputc('\'', stdout);
-    ox_out_text(json_string_value(value), static_cast<long>(json_string_length(value)));
-    fputc('\'', stdout);
-}
-
 /// The digits start at the position of the lowest set bit, counted from 1, so the bits above it are lost:
 /// the notation is made for flags with one bit set.
 void write_binary(uint64_t number) {
@@ -56,19 +40,35 @@ void write_integer(json_int_t number, int base) {
 
 }  // namespace
 
+void value_format_string(const char* bytes, size_t size) {
+    fputc('\'', stdout);
+    ox_out_text(bytes, static_cast<long>(size));
+    fputc('\'', stdout);
+}
+
+void value_format_integer(json_int_t number, const json_t* schema_node) {
+    write_integer(number, ox_tr_dm_node_get_base(schema_node));
+}
+
+void value_format_encoded(const char* text, size_t size) {
+    // On a terminal control characters are escaped.
+    if (ox_out_is_terminal()) {
+        ox_out_text(text, static_cast<long>(size));
+    } else {
+        fwrite(text, 1, size, stdout);
+    }
+}
+
 void value_format(const json_t* value, const json_t* schema_node) {
     if (!value) return;
     switch (json_typeof(value)) {
         case JSON_OBJECT:
             return;
-        case JSON_ARRAY:
-            write_encoded(value, 0);
-            return;
         case JSON_STRING:
-            write_string(value);
+            value_format_string(json_string_value(value), json_string_length(value));
             return;
         case JSON_INTEGER:
-            write_integer(json_integer_value(value), ox_tr_dm_node_get_base(schema_node));
+            value_format_integer(json_integer_value(value), schema_node);
             return;
         case JSON_TRUE:
             fputs("true", stdout);
@@ -76,9 +76,11 @@ void value_format(const json_t* value, const json_t* schema_node) {
         case JSON_FALSE:
             fputs("false", stdout);
             return;
+        case JSON_ARRAY:
         case JSON_REAL:
         case JSON_NULL:
-            write_encoded(value, JSON_ENCODE_ANY);
+            CharsRef text(json_dumps(value, JSON_ENCODE_ANY));
+            if (text) value_format_encoded(text, strlen(text));
             return;
     }
 }
