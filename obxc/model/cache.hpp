@@ -23,8 +23,11 @@ void node_fetch_limit(int ms);
 /// What a request may still wait under that bound, in milliseconds; -1: no bound.
 int node_fetch_timeout(void);
 /// The child's node (borrowed), fetching first when needed; an instance number without a node gives
-/// "#template".
+/// "#template". For "#template" alone the instances are not asked for.
 json_t* node_child_get(NodePath* p, const char* name);
+/// The node at a path's own text in a way that it can be changed: no other place of the cache holds it.
+/// Borrowed; null when the cache does not have it.
+json_t* node_own(const char* path);
 /// Removes a member of a cached node.
 void node_member_drop(json_t* node, const char* key);
 

@@ -5,7 +5,9 @@
 #include <string.h>
 
 #include "model/cache.hpp"
+#include "model/fetch.hpp"
 #include "model/node.hpp"
+#include "model/shared.hpp"
 #include "ox_conf_path.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
@@ -24,15 +26,11 @@ bool given_up = false;
 /// One change, unpacked. `branch` is the cached multi-instance object, null when the cache does not hold it.
 struct Change {
     bool added;
-    json_t* branch;
+    CharsRef object;  // its path
+    const json_t* branch;
     char key[16];   // the instance number
     CharsRef name;  // the instance's full name, without a final "."
 };
-
-json_t* find_parent(const char* instance_path) {
-    CharsRef parent(strndup(instance_path, ox_tr_path_parent(instance_path)));
-    return ox_conf_find_branch(dm_root, parent);
-}
 
 bool unpack(json_t* event, Change* change) {
     const char* action;
@@ -45,12 +43,13 @@ bool unpack(json_t* event, Change* change) {
     change->added = strcmp(action, OX_TR_ACTION_ADD) == 0;
     snprintf(change->key, sizeof change->key, "%d", number);
     if (change->added) {
-        change->branch = ox_conf_find_branch(dm_root, path);
+        change->object.reset(strdup(path));
         change->name.reset(ox_str_printf_new("%s%s", path, change->key));
     } else {
-        change->branch = find_parent(path);
+        change->object.reset(strndup(path, ox_tr_path_parent(path)));
         change->name.reset(strndup(path, strlen(path) - static_cast<size_t>(ox_tr_path_is_partial(path))));
     }
+    change->branch = ox_conf_find_branch(dm_root, change->object);
     return true;
 }
 
@@ -77,36 +76,35 @@ json_t* missing_instances(const json_t* events) {
 }
 
 /// The metadata of these instances, as a tree from the top; null when the bound ran out.
-json_t* fetch_instances(json_t* missing) {
+json_t* fetch_missing(json_t* missing) {
     if (json_object_size(missing) == 0) return json_object();
     JsonRef names(json_array());
     const char* name;
     json_t* value;
     json_object_foreach(missing, name, value) json_array_append_new(names, json_string(name));
-    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release()));
     int timeout = node_fetch_timeout();
-    request_exec(message, timeout);
-    if (timeout >= 0 && request_lost(message)) return nullptr;
-    json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
-    return ox_tr_names_to_config(list, nullptr);
+    fetch_outcome outcome = FETCH_DONE;
+    json_t* tree = fetch_nodes(names, -1, nullptr, timeout, &outcome);
+    if (timeout >= 0 && outcome == FETCH_LOST) return nullptr;
+    return tree ? tree : json_object();
 }
 
 void apply(const Change& change, json_t* fetched, json_t* missing) {
-    if (!change.branch) return;
+    json_t* branch = node_own(change.object);
+    if (!branch) return;
     if (!change.added) {
-        node_member_drop(change.branch, change.key);
+        node_member_drop(branch, change.key);
         return;
     }
     if (!json_object_get(missing, change.name)) return;
-    json_t* instance = ox_conf_find_branch(fetched, change.name);
+    JsonRef instance(node_own_copy(ox_conf_find_branch(fetched, change.name)));
     if (!instance) {
-        json_object_del(change.branch, OX_TR_FETCHED);  // it did not come: the next listing asks for all
+        json_object_del(branch, OX_TR_FETCHED);  // it did not come: the next listing asks for all
         return;
     }
-    node_info_normalize(instance);
     json_object_set_new(instance, OX_TR_FETCHED, json_true());
-    node_member_drop(change.branch, change.key);
-    json_object_set(change.branch, change.key, instance);
+    node_member_drop(branch, change.key);
+    json_object_set(branch, change.key, instance);
 }
 
 void drop_events() {
@@ -115,7 +113,7 @@ void drop_events() {
     json_array_foreach(pending_model_events, index, event) {
         Change change;
         if (unpack(event, &change) && change.branch)
-            json_object_set_new(change.branch, OX_TR_LOST, json_true());
+            json_object_set_new(node_own(change.object), OX_TR_LOST, json_true());
     }
     json_array_clear(pending_model_events);
 }
@@ -156,7 +154,7 @@ void model_events_fold(void) {
     if (node_fetch_timeout() < 0) given_up = false;
     if (!pending_model_events || given_up) return;
     JsonRef missing(missing_instances(pending_model_events));
-    JsonRef fetched(fetch_instances(missing));
+    JsonRef fetched(fetch_missing(missing));
     if (!fetched) {
         given_up = true;
         return;

@@ -34,9 +34,9 @@ bool node_is_read_only(const json_t* node) {
 }
 
 bool node_needs_fetch(const json_t* node) {
-    size_t size = json_object_size(node);
-    if (size == 0 || json_is_true(json_object_get(node, OX_TR_LOST))) return true;
-    return size == 1 && json_object_get(node, OX_TR_ATTR);
+    if (json_is_true(json_object_get(node, OX_TR_LOST)) || json_object_get(node, OX_TR_PARTIAL)) return true;
+    size_t size = json_object_size(node) - (json_object_get(node, OX_TR_SHARED) ? 1 : 0);
+    return size == 0 || (size == 1 && json_object_get(node, OX_TR_ATTR));
 }
 
 bool node_is_fetched(const json_t* node) {

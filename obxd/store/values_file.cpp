@@ -2,7 +2,6 @@
 
 #include <string.h>
 
-#include "json_error.hpp"
 #include "ox_tr_path.hpp"
 #include "store/apply.hpp"
 
@@ -52,7 +51,7 @@ bool values_load(Model& model, const std::string& file, std::string& error) {
     if (!json) {
         error = file;
         if (where.line > 0) error += ":" + std::to_string(where.line) + ":" + std::to_string(where.column);
-        error += ": " + json_error_text(where);
+        error += std::string(": ") + where.text;
         return false;
     }
     std::string why;

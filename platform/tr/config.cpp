@@ -3,6 +3,7 @@
 #include "ox_tr_config.hpp"
 #include "ox_tr_list.hpp"
 #include "ox_tr_names.hpp"
+#include "ox_tr_node.hpp"
 #include "ox_tr_path.hpp"
 
 namespace {
@@ -17,12 +18,6 @@ bool is_too_deep(const char* name) {
     return false;
 }
 
-/// Keys of the cache's own that a name from outside must not take.
-bool is_reserved(std::string_view component) {
-    return component == OX_TR_INFO || component == OX_TR_ATTR || component == OX_TR_FETCHED ||
-           component == OX_TR_LOST;
-}
-
 /// The object under a key, made when there is nothing; null when something else is in the way.
 json_t* child_object(json_t* node, std::string_view key) {
     json_t* child = json_object_getn(node, key.data(), key.size());
@@ -35,7 +30,7 @@ json_t* child_object(json_t* node, std::string_view key) {
 json_t* make_node(json_t* root, const char* name) {
     json_t* node = root;
     for (std::string_view component : ox_tr_components(name)) {
-        if (!node || is_reserved(component)) return nullptr;
+        if (!node || ox_tr_is_mark(component)) return nullptr;
         node = child_object(node, component);
     }
     return node;

@@ -1,5 +1,7 @@
 #include <string.h>
 
+#include <initializer_list>
+
 #include "ox_tr_names.hpp"
 #include "ox_tr_node.hpp"
 #include "ox_tr_path.hpp"
@@ -54,6 +56,14 @@ int ox_tr_dm_type_is_parameter(int type) {
         if (row.code == type) return type != OX_TR_OBJECT && type != OX_TR_METHOD;
     }
     return 0;
+}
+
+bool ox_tr_is_mark(std::string_view key) {
+    for (std::string_view mark :
+         {OX_TR_INFO, OX_TR_ATTR, OX_TR_FETCHED, OX_TR_LOST, OX_TR_SHARED, OX_TR_PARTIAL, OX_TR_LARGE}) {
+        if (key == mark) return true;
+    }
+    return false;
 }
 
 json_t* ox_tr_dm_node_attr_get(const json_t* node) {

@@ -5,6 +5,8 @@
 
 #include <jansson.h>
 
+#include <string_view>
+
 enum ox_tr_type {
     OX_TR_UNKNOWN = 0,
     OX_TR_OBJECT = 1,
@@ -47,6 +49,8 @@ int ox_tr_dm_node_is_ordered(const json_t* node);
 inline bool ox_tr_is_child(const char* key) {
     return key[0] != '#';
 }
+/// Whether a key is one that the client itself sets in a node: no name from outside may take it.
+bool ox_tr_is_mark(std::string_view key);
 /// The attributes ("#attr"), borrowed, or null.
 json_t* ox_tr_dm_node_attr_get(const json_t* node);
 /// The default value, borrowed, or null.

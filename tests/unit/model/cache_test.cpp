@@ -106,6 +106,56 @@ TEST_F(Metadata, AnUnknownInstanceShowsItsTemplate) {
     EXPECT_TRUE(node_is_parameter(node("Device.Hosts.Host.77.IPAddress")));
 }
 
+TEST_F(Metadata, AStarAsksForTheTemplateAlone) {
+    node("Device.Hosts.Host");
+    daemon.take_requests();
+    EXPECT_TRUE(node_is_parameter(node("Device.Hosts.Host.*.IPAddress")));
+    EXPECT_EQ(daemon.take_requests(), Texts({"GetParameterAttributes Device.Hosts.Host.#template. 1"}));
+    EXPECT_EQ(candidates("Device.Hosts.Host.*", nullptr, 0), Texts({"IPAddress"}));
+    EXPECT_EQ(node("Device.Hosts.Host.*.Nothing"), nullptr);
+    EXPECT_TRUE(daemon.take_requests().empty());
+    // Whoever needs the instances still gets them.
+    EXPECT_EQ(candidates("Device.Hosts.Host", nullptr, 0), Texts({"max_instance", "1", "2"}));
+    EXPECT_EQ(daemon.take_requests().size(), 3u);
+    node("Device.Firewall.Rule.*");
+    daemon.take_requests();
+    EXPECT_NE(node("Device.Firewall.Rule.1.Enable"), nullptr);
+    EXPECT_EQ(daemon.take_requests().size(), 3u);
+    EXPECT_EQ(node("Device.DeviceInfo.*"), nullptr);  // where there are no instances, there is no template
+}
+
+TEST_F(Metadata, WhatIsFetchedBelowOneInstanceIsItsOwn) {
+    for (const char* host : {"Device.Hosts.Host.1.", "Device.Hosts.Host.2."}) {
+        std::string sub = std::string(host) + "Sub.";
+        daemon.add(sub, R"({"type":"object","multi":true})");
+        daemon.add(sub + "#template.", R"({"type":"object"})");
+        daemon.add(sub + "1.", R"({"type":"object"})");
+    }
+    json_t* one = node("Device.Hosts.Host.1.Sub");
+    EXPECT_EQ(one, node("Device.Hosts.Host.2.Sub"));
+    daemon.add("Device.Hosts.Host.2.Sub.2.", R"({"type":"object"})");
+    EXPECT_EQ(candidates("Device.Hosts.Host.2.Sub", nullptr, 0), Texts({"1", "2"}));
+    json_t* two = node("Device.Hosts.Host.2.Sub");
+    EXPECT_NE(json_object_get(two, "2"), nullptr);
+    one = node("Device.Hosts.Host.1.Sub");
+    EXPECT_NE(one, two);
+    EXPECT_EQ(json_object_get(one, "2"), nullptr);
+    EXPECT_NE(json_object_get(one, "1"), nullptr);
+}
+
+TEST_F(Metadata, ALongListOfInstancesIsAskedForInParts) {
+    for (int i = 3; i <= 2500; ++i) {
+        std::string host = "Device.Hosts.Host." + std::to_string(i) + ".";
+        daemon.add(host, R"({"type":"object","access":"readOnly"})");
+        daemon.add(host + "IPAddress", R"({"type":"string","access":"readOnly","default":""})");
+    }
+    daemon.take_requests();
+    EXPECT_EQ(candidates("Device.Hosts.Host", nullptr, 0).size(), 2501u);
+    EXPECT_GT(daemon.take_requests().size(), 3u);
+    EXPECT_EQ(node("Device.Hosts.Host.3"), node("Device.Hosts.Host.2500"));
+    EXPECT_EQ(candidates("Device.Hosts.Host.2500", nullptr, 0), Texts({"IPAddress"}));
+}
+
 TEST_F(Metadata, OrderIsListedWhereTheNodeIsOrdered) {
     EXPECT_EQ(candidates("Device.Firewall.Rule", nullptr, 0), Texts({"1", "order"}));
     json_t* order = json_object_get(node("Device.Firewall.Rule"), "order");
