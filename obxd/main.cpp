@@ -120,7 +120,10 @@ bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, s
     Server server{loop, {options.socket, options.listen_host, options.listen_port}, std::move(tls)};
     server.bounds = options.bounds;
     Device device{
-        loop, store, users, {options.model, options.state_dir, options.reboot_ms, options.flash_ms}};
+        loop,
+        store,
+        users,
+        {options.model, options.state_dir, options.reboot_ms, options.flash_ms, options.upload_dirs}};
     device.go_down = [&server] { server_go_down(server); };
     device.come_up = [&server] { server_come_up(server); };
     Requests requests{server, store, users, device};
@@ -149,6 +152,9 @@ int serve(Options options) {
     std::unique_ptr<Store> store = Store::load(options.model, error);
     if (!store || (!options.values.empty() && !store->load_values(options.values, error)))
         return complain(error, EXIT_FAULT);
+    if (!options.rows.empty() && !store->make_rows(options.rows, error))
+        return complain("--rows: " + error, EXIT_USAGE);
+    for (const std::string& note : store->notes()) complain(note, 0);
     if (!run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;
 }

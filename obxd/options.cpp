@@ -21,6 +21,7 @@ enum {
     OPT_MAX_GUESTS,
     OPT_MAX_PER_SOURCE,
     OPT_GUEST_IDLE,
+    OPT_ROWS,
 };
 
 constexpr int MAX_CONNECTIONS = 100000;
@@ -33,6 +34,7 @@ const option LONG_OPTIONS[] = {
     {"tls-key", required_argument, nullptr, 'k'},
     {"model", required_argument, nullptr, 'm'},
     {"values", required_argument, nullptr, OPT_VALUES},
+    {"rows", required_argument, nullptr, OPT_ROWS},
     {"state", required_argument, nullptr, 'd'},
     {"users", required_argument, nullptr, 'u'},
     {"help", no_argument, nullptr, 'h'},
@@ -55,6 +57,19 @@ bool read_number(const char* text, int least, int most, int& value) {
     long number = strtol(text, &end, 10);
     if (end == text || *end || number < least || number > most) return false;
     value = static_cast<int>(number);
+    return true;
+}
+
+// "N", or "PATH=N".
+bool read_rows(const std::string& text, std::map<std::string, uint32_t>& rows) {
+    constexpr unsigned long MOST = 1000000;
+    size_t equals = text.rfind('=');
+    std::string number = equals == std::string::npos ? text : text.substr(equals + 1);
+    char* end = nullptr;
+    unsigned long count = strtoul(number.c_str(), &end, 10);
+    if (number.empty() || number[0] < '0' || number[0] > '9' || *end || count > MOST || equals == 0)
+        return false;
+    rows[equals == std::string::npos ? "" : text.substr(0, equals)] = static_cast<uint32_t>(count);
     return true;
 }
 
@@ -116,6 +131,11 @@ bool take_option(int code, Options& options, std::string& error) {
         case OPT_VALUES:
             options.values = optarg;
             break;
+        case OPT_ROWS:
+            if (read_rows(optarg, options.rows)) break;
+            error = "--rows: \"" + std::string(optarg) +
+                    "\" is no number of rows up to 1000000 and no PATH=NUMBER";
+            return false;
         case 'l':
             if (split_host_port(optarg, options.listen_host, options.listen_port)) break;
             error = "--listen: \"" + std::string(optarg) + "\" is no HOST:PORT";
@@ -197,6 +217,8 @@ const char* options_help() {
            "  --tls-key FILE       its private key (PEM)\n"
            "  --model FILE         data model to serve (default: the router that comes with obxd)\n"
            "  --values FILE        values of the model, besides those that it has\n"
+           "  --rows N             make up N rows in each table\n"
+           "  --rows PATH=N        make up N rows in that table\n"
            "  --state DIR          where configuration and firmware are kept (default: nowhere, a\n"
            "                       directory that is removed at the end)\n"
            "  --users FILE         users, passwords and tokens (default: users.json beside the model)\n"

@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ struct Options {
     int listen_port = -1;
     std::string tls_cert, tls_key;
     std::string model, values, state_dir, users;
+    std::map<std::string, uint32_t> rows;  ///< that are made up: by the table's path, "" for all others
     std::string image_version, image_payload, image_file;
     int reboot_ms = 500;
     int flash_ms = 2000;

@@ -229,6 +229,7 @@ void mode_loop() {
                 interrupt_held = &held;
                 start = sigsetjmp(interrupt_context, 1) == 0;
                 interrupt_armed = 1;
+                if (start) interrupt_take_idle();
             }
             if (!start) {
                 drop_statement();

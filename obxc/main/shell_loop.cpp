@@ -3,6 +3,7 @@
 #include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -129,6 +130,7 @@ void words_run_armed(json_t* words) {
         interrupt_held = &held;
         if (sigsetjmp(interrupt_context, 1) == 0) {
             interrupt_armed = 1;
+            interrupt_take_idle();
             words_dispatch(words);
             interrupt_point();  // a Ctrl-C that no wait took
         } else {
@@ -162,7 +164,9 @@ void line_run(Shell* shell, char* line) {
     }
     told_directly(shell);
     model_changes_take();
+    interrupt_catch_ends(true);
     words_run_armed(shell->words);
+    interrupt_catch_ends(false);
     serve_file_tell(shell->tell);
     paths_refresh();
     idle_interrupt_taken();
@@ -180,7 +184,7 @@ Step line_take(Shell* shell, char* line) {
         return STEP_GO_ON;
     }
     line_run(shell, line);
-    return STEP_GO_ON;
+    return interrupt_ended() || ox_rl_hung_up() ? STEP_LEAVE : STEP_GO_ON;
 }
 
 Step input_serve(Shell* shell) {
@@ -279,12 +283,36 @@ Step shell_pass(Shell* shell) {
     return STEP_GO_ON;
 }
 
+/// A signal that asked for the end is what ends the program, now that all is kept; but a terminal that goes
+/// away is the end of the input.
+void end_as_told() {
+    if (interrupt_ended() != SIGTERM && ox_rl_hung_up() != SIGTERM) return;
+    putchar('\n');
+    fflush(stdout);
+    raise(SIGTERM);
+}
+
+/// Runs a step of the start. Ctrl-C leaves one that has waited for long.
+void start_step(void (*step)(void)) {
+    ox_held_mark held;
+    interrupt_held = &held;
+    if (sigsetjmp(interrupt_context, 1) == 0) {
+        interrupt_armed = 1;
+        step();
+    } else {
+        interrupt_recover();
+        ox_rl_end_row();
+    }
+    interrupt_armed = 0;
+}
+
 }  // namespace
 
 int shell_loop(void) {
     print_banner();
-    try_login();
-    if (!dm_reload()) {
+    start_step(try_login);
+    start_step([] { dm_reload(); });
+    if (!dm_root) {
         puts("Error connecting to OBXD server");
         return -1;
     }
@@ -296,5 +324,6 @@ int shell_loop(void) {
     }
     ox_rl_async_restore(shell.editor);
     shell_close(&shell);
+    end_as_told();
     return 0;
 }

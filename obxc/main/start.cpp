@@ -187,6 +187,7 @@ int output_finish(int status) {
 }  // namespace
 
 int run(int argc, char** argv) {
+    interrupt_begin();
     descriptors_fill();
     ox_out_open();
     interrupt_init();
@@ -196,6 +197,7 @@ int run(int argc, char** argv) {
     channels.events = ox_jrpcapi_init();
     StartOptions options = {};
     int status = options_parse(&options, argc, argv);
+    interrupt_begin_end(status == GO_ON && options.mode == MODE_INTERACTIVE);
     if (status == GO_ON) status = session_start(&channels, &options);
     if (status == GO_ON) status = mode_run(&options);
     ox_jrpcapi_deinit(channels.requests);

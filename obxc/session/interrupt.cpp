@@ -38,12 +38,52 @@ void wait_leave() {
     if (on_main_thread()) waiting = 0;
 }
 
+volatile sig_atomic_t ended = 0;
+
+void end_interrupt(int number) {
+    if (ended) {
+        signal(number, SIG_DFL);
+        raise(number);
+        return;
+    }
+    ended = number;
+    raise(SIGINT);
+}
+
+enum { START_MS = 1000 };
+sigset_t first_mask;
+long long start_ms = 0;
+
+void start_interrupt(int number) {
+    if (!waiting || ox_wait_now_ms() - start_ms < START_MS) {
+        ox_wait_note_interrupt();
+    } else if (interrupt_armed) {
+        interrupt_jump();
+    } else {
+        signal(number, SIG_DFL);
+        raise(number);
+    }
+}
+
 }  // namespace
 
 void interrupt_init(void) {
     main_thread = pthread_self();
     ox_wait_set_hooks(wait_enter, wait_leave);
     ox_out_set_cancel([] { return interrupt_armed && marked; });
+}
+
+void interrupt_begin(void) {
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, &first_mask);
+}
+
+void interrupt_begin_end(bool shell) {
+    start_ms = ox_wait_now_ms();
+    if (shell) interrupt_install(start_interrupt);
+    pthread_sigmask(SIG_SETMASK, &first_mask, nullptr);
 }
 
 void interrupt_install(void (*handler)(int)) {
@@ -62,7 +102,10 @@ void interrupt_disarm(void) {
 }
 
 void shell_interrupt(int signal) {
-    if (!interrupt_armed) return;
+    if (!interrupt_armed) {
+        if (signal == SIGINT) ox_wait_note_interrupt();
+        return;
+    }
     if (!on_main_thread()) {
         pthread_kill(main_thread, signal);
         return;
@@ -101,8 +144,29 @@ void interrupt_recover(void) {
     prompt_rebuild();
 }
 
+void interrupt_catch_ends(bool on) {
+    ox_rl_yield_signals(on ? end_interrupt : nullptr);
+    static const int numbers[] = {SIGTERM, SIGHUP};
+    for (int number : numbers) {
+        struct sigaction action = {};
+        if (sigaction(number, nullptr, &action) != 0) continue;
+        if (action.sa_handler != (on ? SIG_DFL : end_interrupt)) continue;
+        action.sa_handler = on ? end_interrupt : SIG_DFL;
+        action.sa_flags = SA_RESTART;
+        sigaction(number, &action, nullptr);
+    }
+}
+
+int interrupt_ended(void) {
+    return ended;
+}
+
 void idle_interrupt(int) {
     ox_wait_note_interrupt();
+}
+
+void interrupt_take_idle(void) {
+    if (ox_wait_take_interrupt()) interrupt_jump();
 }
 
 bool idle_interrupt_taken(void) {

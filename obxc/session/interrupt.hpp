@@ -17,11 +17,16 @@ extern const ox_held_mark* interrupt_held;
 
 /// Connects the waits of the platform with the interrupt. Once, at start.
 void interrupt_init(void);
+/// At the very start, while nothing is known yet: SIGINT waits. `begin_end` lets it come again: to what it
+/// did before, or, where a shell starts, to its prompt, which is told of it; but a start that lasts is left
+/// by it, or, while armed, its wait.
+void interrupt_begin(void);
+void interrupt_begin_end(bool shell);
 /// Installs `handler` for SIGINT (before sigsetjmp is taken); the caller then sets `interrupt_armed`.
 void interrupt_install(void (*handler)(int));
 /// Clears flag and mark, and installs idle_interrupt, so that Ctrl-C never ends the program.
 void interrupt_disarm(void);
-/// The SIGINT handler while a command runs: does nothing unless armed.
+/// The SIGINT handler while a command runs; unless armed, as idle_interrupt.
 void shell_interrupt(int signal);
 /// True when a marked interrupt waits for its point.
 bool interrupt_pending(void);
@@ -37,5 +42,11 @@ void interrupt_recover(void);
 /// The SIGINT handler of a loop that waits for keys: it only ends that wait, or the next one (EINTR), and is
 /// remembered.
 void idle_interrupt(int signal);
+/// While a command runs, SIGTERM and SIGHUP are a Ctrl-C whose signal interrupt_ended gives (0: none came);
+/// the second one ends the program at once.
+void interrupt_catch_ends(bool on);
+int interrupt_ended(void);
 /// True once after each SIGINT that idle_interrupt took.
 bool idle_interrupt_taken(void);
+/// Where a jump leads to was taken and the interrupt is armed: one that came since the last wait jumps now.
+void interrupt_take_idle(void);

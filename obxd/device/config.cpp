@@ -10,6 +10,7 @@
 #include "device/files.hpp"
 #include "device/params.hpp"
 #include "device/restore_points.hpp"
+#include "json_error.hpp"
 #include "owners.hpp"
 
 namespace obxd {
@@ -36,7 +37,7 @@ bool names_mode(const json_t* config) {
 }  // namespace
 
 std::string config_path(const Device& device) {
-    return device.state_dir + "/config.json";
+    return device.state.path + "/config.json";
 }
 
 std::string config_text(Device& device) {
@@ -52,7 +53,7 @@ bool config_load(Device& device, const std::string& file, bool adopt_mode, std::
     const char* format = text_param(root, "format");
     const json_t* config = json_object_get(root, "config");
     if (!format || strcmp(format, FORMAT) != 0 || !json_is_object(config)) {
-        error = root ? "No configuration file" : where.text;
+        error = root ? "No configuration file" : json_error_text(where);
         return false;
     }
     if (!device.store.restore(config, error)) return false;
@@ -89,8 +90,8 @@ bool device_reset(Device& device, bool clean_all, const char* mode) {
     device.store.reset_defaults(keep);
     unlink(config_path(device).c_str());
     if (clean_all) {
-        empty_directory(device.state_dir + "/restore");
-        empty_directory(device.state_dir + "/files");
+        empty_directory(device.state.path + "/restore");
+        empty_directory(device.state.path + "/files");
     }
     device.mode = mode ? mode : "";
     device_apply(device);

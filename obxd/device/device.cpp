@@ -17,6 +17,7 @@
 #include "device/model.hpp"
 #include "device/params.hpp"
 #include "device/restore_points.hpp"
+#include "json_error.hpp"
 #include "owners.hpp"
 
 namespace obxd {
@@ -26,33 +27,6 @@ namespace {
 constexpr int64_t ANSWER_MS = 50;  // time for the answer to leave before a device goes down
 constexpr const char* VERSION_PATH = "Device.DeviceInfo.SoftwareVersion";
 constexpr const char* MODE_PATH = "Device.DeviceInfo.DeviceMode";
-
-bool make_state_dir(Device& device, std::string& error) {
-    std::string dir = device.options.state_dir;
-    if (dir.empty()) {
-        const char* tmp = getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/obxd-XXXXXX";
-        if (!mkdtemp(pattern.data())) {
-            error = pattern + ": " + strerror(errno);
-            return false;
-        }
-        dir = pattern;
-        device.temporary = true;
-    }
-    char* real = nullptr;
-    if ((mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) || !(real = realpath(dir.c_str(), nullptr))) {
-        error = dir + ": " + strerror(errno);
-        return false;
-    }
-    device.state_dir = real;
-    free(real);
-    for (const char* sub : {"/restore", "/files", "/firmware"}) {
-        if (mkdir((device.state_dir + sub).c_str(), 0700) == 0 || errno == EEXIST) continue;
-        error = device.state_dir + sub + ": " + strerror(errno);
-        return false;
-    }
-    return true;
-}
 
 std::string text_value(Store& store, const char* path) {
     const char* text = json_string_value(store.value(path));
@@ -71,7 +45,7 @@ bool read_state(Device& device, const std::string& path, std::string& error) {
     const json_t* version = json_object_get(state, "SoftwareVersion");
     const json_t* mode = json_object_get(state, "DeviceMode");
     if (!json_is_string(version) || (mode && !json_is_string(mode))) {
-        error = state ? "No state file" : where.text;
+        error = state ? "No state file" : json_error_text(where);
         return false;
     }
     bool given_by_model = device.version == json_string_value(version);
@@ -91,7 +65,7 @@ bool read_state(Device& device, const std::string& path, std::string& error) {
 void load_state(Device& device) {
     device.version = text_value(device.store, VERSION_PATH);
     device.mode.clear();
-    std::string path = device.state_dir + "/state.json";
+    std::string path = device.state.path + "/state.json";
     std::string error;
     if (access(path.c_str(), F_OK) == 0 && !read_state(device, path, error)) complain(device, path, error);
 }
@@ -130,7 +104,7 @@ void go_down(Device& device, const char* cause) {
 }  // namespace
 
 bool device_start(Device& device, std::string& error) {
-    if (!make_state_dir(device, error)) return false;
+    if (!state_dir_open(device.state, device.options.state_dir, error)) return false;
     load_state(device);
     live_register(device);
     device.store.set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
@@ -139,7 +113,8 @@ bool device_start(Device& device, std::string& error) {
 }
 
 void device_stop(Device& device) {
-    if (device.temporary) remove_tree(device.state_dir);
+    if (device.state.lock.get() >= 0) firmware_cancel(device);
+    state_dir_close(device.state);
 }
 
 void device_begin_reboot(Device& device, int64_t delay_ms, const char* cause) {
@@ -165,11 +140,11 @@ bool device_save_state(Device& device) {
     JsonRef state(json_pack("{s:s}", "SoftwareVersion", device.version.c_str()));
     if (!device.mode.empty()) json_object_set_new(state, "DeviceMode", json_string(device.mode.c_str()));
     CharsRef text(json_dumps(state, JSON_INDENT(2)));
-    return write_file(device.state_dir + "/state.json", text.get() ? text.get() : "{}");
+    return write_file(device.state.path + "/state.json", text.get() ? text.get() : "{}");
 }
 
 std::string device_temp_file(Device& device) {
-    return device.state_dir + "/fetch-" + std::to_string(getpid()) + "-" + std::to_string(device.files++);
+    return state_dir_temp_file(device.state, device.files++);
 }
 
 bool device_mode_allowed(Device& device, const std::string& mode) {

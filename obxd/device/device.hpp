@@ -8,10 +8,12 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "answers.hpp"
 #include "device/journal.hpp"
 #include "device/password_gate.hpp"
+#include "device/state_dir.hpp"
 #include "net/loop.hpp"
 #include "store/store.hpp"
 #include "users/users.hpp"
@@ -24,6 +26,7 @@ struct DeviceOptions {
     std::string state_dir;  ///< "": a temporary one
     int reboot_ms = 500;
     int flash_ms = 2000;
+    std::vector<std::string> upload_dirs;  ///< where uploads may be written beside the state directory
 };
 
 /// Who the request that is being answered comes from: null and 0 outside of one.
@@ -77,12 +80,11 @@ struct Device {
     Asker asker;
     PasswordGate passwords;
     Journal journal;
-    std::string state_dir;   ///< absolute
-    bool temporary = false;  ///< the directory is removed at the end
-    std::string version;     ///< of the running firmware
-    std::string mode;        ///< DeviceMode of the last Reboot; "" where the configuration says it
-    int64_t booted = 0;      ///< ms of the monotonic clock
-    uint64_t boots = 0;      ///< work of an earlier boot is void
+    StateDir state;
+    std::string version;  ///< of the running firmware
+    std::string mode;     ///< DeviceMode of the last Reboot; "" where the configuration says it
+    int64_t booted = 0;   ///< ms of the monotonic clock
+    uint64_t boots = 0;   ///< work of an earlier boot is void
     bool rebooting = false;
     bool flashing = false;
     bool flash_checked = false;  ///< the image was read back and is right
@@ -100,7 +102,7 @@ struct Device {
 /// Prepares the state directory and boots: the saved configuration is in force afterwards. False with one
 /// line in `error`.
 bool device_start(Device& device, std::string& error);
-/// Removes the state directory where it is a temporary one.
+/// Removes the image of a transaction that waits, and the state directory where it is a temporary one.
 void device_stop(Device& device);
 
 /// Has the device go down and come back, after `delay_ms`; later where flashing is cut off by it, so that

@@ -9,11 +9,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "digest.hpp"
 #include "owners.hpp"
 
 namespace obxd {
 
 namespace {
+
+constexpr std::string_view TEMPORARY = ".obxd-";
+constexpr size_t RANDOM_BYTES = 8;
 
 int remove_entry(const char* path, const struct stat*, int, FTW*) {
     return remove(path);
@@ -44,16 +48,37 @@ bool write_all(int fd, const void* data, size_t size) {
 }
 
 bool write_file(const std::string& path, const std::string& text) {
-    std::string temp = path + ".XXXXXX";
-    Fd fd(mkostemp(temp.data(), O_CLOEXEC));
+    size_t slash = path.rfind('/');
+    std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    Fd directory(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return directory.get() >= 0 && write_file_at(directory.get(), path.substr(slash + 1), text);
+}
+
+bool write_file_at(int directory, const std::string& name, const std::string& text) {
+    std::string temp = std::string(TEMPORARY) + hex_random(RANDOM_BYTES);
+    Fd fd(openat(directory, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (fd.get() < 0) return false;
     if (write_all(fd.get(), text.data(), text.size()) && fsync(fd.get()) == 0 &&
-        rename(temp.c_str(), path.c_str()) == 0)
+        renameat(directory, temp.c_str(), directory, name.c_str()) == 0) {
+        fsync(directory);
         return true;
+    }
     int saved = errno;
-    unlink(temp.c_str());
+    unlinkat(directory, temp.c_str(), 0);
     errno = saved;
     return false;
+}
+
+bool file_is_temporary(const std::string& name) {
+    std::string_view rest = name;
+    if (!rest.starts_with(TEMPORARY)) return false;
+    rest.remove_prefix(TEMPORARY.size());
+    return rest.size() == 2 * RANDOM_BYTES && rest.find_first_not_of("0123456789abcdef") == rest.npos;
+}
+
+bool file_name_ok(const std::string& name) {
+    return !name.empty() && name.size() < 256 && name != "." && name != ".." &&
+           name.find('/') == std::string::npos;
 }
 
 void empty_directory(const std::string& path) {

@@ -116,7 +116,7 @@ void keep_image(Device& device, const Transaction& fresh, const std::string& fil
     firmware_cancel(device);
     device.transaction = fresh;
     device.transaction.id = hex_random(TRANSACTION_ID);
-    device.transaction.file = device.state_dir + "/firmware/" + device.transaction.id + ".img";
+    device.transaction.file = device.state.path + "/firmware/" + device.transaction.id + ".img";
     if (rename(file.c_str(), device.transaction.file.c_str()) != 0) {
         Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
         unlink(file.c_str());

@@ -1,5 +1,7 @@
 #include "device/model.hpp"
 
+#include <string.h>
+
 #include "answers.hpp"
 #include "ox_tr_list.hpp"
 #include "ox_tr_names.hpp"
@@ -30,6 +32,15 @@ std::vector<std::string> model_children(Store& store, const std::string& object)
     std::vector<std::string> paths;
     for (ox_tr_element element : ox_tr_elements(list)) paths.emplace_back(element.name);
     return paths;
+}
+
+Rank model_call_rank(Store& store, const std::string& path) {
+    // "perms" is "READ/WRITE", and who may write a method may call it.
+    JsonRef attributes = model_attributes(store, path);
+    const char* perms = json_string_value(json_object_get(attributes, "perms"));
+    const char* slash = perms ? strchr(perms, '/') : nullptr;
+    int rank = slash ? rank_parse(slash + 1) : -1;
+    return rank < 0 ? RANK_ADMIN : static_cast<Rank>(rank);
 }
 
 }  // namespace obxd

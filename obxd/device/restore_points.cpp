@@ -30,7 +30,7 @@ std::string row_path(uint32_t row) {
 // What is there on disk, the oldest first.
 std::vector<Point> points_read(const Device& device) {
     std::vector<Point> points;
-    DIR* dir = opendir((device.state_dir + "/restore").c_str());
+    DIR* dir = opendir((device.state.path + "/restore").c_str());
     if (!dir) return points;
     while (const dirent* entry = readdir(dir)) {
         std::string_view file = entry->d_name;
@@ -95,7 +95,7 @@ void rows_drop(Device& device, const std::vector<Point>& points) {
 }  // namespace
 
 std::string restore_point_file(const Device& device, const std::string& name) {
-    return device.state_dir + "/restore/" + name + std::string(SUFFIX);
+    return device.state.path + "/restore/" + name + std::string(SUFFIX);
 }
 
 bool restore_point_name_free(Device& device, const std::string& name) {

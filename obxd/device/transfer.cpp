@@ -3,25 +3,18 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
-#include <strings.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "device/config.hpp"
 #include "device/files.hpp"
 #include "device/firmware.hpp"
+#include "device/model.hpp"
 #include "device/params.hpp"
+#include "device/upload.hpp"
 
 namespace obxd {
 
 namespace {
-
-constexpr std::string_view FILE_SCHEME = "file://";
-
-bool file_name_ok(const std::string& name) {
-    return !name.empty() && name.size() < 256 && name != "." && name != ".." &&
-           name.find('/') == std::string::npos;
-}
 
 std::string last_component(const std::string& url) {
     size_t start = url.find("://");
@@ -30,11 +23,21 @@ std::string last_component(const std::string& url) {
     return slash == std::string::npos ? "" : rest.substr(slash + 1);
 }
 
+// The reason without a word of the file, which may be one that who asks must not read: of a configuration the
+// path alone, where the model has it.
+std::string without_words(Device& device, const std::string& error) {
+    size_t colon = error.find(": ");
+    if (colon == std::string::npos) return error;
+    std::string path = error.substr(0, colon);
+    bool known = json_object_size(model_attributes(device.store, path)) > 0;
+    return known ? path + ": what is there does not fit" : "The configuration does not fit the model";
+}
+
 void install_config(Device& device, const std::string& file, const Reply& reply) {
     std::string error;
     bool loaded = config_load(device, file, true, error);
     unlink(file.c_str());
-    if (!loaded) return reply(answer_fault(FAULT_CORRUPTED, error));
+    if (!loaded) return reply(answer_fault(FAULT_CORRUPTED, without_words(device, error)));
     device_apply(device);
     journal_add(device.journal, "configuration downloaded");
     device_event(device, "ConfigLoaded", nullptr);
@@ -42,7 +45,7 @@ void install_config(Device& device, const std::string& file, const Reply& reply)
 }
 
 void install_file(Device& device, const std::string& file, const std::string& name, const Reply& reply) {
-    if (rename(file.c_str(), (device.state_dir + "/files/" + name).c_str()) != 0) {
+    if (rename(file.c_str(), (device.state.path + "/files/" + name).c_str()) != 0) {
         Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
         unlink(file.c_str());
         return reply(fault);
@@ -57,43 +60,10 @@ std::string build_config_text(const Device& device) {
            "\nMODEL=" + device.options.model + "\n";
 }
 
-// The file that an Upload's URL names: a fault code when it names none.
-int upload_path(const json_t* params, const char* default_name, std::string& path, std::string& detail) {
-    const char* url = text_param(params, "URL");
-    if (!url) {
-        detail = "\"URL\" is missing";
-        return FAULT_INVALID_ARGUMENTS;
-    }
-    int code = fetch_check_url(url, detail);
-    if (code != 0) return code;
-    if (strncasecmp(url, FILE_SCHEME.data(), FILE_SCHEME.size()) != 0) {
-        detail = "Only file URLs can be written to";
-        return FAULT_PROTOCOL;
-    }
-    path = url + FILE_SCHEME.size();
-    struct stat status;
-    bool there = stat(path.c_str(), &status) == 0;
-    const char* name = text_param(params, "TargetFileName");
-    if (there && S_ISDIR(status.st_mode)) {
-        std::string file = name ? name : default_name;
-        if (file_name_ok(file)) {
-            path += "/" + file;
-            return 0;
-        }
-        detail = "\"TargetFileName\" is no file name";
-        return FAULT_INVALID_ARGUMENTS;
-    }
-    if (!there || S_ISREG(status.st_mode)) return 0;
-    detail = "No regular file";
-    return FAULT_UPLOAD;
-}
-
 Answer upload_text(Device& device, const std::string& text, const char* name, const json_t* params) {
-    std::string path;
     std::string detail;
-    int code = upload_path(params, name, path, detail);
+    int code = upload_write(device, params, name, text, detail);
     if (code != 0) return answer_fault(code, detail);
-    if (!write_file(path, text)) return answer_fault(FAULT_UPLOAD, strerror(errno));
     journal_add(device.journal, "%s uploaded", name);
     return answer_result();
 }

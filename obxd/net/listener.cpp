@@ -1,9 +1,11 @@
 #include "net/listener.hpp"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -14,6 +16,8 @@ namespace obxd {
 namespace {
 
 constexpr int BACKLOG = 128;
+constexpr int LOCK_TRIES = 100;
+constexpr int LOCK_WAIT_US = 10000;
 
 Fd fail(std::string& error, const std::string& place, const std::string& what) {
     error = place + ": " + what;
@@ -41,6 +45,20 @@ int replace_dead(const sockaddr_un& address, std::string& reason) {
     return 0;
 }
 
+// Between the look at the old socket and the listening on the new one no other daemon may do the same. The
+// lock is that of the directory: a file for it would stay. Who holds it for long is no daemon, and is not
+// waited for.
+Fd lock_parent(const std::string& path) {
+    size_t slash = path.rfind('/');
+    std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    Fd lock(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (int tries = 0; lock.get() >= 0 && tries < LOCK_TRIES; tries++) {
+        if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) break;
+        usleep(LOCK_WAIT_US);
+    }
+    return lock;
+}
+
 int bound_port(int fd) {
     sockaddr_storage address{};
     socklen_t size = sizeof address;
@@ -65,6 +83,7 @@ Fd listen_local(const std::string& path, std::string& error) {
     if (path.size() >= sizeof address.sun_path) return fail(error, path, "the socket's path is too long");
     memcpy(address.sun_path, path.c_str(), path.size());
     std::string reason;
+    Fd lock = lock_parent(path);
     if (replace_dead(address, reason) < 0) return fail(error, path, reason);
     Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
@@ -73,6 +92,16 @@ Fd listen_local(const std::string& path, std::string& error) {
     if (chmod(path.c_str(), 0666) != 0 || listen(fd.get(), BACKLOG) != 0)
         return fail(error, path, strerror(errno));
     return fd;
+}
+
+ino_t listen_inode(const std::string& path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+void unlisten_local(const std::string& path, ino_t inode) {
+    Fd lock = lock_parent(path);
+    if (inode != 0 && listen_inode(path) == inode) unlink(path.c_str());
 }
 
 Fd listen_tcp(const std::string& host, int& port, std::string& error) {

@@ -221,6 +221,7 @@ bool server_open(Server& server, std::string& error) {
     if (server.local_listener.get() >= 0) return true;
     server.local_listener = listen_local(listen.socket, error);
     if (server.local_listener.get() < 0) return false;
+    server.local_inode = listen_inode(listen.socket);
     loop_watch(server.loop, server.local_listener.get(), TAG_LOCAL, EPOLLIN);
     return true;
 }
@@ -235,7 +236,7 @@ void server_run(Server& server) {
 }
 
 void server_go_down(Server& server) {
-    if (server.local_listener.get() >= 0) unlink(server.listen.socket.c_str());
+    if (server.local_listener.get() >= 0) unlisten_local(server.listen.socket, server.local_inode);
     server.local_listener.reset();
     server.tcp_listener.reset();
     // All output goes before the first connection is closed: a client of two would otherwise see the end of

@@ -36,6 +36,7 @@ struct Server {
     std::function<void(Connection& c, const char* why)> on_broken;
 
     Fd local_listener = Fd();
+    ino_t local_inode = 0;  ///< of the local socket's file
     Fd tcp_listener = Fd();
     Fd spare = Fd();      ///< a descriptor to accept with where there is none left
     bool paused = false;  ///< nobody is accepted for a while

@@ -4,6 +4,7 @@
 
 #include "device/config.hpp"
 #include "device/execute.hpp"
+#include "device/model.hpp"
 #include "device/transfer.hpp"
 #include "net/admission.hpp"
 #include "requests/events.hpp"
@@ -26,6 +27,7 @@ struct MethodRow {
     StoreMethod store = nullptr;  ///< answers at once
     DeviceMethod device = nullptr;
     SessionMethod session = nullptr;
+    const char* twin = nullptr;  ///< the model's method of the same effect, whose right counts
 };
 
 template <Answer (Store::*METHOD)(const Caller&, const json_t*)>
@@ -51,8 +53,8 @@ constexpr MethodRow METHODS[] = {
     {"DeleteObject", RANK_GUEST, ask<&Store::delete_object>},
     {"Execute", RANK_GUEST, nullptr, device_execute},
     {"SaveConfig", RANK_USER, nullptr, device_save_config},
-    {"Reboot", RANK_USER, nullptr, device_reboot},
-    {"FactoryReset", RANK_ADMIN, nullptr, device_factory_reset},
+    {"Reboot", RANK_ADMIN, nullptr, device_reboot, nullptr, "Device.Reboot"},
+    {"FactoryReset", RANK_ADMIN, nullptr, device_factory_reset, nullptr, "Device.FactoryReset"},
     {"Download", RANK_ADMIN, nullptr, device_download},
     {"Upload", RANK_ADMIN, nullptr, device_upload},
     {"JoinGroup", RANK_GUEST, nullptr, nullptr, session_join},
@@ -60,6 +62,10 @@ constexpr MethodRow METHODS[] = {
     {"Login", RANK_GUEST, nullptr, nullptr, session_login},
     {"Logout", RANK_GUEST, nullptr, nullptr, session_logout},
 };
+
+// How a refusal goes on, by the rank that is needed.
+constexpr const char* LEAST_TEXTS[] = {"", " needs a login", " needs a login as administrator",
+                                       " needs system access"};
 
 const MethodRow* find_method(const char* name) {
     for (const MethodRow& row : METHODS) {
@@ -110,10 +116,9 @@ void answer_request(Requests& requests, Connection& c, const MethodRow& row, con
     Reply reply = make_reply(requests, c, id);
     if (row.store) return reply(row.store(requests.store, caller, params));
     c.progress = now_ms();
-    if (caller_rank(caller) < row.least) {
-        const char* least = row.least == RANK_ADMIN ? " needs a login as administrator" : " needs a login";
-        return reply(answer_fault(FAULT_REQUEST_DENIED, std::string(row.name) + least));
-    }
+    Rank least = row.twin ? model_call_rank(requests.store, row.twin) : row.least;
+    if (caller_rank(caller) < least)
+        return reply(answer_fault(FAULT_REQUEST_DENIED, std::string(row.name) + LEAST_TEXTS[least]));
     if (row.device) return row.device(requests.device, params, reply);
     Request request{requests, c, params, std::move(reply)};
     row.session(request);

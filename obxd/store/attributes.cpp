@@ -4,37 +4,34 @@
 
 #include "ox_tr_names.hpp"
 #include "store/params.hpp"
+#include "store/place_attrs.hpp"
 #include "store/walk.hpp"
 
 namespace obxd {
 namespace {
 
-json_t* attrs_of(const Model& model, const Place& place) {
-    switch (place.pseudo) {
-        case Pseudo::MAX_INSTANCE:
-            return model.max_attrs;
-        case Pseudo::ORDER:
-            return model.order_attrs;
-        case Pseudo::INDEX:
-            return model.index_attrs;
-        case Pseudo::NONE:
-            break;
-    }
-    return place.item ? place.schema->item_attrs : place.schema->attrs;
-}
-
+/// Lists to choose from leave out what is obsoleted, unless it was asked for by name.
 struct AttributesVisitor {
-    const Model& model;
+    Model& model;
     json_t* list;
-    bool deep;
+    bool deep, details;
+    bool choosing = false;
 
+    bool is_left_out(const Place& place) const {
+        return choosing && place.schema->status >= Status::OBSOLETED;
+    }
     bool enter(const Place& place, const std::string& path) const {
         leaf(place, path);
-        return deep;
+        return deep && !is_left_out(place);
     }
     void leave(const Place&) const {}
     void leaf(const Place& place, const std::string& path) const {
-        json_object_set_nocheck(list_add(list, path), OX_TR_ATTRIBUTES, attrs_of(model, place));
+        if (!is_left_out(place)) add(place, path);
+    }
+    void add(const Place& place, const std::string& path) const {
+        JsonRef own = details ? attrs_detailed(model, place) : attrs_own(model, place);
+        json_t* shown = own ? own.get() : attrs_shared(model, place);
+        json_object_set_nocheck(list_add(list, path), OX_TR_ATTRIBUTES, shown);
     }
 };
 
@@ -50,7 +47,7 @@ struct ModelVisitor {
     std::vector<json_t*> open;  ///< borrowed, each held by the one before it
 
     json_t* add(const Place& place) {
-        json_t* node = model_node(attrs_of(model, place));
+        json_t* node = model_node(attrs_shared(model, place));
         json_object_set_new_nocheck(open.back(), PlaceName(place).text(), node);
         return node;
     }
@@ -73,7 +70,8 @@ json_t* model_place(const Model& model, json_t* root, const Place& place) {
     json_t* parent = model_place(model, root, above);
     PlaceName name(place);
     json_t* node = json_object_get(parent, name.text());
-    if (!node) json_object_set_new_nocheck(parent, name.text(), node = model_node(attrs_of(model, place)));
+    if (!node)
+        json_object_set_new_nocheck(parent, name.text(), node = model_node(attrs_shared(model, place)));
     return node;
 }
 
@@ -121,14 +119,16 @@ Answer attributes_get(Model& model, const Caller& caller, const json_t* params) 
     bool ignore = param_flag(params, OX_TR_IGNORE_ACCESS_ERROR);
     int rank = caller_rank(caller);
     JsonRef list(json_array());
-    AttributesVisitor visitor{model, list, level == ALL_BELOW};
+    AttributesVisitor visitor{model, list, level == ALL_BELOW, param_flag(params, "Details")};
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         Place place;
         if (!schema_find(model, name, place)) return answer_fault(FAULT_INVALID_NAME, name);
         std::string path = wire_path(place, name);
         if (place.schema->kind == Schema::PARAMETER && rank < place.schema->read_rank)
             return ignore ? Answer() : answer_fault(FAULT_REQUEST_DENIED, path);
-        visitor.leaf(place, path);
+        visitor.add(place, path);
+        bool whole = level == ALL_BELOW && !place.item;
+        visitor.choosing = !whole && place.schema->status < Status::OBSOLETED && !model.show_all;
         if (level != NOTHING_BELOW && place.pseudo == Pseudo::NONE)
             walk<Walk::SCHEMA>(visitor, place, path == "." ? "" : path);
         return {};

@@ -6,6 +6,7 @@
 
 #include "ox_tr_names.hpp"
 #include "ox_tr_path.hpp"
+#include "store/legal.hpp"
 #include "store/references.hpp"
 #include "store/scopes.hpp"
 #include "store/ties.hpp"
@@ -31,11 +32,12 @@ bool is_there(const Model& model, const std::string& path) {
     return true;
 }
 
-/// Checks every default against its own bounds, gathers the references that a delete has to look at, and ties
-/// what is named elsewhere in the model.
+/// Checks every default against its own bounds and makes one up for what can be set, gathers the references
+/// that a delete has to look at, and ties what is named elsewhere in the model.
 struct EndVisitor {
     Model& model;
     std::string& error;
+    ValueMaker maker{model};
 
     bool enter(const Place& place, const std::string&) const {
         if (place.is_table() || place.schema->kind != Schema::OBJECT) return error.empty();
@@ -43,12 +45,15 @@ struct EndVisitor {
         return error.empty();
     }
     void leave(const Place&) const {}
-    void leaf(const Place& place, const std::string&) const {
+    void leaf(const Place& place, const std::string&) {
         Schema* parameter = place.schema;
         if (parameter->kind != Schema::PARAMETER || place.pseudo != Pseudo::NONE || !error.empty()) return;
         targets_resolve(parameter);
         if (!parameter->argument) reference_note(model, parameter);
         std::string why;
+        if (!parameter->has_default && parameter->writable && !parameter->argument) {
+            if (json_t* legal = maker.plain(parameter)) parameter->initial.reset(legal);
+        }
         if (parameter->has_default && value_check(model, parameter, nullptr, parameter->initial, why) != 0)
             error = schema_path(parameter) + ": the default " + why;
         else
@@ -71,17 +76,20 @@ struct EndVisitor {
         for (const std::string& target : limits.targets) {
             std::string path = scope_path(parameter->parent, nullptr, target);
             relative |= path != target;
-            if (!is_there(model, path))
-                model.notes.push_back(schema_path(parameter) + ": refers to " + path +
-                                      ", which the model does not have");
+            if (!is_there(model, path)) miss(path, parameter);
             all += (all.empty() ? "" : ",") + path + ".";
         }
         if (relative) foreign_key_set(parameter, all);
         if (limits.from.empty()) return;
         std::string from = scope_path(parameter->parent, nullptr, limits.from);
-        if (!is_there(model, from))
-            model.notes.push_back(schema_path(parameter) + ": takes its values from " + from +
-                                  ", which the model does not have");
+        if (!is_there(model, from)) miss(from, parameter);
+    }
+
+    /// What parameters name and the model does not have is told once.
+    void miss(const std::string& path, const Schema* parameter) const {
+        std::string text = path + " is not in the model; " + schema_path(parameter) + " refers to it";
+        auto told = [&path](const std::string& note) { return note.starts_with(path + " is not"); };
+        if (std::none_of(model.notes.begin(), model.notes.end(), told)) model.notes.push_back(text);
     }
 };
 
@@ -211,10 +219,11 @@ bool build_parameter(Schema* schema, const Facts& facts, const char* type, Limit
                       (facts.runtime ? 'v' : 's') + (dump ? dump.get() : "") + limits_key(limits);
     Shape& shape = shapes[key];
     if (!shape.limits && !build_shape(schema, facts, type, std::move(limits), shape, why)) return false;
-    return build_parameter(schema, facts, shape, why);
+    build_parameter(schema, facts, shape);
+    return true;
 }
 
-bool build_parameter(Schema* schema, const Facts& facts, const Shape& shape, std::string& why) {
+void build_parameter(Schema* schema, const Facts& facts, const Shape& shape) {
     facts_take(schema, facts);
     schema->kind = Schema::PARAMETER;
     schema->write_once = facts.write_once;
@@ -227,13 +236,8 @@ bool build_parameter(Schema* schema, const Facts& facts, const Shape& shape, std
     schema->attrs.reset(json_incref(shape.attrs.get()));
     schema->limits = shape.limits;
     schema->has_default = facts.initial != nullptr;
-    if (!facts.initial && schema->writable) {
-        why = "a parameter that can be set needs a default";
-        return false;
-    }
     schema->initial.reset(facts.initial ? json_incref(facts.initial)
                                         : value_empty(limits_type(*schema->limits)));
-    return true;
 }
 
 bool build_key(Schema* object, const std::vector<std::string_view>& names, bool functional,

@@ -47,7 +47,8 @@ struct Facts {
     bool mandatory = false;   ///< an argument that a call must give
     bool runtime = false;     ///< not saved
     const char* units = nullptr;
-    json_t* initial = nullptr;  ///< its default, in JSON's type; null: none
+    /// Its default, in JSON's type; null: none. What can be set then begins with a legal value.
+    json_t* initial = nullptr;
 
     // Of a method.
     bool async = false;
@@ -87,7 +88,7 @@ bool build_parameter(Schema* schema, const Facts& facts, const char* type, Limit
 /// build_shape() made it for a parameter with the same ranks, status, access and attributes.
 bool build_shape(const Schema* schema, const Facts& facts, const char* type, Limits limits, Shape& shape,
                  std::string& why);
-bool build_parameter(Schema* schema, const Facts& facts, const Shape& shape, std::string& why);
+void build_parameter(Schema* schema, const Facts& facts, const Shape& shape);
 /// The ranks alone, for those who need them before the rest.
 void build_ranks(Schema* schema, const Facts& facts);
 

@@ -61,10 +61,26 @@ void instance_drop(Model& model, const std::string& path) {
     if (table->schema->ordered) orders_tell(model, table, gone->order, UINT32_MAX);
 }
 
-/// Deletes an instance and what goes with it.
-bool doomed_delete(Model& model, Node* instance, std::string& why) {
+/// Whether all tables keep as many instances as they must have. False with `why`.
+bool enough_stay(const std::vector<Node*>& doomed, std::string& why) {
+    for (const Node* node : doomed) {
+        const Node* table = node->parent;
+        auto goes = [table](const Node* other) { return other->parent == table; };
+        auto goes_with = [table](const Node* other) { return is_below(table, other); };
+        size_t gone = static_cast<size_t>(std::count_if(doomed.begin(), doomed.end(), goes));
+        if (table->instances.size() - gone >= table->schema->min_count) continue;
+        if (std::any_of(doomed.begin(), doomed.end(), goes_with)) continue;
+        why = node_path(table) + " holds at least " + std::to_string(table->schema->min_count);
+        return false;
+    }
+    return true;
+}
+
+/// Deletes an instance and what goes with it. The device itself may leave less than there must be.
+bool doomed_delete(Model& model, Node* instance, bool by_client, std::string& why) {
     std::vector<Node*> doomed;
-    if (!cascade_gather(model, instance, doomed, why)) return false;
+    if (!cascade_gather(model, instance, doomed, why) || (by_client && !enough_stay(doomed, why)))
+        return false;
     std::vector<std::string> paths;
     for (auto node = doomed.rbegin(); node != doomed.rend(); ++node) paths.push_back(node_path(*node));
     for (const std::string& path : paths) instance_drop(model, path);
@@ -136,7 +152,7 @@ Answer object_delete(Model& model, const Caller& caller, const json_t* params) {
         return answer_fault(FAULT_REQUEST_DENIED,
                             std::string("only ") + rank_text(schema->write_rank) + " may delete " + name);
     std::string why;
-    if (!doomed_delete(model, place.node, why)) return answer_fault(FAULT_REQUEST_DENIED, why);
+    if (!doomed_delete(model, place.node, true, why)) return answer_fault(FAULT_REQUEST_DENIED, why);
     return answer_result();
 }
 
@@ -160,7 +176,8 @@ uint32_t instance_add(Model& model, std::string_view object, const json_t* value
 bool instance_delete(Model& model, std::string_view path) {
     Place place;
     std::string why;
-    return place_find(model, path, place) && place.is_instance() && doomed_delete(model, place.node, why);
+    return place_find(model, path, place) && place.is_instance() &&
+           doomed_delete(model, place.node, false, why);
 }
 
 std::vector<uint32_t> instance_numbers(Model& model, std::string_view object) {

@@ -69,13 +69,18 @@ struct Reader {
         return true;
     }
 
+    /// A bound that JSON has no integers beyond is the type's own.
+    static bool is_bound(const json_t* value) {
+        return value && (!json_is_integer(value) || json_integer_value(value) != INT64_MAX);
+    }
+
     template <typename Number>
     static Range<Number> range_of(const json_t* min, const json_t* max, const json_t* step) {
         auto number = [](const json_t* value) {
             return json_is_integer(value) ? static_cast<Number>(json_integer_value(value))
                                           : static_cast<Number>(json_real_value(value));
         };
-        return {number(min), number(max), min != nullptr, max != nullptr, number(step)};
+        return {number(min), number(max), min != nullptr, is_bound(max), number(step)};
     }
 
     template <typename Number>
@@ -192,6 +197,7 @@ struct Reader {
         if (inner->type == OX_TR_JSON) return fail("a list holds no JSON");
         limits.type = inner->type;
         limits.family = inner->family;
+        for (const char* name : OF_LIST) json_object_del(own, name);
         json_object_update_missing(given, own);
         if (inner->list) limits.inner = std::move(inner);
         return true;

@@ -126,18 +126,6 @@ bool members_check(json_t* given, std::string& why) {
     return true;
 }
 
-bool status_parse(const char* text, Status& status) {
-    static const char* const WORDS[] = {"current", "deprecated", "obsoleted", "deleted"};
-    status = Status::CURRENT;
-    if (!text) return true;
-    for (size_t i = 0; i < std::size(WORDS); i++) {
-        if (strcmp(WORDS[i], text) != 0) continue;
-        status = static_cast<Status>(i);
-        return true;
-    }
-    return false;
-}
-
 Facts members_facts(Model& model, json_t* given) {
     auto text = [&](const char* key) { return std::string_view(member_text(given, key) ?: ""); };
     Facts facts;

@@ -15,8 +15,6 @@ constexpr char MODEL_EVENTS[] = "#events";
 /// A member that is a text, or null.
 const char* member_text(const json_t* given, const char* key);
 bool member_flag(const json_t* given, const char* key);
-/// A status by its word; null is the current one. False for no such word.
-bool status_parse(const char* text, Status& status);
 /// Whether all members are known and have the right types. False with `why`.
 bool members_check(json_t* given, std::string& why);
 /// What the members say of the node, texts kept in the model's; the attributes of the wire are left out.

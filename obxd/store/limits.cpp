@@ -1,10 +1,15 @@
 #include "limits.hpp"
 
+#include <string.h>
+
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 namespace obxd {
 namespace {
+
+const char* const STATUS_WORDS[] = {"current", "deprecated", "obsoleted", "deleted"};
 
 void number_add(std::string& text, double number) {
     char digits[40];
@@ -88,6 +93,21 @@ std::string choice_text(const Choice& choice) {
 }
 
 }  // namespace
+
+const char* status_text(Status status) {
+    return STATUS_WORDS[static_cast<size_t>(status)];
+}
+
+bool status_parse(const char* text, Status& status) {
+    status = Status::CURRENT;
+    if (!text) return true;
+    for (size_t i = 0; i < std::size(STATUS_WORDS); i++) {
+        if (strcmp(STATUS_WORDS[i], text) != 0) continue;
+        status = static_cast<Status>(i);
+        return true;
+    }
+    return false;
+}
 
 int limits_type(const Limits& limits) {
     return limits.list ? static_cast<int>(OX_TR_LIST) : limits.type;

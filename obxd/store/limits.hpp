@@ -95,6 +95,11 @@ struct Limits {
     JsonRef taken;
 };
 
+/// "current", "deprecated", "obsoleted", "deleted".
+const char* status_text(Status status);
+/// A status by its word; null is the current one. False for no such word.
+bool status_parse(const char* text, Status& status);
+
 /// The type of the values as a whole: OX_TR_LIST for a list.
 int limits_type(const Limits& limits);
 bool type_is_integer(int type);

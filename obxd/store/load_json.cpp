@@ -67,9 +67,12 @@ bool parameter_load(Loader& loader, Schema* schema, json_t* given) {
     build_ranks(schema, facts);
     const Shape* shape = shape_of(loader, schema, facts, given, why);
     if (shape) facts.initial = json_object_get(shape->attrs, "default");
-    bool fine = shape && relations_read(schema, json_object_get(given, "relations"), why) &&
-                build_parameter(schema, facts, *shape, why);
-    return fine || fail(loader, schema, why);
+    if (shape && facts.writable && !facts.initial)
+        return fail(loader, schema, "a parameter that can be set needs a default");
+    if (!shape || !relations_read(schema, json_object_get(given, "relations"), why))
+        return fail(loader, schema, why);
+    build_parameter(schema, facts, *shape);
+    return true;
 }
 
 bool object_load(Loader& loader, Schema* schema, json_t* given, int depth);

@@ -12,15 +12,21 @@
 
 namespace obxd {
 
+/// A parameter whose values a delete has to look at.
+struct Reference {
+    const Schema* parameter;
+    std::vector<std::string> targets;  ///< from the top; empty: anything
+};
+
 struct Model {
     Texts texts;  ///< what the schema's texts stand in
     Schema root;
     std::unique_ptr<Node> top;
     JsonRef pristine;                             ///< the values of the model file: a configuration tree
     JsonRef max_attrs, order_attrs, index_attrs;  ///< of the pseudo-parameters
-    std::vector<const Schema*> references;        ///< the parameters whose values refer to objects
-    bool show_all = false;                        ///< deleted nodes are there, and obsoleted ones are listed
-    std::vector<std::string> notes;               ///< what is odd in the model, for whoever starts the daemon
+    std::vector<Reference> references;
+    bool show_all = false;           ///< deleted nodes are there, and obsoleted ones are listed
+    std::vector<std::string> notes;  ///< what is odd in the model, for whoever starts the daemon
     std::function<void(const Change&)> listener;
 };
 

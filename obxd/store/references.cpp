@@ -6,6 +6,7 @@
 #include "ox_tr_path.hpp"
 #include "store/live.hpp"
 #include "store/pattern.hpp"
+#include "store/scopes.hpp"
 #include "store/tell.hpp"
 #include "store/value_text.hpp"
 
@@ -22,8 +23,8 @@ bool target_covers(const std::string& target, const std::string& deleted) {
     return pattern_fits(target, deleted, target_left, deleted_left) && deleted_left <= 1;
 }
 
-bool may_name(const Schema* parameter, const std::string& deleted) {
-    const auto& targets = parameter->limits->targets;
+bool may_name(const Reference& reference, const std::string& deleted) {
+    const auto& targets = reference.targets;
     return targets.empty() || std::any_of(targets.begin(), targets.end(), [&](const std::string& target) {
                return target_covers(target, deleted);
            });
@@ -77,14 +78,20 @@ bool leads_through(const std::unordered_set<std::string_view>& instances, std::s
 }  // namespace
 
 void reference_note(Model& model, const Schema* parameter) {
-    if (parameter->limits->type != OX_TR_PATH_REF && parameter->relations.empty()) return;
-    model.references.push_back(parameter);
+    const Limits& limits = *parameter->limits;
+    bool follows = limits.type == OX_TR_PATH_REF && !limits.weak;
+    if (!follows && parameter->relations.empty()) return;
+    Reference reference{parameter, {}};
+    for (const std::string& target : limits.targets)
+        reference.targets.push_back(scope_path(parameter->parent, nullptr, target));
+    model.references.push_back(std::move(reference));
 }
 
 std::vector<Referrer> referrers_of(Model& model, const std::string& deleted) {
     std::vector<Referrer> found;
-    for (const Schema* parameter : model.references) {
-        if (!may_name(parameter, deleted)) continue;
+    for (const Reference& reference : model.references) {
+        const Schema* parameter = reference.parameter;
+        if (!may_name(reference, deleted)) continue;
         Verdict verdict = verdict_of(parameter, deleted);
         nodes_each(model.top.get(), parameter->parent, [&](Node* node) {
             std::string_view text = text_at(node, parameter);
@@ -108,7 +115,8 @@ void reference_clear(Model& model, const Referrer& referrer, const std::string& 
 
 void references_forget(Model& model, const std::unordered_set<std::string_view>& gone) {
     if (gone.empty()) return;
-    for (const Schema* parameter : model.references) {
+    for (const Reference& reference : model.references) {
+        const Schema* parameter = reference.parameter;
         nodes_each(model.top.get(), parameter->parent, [&](Node* node) {
             auto dangles = [&](std::string_view item) { return leads_through(gone, item); };
             auto items = list_items(text_at(node, parameter));

@@ -17,7 +17,7 @@ struct Referrer {
     Verdict verdict;
 };
 
-/// Takes notice of a parameter of the model that may hold references.
+/// Takes notice of a parameter of the model whose references a delete empties: weak ones may dangle.
 void reference_note(Model& model, const Schema* parameter);
 /// What refers to the instance of that path or to something below it.
 std::vector<Referrer> referrers_of(Model& model, const std::string& deleted);

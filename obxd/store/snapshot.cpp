@@ -12,7 +12,12 @@
 namespace obxd {
 namespace {
 
+/// What a tree of values has of the model.
+enum class Extent { CONFIGURATION, ALL };
+
+template <Extent EXTENT>
 struct SnapshotVisitor {
+    static constexpr bool ALL = EXTENT == Extent::ALL;
     std::vector<JsonRef> open;
 
     bool enter(const Place&, const std::string&) {
@@ -21,23 +26,34 @@ struct SnapshotVisitor {
     }
     void leaf(const Place& place, const std::string&) {
         const Schema* schema = place.schema;
-        if (schema->kind == Schema::PARAMETER && schema->writable && !schema->runtime &&
-            !schema->mirrors_order)
-            json_object_set_nocheck(open.back(), schema->name.c_str(), place.node->values[schema->slot]);
+        if (schema->kind != Schema::PARAMETER || schema->mirrors_order) return;
+        json_t* value = place.node->values[schema->slot];
+        bool wanted = ALL ? !schema->counts && !json_equal(value, schema->initial)
+                          : schema->writable && !schema->runtime;
+        if (wanted) json_object_set_nocheck(open.back(), schema->name.c_str(), value);
     }
     void leave(const Place& place) {
         const Schema* schema = place.schema;
         JsonRef tree = std::move(open.back());
         open.pop_back();
-        if (place.is_table() && schema->writable)
+        // An instance that requests can add is there even where there is nothing to set in it.
+        bool own = ALL || schema->writable;
+        if (place.is_table() && own && (!ALL || place.node->max_instance))
             json_object_set_new_nocheck(tree, OX_TR_MAX_INSTANCE, json_integer(place.node->max_instance));
         if (place.is_instance() && schema->ordered)
             json_object_set_new_nocheck(tree, OX_TR_ORDER, json_integer(place.node->order));
-        // An instance that requests can add is there even where there is nothing to set in it.
-        if (json_object_size(tree) || (place.is_instance() && schema->writable))
+        if (json_object_size(tree) || (place.is_instance() && own))
             json_object_set_new_nocheck(open.back(), PlaceName(place).text(), tree.release());
     }
 };
+
+template <Extent EXTENT>
+json_t* tree_take(Model& model) {
+    SnapshotVisitor<EXTENT> visitor;
+    visitor.open.emplace_back(json_object());
+    walk_all<Walk::VALUES>(visitor, place_top(model));
+    return visitor.open.back().release();
+}
 
 /// The paths of all instances, in the model's order.
 struct InstancesVisitor {
@@ -84,10 +100,11 @@ void instances_settle(Model& model, const std::vector<std::string>& before) {
 }  // namespace
 
 json_t* snapshot_take(Model& model) {
-    SnapshotVisitor visitor;
-    visitor.open.emplace_back(json_object());
-    walk_all<Walk::VALUES>(visitor, place_top(model));
-    return visitor.open.back().release();
+    return tree_take<Extent::CONFIGURATION>(model);
+}
+
+json_t* values_take(Model& model) {
+    return tree_take<Extent::ALL>(model);
 }
 
 bool snapshot_restore(Model& model, const json_t* snapshot, std::string& error) {

@@ -10,6 +10,9 @@ namespace obxd {
 
 /// All values that can be set, and the instances: a configuration tree, a new reference.
 json_t* snapshot_take(Model& model);
+/// All values that are not those that the schema gives, and the instances, as a model file has them: a new
+/// reference.
+json_t* values_take(Model& model);
 /// Makes the values those of a snapshot. The listener is told of instances, not of values. False when it does
 /// not fit the model.
 bool snapshot_restore(Model& model, const json_t* snapshot, std::string& error);

@@ -8,6 +8,7 @@
 #include "store/load.hpp"
 #include "store/names.hpp"
 #include "store/read.hpp"
+#include "store/rows.hpp"
 #include "store/select.hpp"
 #include "store/snapshot.hpp"
 #include "store/validate.hpp"
@@ -26,6 +27,14 @@ std::unique_ptr<Store> Store::load(const std::string& model_file, std::string& e
 
 bool Store::load_values(const std::string& file, std::string& error) {
     return values_load(*model_, file, error);
+}
+
+const std::vector<std::string>& Store::notes() const {
+    return model_->notes;
+}
+
+bool Store::make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error) {
+    return rows_make(*model_, wanted, error);
 }
 
 Answer Store::get_values(const Caller& caller, const json_t* params) {

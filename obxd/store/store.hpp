@@ -8,6 +8,7 @@
 #include <stdint.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,10 +28,14 @@ public:
     /// or wrong.
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
     ~Store();
+    /// What is odd in the model but no reason to refuse it.
+    const std::vector<std::string>& notes() const;
 
     /// Adds the values of a file (docs/model.md) to those of the model file. False with `error` that names
     /// the file and what is wrong in it.
     bool load_values(const std::string& file, std::string& error);
+    /// Makes up rows; see rows.hpp for `wanted`.
+    bool make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error);
 
     // Requests: `params` is borrowed, the answer's references belong to the caller.
     Answer get_values(const Caller&, const json_t* params);

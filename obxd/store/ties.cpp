@@ -96,6 +96,18 @@ bool status_follow(Node* node, const Schema* enable) {
     return true;
 }
 
+bool is_spent(const Node* node, const Schema* parameter) {
+    if (!parameter->write_once) return false;
+    const json_t* value = node->values[parameter->slot];
+    if (json_equal(value, parameter->initial)) return false;
+    if (parameter != node->schema->alias) return true;
+    std::string_view text(json_string_value(value), json_string_length(value));
+    std::string given = alias_text(node);
+    if (!text.starts_with(given)) return true;
+    text.remove_prefix(given.size());
+    return !text.empty() && (text[0] != '-' || text.find_first_not_of("0123456789", 1) != text.npos);
+}
+
 void alias_make(Node* instance) {
     const Schema* alias = instance->schema->alias;
     if (!alias) return;

@@ -18,6 +18,9 @@ void ties_look_up(Schema* object);
 
 /// Puts the status that belongs to an "Enable" right. True when it was another one.
 bool status_follow(Node* node, const Schema* enable);
+/// Whether a parameter that can be set once was: it holds neither its initial value nor an alias that was
+/// given to it.
+bool is_spent(const Node* node, const Schema* parameter);
 /// Gives a new instance an alias that no other instance has.
 void alias_make(Node* instance);
 /// Gives an instance without alias the one of its number.

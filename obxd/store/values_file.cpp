@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "json_error.hpp"
 #include "ox_tr_path.hpp"
 #include "store/apply.hpp"
 
@@ -51,7 +52,7 @@ bool values_load(Model& model, const std::string& file, std::string& error) {
     if (!json) {
         error = file;
         if (where.line > 0) error += ":" + std::to_string(where.line) + ":" + std::to_string(where.column);
-        error += std::string(": ") + where.text;
+        error += ": " + json_error_text(where);
         return false;
     }
     std::string why;

@@ -8,8 +8,6 @@
 namespace obxd {
 namespace {
 
-constexpr char READ_ONLY[] = "readOnly", READ_WRITE[] = "readWrite";
-
 /// In which order clients get them.
 const char* const ORDER[] = {
     "type",         "access",       "perms",    "const",          "ordered",
@@ -47,6 +45,23 @@ void ranges_add(json_t* attrs, const std::vector<Range<Number>>& ranges) {
     }
     if (all.has_min) set(attrs, "minInclusive", bound(all.min));
     if (all.has_max) set(attrs, "maxInclusive", bound(all.max));
+}
+
+json_t* number(json_int_t value) {
+    return json_integer(value);
+}
+json_t* number(double value) {
+    json_t* whole = bound(value);
+    return whole ? whole : json_real(value);
+}
+
+template <typename Number>
+void range_add(json_t* list, const Range<Number>& range) {
+    json_t* row = json_object();
+    if (range.has_min) json_object_set_new(row, "min", number(range.min));
+    if (range.has_max) json_object_set_new(row, "max", number(range.max));
+    if (range.step > 0) json_object_set_new(row, "step", number(range.step));
+    json_array_append_new(list, row);
 }
 
 void sizes_add(json_t* attrs, const std::vector<Size>& sizes, const char* least, const char* most) {
@@ -89,9 +104,7 @@ JsonRef node_attrs(const Schema* schema, const char* type, const Facts& facts) {
     JsonRef attrs(json_object());
     json_object_set_new(attrs, "type", json_string(type));
     json_object_set_new(attrs, "access", json_string(facts.writable ? READ_WRITE : READ_ONLY));
-    std::string perms = std::string(rank_text(schema->read_rank)) + "/" +
-                        (facts.writable ? rank_text(schema->write_rank) : "-");
-    if (schema->status == Status::DEPRECATED) perms += " deprecated";
+    std::string perms = perms_text(schema, facts.writable);
     json_object_set_new(attrs, "perms", json_string(perms.c_str()));
     if (!facts.writable) json_object_set_new(attrs, "const", json_true());
     if (facts.ordered) json_object_set_new(attrs, "ordered", json_true());
@@ -130,6 +143,22 @@ void foreign_key_set(Schema* parameter, const std::string& paths) {
     if (present && paths == present) return;
     parameter->attrs.reset(json_copy(parameter->attrs));
     json_object_set_new(parameter->attrs, "foreign_key", json_string(paths.c_str()));
+}
+
+std::string perms_text(const Schema* schema, bool writable) {
+    std::string perms =
+        std::string(rank_text(schema->read_rank)) + "/" + (writable ? rank_text(schema->write_rank) : "-");
+    if (schema->status != Status::CURRENT) perms += std::string(" ") + status_text(schema->status);
+    return perms;
+}
+
+json_t* ranges_json(const Limits& limits) {
+    json_t* list = json_array();
+    for (const IntegerRange& range : limits.ranges) range_add(list, range);
+    for (const DecimalRange& range : limits.decimal_ranges) range_add(list, range);
+    if (json_array_size(list)) return list;
+    json_decref(list);
+    return nullptr;
 }
 
 JsonRef pseudo_attrs(bool writable) {

@@ -78,6 +78,8 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
     const Schema* schema = place.schema;
     if (!schema->writable || (place.pseudo != Pseudo::NONE && place.pseudo != Pseudo::INDEX))
         return setter.refuse(name, FAULT_NOT_WRITABLE, "is read-only");
+    if (is_spent(place.node, schema) && !json_equal(value, place.node->values[schema->slot]))
+        return setter.refuse(name, FAULT_NOT_WRITABLE, "was set before, and can be set once only");
     if (setter.rank < schema->write_rank)
         return setter.refuse(name, FAULT_REQUEST_DENIED,
                              std::string("only ") + rank_text(schema->write_rank) + " may set it");

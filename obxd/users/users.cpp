@@ -2,6 +2,7 @@
 
 #include <pwd.h>
 
+#include "json_error.hpp"
 #include "owners.hpp"
 #include "users/hash.hpp"
 
@@ -70,7 +71,7 @@ bool users_load(const std::string& file, Users& users, std::string& error) {
     JsonRef root(json_load_file(file.c_str(), 0, &where));
     if (!root) {
         std::string place = where.line > 0 ? " (line " + std::to_string(where.line) + ")" : "";
-        return wrong(error, file, std::string("cannot read the users: ") + where.text + place);
+        return wrong(error, file, "cannot read the users: " + json_error_text(where) + place);
     }
     const json_t* list = json_object_get(root, "users");
     if (!json_is_array(list)) return wrong(error, file, "no list \"users\"");

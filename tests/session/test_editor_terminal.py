@@ -73,6 +73,31 @@ def test_a_hang_up_keeps_the_history(terminal, daemon):
         assert history.read() == "color hint\n"
 
 
+def test_the_end_keeps_the_history(terminal, daemon):
+    session = terminal(daemon=daemon)
+    session.run("color hint")
+    session.send("half a line")
+    session.wait_line("root@obxc:> half a line")
+    os.kill(session.pid(), signal.SIGTERM)
+    assert session.end() == -signal.SIGTERM
+    with open(os.path.join(session.tmp, ".obxc.hist")) as history:
+        assert history.read() == "color hint\n"
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP])
+@pytest.mark.parametrize("command", ["save", "lua while true do end", "lua ox.sleep(100)"])
+def test_the_end_during_a_command_keeps_the_history(terminal, scripted, command, number):
+    daemon = scripted(lambda request, connection: None if request["method"] == "SaveConfig" else daemon.result({}))
+    session = terminal(daemon=daemon)
+    session.run("color hint")
+    session.send(command + "\r")
+    session.settle(0.3)
+    os.kill(session.pid(), number)
+    assert session.end() == (0 if number == signal.SIGHUP else -number)
+    with open(os.path.join(session.tmp, ".obxc.hist")) as history:
+        assert history.read() == "color hint\n%s\n" % command
+
+
 @pytest.mark.parametrize("keys, line", [
     ("\x1b[200~true\npwd\x1b[201~", "pwd"), (UP, "root@obxc:> color hint"), ("x", "root@obxc:> sh x")])
 def test_a_key_that_is_no_answer_is_a_key_of_the_line(session, keys, line):

@@ -12,7 +12,7 @@ import pytest
 import harness
 from harness import fault, make_image
 
-pytestmark = pytest.mark.obxd(*harness.SMALL)
+pytestmark = pytest.mark.obxd(*harness.SMALL, *harness.UPLOADS)
 
 HOST = "Device.DeviceInfo.HostName"
 

@@ -4,7 +4,7 @@ import pytest
 
 import harness
 
-pytestmark = pytest.mark.obxd(*harness.SMALL)
+pytestmark = pytest.mark.obxd(*harness.SMALL, *harness.UPLOADS)
 
 
 def joined(obxd, *groups, login=None):

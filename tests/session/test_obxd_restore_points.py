@@ -8,7 +8,7 @@ import pytest
 import harness
 from harness import fault
 
-pytestmark = pytest.mark.obxd("--reboot-ms", "100")
+pytestmark = pytest.mark.obxd("--reboot-ms", "100", *harness.UPLOADS)
 
 TABLE = "Device.DeviceInfo.VendorConfigFile."
 NAME = "Device.DeviceInfo.HostName"

@@ -10,6 +10,8 @@ import pytest
 import harness
 from harness import fault
 
+pytestmark = pytest.mark.obxd(*harness.UPLOADS)
+
 with open(os.path.join(harness.SOURCE, "models", "router.json")) as file:
     MODEL = json.load(file)
 INFO = "Device.DeviceInfo."

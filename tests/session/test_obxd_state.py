@@ -8,7 +8,7 @@ import pytest
 import harness
 from harness import fault
 
-pytestmark = pytest.mark.obxd(*harness.SMALL)
+pytestmark = pytest.mark.obxd(*harness.SMALL, *harness.UPLOADS)
 
 HOST = "Device.DeviceInfo.HostName"
 VERSION = "Device.DeviceInfo.SoftwareVersion"

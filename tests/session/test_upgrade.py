@@ -24,7 +24,7 @@ class Router:
     def __init__(self, authority, certificate, afar):
         self.house = authority
         self.afar = afar
-        self.daemon = harness.remote_obxd(*harness.QUICK, tls=certificate)
+        self.daemon = harness.remote_obxd(*harness.QUICK, *harness.UPLOADS, tls=certificate)
         self.env = authority.environment()
         self.args = ["-u", self.daemon.socket, "-a", "root:"]
         if afar:

@@ -62,8 +62,11 @@ char* ox_rl_async_feed(ox_rl_async* editor, int key, int* status);
 bool ox_rl_follow_terminal(void);
 /// Whether the last key was Ctrl-D on an empty line, or the input ended.
 bool ox_rl_ctrl_d_is_pressed(void);
-/// Whether the input ended because the terminal was hung up.
-bool ox_rl_hung_up(void);
+/// The signal that ended the input: SIGHUP of a terminal that was hung up, or SIGTERM. 0: neither.
+int ox_rl_hung_up(void);
+
+/// A signal that `handler` takes is the editor's own while it reads keys. Null: none.
+void ox_rl_yield_signals(void (*handler)(int));
 
 /// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
 /// the row is left as it is.

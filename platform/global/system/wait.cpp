@@ -46,8 +46,10 @@ int ox_wait_poll_keys(struct pollfd* fds, nfds_t count, int timeout_ms) {
     int result = waiting.interrupt_noted ? 0 : wait_between_hooks(fds, count, timeout_ms, &before);
     int error = errno;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    errno = waiting.interrupt_noted ? EINTR : error;
-    return waiting.interrupt_noted ? -1 : result;
+    // Read once, when those that were held off have come: a later one ends the next wait.
+    bool noted = waiting.interrupt_noted;
+    errno = noted ? EINTR : error;
+    return noted ? -1 : result;
 }
 
 void ox_wait_note_interrupt(void) {

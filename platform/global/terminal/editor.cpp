@@ -284,7 +284,7 @@ int ox_rl_getch(void) {
 }
 
 bool ox_rl_pending(void) {
-    return paste_waiting() || bytes_kept() || guard_hung_up();
+    return paste_waiting() || bytes_kept() || guard_hung_up() != 0;
 }
 
 char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
@@ -311,7 +311,11 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     return editor.line;
 }
 
-bool ox_rl_hung_up(void) {
+void ox_rl_yield_signals(void (*handler)(int)) {
+    guard_yield(handler);
+}
+
+int ox_rl_hung_up(void) {
     return guard_hung_up();
 }
 

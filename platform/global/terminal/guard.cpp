@@ -20,6 +20,7 @@ struct Guard {
     struct termios line_modes;
     bool line_modes_known;
     bool reads_at_once;
+    void (*yielding)(int);  // a handler of others that is not in force while the editor reads keys
 } guard;
 
 void write_all(const char* text, size_t size) {
@@ -68,19 +69,22 @@ void on_continue(int) {
     errno = error;
 }
 
-/// The terminal is gone: the input ends here, and the program leaves as it does then.
-void on_hang_up(int) {
-    guard.hung_up = 1;
+/// The terminal is gone, or the program is to end: the input ends here, and the program leaves as it does
+/// then. Asked for twice, it ends at once.
+void on_hang_up(int number) {
+    if (guard.hung_up && number == SIGTERM) on_stop_or_end(number);
+    guard.hung_up = number;
 }
 
 struct Watch {
     int number;
     void (*handler)(int);
     bool installed;
+    struct sigaction before;
 };
-Watch watches[] = {{SIGWINCH, on_resize, false},     {SIGCONT, on_continue, false},
-                   {SIGTSTP, on_stop_or_end, false}, {SIGTERM, on_stop_or_end, false},
-                   {SIGHUP, on_hang_up, false},      {SIGQUIT, on_stop_or_end, false}};
+Watch watches[] = {{SIGWINCH, on_resize, false, {}},     {SIGCONT, on_continue, false, {}},
+                   {SIGTSTP, on_stop_or_end, false, {}}, {SIGTERM, on_hang_up, false, {}},
+                   {SIGHUP, on_hang_up, false, {}},      {SIGQUIT, on_stop_or_end, false, {}}};
 
 /// Keys are taken as they come: a read that finds none does not wait.
 bool read_at_once(void) {
@@ -97,7 +101,8 @@ void guard_on(void) {
     for (Watch& watch : watches) {
         struct sigaction now;
         if (watch.installed || sigaction(watch.number, nullptr, &now) != 0) continue;
-        if (now.sa_handler != SIG_DFL) continue;
+        if (now.sa_handler != SIG_DFL && (!guard.yielding || now.sa_handler != guard.yielding)) continue;
+        watch.before = now;
         struct sigaction own = {};
         own.sa_handler = watch.handler;
         sigemptyset(&own.sa_mask);
@@ -112,9 +117,7 @@ void guard_off(void) {
         watch.installed = false;
         struct sigaction now;
         if (sigaction(watch.number, nullptr, &now) != 0 || now.sa_handler != watch.handler) continue;
-        struct sigaction standard = {};
-        standard.sa_handler = SIG_DFL;
-        sigaction(watch.number, &standard, nullptr);
+        sigaction(watch.number, &watch.before, nullptr);
     }
 }
 
@@ -142,6 +145,10 @@ bool guard_reads_at_once(void) {
     return guard.reads_at_once;
 }
 
-bool guard_hung_up(void) {
+void guard_yield(void (*handler)(int)) {
+    guard.yielding = handler;
+}
+
+int guard_hung_up(void) {
     return guard.hung_up;
 }

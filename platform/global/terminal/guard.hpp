@@ -13,5 +13,7 @@ bool guard_take_resize(void);
 bool guard_take_resume(void);
 /// Whether a read of the terminal gives what is there, and does not wait.
 bool guard_reads_at_once(void);
-/// Whether the terminal went away.
-bool guard_hung_up(void);
+/// The same as ox_rl_yield_signals.
+void guard_yield(void (*handler)(int));
+/// The signal that ended the input: SIGHUP when the terminal went away, or SIGTERM. 0: neither.
+int guard_hung_up(void);

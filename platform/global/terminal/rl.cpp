@@ -92,7 +92,7 @@ char* ox_rl(const char* prompt, int timeout_ms) {
     if (ends) {
         signal(SIGINT, SIG_DFL);
         if (interrupted || ox_wait_take_interrupt()) end_by(SIGINT);
-        if (guard_hung_up()) end_by(SIGHUP);
+        if (guard_hung_up()) end_by(guard_hung_up());
     }
     return line;
 }

@@ -8,6 +8,7 @@ import select
 import shutil
 import socket
 import subprocess
+import tempfile
 import threading
 
 from .client import Client
@@ -18,6 +19,8 @@ from .programs import OBXD, PATIENCE, SessionFailure, environment, temp_dir, wai
 SMALL_MODEL = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data", "device_model.json")
 QUICK = ("--reboot-ms", "100", "--flash-ms", "300")
 SMALL = ("--model", SMALL_MODEL) + QUICK
+# Clients may have files written to where tests have theirs.
+UPLOADS = ("--upload-dir", tempfile.gettempdir(), "--upload-dir", "/var/tmp")
 
 
 def remote_obxd(*args, tls=None, **options):

@@ -18,6 +18,7 @@ protected:
     }
     void TearDown() override {
         interrupt_disarm();
+        idle_interrupt_taken();
         ox_wait_set_hooks(nullptr, nullptr);
     }
 };
@@ -86,11 +87,13 @@ TEST_F(Interrupt, TheMarkJumpsAtTheNextWait) {
     EXPECT_FALSE(reached);
 }
 
-TEST_F(Interrupt, UnarmedItDoesNothing) {
+TEST_F(Interrupt, UnarmedItIsRememberedForWhoArms) {
     raise(SIGINT);
     EXPECT_FALSE(interrupt_pending());
     interrupt_point();
     ox_wait_sleep_ms(1);
+    EXPECT_TRUE(jumps([] { interrupt_take_idle(); }));
+    EXPECT_FALSE(jumps([] { interrupt_take_idle(); }));
 }
 
 TEST_F(Interrupt, DisarmingForgetsTheMarkAndEndsNothing) {

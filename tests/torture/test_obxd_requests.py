@@ -1,0 +1,156 @@
+"""Every method, as a guest and as a user, with params that make sense, nearly do, or do not at all."""
+
+import json
+import os
+import string
+
+import pytest
+
+import harness
+from watch import watched
+
+METHODS = ["GetParameterValues", "SetParameterValues", "RawSetParameterValues", "GetParameterNames",
+           "GetParameterAttributes", "GetDataModel", "GetConfig", "Select", "AddObject", "DeleteObject", "Execute",
+           "JoinGroup", "LeaveGroup", "Login", "Logout", "SaveConfig", "Reboot", "FactoryReset", "Download", "Upload", "None"]
+MEMBERS = ["ParameterNames", "ParameterList", "ParameterPath", "NextLevel", "Level", "IgnoreAccessError", "Path", "Selector",
+           "ObjectName", "Group", "Login", "Password", "RestorePointName", "Force", "DeviceMode", "CleanAll", "FileType",
+           "URL", "MD5", "TargetFileName", "FileSize", "NeedPreUpdate", "TransactionID", "DryRun", "Details", "Name", "Value"]
+TRAVERSALS = ["../../../etc/passwd", "/etc/passwd", "..", ".", "a/../../b", "file:///etc/passwd", "file:///etc/../etc/shadow",
+              "file://../x", "%2e%2e/x", "netcat://127.0.0.1:1/../x", "\u0000", "x" * 300, "a\nb", "-rf", "~root/x", "C:\\x"]
+
+
+@pytest.fixture(scope="module")
+def paths():
+    """The router's paths, from its model."""
+    with open(os.path.join(harness.SOURCE, "models", "router.json")) as file:
+        schema = json.load(file)["schema"]
+    found = ["."]
+
+    def walk(node, path):
+        for name, child in node.items():
+            if name.startswith("#") or not isinstance(child, dict):
+                continue
+            table = isinstance(child.get("#attr"), dict) and child["#attr"].get("multi")
+            leaf = isinstance(child.get("type"), str)
+            found.append(path + name + ("" if leaf else "."))
+            if table:
+                found.append(path + name + ".1.")
+            if not leaf:
+                walk(child, path + name + (".1." if table else "."))
+    walk(schema, "")
+    return found
+
+
+def random_value(rng, paths, depth=0):
+    kind = rng.randrange(12 if depth < 4 else 9)
+    if kind < 3:
+        path = rng.choice(paths)
+        return rng.choice((path, path, path.replace(".1.", ".*."), path + "#template", path.upper(), ":" + path, path[:-1]))
+    if kind == 3:
+        return rng.choice(TRAVERSALS)
+    if kind == 4:
+        return rng.choice((0, 1, -1, 2**31, 2**32, 2**63 - 1, -2**63, 2**64, 1.5, -0.0, 1e308))
+    if kind == 5:
+        return rng.choice((True, False, None, "", {}, []))
+    if kind == 6:
+        return "".join(rng.choice(string.printable) for _ in range(rng.randrange(40)))
+    if kind == 7:
+        return rng.choice(("Config", "File", "Firmware", "Log", "BuildConfig", "admin", "root", "user", "Router", "[a=1]",
+                           "Device.Hosts.Host.[HostName~=\"x\"].{HostName,IPAddress}", "(" * 50, "*" * 50))
+    if kind == 8:
+        return rng.choice(paths) * rng.randrange(1, 200)
+    if kind == 9:
+        return [random_value(rng, paths, depth + 1) for _ in range(rng.randrange(6))]
+    return {rng.choice(MEMBERS): random_value(rng, paths, depth + 1) for _ in range(rng.randrange(5))}
+
+
+def random_params(rng, paths):
+    params = {name: random_value(rng, paths) for name in rng.sample(MEMBERS, rng.randrange(6))}
+    if rng.random() < 0.5:
+        params["ParameterNames"] = [rng.choice(paths) for _ in range(rng.randrange(20))]
+        params["ParameterPath"] = params["Path"] = params["ObjectName"] = rng.choice(paths)
+        params["ParameterList"] = [{"Name": rng.choice(paths), "Value": random_value(rng, paths)} for _ in range(3)]
+        params["Level"] = rng.choice((0, 1, -1))
+        params["Selector"] = rng.choice(paths)
+    return params
+
+
+def snapshot(obxd):
+    """The configuration as it would be saved."""
+    client = obxd.client()
+    path = os.path.join(obxd.directory, "state", "snapshot")
+    client.call("Upload", {"FileType": "Config", "URL": "file://" + path})
+    client.close()
+    with open(path, "rb") as file:
+        text = file.read()
+    os.unlink(path)
+    return text
+
+
+def hosts_files():
+    """Names that a method could have made outside of the state directory."""
+    return {top: sorted(os.listdir(top)) for top in ("/", "/etc", "/root")}
+
+
+@pytest.mark.parametrize("who", [None, "user"])
+def test_every_method(start_obxd, rng, budget, paths, who):
+    obxd = start_obxd("--reboot-ms", "50")
+    before, outside = snapshot(obxd), hosts_files()
+
+    def connect():
+        client = obxd.client(login=None)
+        if who:
+            assert "result" in client.login(who, who)
+        return client
+
+    client = connect()
+    state = os.path.join(obxd.directory, "state")
+    with watched(obxd):
+        for number in budget.rounds(at_least=500):
+            method = METHODS[number % len(METHODS)] if number < 200 else rng.choice(METHODS)
+            if method == "Logout" and who:
+                continue
+            params = random_params(rng, paths)
+            response = client.request(method, params)
+            assert ("result" in response) != ("error" in response), response
+            if "error" in response:
+                assert isinstance(response["error"]["code"], int), response
+            if number % 50 == 49:
+                client.close()
+                client = connect()
+    client.close()
+    if who is None:
+        assert snapshot(obxd) == before
+        assert sorted(os.listdir(state)) == ["files", "firmware", "restore"]
+    assert os.listdir(os.path.join(state, "files")) == [] and hosts_files() == outside
+
+
+def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
+    """Bytes of requests changed, dropped, doubled: a request gets one answer, or the connection ends with a reason."""
+    obxd = start_obxd(*harness.SMALL)
+    client = obxd.client(login=None)
+    with watched(obxd):
+        for _ in budget.rounds(at_least=30):
+            message = bytearray(json.dumps({"jsonrpc": "2.0", "id": 7, "method": rng.choice(METHODS),
+                                            "params": random_params(rng, paths)}).encode())
+            for _ in range(rng.randrange(1, 5)):
+                at = rng.randrange(len(message))
+                change = rng.randrange(3)
+                if change == 0:
+                    message[at] = rng.randrange(256)
+                elif change == 1:
+                    del message[at]
+                else:
+                    message[at:at] = message[at:at + rng.randrange(20)]
+            with_end = bytes(message) + b'{"jsonrpc":"2.0","id":"end","method":"LeaveGroup","params":{"Group":1}}'
+            client.send(with_end)
+            client.socket.settimeout(0.5)
+            try:
+                while (answer := client.receive()) and answer.get("id") != "end":
+                    pass
+            except TimeoutError:
+                answer = None  # the change has opened a text or an object that goes on
+            if answer is None:
+                client.close()
+                client = obxd.client(login=None)
+    client.close()
