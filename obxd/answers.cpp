@@ -42,6 +42,12 @@ Answer answer_result(json_t* result) {
     return answer;
 }
 
+Answer answer_text(Text text) {
+    Answer answer;
+    answer.text = std::move(text);
+    return answer;
+}
+
 Answer answer_fault(int code, std::string detail) {
     return answer_fault(code, std::move(detail), nullptr);
 }
@@ -59,6 +65,7 @@ void answer_drop(Answer& answer) {
     json_decref(answer.result);
     json_decref(answer.data);
     answer.result = answer.data = nullptr;
+    answer.text.clear();
 }
 
 }  // namespace obxd

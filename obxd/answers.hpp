@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "text.hpp"
+
 namespace obxd {
 
 /// Fault codes of the wire protocol.
@@ -33,10 +35,12 @@ enum RpcCode : int {
     RPC_INVALID_PARAMS = -32602,
 };
 
-/// The outcome of a request: a result (owned reference), or a fault with its text, detail and extra values
-/// (owned).
+/// The outcome of a request: a result (owned reference, or its JSON text), or a fault with its text, detail
+/// and extra values (owned).
 struct Answer {
     json_t* result = nullptr;
+    Text text;         ///< the result where it was written at once; `result` is null then
+    bool cut = false;  ///< `text` grew beyond the room that there was for it, and was given up
     int code = 0;
     std::string message;
     std::string detail;
@@ -51,6 +55,8 @@ const char* code_text(int code);
 
 /// Takes over `result` (null: an empty object).
 Answer answer_result(json_t* result = nullptr);
+/// The result as JSON text.
+Answer answer_text(Text text);
 Answer answer_fault(int code, std::string detail);
 /// Takes over `data`: an object of named extra values.
 Answer answer_fault(int code, std::string detail, json_t* data);

@@ -6,6 +6,9 @@
 
 namespace obxd {
 
+/// The longest message either side may send, in bytes.
+constexpr size_t MAX_MESSAGE = size_t{64} * 1024 * 1024;
+
 /// The bounds that options set.
 struct Bounds {
     int connections = 256;   ///< of all clients

@@ -40,7 +40,7 @@ ALLOWED = {
                   "obxc/session", "obxc", *PLATFORM},
     "obxc": {"obxc", *PLATFORM},
     "obxd": {"obxd", *GLOBAL, "platform/tr"},
-    "obxd/net": {"obxd/net", "obxd/bounds.hpp", "obxd/owners.hpp", *GLOBAL},
+    "obxd/net": {"obxd/net", "obxd/bounds.hpp", "obxd/owners.hpp", "obxd/text.hpp", *GLOBAL},
     "obxd/users": {"obxd/users", "obxd", *GLOBAL, "platform/tr"},
     "obxd/store": {"obxd/store", "obxd", *GLOBAL, "platform/tr"},
     "obxd/device": {"obxd/device", "obxd/store", "obxd/users", "obxd/net/loop.hpp", "obxd", *GLOBAL,

@@ -121,7 +121,7 @@ void keep_image(Device& device, const Transaction& fresh, const std::string& fil
         Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
         unlink(file.c_str());
         device.transaction = Transaction();
-        return reply(fault);
+        return reply(std::move(fault));
     }
     loop_after(device.loop, KEEP_MS, [&device, id = device.transaction.id] {
         if (device.transaction.id == id && !device.flashing) firmware_cancel(device);

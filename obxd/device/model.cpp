@@ -14,9 +14,9 @@ namespace {
 json_t* list_attributes(Store& store, const std::string& path, int level) {
     JsonRef params(json_pack("{s:[s], s:i}", OX_TR_PARAMETER_NAMES, path.c_str(), OX_TR_LEVEL, level));
     Answer answer = store.get_attributes(Caller{"", "system", true}, params);
-    json_t* list = json_incref(ox_tr_result_list(answer.result));
-    answer_drop(answer);
-    return list;
+    std::string text = answer.text.str();
+    JsonRef result(json_loadb(text.data(), text.size(), 0, nullptr));
+    return json_incref(ox_tr_result_list(result));
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ void install_file(Device& device, const std::string& file, const std::string& na
     if (rename(file.c_str(), (device.state.path + "/files/" + name).c_str()) != 0) {
         Answer fault = answer_fault(FAULT_RESOURCES, strerror(errno));
         unlink(file.c_str());
-        return reply(fault);
+        return reply(std::move(fault));
     }
     journal_add(device.journal, "file %s downloaded", name.c_str());
     device_event(device, "FileDownloaded", json_pack("{s:s}", "Name", name.c_str()));

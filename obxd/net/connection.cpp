@@ -11,19 +11,11 @@ namespace obxd {
 namespace {
 
 constexpr size_t READ_SIZE = size_t{64} * 1024;
-constexpr size_t KEEP_CAPACITY = size_t{1024} * 1024;
+constexpr int PIECES_AT_ONCE = 16;
 constexpr unsigned char TLS_HANDSHAKE_BYTE = 0x16;
 
 ssize_t receive(Connection& c, char* data, size_t size) {
     return c.tls ? tls_read(*c.tls, data, size) : recv(c.fd, data, size, MSG_DONTWAIT);
-}
-
-// Gives back the room of bytes that are gone, once it pays. Always true.
-bool drop_sent(Connection& c) {
-    if (c.sent < KEEP_CAPACITY || c.sent < c.out.size() / 2) return true;
-    c.out.erase(0, c.sent);
-    c.sent = 0;
-    return true;
 }
 
 // The peer has closed, perhaps right behind its last messages: those are still to be read.
@@ -33,16 +25,25 @@ bool turn_deaf(Connection& c) {
     return true;
 }
 
+// Sends what the socket takes of the first pieces. -1 with errno.
+ssize_t send_pieces(Connection& c) {
+    iovec pieces[PIECES_AT_ONCE];
+    int count = c.out.pieces(pieces, c.tls ? 1 : PIECES_AT_ONCE);
+    if (c.tls) return tls_write(*c.tls, pieces[0].iov_base, pieces[0].iov_len);
+    msghdr message{};
+    message.msg_iov = pieces;
+    message.msg_iovlen = static_cast<size_t>(count);
+    return sendmsg(c.fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
 // Sends until all is out or the socket takes no more. False when the stream broke.
 bool send_pending(Connection& c) {
     while (!c.deaf && connection_pending(c) > 0) {
-        const char* data = c.out.data() + c.sent;
-        ssize_t sent = c.tls ? tls_write(*c.tls, data, connection_pending(c))
-                             : send(c.fd, data, connection_pending(c), MSG_NOSIGNAL | MSG_DONTWAIT);
+        ssize_t sent = send_pieces(c);
         if (sent < 0 && errno == EINTR) continue;
         if (sent < 0 && (errno == EPIPE || errno == ECONNRESET)) return turn_deaf(c);
-        if (sent < 0) return errno == EAGAIN && drop_sent(c);
-        c.sent += static_cast<size_t>(sent);
+        if (sent < 0) return errno == EAGAIN;
+        c.out.drop(static_cast<size_t>(sent));
         c.progress = now_ms();
     }
     return true;
@@ -59,7 +60,7 @@ bool start_tls(Connection& c, TlsServer* server) {
 void refuse_plain_text(Connection& c) {
     static const char alert[] = {0x15, 3, 3, 0, 2, 2, 70};  // fatal: protocol_version
     c.phase = Connection::OPEN;
-    c.out.assign(alert, sizeof alert);
+    c.out.append(std::string_view(alert, sizeof alert));
     c.closing = true;
 }
 
@@ -80,7 +81,7 @@ Connection::~Connection() {
     if (fd >= 0) close(fd);
 }
 
-std::string& connection_output(Connection& c) {
+Text& connection_output(Connection& c) {
     if (connection_pending(c) == 0) c.progress = now_ms();
     return c.out;
 }
@@ -89,8 +90,7 @@ bool connection_flush(Connection& c) {
     if (!send_pending(c)) return false;
     if (!c.deaf && connection_pending(c) > 0) return true;
     c.out.clear();
-    if (c.out.capacity() > KEEP_CAPACITY) c.out.shrink_to_fit();
-    c.sent = c.pushed = 0;
+    c.pushed = 0;
     return true;
 }
 

@@ -9,6 +9,7 @@
 
 #include "net/framing.hpp"
 #include "net/tls.hpp"
+#include "text.hpp"
 
 namespace obxd {
 
@@ -44,8 +45,7 @@ struct Connection {
     bool queued = false;   ///< stands in the server's list of connections to serve
     uint32_t watched = 0;  ///< epoll events asked for; 0 while the loop does not watch it
 
-    std::string out;
-    size_t sent = 0;       ///< bytes of `out` that are gone
+    Text out;              ///< what is still to be sent
     size_t pushed = 0;     ///< bytes that were not asked for, since the output was last empty
     int64_t progress = 0;  ///< when output last moved, a request that may take long or the phase began (ms)
     bool handshake_writes = false;
@@ -59,11 +59,11 @@ struct Connection {
 };
 
 inline size_t connection_pending(const Connection& c) {
-    return c.out.size() - c.sent;
+    return c.out.size();
 }
 
 /// The output, to append to; the client's time to read it begins when there was none.
-std::string& connection_output(Connection& c);
+Text& connection_output(Connection& c);
 /// Sends what the socket takes; nothing where the peer is `deaf`. False when the stream broke.
 bool connection_flush(Connection& c);
 /// Reads once into the input. False when the stream broke; at its end `eof` is set.

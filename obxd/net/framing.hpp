@@ -7,10 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace obxd {
+#include "bounds.hpp"
 
-/// The longest message either side may send.
-constexpr size_t MAX_MESSAGE = size_t{64} * 1024 * 1024;
+namespace obxd {
 
 /// Bytes received and not yet taken, and how far they were looked at. Each byte is looked at once, however
 /// the stream was split.

@@ -202,7 +202,7 @@ void sweep(Server& server) {
             (c.phase == Connection::LINGER && idle > LINGER_MS) || admission_expired(server, c, now))
             server_close(server, c);
         else if (c.phase == Connection::OPEN && c.busy && !unread && !c.deaf && idle > WORKING_MS) {
-            connection_output(c) += '\n';
+            connection_output(c).append('\n');
             server_wake(server, c);
         }
     }
@@ -286,12 +286,12 @@ void server_wake(Server& server, Connection& c) {
     server.to_serve.push_back(c.id);
 }
 
-void server_push(Server& server, Connection& c, std::string_view text) {
+void server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text) {
     if (c.deaf || c.phase != Connection::OPEN) return;
     // A single text may be as long as a message, so the bound is on what waited before it.
     if (c.pushed > MAX_PUSHED) return server_close(server, c);
-    c.pushed += text.size();
-    connection_output(c) += text;
+    c.pushed += text->size();
+    connection_output(c).share(text);
     server_wake(server, c);
 }
 

@@ -66,6 +66,6 @@ Connection* server_find(Server& server, uint64_t id);
 /// Has the connection served in this round of the loop.
 void server_wake(Server& server, Connection& c);
 /// Sends a text that the client did not ask for. A connection on which too much of that is unread is closed.
-void server_push(Server& server, Connection& c, std::string_view text);
+void server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text);
 
 }  // namespace obxd

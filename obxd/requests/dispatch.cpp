@@ -16,22 +16,24 @@ namespace obxd {
 
 namespace {
 
-using StoreMethod = Answer (*)(Store& store, const Caller& caller, const json_t* params);
+using StoreRead = Answer (Store::*)(const Caller& caller, const json_t* params, size_t room);
+using StoreChange = Answer (*)(Store& store, const Caller& caller, const json_t* params);
 using DeviceMethod = void (*)(Device& device, const json_t* params, const Reply& reply);
 using SessionMethod = void (*)(Request& request);
 
-/// A method and the one of the three that answers it.
+/// A method and the one of the four that answers it.
 struct MethodRow {
     const char* name;
-    Rank least;                   ///< that may call it; the store checks its requests itself
-    StoreMethod store = nullptr;  ///< answers at once
+    Rank least;                    ///< that may call it; the store checks its requests itself
+    StoreRead read = nullptr;      ///< answers at once, and does nothing else
+    StoreChange change = nullptr;  ///< answers at once
     DeviceMethod device = nullptr;
     SessionMethod session = nullptr;
     const char* twin = nullptr;  ///< the model's method of the same effect, whose right counts
 };
 
 template <Answer (Store::*METHOD)(const Caller&, const json_t*)>
-Answer ask(Store& store, const Caller& caller, const json_t* params) {
+Answer change(Store& store, const Caller& caller, const json_t* params) {
     return (store.*METHOD)(caller, params);
 }
 
@@ -41,26 +43,26 @@ Answer set(Store& store, const Caller& caller, const json_t* params) {
 }
 
 constexpr MethodRow METHODS[] = {
-    {"GetParameterValues", RANK_GUEST, ask<&Store::get_values>},
-    {"SetParameterValues", RANK_GUEST, set<false>},
-    {"RawSetParameterValues", RANK_GUEST, set<true>},
-    {"GetParameterNames", RANK_GUEST, ask<&Store::get_names>},
-    {"GetParameterAttributes", RANK_GUEST, ask<&Store::get_attributes>},
-    {"GetDataModel", RANK_GUEST, ask<&Store::get_data_model>},
-    {"GetConfig", RANK_GUEST, ask<&Store::get_config>},
-    {"Select", RANK_GUEST, ask<&Store::select>},
-    {"AddObject", RANK_GUEST, ask<&Store::add_object>},
-    {"DeleteObject", RANK_GUEST, ask<&Store::delete_object>},
-    {"Execute", RANK_GUEST, nullptr, device_execute},
-    {"SaveConfig", RANK_USER, nullptr, device_save_config},
-    {"Reboot", RANK_ADMIN, nullptr, device_reboot, nullptr, "Device.Reboot"},
-    {"FactoryReset", RANK_ADMIN, nullptr, device_factory_reset, nullptr, "Device.FactoryReset"},
-    {"Download", RANK_ADMIN, nullptr, device_download},
-    {"Upload", RANK_ADMIN, nullptr, device_upload},
-    {"JoinGroup", RANK_GUEST, nullptr, nullptr, session_join},
-    {"LeaveGroup", RANK_GUEST, nullptr, nullptr, session_leave},
-    {"Login", RANK_GUEST, nullptr, nullptr, session_login},
-    {"Logout", RANK_GUEST, nullptr, nullptr, session_logout},
+    {"GetParameterValues", RANK_GUEST, &Store::get_values},
+    {"SetParameterValues", RANK_GUEST, nullptr, set<false>},
+    {"RawSetParameterValues", RANK_GUEST, nullptr, set<true>},
+    {"GetParameterNames", RANK_GUEST, &Store::get_names},
+    {"GetParameterAttributes", RANK_GUEST, &Store::get_attributes},
+    {"GetDataModel", RANK_GUEST, &Store::get_data_model},
+    {"GetConfig", RANK_GUEST, &Store::get_config},
+    {"Select", RANK_GUEST, &Store::select},
+    {"AddObject", RANK_GUEST, nullptr, change<&Store::add_object>},
+    {"DeleteObject", RANK_GUEST, nullptr, change<&Store::delete_object>},
+    {"Execute", RANK_GUEST, nullptr, nullptr, device_execute},
+    {"SaveConfig", RANK_USER, nullptr, nullptr, device_save_config},
+    {"Reboot", RANK_ADMIN, nullptr, nullptr, device_reboot, nullptr, "Device.Reboot"},
+    {"FactoryReset", RANK_ADMIN, nullptr, nullptr, device_factory_reset, nullptr, "Device.FactoryReset"},
+    {"Download", RANK_ADMIN, nullptr, nullptr, device_download},
+    {"Upload", RANK_ADMIN, nullptr, nullptr, device_upload},
+    {"JoinGroup", RANK_GUEST, nullptr, nullptr, nullptr, session_join},
+    {"LeaveGroup", RANK_GUEST, nullptr, nullptr, nullptr, session_leave},
+    {"Login", RANK_GUEST, nullptr, nullptr, nullptr, session_login},
+    {"Logout", RANK_GUEST, nullptr, nullptr, nullptr, session_logout},
 };
 
 // How a refusal goes on, by the rank that is needed.
@@ -75,7 +77,7 @@ const MethodRow* find_method(const char* name) {
 }
 
 void send_answer(Connection& c, const json_t* id, Answer answer) {
-    response_append(connection_output(c), id, std::move(answer));
+    connection_output(c).append(response_text(id, std::move(answer)));
 }
 
 // What takes the answer: `id` null for a notification, which has none.
@@ -112,9 +114,11 @@ bool find_caller(const Users& users, Connection& c, const json_t* auth, Caller& 
 
 void answer_request(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
                     const json_t* params, json_t* id) {
+    if (row.read && !id) return;  // nobody would get what it reads
     c.busy = true;
     Reply reply = make_reply(requests, c, id);
-    if (row.store) return reply(row.store(requests.store, caller, params));
+    if (row.read) return reply((requests.store.*row.read)(caller, params, MAX_MESSAGE));
+    if (row.change) return reply(row.change(requests.store, caller, params));
     c.progress = now_ms();
     Rank least = row.twin ? model_call_rank(requests.store, row.twin) : row.least;
     if (caller_rank(caller) < least)

@@ -1,10 +1,9 @@
 #include "requests/events.hpp"
 
-#include <string.h>
-
 #include <algorithm>
 
-#include "ox_tr_list.hpp"
+#include "bounds.hpp"
+#include "json_text.hpp"
 #include "ox_tr_names.hpp"
 #include "requests/session.hpp"
 
@@ -18,25 +17,25 @@ json_t* model_event(const Change& change) {
                      OX_TR_INSTANCE_NUMBER, static_cast<json_int_t>(change.instance));
 }
 
-// The value as this caller would read it: null when it may not. A new reference.
-json_t* value_for(Store& store, const Caller& caller, const std::string& path) {
-    JsonRef params(json_pack("{s:[s]}", OX_TR_PARAMETER_NAMES, path.c_str()));
-    Answer answer = store.get_values(caller, params);
-    const json_t* row = json_array_get(ox_tr_result_list(answer.result), 0);
-    json_t* value = answer.code == 0 ? json_incref(json_object_get(row, OX_TR_VALUE)) : nullptr;
-    answer_drop(answer);
-    return value;
-}
+using EventText = std::shared_ptr<const Text>;
 
-// The event as a message; "" when it would be too long for one.
-std::string event_text(uint32_t group, json_t* params) {
+// The event as a message, which all who get it share; null when it would be too long for one.
+EventText event_text(uint32_t group, const json_t* params) {
     JsonRef event(json_pack("{s:s, s:s, s:I}", "jsonrpc", "2.0", "method", "Event", "group",
                             static_cast<json_int_t>(group)));
-    if (params) json_object_set(event, "params", params);
-    CharsRef dump(json_dumps(event, JSON_COMPACT | JSON_REAL_PRECISION(15)));
-    size_t length = dump ? strlen(dump) : 0;
-    if (length == 0 || length > MAX_MESSAGE) return "";
-    return std::string(dump.get(), length) + "\n";
+    if (params) json_object_set(event, "params", const_cast<json_t*>(params));
+    auto text = std::make_shared<Text>();
+    if (!json_put(*text, event) || text->size() > MAX_MESSAGE) return nullptr;
+    text->append('\n');
+    return text;
+}
+
+// That a value has changed, as this caller is told it: null when it may not read it.
+EventText value_text(Store& store, const Caller& caller, const std::string& path) {
+    JsonRef value(store.shown(caller, path));
+    if (!value) return nullptr;
+    JsonRef params(json_pack("{s:s, s:O}", OX_TR_PATH, path.c_str(), OX_TR_VALUE, value.get()));
+    return event_text(GROUP_VALUES, params);
 }
 
 // The clients that take the events of the group.
@@ -51,7 +50,7 @@ std::vector<Connection*> members(Server& server, uint32_t group) {
 
 // A client whose user may not read the parameter is not told its value.
 void send_value(Requests& requests, const std::string& path) {
-    std::vector<std::pair<const Caller*, JsonRef>> known;
+    std::vector<std::pair<const Caller*, EventText>> known;
     Asker asker = requests.device.asker;
     for (Connection* c : members(requests.server, GROUP_VALUES)) {
         const Caller& caller = session_of(*c).caller;
@@ -59,12 +58,10 @@ void send_value(Requests& requests, const std::string& path) {
                                  [&caller](const auto& k) { return k.first->user == caller.user; });
         if (same == known.end()) {
             requests.device.asker.caller = &caller;
-            known.emplace_back(&caller, JsonRef(value_for(requests.store, caller, path)));
+            known.emplace_back(&caller, value_text(requests.store, caller, path));
             same = known.end() - 1;
         }
-        if (!same->second) continue;
-        JsonRef params(json_pack("{s:s, s:O}", OX_TR_PATH, path.c_str(), OX_TR_VALUE, same->second.get()));
-        server_push(requests.server, *c, event_text(GROUP_VALUES, params));
+        if (same->second) server_push(requests.server, *c, same->second);
     }
     requests.device.asker = asker;
 }
@@ -73,10 +70,10 @@ void send_value(Requests& requests, const std::string& path) {
 
 void events_emit(Requests& requests, uint32_t group, json_t* params, uint64_t except) {
     JsonRef owned(params);
-    std::string text;
+    EventText text;
     for (Connection* c : members(requests.server, group)) {
         if (c->id == except) continue;
-        if (text.empty() && (text = event_text(group, params)).empty()) return;
+        if (!text && !(text = event_text(group, params))) return;
         server_push(requests.server, *c, text);
     }
 }

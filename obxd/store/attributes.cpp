@@ -1,8 +1,10 @@
 #include "attributes.hpp"
 
-#include <string.h>
+#include <map>
+#include <tuple>
 
 #include "ox_tr_names.hpp"
+#include "store/answer_text.hpp"
 #include "store/params.hpp"
 #include "store/place_attrs.hpp"
 #include "store/walk.hpp"
@@ -13,7 +15,8 @@ namespace {
 /// Lists to choose from leave out what is obsoleted, unless it was asked for by name.
 struct AttributesVisitor {
     Model& model;
-    json_t* list;
+    ListText& list;
+    KnownTexts& texts;
     bool deep, details;
     bool choosing = false;
 
@@ -22,70 +25,21 @@ struct AttributesVisitor {
     }
     bool enter(const Place& place, const std::string& path) const {
         leaf(place, path);
-        return deep && !is_left_out(place);
+        return deep && !is_left_out(place) && !list.full();
     }
     void leave(const Place&) const {}
     void leaf(const Place& place, const std::string& path) const {
         if (!is_left_out(place)) add(place, path);
     }
     void add(const Place& place, const std::string& path) const {
+        if (list.full()) return;
         JsonRef own = details ? attrs_detailed(model, place) : attrs_own(model, place);
-        json_t* shown = own ? own.get() : attrs_shared(model, place);
-        json_object_set_nocheck(list_add(list, path), OX_TR_ATTRIBUTES, shown);
-    }
-};
-
-json_t* model_node(json_t* attrs) {
-    json_t* node = json_object();
-    json_object_set_nocheck(node, OX_TR_ATTR, attrs);
-    return node;
-}
-
-struct ModelVisitor {
-    const Model& model;
-    bool deep;
-    std::vector<json_t*> open;  ///< borrowed, each held by the one before it
-
-    json_t* add(const Place& place) {
-        json_t* node = model_node(attrs_shared(model, place));
-        json_object_set_new_nocheck(open.back(), PlaceName(place).text(), node);
-        return node;
-    }
-    bool enter(const Place& place, const std::string&) {
-        json_t* node = add(place);
-        if (deep) open.push_back(node);
-        return deep;
-    }
-    void leave(const Place&) { open.pop_back(); }
-    void leaf(const Place& place, const std::string&) { add(place); }
-};
-
-/// The place inside the answer, made with its attributes and with all above it where it is missing.
-json_t* model_place(const Model& model, json_t* root, const Place& place) {
-    Schema* schema = place.schema;
-    if (place.pseudo == Pseudo::NONE && !place.item && !schema->parent) return root;
-    Place above{schema->parent, nullptr, schema->parent && schema->parent->multi};
-    if (place.pseudo != Pseudo::NONE) above = {schema, nullptr, place.pseudo != Pseudo::MAX_INSTANCE};
-    if (place.pseudo == Pseudo::NONE && place.item) above = {schema};
-    json_t* parent = model_place(model, root, above);
-    PlaceName name(place);
-    json_t* node = json_object_get(parent, name.text());
-    if (!node)
-        json_object_set_new_nocheck(parent, name.text(), node = model_node(attrs_shared(model, place)));
-    return node;
-}
-
-void model_merge(json_t* into, json_t* from) {
-    const char* key;
-    json_t* value;
-    json_object_foreach(from, key, value) {
-        json_t* present = strcmp(key, OX_TR_ATTR) == 0 ? nullptr : json_object_get(into, key);
-        if (present)
-            model_merge(present, value);
+        if (own)
+            list.add(path, own);
         else
-            json_object_set_nocheck(into, key, value);
+            list.add(path, texts.of(attrs_shared(model, place)));
     }
-}
+};
 
 enum { NOTHING_BELOW = 0, NEXT_LEVEL = 1, ALL_BELOW = -1 };
 
@@ -110,16 +64,76 @@ bool schema_find(Model& model, const std::string& path, Place& place) {
     return place_follow(place, path);
 }
 
+/// What was asked for of a place: itself, what is right below it, or all.
+using Wanted = std::map<std::tuple<const Schema*, bool, Pseudo>, int>;
+
+/// Notes a place and, for themselves, all above it.
+void wanted_add(Wanted& wanted, const Place& place, int level) {
+    auto [entry, fresh] = wanted.try_emplace({place.schema, place.item, place.pseudo}, level);
+    if (!fresh && entry->second != ALL_BELOW && level != NOTHING_BELOW) entry->second = level;
+    const Schema* schema = place.schema;
+    Place above{schema->parent, nullptr, schema->parent && schema->parent->multi};
+    if (place.pseudo != Pseudo::NONE)
+        above = {place.schema, nullptr, place.pseudo != Pseudo::MAX_INSTANCE};
+    else if (place.item)
+        above = {place.schema};
+    if (above.schema) wanted_add(wanted, above, NOTHING_BELOW);
+}
+
+struct ModelVisitor {
+    const Model& model;
+    TreeText& tree;
+    KnownTexts& texts;
+    const Wanted& wanted;
+    std::vector<int> open;  ///< what is wanted of the objects that are open
+
+    /// False when nothing is.
+    bool find(const Place& place, int& level) const {
+        level = open.back();
+        if (level == ALL_BELOW) return true;
+        auto found = wanted.find({place.schema, place.item, place.pseudo});
+        if (found != wanted.end())
+            level = found->second;
+        else if (level == NEXT_LEVEL)
+            level = NOTHING_BELOW;
+        else
+            return false;
+        return true;
+    }
+    void begin(const Place& place) {
+        tree.open(PlaceName(place).text());
+        tree.member(OX_TR_ATTR).append(texts.of(attrs_shared(model, place)));
+    }
+    bool enter(const Place& place, const std::string&) {
+        int level;
+        if (tree.full() || !find(place, level)) return false;
+        begin(place);
+        open.push_back(level);
+        return true;
+    }
+    void leave(const Place&) {
+        tree.close();
+        open.pop_back();
+    }
+    void leaf(const Place& place, const std::string&) {
+        int level;
+        if (tree.full() || !find(place, level)) return;
+        begin(place);
+        tree.close();
+    }
+};
+
 }  // namespace
 
-Answer attributes_get(Model& model, const Caller& caller, const json_t* params) {
+Answer attributes_get(Model& model, const Caller& caller, const json_t* params, size_t room) {
     Answer refused;
     int level;
     if (!level_read(params, level, refused)) return refused;
     bool ignore = param_flag(params, OX_TR_IGNORE_ACCESS_ERROR);
     int rank = caller_rank(caller);
-    JsonRef list(json_array());
-    AttributesVisitor visitor{model, list, level == ALL_BELOW, param_flag(params, "Details")};
+    ListText list(OX_TR_PARAMETER_LIST, OX_TR_ATTRIBUTES, room);
+    KnownTexts texts;
+    AttributesVisitor visitor{model, list, texts, level == ALL_BELOW, param_flag(params, "Details")};
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         Place place;
         if (!schema_find(model, name, place)) return answer_fault(FAULT_INVALID_NAME, name);
@@ -133,14 +147,16 @@ Answer attributes_get(Model& model, const Caller& caller, const json_t* params) 
             walk<Walk::SCHEMA>(visitor, place, path == "." ? "" : path);
         return {};
     });
-    return answer.code ? answer : answer_of(OX_TR_PARAMETER_LIST, list.release());
+    return answer.code ? std::move(answer) : list.end();
 }
 
-Answer datamodel_get(Model& model, const json_t* params) {
+Answer datamodel_get(Model& model, const json_t* params, size_t room) {
     Answer refused;
     int level;
     if (!level_read(params, level, refused)) return refused;
-    JsonRef root(model_node(model.root.attrs));
+    Wanted wanted;
+    Place top = place_of_schema(&model.root);
+    wanted_add(wanted, top, NOTHING_BELOW);
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         // What does not exist is answered as its nearest ancestor. A selector's path may begin with ":".
         if (*name == ':') name++;
@@ -149,16 +165,20 @@ Answer datamodel_get(Model& model, const json_t* params) {
         bool found = schema_find(model, path, place);
         while (!found && path_climb(path)) found = schema_find(model, path, place);
         if (!found) return answer_fault(FAULT_INVALID_NAME, name);
-        place.node = nullptr;
-        json_t* node = model_place(model, root, place);
-        if (level == NOTHING_BELOW || place.pseudo != Pseudo::NONE) return {};
-        JsonRef tree(json_object());
-        ModelVisitor visitor{model, level == ALL_BELOW, {tree}};
-        walk_all<Walk::SCHEMA>(visitor, place);
-        model_merge(node, tree);
+        wanted_add(wanted, place, place.pseudo == Pseudo::NONE ? level : NOTHING_BELOW);
         return {};
     });
-    return answer.code ? answer : answer_of(OX_TR_DATAMODEL, root.release());
+    if (answer.code) return answer;
+    TreeText tree(room);
+    KnownTexts texts;
+    tree.open();
+    tree.open(OX_TR_DATAMODEL);
+    tree.member(OX_TR_ATTR).append(texts.of(model.root.attrs));
+    ModelVisitor visitor{model, tree, texts, wanted, {wanted[{&model.root, false, Pseudo::NONE}]}};
+    walk_all<Walk::SCHEMA>(visitor, top);
+    tree.close();
+    tree.close();
+    return tree.end();
 }
 
 }  // namespace obxd

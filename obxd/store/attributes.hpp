@@ -7,9 +7,9 @@
 
 namespace obxd {
 
-/// GetParameterAttributes.
-Answer attributes_get(Model& model, const Caller& caller, const json_t* params);
+/// GetParameterAttributes; this answer and the next are at most `room` bytes long, or cut.
+Answer attributes_get(Model& model, const Caller& caller, const json_t* params, size_t room);
 /// GetDataModel.
-Answer datamodel_get(Model& model, const json_t* params);
+Answer datamodel_get(Model& model, const json_t* params, size_t room);
 
 }  // namespace obxd

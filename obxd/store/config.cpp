@@ -9,6 +9,12 @@
 namespace obxd {
 namespace {
 
+/// The pseudo-parameter that stands among an object's values.
+Pseudo pseudo_of(const Place& place) {
+    if (place.is_table()) return Pseudo::MAX_INSTANCE;
+    return place.schema->ordered ? Pseudo::ORDER : Pseudo::NONE;
+}
+
 struct ConfigVisitor {
     int rank;
     std::vector<json_t*> open;  ///< borrowed, each held by the one before it
@@ -20,11 +26,8 @@ struct ConfigVisitor {
         return true;
     }
     void leave(const Place& place) {
-        const Schema* schema = place.schema;
-        Pseudo pseudo = place.is_table()  ? Pseudo::MAX_INSTANCE
-                        : schema->ordered ? Pseudo::ORDER
-                                          : Pseudo::NONE;
-        if (pseudo != Pseudo::NONE && rank >= schema->read_rank) {
+        Pseudo pseudo = pseudo_of(place);
+        if (pseudo != Pseudo::NONE && rank >= place.schema->read_rank) {
             Place shown{place.schema, place.node, place.item, pseudo};
             json_object_set_new_nocheck(open.back(), PlaceName(shown).text(), place_value(shown, nullptr));
         }
@@ -34,6 +37,32 @@ struct ConfigVisitor {
         if (place.is_method() || rank < place.schema->read_rank) return;
         json_object_set_nocheck(open.back(), place.schema->name.c_str(),
                                 value_shown(place.node, place.schema, &path));
+    }
+};
+
+struct ConfigWriter {
+    int rank;
+    TreeText& tree;
+
+    bool enter(const Place& place, const std::string&) const {
+        if (tree.full()) return false;
+        tree.open(PlaceName(place).text());
+        return true;
+    }
+    void leave(const Place& place) const {
+        end(place);
+        tree.close();
+    }
+    /// What stands behind the members of an object.
+    void end(const Place& place) const {
+        Pseudo pseudo = pseudo_of(place);
+        if (pseudo == Pseudo::NONE || rank < place.schema->read_rank) return;
+        Place shown{place.schema, place.node, place.item, pseudo};
+        tree.value(PlaceName(shown).text(), JsonRef(place_value(shown, nullptr)));
+    }
+    void leaf(const Place& place, const std::string& path) const {
+        if (place.is_method() || rank < place.schema->read_rank || tree.full()) return;
+        tree.value(place.schema->name, value_shown(place.node, place.schema, &path));
     }
 };
 
@@ -60,29 +89,47 @@ bool config_put(json_t* tree, std::string_view path, json_t* value) {
     return false;
 }
 
-Answer config_get(Model& model, const Caller& caller, const json_t* params) {
+void config_text(const Place& place, int rank, const std::string& path, TreeText& tree) {
+    ConfigWriter writer{rank, tree};
+    walk<Walk::VALUES>(writer, place, path);
+    writer.end(place);
+}
+
+Answer config_get(Model& model, const Caller& caller, const json_t* params, size_t room) {
     Answer refused;
     const char* name = param_text(params, OX_TR_PATH, refused);
     if (!name) return refused;
     int rank = caller_rank(caller);
-    JsonRef tree(json_object());
+    TreeText tree(room);
+    PathWriter way(tree);
+    tree.open();
+    tree.open(OX_TR_CONFIG);
     auto put = [&](const Place& place, const std::string& path) {
+        if (tree.full()) return;
         if (place.is_method())
             refused = answer_fault(FAULT_INVALID_NAME, path);
         else if (!place.is_object() && rank < place.schema->read_rank)
             refused = answer_fault(FAULT_REQUEST_DENIED, path);
         else if (path.empty())
-            tree.reset(config_tree(place, rank, path));
-        else
-            config_put(tree, path,
-                       place.is_object() ? config_tree(place, rank, path) : place_value(place, &path));
+            config_text(place, rank, path, tree);
+        else if (!place.is_object())
+            tree.value(way.go(path), JsonRef(place_value(place, &path)));
+        else {
+            tree.open(way.go(path));
+            config_text(place, rank, path, tree);
+            tree.close();
+        }
     };
     // A path that does not exist is answered as its nearest ancestor that does.
     std::string nearest = name;
     bool found = places_each(place_top(model), nearest, put);
     while (!found && path_climb(nearest)) found = places_each(place_top(model), nearest, put);
     if (!found) return answer_fault(FAULT_INVALID_NAME, name);
-    return refused.code ? std::move(refused) : answer_of(OX_TR_CONFIG, tree.release());
+    if (refused.code) return refused;
+    way.end();
+    tree.close();
+    tree.close();
+    return tree.end();
 }
 
 }  // namespace obxd

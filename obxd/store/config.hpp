@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "answers.hpp"
+#include "store/answer_text.hpp"
 #include "store/place.hpp"
 
 namespace obxd {
@@ -16,7 +17,10 @@ json_t* config_tree(const Place& place, int rank, const std::string& path);
 /// missing. Takes over `value`. False (and the value is released) for the path of the tree itself.
 bool config_put(json_t* tree, std::string_view path, json_t* value);
 
-/// GetConfig.
-Answer config_get(Model& model, const Caller& caller, const json_t* params);
+/// The same as text, the members behind what stands in the object that is open.
+void config_text(const Place& place, int rank, const std::string& path, TreeText& tree);
+
+/// GetConfig; the answer is at most `room` bytes long, or cut.
+Answer config_get(Model& model, const Caller& caller, const json_t* params, size_t room);
 
 }  // namespace obxd

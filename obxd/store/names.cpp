@@ -1,6 +1,7 @@
 #include "names.hpp"
 
 #include "ox_tr_names.hpp"
+#include "store/answer_text.hpp"
 #include "store/params.hpp"
 #include "store/walk.hpp"
 
@@ -15,29 +16,30 @@ bool is_writable(const Place& place) {
 }
 
 struct NamesVisitor {
-    json_t* list;
+    ListText& list;
     int rank;
     bool deep;
 
     bool enter(const Place& place, const std::string& path) const {
         leaf(place, path);
-        return deep;
+        return deep && !list.full();
     }
     void leave(const Place&) const {}
     void leaf(const Place& place, const std::string& path) const {
+        if (list.full()) return;
         bool writable = is_writable(place) && rank >= place.schema->write_rank;
-        json_object_set_new_nocheck(list_add(list, path), OX_TR_WRITABLE, json_boolean(writable));
+        list.add(path, writable ? "true" : "false");
     }
 };
 
 }  // namespace
 
-Answer names_get(Model& model, const Caller& caller, const json_t* params) {
+Answer names_get(Model& model, const Caller& caller, const json_t* params, size_t room) {
     Answer refused;
     const char* name = param_text(params, OX_TR_PARAMETER_PATH, refused);
     if (!name) return refused;
     bool next = param_flag(params, OX_TR_NEXT_LEVEL);
-    JsonRef list(json_array());
+    ListText list(OX_TR_PARAMETER_LIST, OX_TR_WRITABLE, room);
     NamesVisitor visitor{list, caller_rank(caller), !next};
     bool found = places_each(place_top(model), name, [&](const Place& place, const std::string& path) {
         if (!place.is_object()) return visitor.leaf(place, path);
@@ -45,7 +47,7 @@ Answer names_get(Model& model, const Caller& caller, const json_t* params) {
         walk<Walk::VALUES>(visitor, place, path);
     });
     if (!found) return answer_fault(FAULT_INVALID_NAME, name);
-    return answer_of(OX_TR_PARAMETER_LIST, list.release());
+    return list.end();
 }
 
 }  // namespace obxd

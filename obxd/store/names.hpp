@@ -7,7 +7,7 @@
 
 namespace obxd {
 
-/// GetParameterNames.
-Answer names_get(Model& model, const Caller& caller, const json_t* params);
+/// GetParameterNames; the answer is at most `room` bytes long, or cut.
+Answer names_get(Model& model, const Caller& caller, const json_t* params, size_t room);
 
 }  // namespace obxd

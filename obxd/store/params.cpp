@@ -1,5 +1,8 @@
 #include "params.hpp"
 
+#include <string_view>
+#include <unordered_set>
+
 #include "ox_tr_names.hpp"
 
 namespace obxd {
@@ -25,20 +28,15 @@ Answer param_names(const json_t* params, const std::function<Answer(const char* 
     const json_t* names = json_object_get(params, OX_TR_PARAMETER_NAMES);
     if (!json_is_array(names)) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterNames is no array");
     size_t count = json_array_size(names);
+    std::unordered_set<std::string_view> visited;
     for (size_t i = 0; i < count; i++) {
         const char* name = json_string_value(json_array_get(names, i));
         if (!name) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterNames holds what is no text");
+        if (count > 1 && !visited.insert(name).second) continue;
         Answer answer = visit(name);
         if (answer.code) return answer;
     }
     return {};
-}
-
-json_t* list_add(json_t* list, const std::string& name) {
-    json_t* entry = json_object();
-    json_object_set_new_nocheck(entry, OX_TR_NAME, json_stringn_nocheck(name.data(), name.size()));
-    json_array_append_new(list, entry);
-    return entry;
 }
 
 Answer answer_of(const char* key, json_t* value) {

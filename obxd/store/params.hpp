@@ -17,12 +17,10 @@ const char* param_text(const json_t* params, const char* key, Answer& refused);
 bool param_flag(const json_t* params, const char* key);
 /// The ParameterList, which must be an array; null, with `refused` filled, when it is none.
 const json_t* param_list(const json_t* params, Answer& refused);
-/// Calls `visit` with each of the ParameterNames until it gives a fault: that one, or that of a member that
-/// is no list of names, or code 0.
+/// Calls `visit` with each of the ParameterNames, once where it stands there several times, until it gives a
+/// fault: that one, or that of a member that is no list of names, or code 0.
 Answer param_names(const json_t* params, const std::function<Answer(const char* name)>& visit);
 
-/// Appends {"Name": `name`} to a list and returns it, borrowed, for its other members.
-json_t* list_add(json_t* list, const std::string& name);
 /// The answer {`key`: `value`}; takes over `value`.
 Answer answer_of(const char* key, json_t* value);
 

@@ -1,6 +1,7 @@
 #include "read.hpp"
 
 #include "ox_tr_names.hpp"
+#include "store/answer_text.hpp"
 #include "store/live.hpp"
 #include "store/params.hpp"
 #include "store/walk.hpp"
@@ -9,26 +10,24 @@ namespace obxd {
 namespace {
 
 struct Reader {
-    json_t* list;
+    ListText& list;
     int rank;
     bool ignore_denied;
     std::string denied;  ///< the first name that may not be read
 
-    bool enter(const Place&, const std::string&) const { return true; }
+    bool enter(const Place&, const std::string&) const { return !list.full() && denied.empty(); }
     void leave(const Place&) const {}
     void leaf(const Place& place, const std::string& path) {
-        if (place.is_method()) return;
-        if (rank >= place.schema->read_rank)
-            json_object_set_new_nocheck(list_add(list, path), OX_TR_VALUE, place_value(place, &path));
-        else if (!ignore_denied && denied.empty())
-            denied = path;
+        if (place.is_method() || list.full()) return;
+        if (rank >= place.schema->read_rank) return list.add(path, JsonRef(place_value(place, &path)));
+        if (!ignore_denied && denied.empty()) denied = path;
     }
 };
 
 }  // namespace
 
-Answer values_get(Model& model, const Caller& caller, const json_t* params) {
-    JsonRef list(json_array());
+Answer values_get(Model& model, const Caller& caller, const json_t* params, size_t room) {
+    ListText list(OX_TR_PARAMETER_LIST, OX_TR_VALUE, room);
     Reader reader{list, caller_rank(caller), param_flag(params, OX_TR_IGNORE_ACCESS_ERROR), {}};
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         bool method = false;
@@ -42,7 +41,7 @@ Answer values_get(Model& model, const Caller& caller, const json_t* params) {
         if (!found || method) return answer_fault(FAULT_INVALID_NAME, name);
         return reader.denied.empty() ? Answer() : answer_fault(FAULT_REQUEST_DENIED, reader.denied);
     });
-    return answer.code ? answer : answer_of(OX_TR_PARAMETER_LIST, list.release());
+    return answer.code ? std::move(answer) : list.end();
 }
 
 }  // namespace obxd

@@ -7,7 +7,7 @@
 
 namespace obxd {
 
-/// GetParameterValues.
-Answer values_get(Model& model, const Caller& caller, const json_t* params);
+/// GetParameterValues; the answer is at most `room` bytes long, or cut.
+Answer values_get(Model& model, const Caller& caller, const json_t* params, size_t room);
 
 }  // namespace obxd

@@ -4,6 +4,9 @@
 #include <errno.h>
 #include <stdlib.h>
 
+#include <algorithm>
+#include <set>
+
 #include "ox_tr_names.hpp"
 #include "store/config.hpp"
 #include "store/live.hpp"
@@ -17,7 +20,7 @@ namespace {
 struct Matcher {
     const Selector& selector;
     int rank;
-    json_t* matches;
+    TreeText& matches;
 };
 
 /// Where the digits of a number begin; null for a text that is none, such as "nan".
@@ -103,10 +106,11 @@ bool condition_holds(const Matcher& matcher, const Place& instance, const Condit
     return value_fits(condition, value);
 }
 
-void match_add(const Matcher& matcher, std::string path, json_t* value) {
-    if (path.empty()) path += '.';
-    if (path.size() > 1 && path.back() == '.') path.pop_back();
-    json_object_set_new_nocheck(matcher.matches, path.c_str(), value);
+/// The name of a match: its path without the final ".".
+std::string_view match_name(std::string_view path) {
+    if (path.empty()) return ".";
+    if (path.size() > 1 && path.back() == '.') path.remove_suffix(1);
+    return path;
 }
 
 /// Puts the named members of an object into `tree`, in the order in which they were named.
@@ -122,16 +126,51 @@ void members_pick(const Matcher& matcher, const Place& object, const std::string
     }
 }
 
+/// True when no two members begin alike, so that none leads back into what another one opened.
+bool members_apart(const std::vector<std::string>& members) {
+    std::set<std::string_view> begins;
+    return std::all_of(members.begin(), members.end(), [&begins](const std::string& member) {
+        return begins.insert(std::string_view(member).substr(0, member.find('.'))).second;
+    });
+}
+
+/// The same as text.
+void members_write(const Matcher& matcher, const Place& object, const std::string& path) {
+    TreeText& tree = matcher.matches;
+    PathWriter way(tree);
+    for (const std::string& member : matcher.selector.members) {
+        places_each(object, member, [&](const Place& place, const std::string& at) {
+            if (tree.full() || (!place.is_object() && matcher.rank < place.schema->read_rank)) return;
+            std::string full = path + at;
+            std::string_view name = way.go(at);
+            if (!place.is_object()) return tree.value(name, JsonRef(place_value(place, &full)));
+            tree.open(name);
+            config_text(place, matcher.rank, full, tree);
+            tree.close();
+        });
+    }
+    way.end();
+}
+
 void object_match(const Matcher& matcher, const Place& place, const std::string& path) {
-    if (matcher.selector.members.empty())
-        return match_add(matcher, path, config_tree(place, matcher.rank, path));
-    JsonRef tree(json_object());
-    members_pick(matcher, place, path, tree);
-    match_add(matcher, path, tree.release());
+    if (matcher.matches.full()) return;
+    const std::vector<std::string>& members = matcher.selector.members;
+    if (!members_apart(members)) {
+        JsonRef tree(json_object());
+        members_pick(matcher, place, path, tree);
+        return matcher.matches.value(match_name(path), tree);
+    }
+    matcher.matches.open(match_name(path));
+    if (members.empty())
+        config_text(place, matcher.rank, path, matcher.matches);
+    else
+        members_write(matcher, place, path);
+    matcher.matches.close();
 }
 
 void leaf_match(const Matcher& matcher, const Place& place, const std::string& path) {
-    if (matcher.rank >= place.schema->read_rank) match_add(matcher, path, place_value(place, &path));
+    if (matcher.rank < place.schema->read_rank || matcher.matches.full()) return;
+    matcher.matches.value(match_name(path), JsonRef(place_value(place, &path)));
 }
 
 void steps_match(const Matcher& matcher, const Place& place, size_t at, const std::string& path);
@@ -162,7 +201,7 @@ void steps_match(const Matcher& matcher, const Place& place, size_t at, const st
 
 }  // namespace
 
-Answer selection_get(Model& model, const Caller& caller, const json_t* params) {
+Answer selection_get(Model& model, const Caller& caller, const json_t* params, size_t room) {
     Answer answer;
     const char* text = param_text(params, OX_TR_SELECTOR, answer);
     if (!text) return answer;
@@ -172,10 +211,14 @@ Answer selection_get(Model& model, const Caller& caller, const json_t* params) {
         return answer_fault(FAULT_INVALID_ARGUMENTS, "bad selector: " + error);
     answer = selector_check(selector, &model.root);
     if (answer.code) return answer;
-    JsonRef matches(json_object());
+    TreeText matches(room);
+    matches.open();
+    matches.open(OX_TR_MATCHES);
     Matcher matcher{selector, caller_rank(caller), matches};
     steps_match(matcher, place_top(model), 0, "");
-    return answer_of(OX_TR_MATCHES, matches.release());
+    matches.close();
+    matches.close();
+    return matches.end();
 }
 
 }  // namespace obxd

@@ -7,7 +7,7 @@
 
 namespace obxd {
 
-/// Select.
-Answer selection_get(Model& model, const Caller& caller, const json_t* params);
+/// Select; the answer is at most `room` bytes long, or cut.
+Answer selection_get(Model& model, const Caller& caller, const json_t* params, size_t room);
 
 }  // namespace obxd

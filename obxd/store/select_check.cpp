@@ -24,7 +24,7 @@ bool names_something(Place& place, std::string_view name, bool any) {
 Answer condition_check(const Condition& condition, Schema* schema) {
     if (condition.left) {
         Answer answer = condition_check(*condition.left, schema);
-        return answer.code ? answer : condition_check(*condition.right, schema);
+        return answer.code ? std::move(answer) : condition_check(*condition.right, schema);
     }
     Place place{schema, nullptr, true};
     if (names_something(place, condition.name, false) && place.is_parameter()) return {};

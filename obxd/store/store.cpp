@@ -37,32 +37,32 @@ bool Store::make_rows(const std::map<std::string, uint32_t>& wanted, std::string
     return rows_make(*model_, wanted, error);
 }
 
-Answer Store::get_values(const Caller& caller, const json_t* params) {
-    return values_get(*model_, caller, params);
+Answer Store::get_values(const Caller& caller, const json_t* params, size_t room) {
+    return values_get(*model_, caller, params, room);
 }
 
 Answer Store::set_values(const Caller& caller, const json_t* params, bool raw) {
     return values_set(*model_, caller, params, raw);
 }
 
-Answer Store::get_names(const Caller& caller, const json_t* params) {
-    return names_get(*model_, caller, params);
+Answer Store::get_names(const Caller& caller, const json_t* params, size_t room) {
+    return names_get(*model_, caller, params, room);
 }
 
-Answer Store::get_attributes(const Caller& caller, const json_t* params) {
-    return attributes_get(*model_, caller, params);
+Answer Store::get_attributes(const Caller& caller, const json_t* params, size_t room) {
+    return attributes_get(*model_, caller, params, room);
 }
 
-Answer Store::get_data_model(const Caller&, const json_t* params) {
-    return datamodel_get(*model_, params);
+Answer Store::get_data_model(const Caller&, const json_t* params, size_t room) {
+    return datamodel_get(*model_, params, room);
 }
 
-Answer Store::get_config(const Caller& caller, const json_t* params) {
-    return config_get(*model_, caller, params);
+Answer Store::get_config(const Caller& caller, const json_t* params, size_t room) {
+    return config_get(*model_, caller, params, room);
 }
 
-Answer Store::select(const Caller& caller, const json_t* params) {
-    return selection_get(*model_, caller, params);
+Answer Store::select(const Caller& caller, const json_t* params, size_t room) {
+    return selection_get(*model_, caller, params, room);
 }
 
 Answer Store::add_object(const Caller& caller, const json_t* params) {
@@ -75,6 +75,13 @@ Answer Store::delete_object(const Caller& caller, const json_t* params) {
 
 Answer Store::check_execute(const Caller& caller, const json_t* params, std::string& path, json_t*& inputs) {
     return execute_check(*model_, caller, params, path, inputs);
+}
+
+json_t* Store::shown(const Caller& caller, std::string_view path) {
+    Place place;
+    if (!place_find(*model_, path, place) || !place.is_parameter()) return nullptr;
+    std::string full(path);
+    return caller_rank(caller) >= place.schema->read_rank ? place_value(place, &full) : nullptr;
 }
 
 json_t* Store::value(std::string_view path) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "answers.hpp"
+#include "bounds.hpp"
 #include "caller.hpp"
 #include "store/change.hpp"
 
@@ -37,14 +38,15 @@ public:
     /// Makes up rows; see rows.hpp for `wanted`.
     bool make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error);
 
-    // Requests: `params` is borrowed, the answer's references belong to the caller.
-    Answer get_values(const Caller&, const json_t* params);
+    // Requests: `params` is borrowed, the answer's references belong to the caller. An answer that would be
+    // longer than `room` bytes is cut.
+    Answer get_values(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
     Answer set_values(const Caller&, const json_t* params, bool raw);
-    Answer get_names(const Caller&, const json_t* params);
-    Answer get_attributes(const Caller&, const json_t* params);
-    Answer get_data_model(const Caller&, const json_t* params);
-    Answer get_config(const Caller&, const json_t* params);
-    Answer select(const Caller&, const json_t* params);
+    Answer get_names(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
+    Answer get_attributes(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
+    Answer get_data_model(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
+    Answer get_config(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
+    Answer select(const Caller&, const json_t* params, size_t room = MAX_MESSAGE);
     Answer add_object(const Caller&, const json_t* params);
     Answer delete_object(const Caller&, const json_t* params);
 
@@ -52,6 +54,10 @@ public:
     /// `path` with the method's full path in the model's own spelling and `inputs` (a new object of relative
     /// name to value, with the defaults filled in). A fault otherwise (code 0: fine).
     Answer check_execute(const Caller&, const json_t* params, std::string& path, json_t*& inputs);
+
+    /// The value of a parameter as a request would be shown it: a new reference; null where there is none, or
+    /// the caller may not read it.
+    json_t* shown(const Caller&, std::string_view path);
 
     // The daemon's own access, with no permission check and regardless of read-only.
     json_t* value(std::string_view path);                  ///< borrowed, null when there is none

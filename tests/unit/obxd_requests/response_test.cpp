@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "net/framing.hpp"
+#include "bounds.hpp"
 #include "owners.hpp"
 
 namespace {
@@ -11,16 +11,17 @@ using namespace obxd;
 
 std::string response(json_t* id, Answer answer) {
     obxd::JsonRef owned(id);
-    std::string text = "before\n";
-    response_append(text, id, std::move(answer));
-    EXPECT_EQ(text.substr(0, 7), "before\n") << "what stood there stays";
-    return text.substr(7);
+    return response_text(id, std::move(answer)).str();
 }
 
 TEST(Responses, Results) {
     EXPECT_EQ(response(json_integer(7), answer_result()), "{\"jsonrpc\":\"2.0\",\"id\":7,\"result\":{}}\n");
     EXPECT_EQ(response(json_string("a"), answer_result(json_pack("{s:f}", "b", 0.1))),
               "{\"jsonrpc\":\"2.0\",\"id\":\"a\",\"result\":{\"b\":0.1}}\n");
+    Text text;
+    text.append("{\"c\":[]}");
+    EXPECT_EQ(response(json_integer(8), answer_text(std::move(text))),
+              "{\"jsonrpc\":\"2.0\",\"id\":8,\"result\":{\"c\":[]}}\n");
     EXPECT_EQ(response(json_null(), Answer()), "{\"jsonrpc\":\"2.0\",\"id\":null,\"result\":{}}\n");
 }
 
@@ -37,6 +38,11 @@ TEST(Responses, OneThatIsTooLongBecomesAFault) {
     json_t* result = json_pack("{s:o}", "text", json_string(std::string(MAX_MESSAGE, 'x').c_str()));
     EXPECT_EQ(response(json_integer(3), answer_result(result)),
               "{\"jsonrpc\":\"2.0\",\"id\":3,\"error\":{\"code\":9004,\"message\":\"Resources exceeded\","
+              "\"data\":{\"Detail\":\"The answer is longer than 64 MiB\"}}}\n");
+    Answer cut;
+    cut.cut = true;
+    EXPECT_EQ(response(json_integer(4), std::move(cut)),
+              "{\"jsonrpc\":\"2.0\",\"id\":4,\"error\":{\"code\":9004,\"message\":\"Resources exceeded\","
               "\"data\":{\"Detail\":\"The answer is longer than 64 MiB\"}}}\n");
 }
 

@@ -60,6 +60,34 @@ TEST_F(StoreTest, TopHoldsTheVersionAndEverything) {
     EXPECT_EQ(all.find("Reboot"), std::string::npos);
 }
 
+TEST_F(StoreTest, ANameThatIsRepeatedIsAnsweredOnce) {
+    EXPECT_EQ(pairs(get("'Device.Info.Name','Device.Info.Serial','Device.Info.Name'", admin)),
+              "Device.Info.Name='box' Device.Info.Serial='S1'");
+    EXPECT_EQ(pairs(ask(&Store::get_attributes, "{'ParameterNames':['.','.','Device.','.'],'Level':0}")),
+              ". Device.");
+    EXPECT_EQ(get("'Device.No','Device.No'", admin), "9005 Device.No");
+}
+
+TEST_F(StoreTest, AnAnswerBeyondTheRoomForItIsCut) {
+    const std::pair<Read, const char*> rows[] = {
+        {&Store::get_values, "{'ParameterNames':['.']}"},
+        {&Store::get_names, "{'ParameterPath':'.','NextLevel':false}"},
+        {&Store::get_attributes, "{'ParameterNames':['.']}"},
+        {&Store::get_data_model, "{'ParameterNames':['.']}"},
+        {&Store::get_config, "{'Path':'.'}"},
+        {&Store::select, "{'Selector':'Device'}"},
+    };
+    for (auto& [read, params] : rows) {
+        obxd::Answer whole = (store.get()->*read)(root, json_of(params), obxd::MAX_MESSAGE);
+        size_t size = whole.text.size();
+        ASSERT_GT(size, 400u);
+        EXPECT_EQ(ask(read, params, root, size), text_of(std::move(whole))) << params;
+        for (size_t room : {size - 1, size / 2, size_t{1}, size_t{0}})
+            EXPECT_EQ(ask(read, params, root, room), "(cut)") << params << " " << room;
+    }
+    EXPECT_EQ(ask(&Store::get_values, "{'ParameterNames':['.','Device.No']}", root, 10), "9005 Device.No");
+}
+
 TEST_F(StoreTest, UnknownNames) {
     for (const char* name :
          {"Device.Nothing", "device.Info.Name", "Device.Info.name", "Device..Info", "", "..",
@@ -76,7 +104,7 @@ TEST_F(StoreTest, OneUnknownNameFailsTheWholeRequest) {
 
 TEST_F(StoreTest, BadParams) {
     const struct {
-        Request request;
+        Read request;
         const char* params;
     } rows[] = {
         {&Store::get_values, "{}"},
@@ -90,10 +118,10 @@ TEST_F(StoreTest, BadParams) {
         {&Store::get_data_model, "{'ParameterNames':{}}"},
         {&Store::get_config, "{}"},
         {&Store::select, "{}"},
-        {&Store::add_object, "{}"},
-        {&Store::delete_object, "{'ObjectName':[]}"},
     };
     for (auto& row : rows) EXPECT_EQ(ask(row.request, row.params).substr(0, 4), "9003") << row.params;
+    EXPECT_EQ(ask(&Store::add_object, "{}").substr(0, 4), "9003");
+    EXPECT_EQ(ask(&Store::delete_object, "{'ObjectName':[]}").substr(0, 4), "9003");
 }
 
 TEST_F(StoreTest, WhoMayRead) {
@@ -308,6 +336,23 @@ TEST_F(StoreTest, WhatDoesNotExistIsAnsweredAsItsNearestAncestor) {
         EXPECT_EQ(model(path).substr(0, 5), "9005 ") << path;
         EXPECT_EQ(config(path).substr(0, 5), "9005 ") << path;
     }
+}
+
+TEST_F(StoreTest, DataModelOfSeveralNamesStandsInTheModelsOrder) {
+    auto model = [this](const std::string& names, const char* level) {
+        return ask(&Store::get_data_model, "{'ParameterNames':[" + names + "],'Level':" + level + "}");
+    };
+    for (const char* level : {"0", "1", "-1"}) {
+        std::string expected = model("'Device.Info','Device.Rules','Device.Rules.Rule.#template'", level);
+        EXPECT_EQ(model("'Device.Rules.Rule.4','Device.Rules.','Device.Info','Device.Rules'", level),
+                  expected);
+    }
+    std::string one = model("'Device.Rules.Rule'", "1");
+    EXPECT_NE(one.find("'#template':{'#attr'"), std::string::npos);
+    EXPECT_NE(one.find("'max_instance':{'#attr'"), std::string::npos);
+    EXPECT_EQ(one.find("'Order'"), std::string::npos) << "what stands below is not asked for";
+    EXPECT_EQ(one.find("'Count'"), std::string::npos) << "what stands beside is not asked for";
+    EXPECT_EQ(model("'Device.Rules.Rule','Device.'", "-1"), model("'Device.'", "-1"));
 }
 
 TEST_F(StoreTest, DataModelOfMethodsAndSeveralNames) {

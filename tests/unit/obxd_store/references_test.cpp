@@ -18,7 +18,8 @@ struct References : testing::Test {
         ASSERT_TRUE(store) << error;
     }
     JsonRef list(const obxd::Answer& answer) {
-        JsonRef result(answer.result);
+        if (answer.code) return JsonRef();
+        JsonRef result = result_of(answer);
         return JsonRef(json_incref(json_object_get(result, "ParameterList")));
     }
     bool exists(const std::string& path) {

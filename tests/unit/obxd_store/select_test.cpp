@@ -16,8 +16,8 @@ struct SelectTest : StoreTest {
     std::string paths(const std::string& selector) {
         JsonRef params(json_pack("{s:s}", "Selector", selector.c_str()));
         obxd::Answer answer = store->select(admin, params);
-        if (answer.code) return text_of(answer);
-        JsonRef result(answer.result);
+        if (answer.code) return text_of(std::move(answer));
+        JsonRef result = result_of(answer);
         std::string text;
         const char* key;
         json_t* value;
@@ -224,6 +224,13 @@ TEST_F(SelectTest, AMisspeltNameIsToldOfWhereNothingMatches) {
         {"Device.Hosts.Host.1{Address.*.IP}",
          "{'Matches':{'Device.Hosts.Host.1':{'Address':{'1':{'IP':'192.0.2.1'},'2':{'IP':'2001:db8::1'}}}}}"},
         {"Device.Queue.Job.*{order,Name}", "{'Matches':{}}"},
+        // Members that begin alike stand in one object, in the place of the first.
+        {"Device.Hosts.Host.1{Address.2.IP,Name,Address.1.IP}",
+         "{'Matches':{'Device.Hosts.Host.1':{'Address':{'2':{'IP':'2001:db8::1'},'1':{'IP':'192.0.2.1'}},'"
+         "Name':"
+         "'tv'}}}"},
+        {"Device.Hosts.Host.1{Name,Stats.Sent,Active}",
+         "{'Matches':{'Device.Hosts.Host.1':{'Name':'tv','Stats':{'Sent':100},'Active':true}}}"},
     };
     for (auto& row : rows) EXPECT_EQ(select(row.selector, admin), row.expected) << row.selector;
 }

@@ -21,12 +21,12 @@ struct RouterModel : testing::Test {
     }
     JsonRef data_model() {
         JsonRef params(json_pack("{s:[s]}", "ParameterNames", "."));
-        JsonRef result(store->get_data_model(root, params).result);
+        JsonRef result = result_of(store->get_data_model(root, params));
         return JsonRef(json_incref(json_object_get(result, "Datamodel")));
     }
     JsonRef attributes(const std::string& path) {
         JsonRef params(json_pack("{s:[s], s:i}", "ParameterNames", path.c_str(), "Level", 0));
-        JsonRef result(store->get_attributes(root, params).result);
+        JsonRef result = result_of(store->get_attributes(root, params));
         json_t* entry = json_array_get(json_object_get(result, "ParameterList"), 0);
         return JsonRef(json_incref(json_object_get(entry, "Attributes")));
     }

@@ -179,7 +179,7 @@ TEST_F(Values, ARestoreLeavesNoReference) {
 
 TEST_F(Values, AListMayNameItsItems) {
     JsonRef params = json_of("{'ParameterNames':['Device.Ints','Device.Tags'],'Level':0}");
-    JsonRef result(store->get_attributes(root, params).result);
+    JsonRef result = result_of(store->get_attributes(root, params));
     const json_t* rows = json_object_get(result, "ParameterList");
     for (size_t i = 0; i < 2; i++) {
         const json_t* attributes = json_object_get(json_array_get(rows, i), "Attributes");

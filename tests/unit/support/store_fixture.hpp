@@ -27,10 +27,15 @@ inline std::string text_of(const json_t* json) {
     return text;
 }
 
+/// The result of an answer, whether it is a tree or text.
+inline JsonRef result_of(const obxd::Answer& answer) {
+    return answer.result ? JsonRef(answer.result) : json_of(answer.text.str());
+}
+
 /// The outcome as text: the result, or "code detail" with the data behind it.
 inline std::string text_of(obxd::Answer answer) {
-    JsonRef result(answer.result), data(answer.data);
-    if (!answer.code) return text_of(result.get());
+    JsonRef data(answer.data);
+    if (!answer.code) return answer.cut ? "(cut)" : text_of(result_of(answer).get());
     std::string text = std::to_string(answer.code);
     if (!answer.detail.empty()) text += " " + answer.detail;
     return data ? text + " " + text_of(data.get()) : text;
@@ -70,8 +75,8 @@ struct StoreTest : testing::Test {
     std::string value(const std::string& name) {
         JsonRef params(json_pack("{s:[s]}", "ParameterNames", name.c_str()));
         obxd::Answer answer = store->get_values(root, params);
-        if (answer.code) return text_of(answer);
-        JsonRef result(answer.result);
+        if (answer.code) return text_of(std::move(answer));
+        JsonRef result = result_of(answer);
         json_t* list = json_object_get(result, "ParameterList");
         return text_of(json_object_get(json_array_get(list, 0), "Value"));
     }
@@ -88,11 +93,19 @@ struct StoreTest : testing::Test {
     }
     std::string set(const std::string& values) { return set(values, admin); }
 
-    using Request = obxd::Answer (obxd::Store::*)(const obxd::Caller&, const json_t*);
-    std::string ask(Request request, const std::string& params, const obxd::Caller& caller) {
-        return text_of((store.get()->*request)(caller, json_of(params)));
+    using Read = obxd::Answer (obxd::Store::*)(const obxd::Caller&, const json_t*, size_t room);
+    using Change = obxd::Answer (obxd::Store::*)(const obxd::Caller&, const json_t*);
+    std::string ask(Read read, const std::string& params, const obxd::Caller& caller,
+                    size_t room = obxd::MAX_MESSAGE) {
+        return text_of((store.get()->*read)(caller, json_of(params), room));
     }
-    std::string ask(Request request, const std::string& params) { return ask(request, params, admin); }
+    std::string ask(Change change, const std::string& params, const obxd::Caller& caller) {
+        return text_of((store.get()->*change)(caller, json_of(params)));
+    }
+    template <typename Request>
+    std::string ask(Request request, const std::string& params) {
+        return ask(request, params, admin);
+    }
     std::string add(const std::string& object) {
         return ask(&obxd::Store::add_object, "{'ObjectName':'" + object + "'}");
     }
