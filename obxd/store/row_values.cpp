@@ -14,6 +14,7 @@
 #include "store/value_check.hpp"
 #include "store/value_form.hpp"
 #include "store/value_text.hpp"
+#include "store/walk.hpp"
 
 namespace obxd {
 namespace {
@@ -52,6 +53,36 @@ std::vector<std::string> targets_gather(Model& model, const std::string& path) {
     });
     return found;
 }
+
+/// In the place of targets, where a reference has none of its own.
+constexpr char ANY_ROW[] = ".", ANY_PARAMETER[] = "..";
+
+const std::vector<std::string>& targets_allowed(const Schema* parameter) {
+    static const std::vector<std::string> row{ANY_ROW}, own{ANY_PARAMETER};
+    const Limits& limits = *parameter->limits;
+    if (!limits.targets.empty()) return limits.targets;
+    return limits.target_type == TargetType::PARAMETER ? own : row;
+}
+
+/// Whether an object is an interface, as what stands on top of others is.
+bool is_layer(const Schema* object) {
+    return schema_child(object, "LowerLayers") != nullptr;
+}
+
+/// What a reference may name that may name anything: the rows of interfaces, or their states.
+struct LayersVisitor {
+    std::vector<std::string>& found;
+    bool states;
+
+    bool enter(const Place& place, const std::string& path) const {
+        if (!place.is_instance() || !is_layer(place.schema)) return true;
+        if (!states) found.push_back(path.substr(0, path.size() - 1));
+        if (states && schema_child(place.schema, "Status")) found.push_back(path + "Status");
+        return true;
+    }
+    void leave(const Place&) const {}
+    void leaf(const Place&, const std::string&) const {}
+};
 
 /// The row that a node stands in, itself included, without the final dot; "" for none.
 std::string row_path(const Node* node) {
@@ -94,15 +125,21 @@ void RowValues::links_fill(const Filled& filled) {
 }
 
 const std::vector<std::string>& RowValues::targets_of(Node* node, const std::string& target) {
-    std::string path = scope_path(node->schema, node, target);
+    bool anything = target == ANY_ROW || target == ANY_PARAMETER;
+    std::string path = anything ? target : scope_path(node->schema, node, target);
     auto [place, fresh] = targets_.try_emplace(path);
-    if (fresh) place->second = targets_gather(model_, path);
+    if (fresh && anything) {
+        LayersVisitor visitor{place->second, target == ANY_PARAMETER};
+        walk_all<Walk::VALUES>(visitor, place_top(model_));
+    } else if (fresh) {
+        place->second = targets_gather(model_, path);
+    }
     return place->second;
 }
 
 uint64_t RowValues::targets_count(Node* node, const Schema* parameter) {
     uint64_t all = 0;
-    for (const std::string& target : parameter->limits->targets) all += targets_of(node, target).size();
+    for (const std::string& target : targets_allowed(parameter)) all += targets_of(node, target).size();
     return all;
 }
 
@@ -126,7 +163,7 @@ json_t* RowValues::reference(Node* node, const Schema* parameter, uint64_t numbe
     std::string own = row_path(node), why;
     for (uint64_t i = 0; i < std::min(count, TARGET_TRIES); i++) {
         uint64_t at = (number + i) % count;
-        for (const std::string& target : parameter->limits->targets) {
+        for (const std::string& target : targets_allowed(parameter)) {
             const std::vector<std::string>& found = targets_of(node, target);
             if (at >= found.size()) {
                 at -= found.size();
@@ -156,7 +193,9 @@ uint64_t RowValues::count(Node* node, const Schema* parameter) {
 /// Whether a row before this one has the same values of a key; those behind it will be looked at themselves.
 /// Where nobody has given a key the daemon lets rows be equal; here one row at most is left so.
 bool RowValues::key_clashes(Node* row, size_t key) {
-    const Node* rival = key_rival(row, key);
+    const Schema* enable = row->schema->enable;
+    bool bound = !row->schema->keys[key].functional || !enable || json_is_true(row->values[enable->slot]);
+    const Node* rival = bound ? key_rival(row, key) : nullptr;
     if (rival && rival->number < row->number) return true;
     auto blank = [key](const Node* node) {
         const std::vector<Schema*>& members = node->schema->keys[key].members;
@@ -164,7 +203,7 @@ bool RowValues::key_clashes(Node* row, size_t key) {
             return json_equal(node->values[member->slot], member->initial) != 0;
         });
     };
-    if (!blank(row)) return false;
+    if (!bound || !blank(row)) return false;
     auto [place, fresh] = blank_.try_emplace({row->parent, key}, row);
     if (!fresh && !blank(place->second)) place->second = row;
     return place->second != row;

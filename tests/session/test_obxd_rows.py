@@ -32,6 +32,7 @@ SMALL = {
             "Status": {"type": "string", "enum": ["Up", "Down", "Error"]},
             "Name": {"type": "string"},
             "Upper": writable("pathRef", foreign_key="Device.Link."),
+            "LowerLayers": {"type": "pathRef[]"},
         },
         "RuleNumberOfEntries": {"type": "unsignedInt"},
         "Rule": {
@@ -41,6 +42,7 @@ SMALL = {
             "Order": writable("unsignedInt", 1),
             "Link": writable("pathRef", foreign_key="Device.Link."),
             "Links": writable("pathRef[]", foreign_key="Device.Link.,Device.Rule.#template.Port."),
+            "Any": writable("pathRef"),
             "Protocol": writable("string", "tcp", enum=["tcp", "udp", "icmp"]),
             "Colour": writable("string", "", **{"from": "Device.Offered"}),
             "Address": writable("Address"),
@@ -60,6 +62,10 @@ SMALL = {
                      "Peer": writable("pathRef", foreign_key="Device.Rule.")},
             "Stats": {"Count": {"type": "unsignedInt"}},
         },
+        "Sample": {
+            "#attr": {"multi": True, "access": "readWrite", "enable": "Enable",
+                      "keys": [{"functional": True, "names": ["Kind"]}]},
+            "Enable": writable("boolean", False), "Kind": writable("string", "a", enum=["a", "b"])},
         "Few": {"#attr": {"multi": True, "keys": [["On"]]}, "On": {"type": "boolean"}},
     }},
     "values": {"Device": {"Rule": {"4": {"Protocol": "udp", "Code": "own"}}}},
@@ -104,11 +110,14 @@ def check(model, tree):
         counter = above.get(table.split(".")[-2] + "NumberOfEntries")
         assert counter in (None, len(rows)), table
         assert len(rows) <= schema["#attr"].get("maxCount", len(rows)), table
+        enable = schema["#attr"].get("enable")
         for key in schema["#attr"].get("keys", []):
+            functional, names = isinstance(key, dict), key["names"] if isinstance(key, dict) else key
             # Not bound while all of them are at their defaults.
-            values = [tuple(json.dumps(row[name]) for name in key) for row in rows.values()
-                      if any(row[name] != schema[name].get("default", row[name]) or "default" not in schema[name]
-                             for name in key)]
+            values = [tuple(json.dumps(row[name]) for name in names) for row in rows.values()
+                      if (not functional or row[enable] is True) and
+                      any(row[name] != schema[name].get("default", row[name]) or "default" not in schema[name]
+                          for name in names)]
             assert len(values) == len(set(values)), (table, key, values)
         for number, row in rows.items():
             for name, value in row.items():
@@ -145,7 +154,8 @@ def set_back(client, model, tree):
 def test_a_small_model(start_obxd, small):
     client = start_obxd("--rows", "3", model=small).client()
     tree = config(client)
-    assert check(SMALL, tree) == {"Device.Link.": 3, "Device.Rule.": 3, "Device.Rule.*.Port.": 2, "Device.Few.": 2}
+    assert check(SMALL, tree) == {"Device.Link.": 3, "Device.Rule.": 3, "Device.Rule.*.Port.": 2,
+                                  "Device.Sample.": 3, "Device.Few.": 2}
     rules = tree["Device"]["Rule"]
     assert sorted(number for number in rules if number.isdigit()) == ["4", "5", "6"]
     assert rules["4"]["Code"] == "own" and rules["4"]["Protocol"] == "udp"
@@ -153,10 +163,13 @@ def test_a_small_model(start_obxd, small):
     made = [rules["5"], rules["6"]]
     assert [rule["order"] for rule in made] == [2, 3]
     for name in ("Address", "Version", "Code", "Mac", "Prefix", "Id", "Since", "Link2", "Bytes", "Text", "Level", "Rate",
-                 "Total", "Long", "Numbers", "Link", "Links", "Colour", "Alias", "Protocol", "Extra"):
+                 "Total", "Long", "Numbers", "Link", "Links", "Any", "Colour", "Alias", "Protocol", "Extra"):
         values = [json.dumps(rule[name]) for rule in made]
         assert "\"\"" not in values, name
         assert len(set(values)) == 2, (name, values)
+    samples = [row for number, row in tree["Device"]["Sample"].items() if number.isdigit()]
+    assert [(row["Enable"], row["Kind"]) for row in samples[:2]] == [(True, "a"), (True, "b")]
+    assert samples[2]["Enable"] is False
     assert [link["Enable"] for link in tree["Device"]["Link"].values() if isinstance(link, dict)] == [True] * 3
     assert [link["Status"] for link in tree["Device"]["Link"].values() if isinstance(link, dict)] == ["Up"] * 3
     set_back(client, SMALL, tree)
@@ -174,12 +187,13 @@ def test_what_stands_in_no_row(start_obxd, small):
 def test_one_table(start_obxd, small):
     client = start_obxd("--rows", "Device.Link.=5", "--rows", "Device.Rule.{i}.Port=1", model=small).client()
     tree = config(client)
-    assert check(SMALL, tree) == {"Device.Link.": 5, "Device.Rule.": 1, "Device.Rule.*.Port.": 1, "Device.Few.": 0}
+    assert check(SMALL, tree) == {"Device.Link.": 5, "Device.Rule.": 1, "Device.Rule.*.Port.": 1,
+                                  "Device.Sample.": 0, "Device.Few.": 0}
     assert tree["Device"]["State"] == ""
     client.close()
     client = start_obxd("--rows", "2", "--rows", "Device.Link=0", model=small).client()
     assert check(SMALL, config(client)) == {"Device.Link.": 0, "Device.Rule.": 2, "Device.Rule.*.Port.": 2,
-                                            "Device.Few.": 2}
+                                            "Device.Sample.": 2, "Device.Few.": 2}
     client.close()
 
 
