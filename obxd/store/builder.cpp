@@ -62,11 +62,11 @@ struct EndVisitor {
 
     /// By the name that the table gives, where that is a parameter beside it.
     void counter_tie(Schema* table) const {
-        if (table->counter_name.empty() || table->argument) return;
-        Schema* counter = schema_child(table->parent, table->counter_name);
+        const std::string name = table->named ? table->named->first : "";
+        if (name.empty() || table->argument) return;
+        Schema* counter = schema_child(table->parent, name);
         if (counter && counter->kind == Schema::PARAMETER && tie_counter(counter, table->name)) return;
-        model.notes.push_back(schema_path(table) + ": nothing counts its instances: there is no " +
-                              table->counter_name);
+        model.notes.push_back(schema_path(table) + ": nothing counts its instances: there is no " + name);
     }
 
     void targets_resolve(Schema* parameter) const {
@@ -111,7 +111,8 @@ Schema* build_child(Schema* parent, std::string_view name, std::string& why) {
         why = "bad name \"" + child->name + "\"";
         return nullptr;
     }
-    auto [place, fresh] = parent->by_name.emplace(child->name, child.get());
+    if (!parent->by_name) parent->by_name = std::make_unique<std::unordered_map<std::string_view, Schema*>>();
+    auto [place, fresh] = parent->by_name->emplace(child->name, child.get());
     if (!fresh) {
         why = "\"" + child->name + "\" stands twice";
         return nullptr;
@@ -177,8 +178,8 @@ bool build_object(Schema* schema, const Facts& facts, std::string& why) {
     schema->ordered = facts.ordered;
     schema->min_count = facts.min_count;
     schema->max_count = facts.max_count;
-    schema->counter_name = facts.counter;
-    schema->enable_name = facts.enable;
+    if (!facts.counter.empty() || !facts.enable.empty())
+        schema->named = std::make_unique<std::pair<std::string, std::string>>(facts.counter, facts.enable);
     schema->attrs = node_attrs(schema, "object", facts);
     schema->item_attrs.reset(json_copy(schema->attrs));
     table_attrs_add(schema->attrs, facts);
@@ -267,10 +268,10 @@ bool build_key(Schema* object, const std::vector<std::string_view>& names, bool 
 bool build_object_end(Schema* object, std::string& why) {
     ties_make(object);
     if (!object->multi) return true;
-    if (!object->enable_name.empty()) {
-        object->enable = schema_child(object, object->enable_name);
+    if (object->named && !object->named->second.empty()) {
+        object->enable = schema_child(object, object->named->second);
         if (!object->enable || object->enable->kind != Schema::PARAMETER) {
-            why = "\"enable\" names no parameter: " + object->enable_name;
+            why = "\"enable\" names no parameter: " + object->named->second;
             return false;
         }
     }

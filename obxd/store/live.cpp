@@ -7,7 +7,7 @@ namespace obxd {
 namespace {
 
 template <typename Entry>
-const Entry* entry_of(const std::vector<Entry>& entries, const std::string& path) {
+const Entry* entry_of(const Few<Entry>& entries, const std::string& path) {
     for (const Entry& entry : entries)
         if (pattern_matches(entry.pattern, path)) return &entry;
     return nullptr;
@@ -15,7 +15,7 @@ const Entry* entry_of(const std::vector<Entry>& entries, const std::string& path
 
 /// Puts an entry in the place of one for the same path, or behind the others.
 template <typename Entry>
-void entry_put(std::vector<Entry>& entries, Entry entry) {
+void entry_put(Few<Entry>& entries, Entry entry) {
     for (Entry& present : entries) {
         if (present.pattern != entry.pattern) continue;
         present = std::move(entry);

@@ -8,7 +8,6 @@
 #include "store/load_json.hpp"
 
 namespace obxd {
-
 namespace {
 
 /// The whole file; false where it cannot be read.

@@ -3,8 +3,9 @@
 namespace obxd {
 
 Schema* schema_child(const Schema* parent, std::string_view name) {
-    auto found = parent->by_name.find(name);
-    return found == parent->by_name.end() ? nullptr : found->second;
+    if (!parent->by_name) return nullptr;
+    auto found = parent->by_name->find(name);
+    return found == parent->by_name->end() ? nullptr : found->second;
 }
 
 std::string schema_path(const Schema* schema) {

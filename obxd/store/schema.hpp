@@ -14,6 +14,7 @@
 
 #include "caller.hpp"
 #include "owners.hpp"
+#include "store/few.hpp"
 #include "store/limits.hpp"
 
 namespace obxd {
@@ -51,10 +52,12 @@ struct Schema {
     bool writable = false;    ///< a parameter that can be set, a multi-instance object that can grow
     bool write_once = false;  ///< settable as long as it holds its initial value
     bool hidden = false, mandatory = false, runtime = false, mirrors_order = false;
+    bool has_default = false;  ///< the model gave `initial`
     Status status = Status::CURRENT;
     uint8_t read_rank = RANK_USER, write_rank = RANK_ADMIN;
     uint32_t slot = 0;  ///< index among the parent's parameters or objects
     uint32_t min_count = 0, max_count = UINT32_MAX;
+    uint32_t alias_lookup = 0;
     std::string name;
     Schema* parent = nullptr;
     const char *description = nullptr, *since = nullptr,
@@ -62,31 +65,30 @@ struct Schema {
     JsonRef attrs;                ///< as on the wire; of a multi-instance object itself
     JsonRef item_attrs;           ///< of an instance, or of its template
     JsonRef initial;              ///< the value of a parameter that was given none; never null for parameters
-    bool has_default = false;
     std::shared_ptr<const Limits> limits;  ///< of a parameter; never null there
-    std::vector<Relation> relations;
+    Few<Relation> relations;
     Schema* counts = nullptr;    ///< the sibling object whose instances this parameter counts
     Schema* follower = nullptr;  ///< of an "Enable": the "Status" beside it, which follows it
     JsonRef states[2];           ///< what that status is while this is false, and true
 
-    std::vector<std::unique_ptr<Schema>> children;  ///< in the model's order
-    std::vector<Schema*> parameters, objects;       ///< the children by slot
-    std::unordered_map<std::string_view, Schema*> by_name;
-    std::vector<Key> keys;
+    Few<std::unique_ptr<Schema>> children;                                   ///< in the model's order
+    Few<Schema*> parameters, objects;                                        ///< the children by slot
+    std::unique_ptr<std::unordered_map<std::string_view, Schema*>> by_name;  ///< the children
+    Few<Key> keys;
     /// What instances are found by: the keys, and the alias where it is none of them.
-    std::vector<Key> lookups;
-    Schema* enable = nullptr;            ///< the child that says whether functional keys bind an instance
-    std::vector<uint32_t> looked_up_by;  ///< of a parameter: the lookups of its object that it is part of
-    Schema* alias = nullptr;             ///< the child that gets a generated alias
-    uint32_t alias_lookup = 0;
-    Schema* order_mirror = nullptr;         ///< the child that shows the instance's place
-    Schema* counter = nullptr;              ///< the parameter beside this object that counts its instances
-    std::string counter_name, enable_name;  ///< as the model says them, until they are there
+    Few<Key> lookups;
+    Schema* enable = nullptr;        ///< the child that says whether functional keys bind an instance
+    Few<uint32_t> looked_up_by;      ///< of a parameter: the lookups of its object that it is part of
+    Schema* alias = nullptr;         ///< the child that gets a generated alias
+    Schema* order_mirror = nullptr;  ///< the child that shows the instance's place
+    Schema* counter = nullptr;       ///< the parameter beside this object that counts its instances
+    /// The names of the counter and of what enables instances, as the model says them.
+    std::unique_ptr<std::pair<std::string, std::string>> named;
     std::unique_ptr<Schema> input, output;  ///< of a method with arguments
-    std::vector<std::unique_ptr<Schema>> events;  ///< of an object; their arguments are their children
+    Few<std::unique_ptr<Schema>> events;    ///< of an object; their arguments are their children
 
-    std::vector<Live> live;
-    std::vector<Hook> hooks;
+    Few<Live> live;
+    Few<Hook> hooks;
 };
 
 /// The child of that name, or null.
