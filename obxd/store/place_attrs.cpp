@@ -16,6 +16,8 @@ json_t* choices_of(Model& model, const Place& place) {
     std::string from = scope_path(place.schema->parent, place.node, limits.from);
     Place source;
     if (!parameter_find(model, from, source)) return nullptr;
+    // Who may not read them is not told them here.
+    if (source.schema->hidden || source.schema->read_rank > place.schema->read_rank) return nullptr;
     const char* text = json_string_value(value_read(source.node, source.schema, &from));
     json_t* choices = json_array();
     for (std::string_view item : list_items(text ? text : ""))

@@ -119,6 +119,13 @@ bool target_allows(const std::string& target, TargetType type, std::string_view 
     return path_left == 0 && (!place.is_instance() || target.ends_with(OX_TR_TEMPLATE));
 }
 
+/// A target that the model does not have (a service that is not there) bounds nothing: the daemon told of it
+/// when it started.
+bool is_known(Model& model, const std::string& target) {
+    Place place = place_of_schema(&model.root);
+    return place_follow(place, target);
+}
+
 int reference_check(const Check& check, std::string_view path) {
     const Limits& limits = check.limits;
     if (path.empty()) return 0;
@@ -129,12 +136,14 @@ int reference_check(const Check& check, std::string_view path) {
     if (limits.target_type == TargetType::PARAMETER && !place.is_parameter())
         return check.refuse("must name a parameter");
     std::string allowed;
+    bool known = false;
     for (const std::string& wanted : limits.targets) {
         std::string target = scope_path(check.object, check.node, wanted);
         if (target_allows(target, limits.target_type, path, place)) return 0;
         allowed += (allowed.empty() ? "" : " or ") + target;
+        known |= is_known(check.model, target);
     }
-    if (allowed.empty()) return 0;
+    if (!known) return 0;
     return check.refuse((limits.target_type == TargetType::PARAMETER ? "must name a parameter of "
                                                                      : "must name an instance of ") +
                         allowed);

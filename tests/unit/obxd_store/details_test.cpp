@@ -24,6 +24,8 @@ const char* const MODEL = R"({'schema':{'Device':{
   'Shown':{'type':'string','enum':[{'value':'Complete','access':'readOnly'},{'value':'Past','status':'obsoleted'}]},
   'Supported':{'type':'list','default':'a,b','access':'readWrite'},
   'Used':{'type':'string','access':'readWrite','default':'','from':'Supported','nullValue':'Auto'},
+  'Private':{'type':'list','default':'x','read':'admin'},
+  'Blind':{'type':'string','access':'readWrite','default':'','from':'Private'},
   'Once':{'type':'string','access':'writeOnceReadOnly','default':''},
   'Old':{'type':'string','status':'deprecated'},
   'OldObject':{'#attr':{'status':'deprecated'},'In':{'type':'string'}},
@@ -128,6 +130,7 @@ TEST_F(Details, OnRequest) {
 
 TEST_F(Details, WhatAnInstanceHasOfItsOwn) {
     EXPECT_EQ(attributes("Device.Used", {"enum"}, false), "['a','b','Auto']");
+    EXPECT_EQ(attributes("Device.Blind", {"enum"}, false), "-");
     EXPECT_EQ(set("'Device.Supported':'c'"), "{}");
     EXPECT_EQ(attributes("Device.Used", {"enum"}, false), "['c','Auto']");
     EXPECT_EQ(attributes("Device.Rows.3.Cell.1.Same", {"foreign_key"}, false), "'Device.Rows.3.Cell.'");

@@ -160,6 +160,8 @@ TEST_F(Facets, Values) {
         {"Value", "'Device.HowMany'", nullptr},
         {"Value", "'Device.Rows.1.'", "must name a parameter"},
         {"Missing", "'Device.Rows.1.'", nullptr},
+        {"Missed", "'Device.Rows.1.'", nullptr},
+        {"Missed", "'Device.Rows.9.'", "names nothing that exists: Device.Rows.9."},
         {"Missing", "'Device.Rows.'", "must name an instance of Device.NoSuch or Device.Rows"},
     };
     for (const auto& row : rows) {
