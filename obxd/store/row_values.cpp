@@ -98,7 +98,9 @@ std::string row_path(const Node* node) {
 bool RowValues::leaves(const Filled& filled, const Schema* parameter) const {
     if (is_tied(parameter)) return true;
     if (filled.row) return false;
-    return parameter->has_default || parameter->writable ||
+    // What begins with a legal value keeps it, but for what others have the choices of.
+    bool settled = parameter->writable && parameter->limits->from.empty();
+    return parameter->has_default || settled ||
            !json_equal(filled.node->values[parameter->slot], parameter->initial);
 }
 

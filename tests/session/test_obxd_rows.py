@@ -9,6 +9,7 @@ import pytest
 
 import harness
 
+DOCUMENTS = os.environ.get("OBX_DOCUMENTS") or os.path.join(os.path.dirname(harness.SOURCE), "shared", "data")
 ROUTER = os.path.join(harness.SOURCE, "models", "router.json")
 
 
@@ -98,12 +99,21 @@ def tables(schema, tree, path=""):
             yield from tables(child, row, "%s%s.%s." % (path, name, number))
 
 
+def objects(tree, path=""):
+    """The paths of all objects and rows, without final dots."""
+    for name, below in tree.items():
+        if isinstance(below, dict):
+            yield path + name
+            yield from objects(below, path + name + ".")
+
+
 def check(model, tree):
     """Counters, keys and references of a whole configuration. Gives the number of rows by table."""
     found = {}
-    paths = {table + number for table, _, rows in tables(model["schema"], tree) for number in rows}
+    paths = set(objects(tree))
     for table, schema, rows in tables(model["schema"], tree):
-        found[re.sub(r"\.\d+\.", ".*.", table)] = found.get(table, 0) + len(rows)
+        name = re.sub(r"\.\d+(?=\.)", ".*", table)
+        found[name] = found.get(name, 0) + len(rows)
         above = tree
         for name in table.split(".")[:-2]:
             above = above[name]
@@ -115,7 +125,7 @@ def check(model, tree):
             functional, names = isinstance(key, dict), key["names"] if isinstance(key, dict) else key
             # Not bound while all of them are at their defaults.
             values = [tuple(json.dumps(row[name]) for name in names) for row in rows.values()
-                      if (not functional or row[enable] is True) and
+                      if (not functional or not enable or row[enable] is True) and
                       any(row[name] != schema[name].get("default", row[name]) or "default" not in schema[name]
                           for name in names)]
             assert len(values) == len(set(values)), (table, key, values)
@@ -154,7 +164,7 @@ def set_back(client, model, tree):
 def test_a_small_model(start_obxd, small):
     client = start_obxd("--rows", "3", model=small).client()
     tree = config(client)
-    assert check(SMALL, tree) == {"Device.Link.": 3, "Device.Rule.": 3, "Device.Rule.*.Port.": 2,
+    assert check(SMALL, tree) == {"Device.Link.": 3, "Device.Rule.": 3, "Device.Rule.*.Port.": 6,
                                   "Device.Sample.": 3, "Device.Few.": 2}
     rules = tree["Device"]["Rule"]
     assert sorted(number for number in rules if number.isdigit()) == ["4", "5", "6"]
@@ -192,7 +202,7 @@ def test_one_table(start_obxd, small):
     assert tree["Device"]["State"] == ""
     client.close()
     client = start_obxd("--rows", "2", "--rows", "Device.Link=0", model=small).client()
-    assert check(SMALL, config(client)) == {"Device.Link.": 0, "Device.Rule.": 2, "Device.Rule.*.Port.": 2,
+    assert check(SMALL, config(client)) == {"Device.Link.": 0, "Device.Rule.": 2, "Device.Rule.*.Port.": 4,
                                             "Device.Sample.": 2, "Device.Few.": 2}
     client.close()
 
@@ -232,6 +242,35 @@ def test_the_router(start_obxd):
     found = check(model, tree)
     assert found["Device.Hosts.Host."] >= 5
     set_back(client, model, tree)
+    client.close()
+
+
+def official(name):
+    """A published document, where it lies beside the source tree and this daemon reads such."""
+    path = os.path.join(DOCUMENTS, name)
+    if not os.path.exists(path):
+        pytest.skip("no " + path)
+    usage = subprocess.run([harness.OBXD, "--help"], capture_output=True, text=True, check=True).stdout
+    if "--dump-model" not in usage:
+        pytest.skip("reads no XML")
+    return path
+
+
+@pytest.mark.parametrize("name, rows", [("tr-181-2-17-0-cwmp-full.xml", 3), ("tr-181-2-16-0-usp-full.xml", 2)])
+def test_official_models(start_obxd, name, rows):
+    path = official(name)
+    dumped = subprocess.run([harness.OBXD, "--model", path, "--dump-model"], capture_output=True, check=True).stdout
+    model = json.loads(dumped)
+    daemon = start_obxd("--rows", str(rows), model=path)
+    with open("/proc/%d/status" % daemon.process.pid, encoding="ascii") as status:
+        peak = int(re.search(r"VmHWM:\s*(\d+) kB", status.read()).group(1))
+    client = daemon.client()
+    tree = config(client)
+    found = check(model, tree)
+    assert found["Device.Hosts.Host."] == rows
+    assert found["Device.Hosts.Host.*.IPv4Address."] == rows * rows
+    assert found["Device.WiFi.AccessPoint.*.AC."] == rows * 4  # as many as the model says, no more, no less
+    assert harness.SANITIZED or peak < 40 * 1024
     client.close()
 
 
