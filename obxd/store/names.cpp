@@ -3,6 +3,7 @@
 #include "ox_tr_names.hpp"
 #include "store/answer_text.hpp"
 #include "store/params.hpp"
+#include "store/ties.hpp"
 #include "store/walk.hpp"
 
 namespace obxd {
@@ -12,6 +13,7 @@ namespace {
 bool is_writable(const Place& place) {
     if (place.pseudo != Pseudo::NONE) return place.pseudo == Pseudo::INDEX;
     const Schema* schema = place.schema;
+    if (schema->kind == Schema::PARAMETER && place.node && is_spent(place.node, schema)) return false;
     return schema->writable && (schema->kind == Schema::PARAMETER || schema->multi);
 }
 

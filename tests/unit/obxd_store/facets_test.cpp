@@ -193,6 +193,8 @@ TEST_F(Facets, SetOnce) {
     std::string spent = "was set before, and can be set once only";
     EXPECT_EQ(put("Once", "'second'"), refusal("Device.Once", 9008, spent));
     EXPECT_EQ(value("Device.Once"), "'first'");
+    EXPECT_EQ(ask(&Store::get_names, "{'ParameterPath':'Device.Once','NextLevel':false}"),
+              "{'ParameterList':[{'Name':'Device.Once','Writable':false}]}");
     // An alias that the device gave counts as none.
     EXPECT_EQ(add("Device.Rows.1.Cell"), "{'InstanceNumber':3}");
     EXPECT_EQ(value("Device.Rows.1.Cell.3.Alias"), "'cpe-3'");

@@ -18,7 +18,8 @@ struct Scopes : testing::Test {
     void SetUp() override {
         obxd::JsonRef json(json_incref(json_of(R"({'schema':{'Device':{'IP':{'X':{'type':'string'}},
             'A':{'#attr':{'multi':true},'B':{'#attr':{'multi':true},'C':{'X':{'type':'string'}}}},
-            'Run':{'type':'method','#input':{'X':{'type':'string'}}}}}})").get()));
+            'Run':{'type':'method','#input':{'X':{'type':'string'}}}}}})")
+                                           .get()));
         std::string error;
         ASSERT_TRUE(schema_load_json(model, json, error) && build_end(model, error)) << error;
         Node* a = instance_new(model.top->objects[0]->objects[1].get(), 3);
