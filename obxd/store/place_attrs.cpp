@@ -1,5 +1,7 @@
 #include "place_attrs.hpp"
 
+#include <algorithm>
+
 #include "ox_tr_names.hpp"
 #include "store/live.hpp"
 #include "store/scopes.hpp"
@@ -27,21 +29,33 @@ json_t* choices_of(Model& model, const Place& place) {
     return choices;
 }
 
-/// Where the reference may lead from this very instance, where that is less than from any; else "".
-std::string foreign_key_of(const Place& place) {
-    std::string own;
-    bool differs = false;
-    for (const std::string& target : place.schema->limits->targets) {
-        std::string path = scope_path(place.schema->parent, place.node, target);
-        differs |= path != scope_path(place.schema->parent, nullptr, target);
-        own += (own.empty() ? "" : ",") + path + ".";
+/// Whether a relative target leads through the instance that the reference stands in. Without a text made,
+/// for this is asked of each reference of a large table.
+bool stays_in_row(const Schema* object, std::string_view target) {
+    if (target.empty() || target[0] == '.') return false;
+    size_t up = std::min(target.find_first_not_of('#'), target.size());
+    for (size_t i = 0; i < up && object; i++) object = object->parent;
+    if (!up) {
+        const Schema* root = object;
+        while (root->parent) root = root->parent;
+        std::string_view first = target.substr(0, target.find('.'));
+        if (schema_child(root, first) && !schema_child(object, first)) return false;
     }
-    return differs ? own : "";
+    while (object && !object->multi) object = object->parent;
+    return object != nullptr;
 }
 
-bool has_instances(const Node* node) {
-    while (node && !node->number) node = node->parent;
-    return node != nullptr;
+/// Where the reference may lead from this very instance, where that is less than from any; else "".
+std::string foreign_key_of(const Place& place) {
+    const Schema* object = place.schema->parent;
+    const std::vector<std::string>& targets = place.schema->limits->targets;
+    std::string own;
+    if (std::none_of(targets.begin(), targets.end(),
+                     [object](const std::string& target) { return stays_in_row(object, target); }))
+        return own;
+    for (const std::string& target : targets)
+        own += (own.empty() ? "" : ",") + scope_path(object, place.node, target) + ".";
+    return own;
 }
 
 json_t* keys_of(const Schema* table) {
@@ -82,10 +96,8 @@ JsonRef attrs_own(Model& model, const Place& place) {
     const Limits& limits = *schema->limits;
     if (!limits.from.empty())
         if (json_t* choices = choices_of(model, place)) change("enum", choices);
-    if (!limits.targets.empty() && has_instances(place.node)) {
-        std::string targets = foreign_key_of(place);
-        if (!targets.empty()) change("foreign_key", json_string(targets.c_str()));
-    }
+    std::string targets = foreign_key_of(place);
+    if (!targets.empty()) change("foreign_key", json_string(targets.c_str()));
     if (is_spent(place.node, schema)) {
         change("access", json_string(READ_ONLY));
         std::string perms = perms_text(schema, false);
