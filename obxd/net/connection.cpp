@@ -83,6 +83,7 @@ Connection::~Connection() {
 
 Text& connection_output(Connection& c) {
     if (connection_pending(c) == 0) c.progress = now_ms();
+    c.answers = true;
     return c.out;
 }
 
@@ -91,6 +92,7 @@ bool connection_flush(Connection& c) {
     if (!c.deaf && connection_pending(c) > 0) return true;
     c.out.clear();
     c.pushed = 0;
+    c.answers = false;
     return true;
 }
 

@@ -47,6 +47,8 @@ struct Connection {
 
     Text out;              ///< what is still to be sent
     size_t pushed = 0;     ///< bytes that were not asked for, since the output was last empty
+    bool answers = false;  ///< there are answers among the output, since it was last empty
+    bool owed = false;     ///< something was held back until all output is out
     int64_t progress = 0;  ///< when output last moved, a request that may take long or the phase began (ms)
     bool handshake_writes = false;
 

@@ -19,6 +19,8 @@ constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
 constexpr size_t HIGH_WATER = size_t{256} * 1024;  // a client that has so much left to read is not served
 constexpr size_t MAX_PUSHED = size_t{8} * 1024 * 1024;
+constexpr size_t MAX_PUSHED_TO_ALL = size_t{64} * 1024 * 1024;
+constexpr size_t PUSHED_SHARE = size_t{256} * 1024;  // that a client has also where others have filled that
 constexpr size_t LARGE_INPUT = size_t{1024} * 1024;
 constexpr size_t MAX_INPUTS = size_t{256} * 1024 * 1024;  // of all connections together
 constexpr int64_t HANDSHAKE_MS = 10000;
@@ -126,6 +128,8 @@ void serve(Server& server, Connection& c) {
         if (c.eof || c.deaf) return server_close(server, c);
         start_linger(c);
     }
+    if (c.owed && connection_pending(c) == 0 && c.phase == Connection::OPEN) server.on_relief(c);
+    if (c.phase == Connection::DEAD) return;
     watch(server, c);
     // Where output that was in the way is gone, messages that are here already go on without a new event.
     if (more || (blocked && connection_pending(c) < HIGH_WATER)) server_wake(server, c);
@@ -182,6 +186,12 @@ bool on_turn(Server& server) {
     return !server.to_serve.empty();
 }
 
+size_t pushed_to_all(const Server& server) {
+    size_t sum = 0;
+    for (const auto& entry : server.connections) sum += entry.second->pushed;
+    return sum;
+}
+
 // Those that are open.
 void watch_listeners(Server& server, uint32_t events) {
     if (server.local_listener.get() >= 0)
@@ -189,7 +199,7 @@ void watch_listeners(Server& server, uint32_t events) {
     if (server.tcp_listener.get() >= 0) loop_change(server.loop, server.tcp_listener.get(), TAG_TCP, events);
 }
 
-// Closes connections whose clients take too long for the handshake, to read what was sent to them, or to log
+// Closes connections whose clients take too long for the handshake, to read their answers, or to log
 // in. White space between messages tells those who wait for an answer that it is being worked at.
 void sweep(Server& server) {
     int64_t now = now_ms();
@@ -198,7 +208,7 @@ void sweep(Server& server) {
         int64_t idle = now - c.progress;
         bool unread = c.phase == Connection::OPEN && connection_pending(c) > 0;
         bool early = c.phase == Connection::HANDSHAKE || (c.phase == Connection::SNIFF && c.must_use_tls);
-        if ((early && idle > HANDSHAKE_MS) || (unread && idle > STALL_MS) ||
+        if ((early && idle > HANDSHAKE_MS) || (unread && c.answers && idle > STALL_MS) ||
             (c.phase == Connection::LINGER && idle > LINGER_MS) || admission_expired(server, c, now))
             server_close(server, c);
         else if (c.phase == Connection::OPEN && c.busy && !unread && !c.deaf && idle > WORKING_MS) {
@@ -286,13 +296,16 @@ void server_wake(Server& server, Connection& c) {
     server.to_serve.push_back(c.id);
 }
 
-void server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text) {
-    if (c.deaf || c.phase != Connection::OPEN) return;
+bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text) {
+    if (c.deaf || c.phase != Connection::OPEN) return true;
     // A single text may be as long as a message, so the bound is on what waited before it.
-    if (c.pushed > MAX_PUSHED) return server_close(server, c);
+    if (c.pushed > MAX_PUSHED || (c.pushed > PUSHED_SHARE && pushed_to_all(server) > MAX_PUSHED_TO_ALL))
+        return false;
+    if (connection_pending(c) == 0) c.progress = now_ms();
     c.pushed += text->size();
-    connection_output(c).share(text);
+    c.out.share(text);
     server_wake(server, c);
+    return true;
 }
 
 }  // namespace obxd

@@ -34,6 +34,8 @@ struct Server {
     std::function<void(Connection& c, std::string_view text)> on_message;
     /// Tells the client why what it sent cannot be read on, and has the connection closed.
     std::function<void(Connection& c, const char* why)> on_broken;
+    /// Sends what was held back for a connection that is `owed` something: all its output is out.
+    std::function<void(Connection& c)> on_relief;
 
     Fd local_listener = Fd();
     ino_t local_inode = 0;  ///< of the local socket's file
@@ -65,7 +67,7 @@ void server_close(Server& server, Connection& c);
 Connection* server_find(Server& server, uint64_t id);
 /// Has the connection served in this round of the loop.
 void server_wake(Server& server, Connection& c);
-/// Sends a text that the client did not ask for. A connection on which too much of that is unread is closed.
-void server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text);
+/// Sends a text that the client did not ask for. False when too much of that is unread; then it is not sent.
+bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text);
 
 }  // namespace obxd

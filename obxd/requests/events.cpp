@@ -61,9 +61,25 @@ void send_value(Requests& requests, const std::string& path) {
             known.emplace_back(&caller, value_text(requests.store, caller, path));
             same = known.end() - 1;
         }
-        if (same->second) server_push(requests.server, *c, same->second);
+        if (same->second && !server_push(requests.server, *c, same->second))
+            server_close(requests.server, *c);
     }
     requests.device.asker = asker;
+}
+
+// What cannot be sent now is owed to the listener, and so is all that comes behind it.
+void send_change(Server& server, Connection& c, const Change& change, const EventText& text) {
+    if (!c.owed && server_push(server, c, text)) return;
+    c.owed = true;
+    if (!missed_note(session_of(c).missed, change)) server_close(server, c);
+}
+
+void send_change_to_all(Server& server, const Change& change) {
+    EventText text;
+    for (Connection* c : members(server, GROUP_MODEL)) {
+        if (!text) text = event_text(GROUP_MODEL, JsonRef(model_event(change)));
+        send_change(server, *c, change, text);
+    }
 }
 
 }  // namespace
@@ -74,7 +90,17 @@ void events_emit(Requests& requests, uint32_t group, json_t* params, uint64_t ex
     for (Connection* c : members(requests.server, group)) {
         if (c->id == except) continue;
         if (!text && !(text = event_text(group, params))) return;
-        server_push(requests.server, *c, text);
+        if (server_push(requests.server, *c, text)) continue;
+        if (group != GROUP_MODEL) server_close(requests.server, *c);
+    }
+}
+
+void events_owed(Requests& requests, Connection& c) {
+    Session& session = session_of(c);
+    c.owed = false;
+    for (const Change& change : missed_take(session.missed)) {
+        if (session_in_group(session, GROUP_MODEL))
+            send_change(requests.server, c, change, event_text(GROUP_MODEL, JsonRef(model_event(change))));
     }
 }
 
@@ -82,7 +108,7 @@ void events_change(Requests& requests, const Change& change) {
     if (change.kind == Change::VALUE)
         send_value(requests, change.path);
     else
-        events_emit(requests, GROUP_MODEL, model_event(change));
+        send_change_to_all(requests.server, change);
 }
 
 }  // namespace obxd

@@ -10,6 +10,7 @@ void requests_start(Requests& requests) {
         dispatch(requests, c, text);
     };
     requests.server.on_broken = dispatch_broken;
+    requests.server.on_relief = [&requests](Connection& c) { events_owed(requests, c); };
     requests.device.tell = [&requests](json_t* event) { events_emit(requests, GROUP_DEVICE, event); };
     requests.store.set_listener([&requests](const Change& change) { events_change(requests, change); });
 }

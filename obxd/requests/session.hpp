@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "requests/missed.hpp"
 #include "requests/requests.hpp"
 
 namespace obxd {
@@ -13,6 +14,7 @@ struct Session {
     Caller caller;
     int failed_logins = 0;         ///< since the last that was right, up to a bound
     std::vector<uint32_t> groups;  ///< sorted
+    MissedChanges missed;          ///< to be told once the client has read what it was sent
 };
 
 /// The session that the connection carries; a new one at its first use.

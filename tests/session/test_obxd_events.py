@@ -1,5 +1,8 @@
 """Groups and events of the daemon."""
 
+import os
+import signal
+
 import pytest
 
 import harness
@@ -138,3 +141,53 @@ def test_many_events_come_whole_and_in_order(obxd):
     for n in range(2000):
         sender.send({"jsonrpc": "2.0", "method": "Event", "group": 7, "params": n})
     assert [client.event()["params"] for _ in range(2000)] == list(range(2000))
+
+
+def test_a_flood_of_model_changes_costs_a_slow_listener_nothing(obxd):
+    """It is told in the end what came and went, and what did both is left out."""
+    root = obxd.client()
+    table = "Device.List.Entry."
+    first = root.call("AddObject", {"ObjectName": table})["InstanceNumber"]
+    slow, flood = obxd.client(login=None), obxd.client(login=None)
+    slow.call("JoinGroup", {"Group": 4})
+    for _ in range(150):
+        flood.send({"jsonrpc": "2.0", "method": "Event", "group": 4, "params": "x" * 100000})
+    assert "result" in flood.request("LeaveGroup", {"Group": 1})
+    root.call("DeleteObject", {"ObjectName": table + "%d." % first})
+    for _ in range(2000):
+        number = root.call("AddObject", {"ObjectName": table})["InstanceNumber"]
+        root.call("DeleteObject", {"ObjectName": table + "%d." % number})
+    last = root.call("AddObject", {"ObjectName": table})["InstanceNumber"]
+    events, size = [], 0
+    while not events or events[-1] != {"Action": "Add", "Path": table, "InstanceNumber": last}:
+        params = slow.event()["params"]
+        if isinstance(params, str):
+            size += len(params)
+        else:
+            events.append(params)
+    assert events == [{"Action": "Delete", "Path": table + "%d." % first, "InstanceNumber": first},
+                      {"Action": "Add", "Path": table, "InstanceNumber": last}]
+    assert 1000000 < size < 10000000
+    assert slow.get("Device.Users.Note") == "none"
+    again = root.call("AddObject", {"ObjectName": table})["InstanceNumber"]
+    assert slow.event()["params"]["InstanceNumber"] == again
+    for client in (root, slow, flood):
+        client.close()
+
+
+def test_a_flood_of_model_changes_ends_no_shell(obxd, shell):
+    root, flood = obxd.client(), obxd.client(login=None)
+    os.kill(shell.pid(), signal.SIGSTOP)
+    try:
+        for _ in range(150):
+            flood.send({"jsonrpc": "2.0", "method": "Event", "group": 4, "params": "x" * 100000})
+        assert "result" in flood.request("LeaveGroup", {"Group": 1})
+        number = root.call("AddObject", {"ObjectName": "Device.List.Entry."})["InstanceNumber"]
+    finally:
+        os.kill(shell.pid(), signal.SIGCONT)
+    shell.send("cd Device.List.Entry.%d\r" % number)
+    assert shell.prompt() == "root@obxc:Device.List.Entry.%d>" % number
+    shell.send("q\r")
+    assert shell.end() == 0
+    for client in (root, flood):
+        client.close()

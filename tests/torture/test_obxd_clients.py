@@ -2,7 +2,6 @@
 
 import contextlib
 import json
-import os
 import resource
 import select
 import socket

@@ -111,6 +111,8 @@ def test_every_method(start_obxd, rng, budget, paths, who):
             if method == "Logout" and who:
                 continue
             params = random_params(rng, paths)
+            if method == "Login":
+                params["Password"] = "wrong"  # without one, root's process may be anybody
             response = client.request(method, params)
             assert ("result" in response) != ("error" in response), response
             if "error" in response:
@@ -131,7 +133,7 @@ def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
     client = obxd.client(login=None)
     with watched(obxd):
         for _ in budget.rounds(at_least=30):
-            message = bytearray(json.dumps({"jsonrpc": "2.0", "id": 7, "method": rng.choice(METHODS),
+            message = bytearray(json.dumps({"jsonrpc": "2.0", "id": 7, "method": rng.choice(METHODS[:13]),
                                             "params": random_params(rng, paths)}).encode())
             for _ in range(rng.randrange(1, 5)):
                 at = rng.randrange(len(message))
