@@ -43,18 +43,23 @@ void node_candidates_add(json_t* out, NodePath* p, const char* text, int flags, 
     }
     size_t lead = ox_str_length(entry);
     int initial = prefix > 0 ? folded(text[0]) : 0;
+    const json_t* attributes = nullptr;  // the last ones: those of equal nodes are one object mostly
+    bool parameter = false;
     for (void* member = json_object_iter(p->node); member; member = json_object_iter_next(p->node, member)) {
         const char* key = json_object_iter_key(member);
         if (!ox_tr_is_child(key)) continue;
         if (prefix > 0 && (folded(key[0]) != initial || strncasecmp(key, text, prefix) != 0)) continue;
         json_t* value = json_object_iter_value(member);
-        bool parameter = node_is_parameter(value);
+        const json_t* own = ox_tr_dm_node_attr_get(value);
+        if (own != attributes || !own) parameter = node_is_parameter(value);
+        attributes = own;
         if (parameter && is_left_out(value, flags)) continue;
         size_t length = strlen(key);
         ox_str_add_n(entry, key, length);
         bool dot = (flags & CANDIDATES_DOT) && !parameter && !(length > 0 && key[length - 1] == '.');
         if (dot) ox_str_add_n(entry, ".", 1);
-        json_array_append_new(out, json_stringn(ox_dynarray_get(entry), ox_str_length(entry)));
+        // A key of the cache has been read as UTF-8.
+        json_array_append_new(out, json_stringn_nocheck(ox_dynarray_get(entry), ox_str_length(entry)));
         if (limit > 0 && json_array_size(out) >= limit) return;
         ox_dynarray_cut(entry, lead, length + dot);
     }

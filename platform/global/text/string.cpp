@@ -117,16 +117,79 @@ int compare_paths(const char* a, const char* b) {
     return strcmp(whole_a, whole_b);
 }
 
+/// An element of the array that is sorted.
+struct Item {
+    json_t* value;
+    const char* text;  // null where it is no string
+    uint64_t number;   // the first component where that is one; else NO_NUMBER, which comes behind
+};
+constexpr uint64_t NO_NUMBER = UINT64_MAX;
+
+uint64_t first_number(const char* text) {
+    enum { DIGITS_MAX = 18 };
+    uint64_t number = 0;
+    int digits = 0;
+    for (; *text >= '0' && *text <= '9'; ++text) {
+        if (++digits > DIGITS_MAX) return NO_NUMBER;
+        number = number * 10 + static_cast<uint64_t>(*text - '0');
+    }
+    return digits > 0 && (*text == '.' || *text == '\0') ? number : NO_NUMBER;
+}
+
 template <int (*Compare)(const char* a, const char* b)>
 int compare_items(const void* left, const void* right) {
-    const char* a = json_string_value(*static_cast<json_t* const*>(left));
-    const char* b = json_string_value(*static_cast<json_t* const*>(right));
-    if (!a || !b) return (a == nullptr) - (b == nullptr);
-    return Compare(a, b);
+    auto* a = static_cast<const Item*>(left);
+    auto* b = static_cast<const Item*>(right);
+    if (a->number != b->number) return a->number < b->number ? -1 : 1;
+    if (!a->text || !b->text) return (a->text == nullptr) - (b->text == nullptr);
+    return Compare(a->text, b->text);
 }
 
 int compare_descending(const char* a, const char* b) {
     return strcmp(b, a);
+}
+
+using Compare = int (*)(const void* left, const void* right);
+
+/// Most lists come in order.
+void sort_items(Item* items, size_t count, Compare compare) {
+    for (size_t i = 1; i < count; ++i) {
+        if (compare(&items[i - 1], &items[i]) <= 0) continue;
+        qsort(items, count, sizeof(Item), compare);
+        return;
+    }
+}
+
+/// Puts the numbers of paths in front, in their order; returns how many there are. Where only some texts have
+/// a colon in front, none counts as a number.
+size_t part_numbers(Item* items, Item* parted, size_t count) {
+    size_t colons = 0;
+    for (size_t i = 0; i < count; ++i) colons += items[i].text && items[i].text[0] == ':';
+    bool comparable = colons == 0 || colons == count;
+    size_t numbers = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const char* text = comparable ? items[i].text : nullptr;
+        if (text) items[i].number = first_number(text + (colons > 0));
+        if (items[i].number != NO_NUMBER) parted[numbers++] = items[i];
+    }
+    size_t at = numbers;
+    for (size_t i = 0; i < count; ++i) {
+        if (items[i].number == NO_NUMBER) parted[at++] = items[i];
+    }
+    return numbers;
+}
+
+void sort_paths(Item* items, size_t count) {
+    auto* parted = static_cast<Item*>(malloc(count * sizeof(Item)));
+    if (!parted) {
+        sort_items(items, count, compare_items<compare_paths>);
+        return;
+    }
+    size_t numbers = part_numbers(items, parted, count);
+    sort_items(parted, numbers, compare_items<compare_paths>);
+    sort_items(parted + numbers, count - numbers, compare_items<compare_paths>);
+    memcpy(items, parted, count * sizeof(Item));
+    free(parted);
 }
 
 }  // namespace
@@ -134,13 +197,17 @@ int compare_descending(const char* a, const char* b) {
 void ox_qsort_json(json_t* array, int order) {
     size_t count = json_array_size(array);
     if (count < 2) return;
-    auto** items = static_cast<json_t**>(malloc(count * sizeof(json_t*)));
+    auto* items = static_cast<Item*>(malloc(count * sizeof(Item)));
     if (!items) return;
-    auto* compare = order == OX_SORT_PATHS ? compare_items<compare_paths>
-                    : order                ? compare_items<strcmp>
-                                           : compare_items<compare_descending>;
-    for (size_t i = 0; i < count; ++i) items[i] = json_incref(json_array_get(array, i));
-    qsort(items, count, sizeof(json_t*), compare);
-    for (size_t i = 0; i < count; ++i) json_array_set_new(array, i, items[i]);
+    for (size_t i = 0; i < count; ++i) {
+        json_t* value = json_incref(json_array_get(array, i));
+        items[i] = {value, json_string_value(value), NO_NUMBER};
+    }
+    if (order == OX_SORT_PATHS) {
+        sort_paths(items, count);
+    } else {
+        sort_items(items, count, order ? compare_items<strcmp> : compare_items<compare_descending>);
+    }
+    for (size_t i = 0; i < count; ++i) json_array_set_new(array, i, items[i].value);
     free(items);
 }
