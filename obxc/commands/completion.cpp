@@ -6,17 +6,17 @@
 #include "commands/table.hpp"
 #include "complete/hint.hpp"
 #include "line/split.hpp"
-#include "model/cache.hpp"
+#include "model/changes.hpp"
 #include "model/current.hpp"
+#include "model/node_fetch.hpp"
 #include "ox_completion.hpp"
+#include "ox_hint.hpp"
 #include "ox_note.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 #include "session/request.hpp"
 
 namespace {
-
-enum { HINT_WAIT_MS = 150 };
 
 void offer_commands(const TypedLine& line) {
     const char* prefix = typed_word_at(line, 0);
@@ -71,7 +71,6 @@ void complete_line(const char* line, int cursor, json_t* candidates) {
     // While a command runs, the line is its own question, and the interrupt is the command's.
     if (!line || interrupt_armed) return;
     paths_refresh();
-    node_fetch_limit(-1);
     struct sigaction loop_action;
     sigaction(SIGINT, nullptr, &loop_action);
     interrupt_install(shell_interrupt);
@@ -96,10 +95,15 @@ char* hint_line(const char* line) {
     paths_refresh();
     if (names_no_command(line)) return nullptr;
     JsonRef candidates(json_array());
-    node_fetch_limit(HINT_WAIT_MS);
+    fetch_in_background(true);
     collect(line, static_cast<int>(strlen(line)), {candidates, 2});
-    node_fetch_limit(-1);
+    fetch_in_background(false);
     if (json_array_size(candidates) != 1) return nullptr;
     const char* added = inserted_part(line, json_string_value(json_array_get(candidates, 0)));
     return added ? strdup(added) : nullptr;
+}
+
+void hint_continue(void) {
+    bool answered = fetch_continue();
+    if (model_changes_continue() || answered) ox_rl_hint_changed();
 }

@@ -8,6 +8,9 @@
 /// hinted, at the question of a command that runs.
 void complete_line(const char* line, int cursor, json_t* candidates);
 /// The line editor's hint callback: what completion would add to the line, a heap text, when there is exactly
-/// one candidate; else null. It runs at each key, so it waits for the daemon 150 ms in all at most; what did
-/// not come in time is left to the next completion.
+/// one candidate; else null. It runs at each key and never waits: what it lacks is asked for, and the hint is
+/// there when it is called again behind the answer.
 char* hint_line(const char* line);
+/// Takes in what hints have asked for, as far as it has come, and lets the editor ask for the hint again. To
+/// be called whenever the shell waits for keys and something may have come from the daemon.
+void hint_continue(void);

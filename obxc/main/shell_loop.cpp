@@ -9,6 +9,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "commands/completion.hpp"
 #include "commands/dispatch.hpp"
 #include "commands/navigate.hpp"
 #include "commands/serve_file.hpp"
@@ -37,7 +38,7 @@
 
 namespace {
 
-enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_TOLD, ENTRY_COUNT };
+enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_TOLD, ENTRY_REQUESTS, ENTRY_COUNT };
 enum Step { STEP_GO_ON, STEP_LEAVE };
 
 constexpr int REJOIN_TIMEOUT_MS = 1000;
@@ -96,6 +97,7 @@ void shell_open(Shell* shell) {
     shell->editor = ox_rl_async_new();
     shell->entries[ENTRY_INPUT] = {.fd = fileno(stdin), .events = POLLIN, .revents = 0};
     shell->entries[ENTRY_EVENTS] = {.fd = -1, .events = POLLIN, .revents = 0};
+    shell->entries[ENTRY_REQUESTS] = {.fd = -1, .events = POLLOUT, .revents = 0};
     told_open(shell);
 }
 
@@ -273,9 +275,13 @@ Step shell_pass(Shell* shell) {
     // The library may have reconnected since the last pass.
     shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(ox_jrpcapi_socket(event_channel));
     if (shell->entries[ENTRY_EVENTS].fd < 0) return events_serve(shell);
+    hint_continue();
+    bool sends = ox_jrpcapi_has_unsent(request_channel);
+    shell->entries[ENTRY_REQUESTS].fd = sends ? ox_socket_fd(ox_jrpcapi_socket(request_channel)) : -1;
     bool read_ahead = ox_rl_pending();
     int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : rejoin_wait_ms(shell));
     if (count < 0) return poll_failed(shell, errno);
+    if (sends) ox_jrpcapi_send_more(request_channel);
     if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;
     if (rejoin_wait_ms(shell) == 0) rejoin_serve(shell);
     if (is_ready(shell->entries[ENTRY_TOLD])) told_serve(shell);

@@ -10,18 +10,6 @@ extern json_t* dm_root;
 /// when this has grown.
 extern unsigned dm_generation;
 
-/// Fills the node that `p` names from the daemon: its members are replaced by the answer's. Nothing of the
-/// cache is touched before the last answer is there, so the wait may be left by a jump. A failed request
-/// leaves the node without children and marked "#fetched" all the same; where the daemon was not reached at
-/// all, the node keeps what it had and is also marked "#lost", and the next use asks again. Nodes that are
-/// replaced are released: what is borrowed from the cache is not to be used behind a fetch.
-void node_fetch(NodePath* p);
-/// Bounds what all later fetches wait for together, in milliseconds from now; -1: no bound. A fetch that runs
-/// into the bound leaves its node as it was, and none is tried for that node again while a bound is set,
-/// until a fetch without bound has filled it.
-void node_fetch_limit(int ms);
-/// What a request may still wait under that bound, in milliseconds; -1: no bound.
-int node_fetch_timeout(void);
 /// The child's node (borrowed), fetching first when needed; an instance number without a node gives
 /// "#template". For "#template" alone the instances are not asked for.
 json_t* node_child_get(NodePath* p, const char* name);

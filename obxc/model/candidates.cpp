@@ -7,6 +7,7 @@
 #include "model/cache.hpp"
 #include "model/changes.hpp"
 #include "model/node.hpp"
+#include "model/node_fetch.hpp"
 #include "ox_raii.hpp"
 #include "ox_str.hpp"
 #include "ox_tr_node.hpp"

@@ -4,9 +4,13 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <new>
+
 #include "model/cache.hpp"
 #include "model/fetch.hpp"
 #include "model/node.hpp"
+#include "model/node_fetch.hpp"
+#include "model/node_tree.hpp"
 #include "model/shared.hpp"
 #include "ox_conf_path.hpp"
 #include "ox_jrpccmd.hpp"
@@ -15,13 +19,12 @@
 #include "ox_str.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
+#include "session/background.hpp"
 #include "session/request.hpp"
 
 json_t* pending_model_events = nullptr;
 
 namespace {
-
-bool given_up = false;
 
 /// One change, unpacked. `branch` is the cached multi-instance object, null when the cache does not hold it.
 struct Change {
@@ -75,18 +78,13 @@ json_t* missing_instances(const json_t* events) {
     return missing;
 }
 
-/// The metadata of these instances, as a tree from the top; null when the bound ran out.
-json_t* fetch_missing(json_t* missing) {
-    if (json_object_size(missing) == 0) return json_object();
+/// What asks for these instances.
+ox_jrpcmsg* request_of(json_t* missing) {
     JsonRef names(json_array());
     const char* name;
     json_t* value;
     json_object_foreach(missing, name, value) json_array_append_new(names, json_string(name));
-    int timeout = node_fetch_timeout();
-    fetch_outcome outcome = FETCH_DONE;
-    json_t* tree = fetch_nodes(names, -1, nullptr, timeout, &outcome);
-    if (timeout >= 0 && outcome == FETCH_LOST) return nullptr;
-    return tree ? tree : json_object();
+    return fetch_message(names, -1);
 }
 
 void apply(const Change& change, json_t* fetched, json_t* missing) {
@@ -107,7 +105,67 @@ void apply(const Change& change, json_t* fetched, json_t* missing) {
     json_object_set(branch, change.key, instance);
 }
 
+/// Takes the first `count` events out of the queue, which may become null.
+json_t* take_events(size_t count) {
+    json_t* taken = pending_model_events;
+    pending_model_events = nullptr;
+    if (count >= json_array_size(taken)) return taken;
+    pending_model_events = json_array();
+    for (size_t i = count; i < json_array_size(taken); ++i)
+        json_array_append(pending_model_events, json_array_get(taken, i));
+    while (json_array_size(taken) > count) json_array_remove(taken, json_array_size(taken) - 1);
+    return taken;
+}
+
+/// The instances that are missing, and the request that brings them as a tree from the top.
+struct Missing {
+    Missing()
+        : instances(missing_instances(pending_model_events)),
+          count(json_array_size(pending_model_events)),
+          tree(nullptr) {
+        if (json_object_size(instances) > 0) message.reset(request_of(instances));
+        taker = node_tree_taker(&tree);
+    }
+    Missing(const Missing&) = delete;
+    Missing& operator=(const Missing&) = delete;
+    JsonRef instances;
+    size_t count;    // of the events, the first in the queue, that they are missing for
+    MsgRef message;  // null where none is missing
+    NodeTree tree;
+    ox_list_taker taker;
+};
+
+/// Folds in the events with what the request has brought.
+void fold(Missing* missing) {
+    if (missing->message && fetch_tree_outcome(&missing->tree, missing->message) != FETCH_DONE)
+        node_tree_clear(&missing->tree);
+    JsonRef events(take_events(missing->count));
+    size_t index;
+    json_t* event;
+    json_array_foreach(events, index, event) {
+        Change change;
+        if (unpack(event, &change)) apply(change, missing->tree.root, missing->instances);
+    }
+}
+
+/// What was begun for a hint.
+struct Begun {
+    Missing* missing;  // in `storage`, or null
+    alignas(Missing) char storage[sizeof(Missing)];
+} begun;
+
+void begin() {
+    begun.missing = new (begun.storage) Missing;
+    Missing* missing = begun.missing;
+    if (!missing->message) {
+        model_changes_continue();
+    } else if (!request_begin(missing->message, &missing->taker)) {
+        model_changes_drop_begun();
+    }
+}
+
 void drop_events() {
+    model_changes_drop_begun();
     size_t index;
     json_t* event;
     json_array_foreach(pending_model_events, index, event) {
@@ -151,21 +209,34 @@ void model_instance_deleted(const char* instance) {
 }
 
 void model_events_fold(void) {
-    if (node_fetch_timeout() < 0) given_up = false;
-    if (!pending_model_events || given_up) return;
-    JsonRef missing(missing_instances(pending_model_events));
-    JsonRef fetched(fetch_missing(missing));
-    if (!fetched) {
-        given_up = true;
+    if (begun.missing) {
+        if (fetch_is_in_background() && request_is_underway(begun.missing->message)) return;
+        request_finish(begun.missing->message);
+        model_changes_continue();
+    }
+    if (!pending_model_events) return;
+    if (fetch_is_in_background()) {
+        begin();
         return;
     }
-    // Taken over only now: had the wait been left by Ctrl-C, the events would still be queued.
-    JsonRef events(pending_model_events);
-    pending_model_events = nullptr;
-    size_t index;
-    json_t* event;
-    json_array_foreach(events, index, event) {
-        Change change;
-        if (unpack(event, &change)) apply(change, fetched, missing);
-    }
+    Missing missing;
+    // Had the wait been left by Ctrl-C, the events would still be queued.
+    if (missing.message) request_exec_list(missing.message, -1, &missing.taker);
+    fold(&missing);
+}
+
+bool model_changes_continue(void) {
+    if (!begun.missing || request_is_underway(begun.missing->message)) return false;
+    Missing* missing = begun.missing;
+    begun.missing = nullptr;
+    fold(missing);
+    missing->~Missing();
+    return true;
+}
+
+void model_changes_drop_begun(void) {
+    if (!begun.missing) return;
+    if (begun.missing->message) request_abandon(begun.missing->message);
+    begun.missing->~Missing();
+    begun.missing = nullptr;
 }

@@ -18,7 +18,10 @@ inline constexpr size_t MODEL_EVENTS_MAX = 10000;
 void model_instance_added(const char* object, int number);
 void model_instance_deleted(const char* instance);
 /// Folds `pending_model_events` into the cache of node metadata: one request for all instances that were
-/// added, none for those that were removed. Whoever looks into the cache calls it first. Under a bound on
-/// fetches (node_fetch_limit) that runs out, the events stay queued and are not tried again until a call
-/// without a bound.
+/// added, none for those that were removed. Whoever looks into the cache calls it first. For a hint
+/// (fetch_in_background) the request is only begun, and the events stay queued until it is answered.
 void model_events_fold(void);
+/// Folds in what such a request has brought. True when it did.
+bool model_changes_continue(void);
+/// The answer to such a request is not wanted any more; the events stay queued.
+void model_changes_drop_begun(void);

@@ -1,6 +1,7 @@
 #include "model/current.hpp"
 
 #include "model/cache.hpp"
+#include "model/node_fetch.hpp"
 #include "session/prompt.hpp"
 
 NodePath current_path;

@@ -2,10 +2,9 @@
 
 #include <string.h>
 
-#include "model/instance_fold.hpp"
-#include "model/node_tree.hpp"
 #include "model/shared.hpp"
 #include "ox_jrpccmd.hpp"
+#include "ox_string.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
 
@@ -19,20 +18,23 @@ fetch_outcome outcome_of(const ox_jrpcmsg* message) {
     return request_lost(message) ? FETCH_LOST : FETCH_DONE;
 }
 
-/// The names of an object's children, one behind the other.
-struct NameList : ox_held {
-    NameList() : ox_held([](ox_held* self) { static_cast<NameList*>(self)->~NameList(); }), bytes{} {}
-    ~NameList() { bytes.clear(); }
-    ox_array<char> bytes;  // each ends with a zero
-};
+ox_list_taker name_taker(Fetch* fetch) {
+    return {[](void* context) { static_cast<Fetch*>(context)->names.bytes.size = 0; },
+            [](void* context, const ox_list_element* element) {
+                if (!element->name) return;
+                static_cast<Fetch*>(context)->names.bytes.append(element->name, strlen(element->name) + 1);
+            },
+            fetch};
+}
 
-/// Up to `count` of the names from `*at` on, which goes behind them.
-json_t* slice(const NameList& names, size_t* at, size_t count) {
+/// The next names; `next` goes behind them.
+json_t* slice(Fetch* fetch) {
     json_t* part = json_array();
-    for (; count > 0 && *at < names.bytes.size; --count) {
-        const char* name = names.bytes.data + *at;
+    fetch->next = fetch->at;
+    for (size_t count = fetch->size; count > 0 && fetch->next < fetch->names.bytes.size; --count) {
+        const char* name = fetch->names.bytes.data + fetch->next;
         json_array_append_new(part, json_string(name));
-        *at += strlen(name) + 1;
+        fetch->next += strlen(name) + 1;
     }
     return part;
 }
@@ -46,91 +48,153 @@ void add_names(json_t* instances, const json_t* names) {
     }
 }
 
-/// The instances of an object while their names are gone through.
-struct Parts {
-    InstanceFold* fold;
-    json_t* instances;
-    size_t size;  ///< names in the next part
-    int (*timeout)(void);
-};
+ox_jrpcmsg* own_message(const Fetch* fetch) {
+    json_t* names = json_pack("[s]", fetch->query);
+    json_array_append_new(names, json_sprintf("%s%s.", fetch->query, OX_TR_TEMPLATE));
+    json_array_append_new(names, json_sprintf("%s%s", fetch->query, OX_TR_MAX_INSTANCE));
+    JsonRef held(names);
+    return fetch_message(names, 0);
+}
 
-/// Asks for a part of the names. Large: it is to be tried with fewer.
-fetch_outcome fetch_part(Parts* parts, json_t* names) {
-    enum { INVALID_NAME = 9005 };
-    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), -1));
+ox_jrpcmsg* part_message(Fetch* fetch) {
+    fetch->part.reset(slice(fetch));
+    ox_jrpcmsg* message = fetch_message(fetch->part, -1);
     ox_jrpcmsg_add_parameter_json_new(message, OX_TR_IGNORE_ACCESS_ERROR, json_true());
-    ox_list_taker taker = instance_fold_taker(parts->fold);
-    request_exec_list(message, parts->timeout(), &taker);
-    JsonRef part(instance_fold_take(parts->fold));
-    if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
-        if (parts->fold->full) return FETCH_LARGE;
-        json_object_update(parts->instances, part);
+    return message;
+}
+
+void end(Fetch* fetch, fetch_outcome outcome) {
+    fetch->outcome = outcome;
+    fetch->step = FETCH_STEP_END;
+}
+
+void take_children(Fetch* fetch) {
+    fetch_outcome outcome = fetch_tree_outcome(&fetch->tree, fetch->message);
+    fetch->has_children = outcome == FETCH_DONE;
+    bool again = outcome == FETCH_LARGE && fetch->multi && fetch->step == FETCH_STEP_CHILDREN;
+    if (again) {
+        fetch->step = FETCH_STEP_OWN;
+    } else if (outcome == FETCH_DONE && fetch->multi) {
+        fetch->step = FETCH_STEP_NAMES;
+    } else {
+        end(fetch, outcome);
+    }
+}
+
+void take_names(Fetch* fetch) {
+    if (ox_jrpcmsg_typeof(fetch->message) != OX_JRPCMSG_RESULT) fetch->names.bytes.size = 0;
+    fetch_outcome outcome = outcome_of(fetch->message);
+    if (outcome != FETCH_DONE) {
+        end(fetch, outcome);
+        return;
+    }
+    fetch->instances.reset(json_object());
+    fetch->step = FETCH_STEP_INSTANCES;
+}
+
+/// What became of a part. Large: it is to be tried with fewer names.
+fetch_outcome part_outcome(Fetch* fetch) {
+    enum { INVALID_NAME = 9005 };
+    JsonRef part(instance_fold_take(&fetch->fold));
+    if (ox_jrpcmsg_typeof(fetch->message) == OX_JRPCMSG_RESULT) {
+        if (fetch->fold.full) return FETCH_LARGE;
+        json_object_update(fetch->instances, part);
         return FETCH_DONE;
     }
     // Where one of them is gone meanwhile, the others are worth asking for.
-    bool gone = message->error_code == INVALID_NAME && json_array_size(names) > 1;
-    return gone ? FETCH_LARGE : outcome_of(message);
+    bool gone = fetch->message->error_code == INVALID_NAME && json_array_size(fetch->part) > 1;
+    return gone ? FETCH_LARGE : outcome_of(fetch->message);
 }
 
-size_t next_size(const Parts* parts, size_t asked) {
-    size_t each = parts->fold->elements / (asked > 0 ? asked : 1) + 1;
+size_t next_size(const Fetch* fetch, size_t asked) {
+    size_t each = fetch->fold.elements / (asked > 0 ? asked : 1) + 1;
     size_t size = PART_ELEMENTS / each;
     return size > 0 ? size : 1;
 }
 
-fetch_outcome fetch_parts(Parts* parts, const NameList& names) {
-    size_t at = 0;
-    do {
-        size_t next = at;
-        JsonRef part(slice(names, &next, parts->size));
-        size_t asked = json_array_size(part);
-        fetch_outcome outcome = fetch_part(parts, part);
-        if (outcome == FETCH_LOST) return outcome;
-        if (outcome == FETCH_LARGE && asked > 1) {
-            parts->size = (asked + 3) / 4;
-            continue;
-        }
-        if (outcome == FETCH_LARGE) add_names(parts->instances, part);
-        at = next;
-        parts->size = outcome == FETCH_LARGE ? 1 : next_size(parts, asked);
-    } while (at < names.bytes.size);
-    return FETCH_DONE;
-}
-
-fetch_outcome fetch_names(const char* query, int timeout, NameList* names) {
-    ox_list_taker taker = {[](void* context) { static_cast<NameList*>(context)->bytes.size = 0; },
-                           [](void* context, const ox_list_element* element) {
-                               if (!element->name) return;
-                               static_cast<NameList*>(context)->bytes.append(element->name,
-                                                                             strlen(element->name) + 1);
-                           },
-                           names};
-    MsgRef message(ox_jrpcmsg_cmd_get_parameter_names(query, 1));
-    request_exec_list(message, timeout, &taker);
-    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) names->bytes.size = 0;
-    return outcome_of(message);
+void take_instances(Fetch* fetch) {
+    fetch_outcome outcome = part_outcome(fetch);
+    size_t asked = json_array_size(fetch->part);
+    if (outcome == FETCH_LOST) {
+        end(fetch, outcome);
+        return;
+    }
+    if (outcome == FETCH_LARGE && asked > 1) {
+        fetch->size = (asked + 3) / 4;
+        return;
+    }
+    if (outcome == FETCH_LARGE) add_names(fetch->instances, fetch->part);
+    fetch->at = fetch->next;
+    fetch->size = outcome == FETCH_LARGE ? 1 : next_size(fetch, asked);
+    if (fetch->at >= fetch->names.bytes.size) end(fetch, FETCH_DONE);
 }
 
 }  // namespace
 
-json_t* fetch_nodes(json_t* names, int level, const char* base, int timeout, fetch_outcome* outcome) {
-    NodeTree tree(base);
-    MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level));
-    ox_list_taker taker = node_tree_taker(&tree);
-    request_exec_list(message, timeout, &taker);
-    *outcome = tree.full ? FETCH_LARGE : outcome_of(message);
-    if (*outcome != FETCH_DONE) return nullptr;
-    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) node_tree_clear(&tree);
-    return json_incref(tree.root);
+Fetch::Fetch(const char* path, bool is_multi)
+    : query{},
+      multi(is_multi),
+      step(FETCH_STEP_CHILDREN),
+      outcome(FETCH_DONE),
+      taker{},
+      tree(query),
+      has_children(false),
+      at(0),
+      next(0),
+      size(FIRST_PART),
+      fold(query) {
+    ox_string_strlcpy(query, path, sizeof query);
 }
 
-json_t* fetch_instances(const char* query, int (*timeout)(void), fetch_outcome* outcome) {
-    NameList names;
-    *outcome = fetch_names(query, timeout(), &names);
-    if (*outcome != FETCH_DONE) return nullptr;
-    InstanceFold fold(query);
-    JsonRef instances(json_object());
-    Parts parts = {&fold, instances, FIRST_PART, timeout};
-    *outcome = fetch_parts(&parts, names);
-    return *outcome == FETCH_DONE ? instances.release() : nullptr;
+void fetch_ask(Fetch* fetch) {
+    switch (fetch->step) {
+        case FETCH_STEP_CHILDREN: {
+            JsonRef names(json_pack("[s]", fetch->query));
+            fetch->message.reset(fetch_message(names, 1));
+            fetch->taker = node_tree_taker(&fetch->tree);
+            return;
+        }
+        case FETCH_STEP_OWN:
+            fetch->message.reset(own_message(fetch));
+            fetch->taker = node_tree_taker(&fetch->tree);
+            return;
+        case FETCH_STEP_NAMES:
+            fetch->message.reset(ox_jrpcmsg_cmd_get_parameter_names(fetch->query, 1));
+            fetch->taker = name_taker(fetch);
+            return;
+        case FETCH_STEP_INSTANCES:
+            fetch->message.reset(part_message(fetch));
+            fetch->taker = instance_fold_taker(&fetch->fold);
+            return;
+        case FETCH_STEP_END:
+            fetch->message.reset();
+    }
+}
+
+void fetch_take(Fetch* fetch) {
+    switch (fetch->step) {
+        case FETCH_STEP_CHILDREN:
+        case FETCH_STEP_OWN:
+            take_children(fetch);
+            break;
+        case FETCH_STEP_NAMES:
+            take_names(fetch);
+            break;
+        case FETCH_STEP_INSTANCES:
+            take_instances(fetch);
+            break;
+        case FETCH_STEP_END:
+            break;
+    }
+    fetch->message.reset();
+}
+
+ox_jrpcmsg* fetch_message(json_t* names, int level) {
+    return ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(names), level);
+}
+
+fetch_outcome fetch_tree_outcome(NodeTree* tree, const ox_jrpcmsg* message) {
+    fetch_outcome outcome = tree->full ? FETCH_LARGE : outcome_of(message);
+    if (outcome == FETCH_DONE && ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) node_tree_clear(tree);
+    return outcome;
 }

@@ -8,6 +8,7 @@
 #include "model/changes.hpp"
 #include "model/current.hpp"
 #include "model/node.hpp"
+#include "model/node_fetch.hpp"
 #include "model/path.hpp"
 #include "ox_out.hpp"
 #include "ox_tr.hpp"

@@ -3,8 +3,8 @@
 #include "ox_jrpcapi.hpp"
 #include "session/channels.hpp"
 
-bool request_begin(ox_jrpcmsg* message) {
-    return ox_jrpcapi_begin(request_channel, message) == 0;
+bool request_begin(ox_jrpcmsg* message, const ox_list_taker* taker) {
+    return ox_jrpcapi_begin(request_channel, message, taker) == 0;
 }
 
 bool request_is_underway(const ox_jrpcmsg* message) {

@@ -81,8 +81,9 @@ int ox_jrpcapi_exec_list(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_tak
 bool ox_jrpcapi_is_too_large(const ox_jrpcapi* api, const ox_jrpcmsg* message);
 /// Sends a request and comes back at once, on a connection that is there and has none such underway. The
 /// response ends up in the message when it is read: by whatever takes in what arrives, another exchange among
-/// them. The message must live until then. Returns 0, or the negative socket error: nothing is underway then.
-int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message);
+/// them. With a taker (null: none) the elements of its list go there, as with ox_jrpcapi_exec_list. Message
+/// and taker must live until then. Returns 0, or the negative socket error: nothing is underway then.
+int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_taker* taker);
 /// Whether the response to this message is still to come. If not, the message has it, or the failure.
 bool ox_jrpcapi_is_underway(const ox_jrpcapi* api, const ox_jrpcmsg* message);
 /// Waits for it; what follows is as with ox_jrpcapi_exec. It stays underway when the wait is left by a jump

@@ -3,6 +3,8 @@
 
 #include <jansson.h>
 
+struct ox_jrpcmsg;
+
 /// One element. What it points to is borrowed and lasts until the taker returns; of the JSON values the taker
 /// may keep references of its own.
 struct ox_list_element {
@@ -25,5 +27,9 @@ struct ox_list_taker {
     void* context;
 };
 
-/// Hands on a list (borrowed) that was read as a value, as if it arrived now. What is no array has no elements.
+/// Hands on a list (borrowed) that was read as a value, as if it arrived now. What is no array has no
+/// elements.
 void ox_list_hand_on(const json_t* list, const ox_list_taker* taker);
+/// The same with the list of an executed request, which is empty afterwards, where it was read as a value: it
+/// came before the id that tells whose it is.
+void ox_list_hand_on_kept(const ox_jrpcmsg* message, const ox_list_taker* taker);

@@ -36,7 +36,8 @@ struct ox_jrpcapi {
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection
     json_int_t last_id;
-    ox_jrpcmsg* underway;  ///< the request whose response nobody waits for, borrowed, or null
+    ox_jrpcmsg* underway;                 ///< the request whose response nobody waits for, borrowed, or null
+    const ox_list_taker* underway_taker;  ///< who takes its list, or null
     json_t* unanswered;  ///< ids of requests that may still be answered, or null; cleared with the connection
     const ox_jrpcmsg* taken;     ///< the request whose answer's list is handed on, or null
     const ox_list_taker* taker;  ///< to whom

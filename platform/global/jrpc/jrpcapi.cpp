@@ -106,9 +106,40 @@ int ox_jrpcapi_exec(ox_jrpcapi* api, ox_jrpcmsg* message) {
     return rc;
 }
 
-int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message) {
+namespace {
+
+/// Who takes the list of a response that begins: only the answers to these two requests are handed on, and
+/// they are known by their ids.
+const ox_list_taker* choose_taker(void* context, const json_t* response) {
+    auto* api = static_cast<ox_jrpcapi*>(context);
+    const json_t* id = json_object_get(response, "id");
+    if (api->taken && json_equal(id, json_object_get(api->taken->json, "id"))) return api->taker;
+    if (api->underway && json_equal(id, json_object_get(api->underway->json, "id")))
+        return api->underway_taker;
+    return nullptr;
+}
+
+/// From now on lists are handed on, as long as somebody takes any.
+void watch_lists(ox_jrpcapi* api) {
+    JsonElements* elements = &api->in.json.elements;
+    bool wanted = api->taken || api->underway_taker;
+    elements->choose = wanted ? choose_taker : nullptr;
+    elements->context = api;
+}
+
+/// Elements that still come of a list go nowhere.
+void leave_list(ox_jrpcapi* api, const ox_list_taker* taker) {
+    if (taker && api->in.json.elements.taker == taker) api->in.json.elements.taker = nullptr;
+}
+
+}  // namespace
+
+int ox_jrpcapi_begin(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_taker* taker) {
     if (!message) return OX_SOCKET_ENOMEM;
-    int rc = api->underway ? static_cast<int>(OX_SOCKET_EEMPTY) : exchange_begin(api, message);
+    if (api->underway) return OX_SOCKET_EEMPTY;
+    api->underway_taker = taker;
+    watch_lists(api);
+    int rc = exchange_begin(api, message);
     hub_signal();
     return rc;
 }
@@ -130,7 +161,10 @@ int ox_jrpcapi_finish(ox_jrpcapi* api, ox_jrpcmsg* message) {
 
 void ox_jrpcapi_abandon(ox_jrpcapi* api, const ox_jrpcmsg* message) {
     if (!ox_jrpcapi_is_underway(api, message)) return;
+    leave_list(api, api->underway_taker);
     api->underway = nullptr;
+    api->underway_taker = nullptr;
+    watch_lists(api);
     api->out.kept_end = 0;
 }
 
@@ -144,14 +178,6 @@ void ox_jrpcapi_send_more(ox_jrpcapi* api) {
 
 namespace {
 
-/// Who takes the list of a response that begins: only the answer to the request is handed on, and it is known
-/// by its id.
-const ox_list_taker* choose_taker(void* context, const json_t* response) {
-    auto* api = static_cast<ox_jrpcapi*>(context);
-    const json_t* wanted = json_object_get(api->taken->json, "id");
-    return json_equal(json_object_get(response, "id"), wanted) ? api->taker : nullptr;
-}
-
 /// Sets the connection's taker for its own lifetime, however that ends.
 class TakerScope : ox_held {
 public:
@@ -159,13 +185,12 @@ public:
         : ox_held(drop), api_(api) {
         api->taken = message;
         api->taker = taker;
-        api->in.json.elements.choose = choose_taker;
-        api->in.json.elements.context = api;
+        watch_lists(api);
     }
     ~TakerScope() {
-        api_->in.json.elements.choose = nullptr;
-        api_->in.json.elements.taker = nullptr;
+        leave_list(api_, api_->taker);
         api_->taken = nullptr;
+        watch_lists(api_);
     }
     TakerScope(const TakerScope&) = delete;
     TakerScope& operator=(const TakerScope&) = delete;
@@ -181,12 +206,7 @@ int ox_jrpcapi_exec_list(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_tak
     if (!message) return api->error = OX_SOCKET_ENOMEM;
     TakerScope scope(api, message, taker);
     int rc = ox_jrpcapi_exec_retry(api, message);
-    // A list that came before the id that tells whose it is was read as any other.
-    json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), OX_TR_PARAMETER_LIST);
-    if (json_array_size(list) > 0) {
-        ox_list_hand_on(list, taker);
-        json_array_clear(list);
-    }
+    ox_list_hand_on_kept(message, taker);
     return rc;
 }
 

@@ -1,4 +1,5 @@
 #include "ox_jrpclist.hpp"
+#include "ox_jrpcmsg.hpp"
 #include "ox_tr_names.hpp"
 
 namespace {
@@ -28,4 +29,11 @@ void ox_list_hand_on(const json_t* list, const ox_list_taker* taker) {
         ox_list_element element = element_of(item);
         taker->take(taker->context, &element);
     }
+}
+
+void ox_list_hand_on_kept(const ox_jrpcmsg* message, const ox_list_taker* taker) {
+    json_t* list = json_object_get(ox_jrpcmsg_get_result_json(message), OX_TR_PARAMETER_LIST);
+    if (json_array_size(list) == 0) return;
+    ox_list_hand_on(list, taker);
+    json_array_clear(list);
 }

@@ -1,6 +1,7 @@
 // Hints: what Tab would add to the line.
 #include "completion_fixture.hpp"
-#include "ox_wait.hpp"
+#include "ox_jrpcmsg.hpp"
+#include "session/request.hpp"
 
 namespace {
 
@@ -78,16 +79,77 @@ TEST_F(Complete, HintsBelowThePreviousPathFollowIt) {
     EXPECT_EQ(hint("cat -.Ho"), "(none)");
 }
 
-TEST_F(Complete, HintsDoNotWaitForASlowDaemon) {
-    daemon.delay_ms = 400;
-    long long start = ox_wait_now_ms();
+TEST_F(Complete, HintsComeWithTheAnswers) {
+    daemon.take_requests();
+    for (const char* line : {"c", "cat ", "cat D", "cat Device.", "cat Device.H", "cat Device.Ho"})
+        EXPECT_TRUE(hint_at_once(line) == "(none)" || !strchr(line, '.')) << line;
+    answers_come();
+    EXPECT_EQ(hint_at_once("cat Device.Ho"), "sts.");
+    EXPECT_EQ(daemon.take_requests(), Texts({"GetParameterAttributes Device. 1"}));
+}
+
+TEST_F(Complete, OneRequestAtATimeGoesOutForHints) {
+    daemon.take_requests();
+    EXPECT_EQ(hint("cat Device.Hosts.Host.2.I"), "PAddress");
+    Texts asked = {"GetParameterAttributes Device. 1", "GetParameterAttributes Device.Hosts. 1",
+                   "GetParameterAttributes Device.Hosts.Host. 1", "GetParameterNames Device.Hosts.Host.",
+                   "GetParameterAttributes Device.Hosts.Host.1. Device.Hosts.Host.2. -1"};
+    EXPECT_EQ(daemon.take_requests(), asked);
+}
+
+/// However many of the requests for a table are answered when Tab comes, none is sent twice.
+TEST_F(Complete, TabGoesOnWithWhatAHintHasBegun) {
+    for (int answered = 0; answered <= 3; ++answered) {
+        dm_reload();
+        complete("cat Device.Hosts.");
+        daemon.take_requests();
+        for (int i = 0; i < answered; ++i) {
+            hint_at_once("cat Device.Hosts.Host.2.");
+            answers_come();
+        }
+        hint_at_once("cat Device.Hosts.Host.2.");
+        EXPECT_EQ(complete("cat Device.Hosts.Host.2."), Texts({"IPAddress"}));
+        EXPECT_EQ(daemon.take_requests().size(), 3u) << answered;
+    }
+}
+
+TEST_F(Complete, AnotherRequestDoesNotHarmWhatAHintHasBegun) {
+    daemon.take_requests();
+    hint_at_once("cat Device.Ho");
+    MsgRef other(ox_jrpcmsg_create_new("Other", nullptr));
+    request_exec(other, 5000);
+    EXPECT_EQ(other->error_code, 0);
+    hint_continue();
+    EXPECT_EQ(hint_at_once("cat Device.Ho"), "sts.");
+    EXPECT_EQ(daemon.take_requests(), Texts({"GetParameterAttributes Device. 1", "Other"}));
+}
+
+TEST_F(Complete, WhatAnotherUserWasAnsweredIsDropped) {
+    hint_at_once("cat Device.Ho");
+    daemon.remove("Device.Hosts.");
+    dm_reload();
+    EXPECT_EQ(request_channel->underway, nullptr);
     EXPECT_EQ(hint("cat Device.Ho"), "(none)");
-    EXPECT_LT(ox_wait_now_ms() - start, 350);
-    start = ox_wait_now_ms();
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(hint("cat Device.Hos"), "(none)");
-    EXPECT_LT(ox_wait_now_ms() - start, 100);
+    EXPECT_EQ(hint("cat Device.F"), "irewall.");
+}
+
+TEST_F(Complete, ALostDaemonEndsTheHintsAndNothingElse) {
+    daemon.delay_ms = 50;
+    hint_at_once("cat Device.Ho");
+    daemon.die();
+    answers_come();
+    EXPECT_EQ(hint("cat Device.Ho"), "(none)");
+    ModelDaemon second;
+    small_router(second);
     EXPECT_EQ(complete("cat Device.Ho"), Texts({"Hosts."}));
     EXPECT_EQ(hint("cat Device.Ho"), "sts.");
+}
+
+TEST_F(Complete, ARefusedHintIsNotAskedForAgain) {
+    daemon.failing = true;
+    daemon.take_requests();
+    for (const char* line : {"cat Device.H", "cat Device.Ho"}) EXPECT_EQ(hint(line), "(none)");
+    EXPECT_EQ(daemon.take_requests().size(), 1u);
 }
 
 }  // namespace

@@ -29,22 +29,22 @@ TEST(Underway, TheResponseIsTakenInWhereverItIsRead) {
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef first = request("First");
     MsgRef second = request("Second");
-    ASSERT_EQ(ox_jrpcapi_begin(api, first), 0);
-    EXPECT_LT(ox_jrpcapi_begin(api, second), 0);  // one at a time
+    ASSERT_EQ(ox_jrpcapi_begin(api, first, nullptr), 0);
+    EXPECT_LT(ox_jrpcapi_begin(api, second, nullptr), 0);  // one at a time
     pump_until_answered(api, first);
     EXPECT_EQ(result_of(first), "\"First\"");
-    ASSERT_EQ(ox_jrpcapi_begin(api, second), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, second, nullptr), 0);
     MsgRef third = request("Third");
     EXPECT_EQ(ox_jrpcapi_exec(api, third), 0);
     EXPECT_EQ(result_of(third), "\"Third\"");
     EXPECT_FALSE(ox_jrpcapi_is_underway(api, second));
     EXPECT_EQ(result_of(second), "\"Second\"");
     MsgRef fourth = request("Fourth");
-    ASSERT_EQ(ox_jrpcapi_begin(api, fourth), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, fourth, nullptr), 0);
     EXPECT_EQ(ox_jrpcapi_finish(api, fourth), 0);
     EXPECT_EQ(result_of(fourth), "\"Fourth\"");
     MsgRef fifth = request("Fifth");
-    ASSERT_EQ(ox_jrpcapi_begin(api, fifth), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, fifth, nullptr), 0);
     ox_jrpcapi_abandon(api, fifth);
     EXPECT_FALSE(ox_jrpcapi_is_underway(api, fifth));
 }
@@ -53,9 +53,9 @@ TEST(Underway, NothingIsBegunWhereNoConnectionIs) {
     TempDir dir;
     Api api = connection(dir / "s");
     MsgRef message = request();
-    EXPECT_EQ(ox_jrpcapi_begin(api, message), OX_SOCKET_ECLOSED);
+    EXPECT_EQ(ox_jrpcapi_begin(api, message, nullptr), OX_SOCKET_ECLOSED);
     EXPECT_FALSE(ox_jrpcapi_is_underway(api, message));
-    EXPECT_EQ(ox_jrpcapi_begin(api, nullptr), OX_SOCKET_ENOMEM);
+    EXPECT_EQ(ox_jrpcapi_begin(api, nullptr, nullptr), OX_SOCKET_ENOMEM);
 }
 
 TEST(Underway, ALostConnectionIsItsOutcome) {
@@ -64,7 +64,7 @@ TEST(Underway, ALostConnectionIsItsOutcome) {
     Api api = connection(dir / "s");
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
     pump_until_answered(api, message);
     EXPECT_EQ(message->error_code, OX_SOCKET_ECLOSED);
 }
@@ -81,7 +81,7 @@ TEST(Underway, ATimeoutLeavesIt) {
     Api api = connection(dir / "s", 50);
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
     EXPECT_EQ(ox_jrpcapi_finish(api, message), OX_SOCKET_ETIMEOUT);
     EXPECT_TRUE(ox_jrpcapi_is_underway(api, message));
     ox_jrpcapi_set_timeout(api, 5000);
@@ -101,7 +101,7 @@ TEST(Underway, AResponseThatWasPassedOverWillNotCome) {
     Api api = connection(dir / "s");
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
     MsgRef other = request();
     EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
     EXPECT_EQ(result_of(other), "2");
@@ -129,7 +129,7 @@ TEST(Underway, ALongAnswerDoesNotTimeOutTheOneBehindIt) {
     Api api = connection(dir / "s", 300);
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
     MsgRef other = request();
     EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
     EXPECT_EQ(result_of(other), "2");
@@ -151,7 +151,7 @@ TEST(Underway, WhatTheSocketDoesNotTakeGoesOutLater) {
     Api api = connection(dir / "s");
     ASSERT_EQ(ox_jrpcapi_connect(api), 0);
     MsgRef message(ox_jrpcmsg_create_new("Big", json_pack("{s:s}", "Text", big.c_str())));
-    ASSERT_EQ(ox_jrpcapi_begin(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
     EXPECT_TRUE(ox_jrpcapi_has_unsent(api));
     ox_jrpcapi_send_more(api);
     EXPECT_TRUE(ox_jrpcapi_has_unsent(api));

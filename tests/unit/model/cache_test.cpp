@@ -1,5 +1,6 @@
 // The cache of node metadata: what is fetched when, how answers are folded in, and hostile answers.
 #include "model/cache.hpp"
+#include "model/node_fetch.hpp"
 
 #include <gtest/gtest.h>
 
@@ -269,26 +270,6 @@ TEST_F(Metadata, ADaemonThatIsNotReachedIsAskedAgain) {
     small_router(second);
     EXPECT_NE(node("Device.DeviceInfo.UpTime"), nullptr);
     EXPECT_FALSE(node_needs_fetch(node("Device.DeviceInfo")));
-}
-
-TEST_F(Metadata, ABoundedFetchLeavesTheNodeForLater) {
-    node("Device.Hosts");
-    daemon.take_requests();
-    daemon.delay_ms = 300;
-    node_fetch_limit(40);
-    long long start = ox_wait_now_ms();
-    EXPECT_EQ(node("Device.Hosts.Host"), nullptr);
-    EXPECT_LT(ox_wait_now_ms() - start, 250);
-    node_fetch_limit(100000);
-    EXPECT_EQ(node("Device.Hosts.Host"), nullptr);
-    EXPECT_EQ(daemon.take_requests().size(), 1u);
-    EXPECT_TRUE(node_needs_fetch(node("Device.Hosts")));
-    node_fetch_limit(-1);
-    daemon.delay_ms = 0;
-    EXPECT_NE(node("Device.Hosts.Host"), nullptr);
-    node_fetch_limit(100000);
-    EXPECT_NE(node("Device.Hosts.Host.1"), nullptr);
-    node_fetch_limit(-1);
 }
 
 TEST_F(Metadata, InfoBecomesAttributes) {

@@ -13,7 +13,9 @@
 #include "model/changes.hpp"
 #include "model/current.hpp"
 #include "model_daemon.hpp"
+#include "ox_jrpcevents.hpp"
 #include "ox_raii.hpp"
+#include "platform/global/jrpc/connection.hpp"
 #include "session/interrupt.hpp"
 
 using Texts = std::vector<std::string>;
@@ -35,9 +37,25 @@ inline Texts complete(const std::string& line, int cursor = -1) {
     return texts(found);
 }
 
-inline std::string hint(const char* line) {
+inline std::string hint_at_once(const char* line) {
     CharsRef text(hint_line(line));
     return text ? text.get() : "(none)";
+}
+
+/// Waits for what hints have asked for.
+inline void answers_come() {
+    while (request_channel->underway) ox_jrpcapi_pump(20);
+    hint_continue();
+}
+
+/// The hint when everything that it asks for is answered.
+inline std::string hint(const char* line) {
+    std::string text = hint_at_once(line);
+    while (request_channel->underway) {
+        answers_come();
+        text = hint_at_once(line);
+    }
+    return text;
 }
 
 class Complete : public testing::Test {
