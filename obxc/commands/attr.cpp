@@ -26,6 +26,16 @@ json_t* first_attributes(const ox_jrpcmsg* message) {
     return json_object_get(json_array_get(list, 0), OX_TR_ATTRIBUTES);
 }
 
+/// Attributes with permissions come from a daemon that gives all that it has, so it is asked for the details
+/// too; a simpler one is asked for the bare attributes alone.
+bool has_more(const json_t* attributes) {
+    return json_object_get(attributes, "perms");
+}
+
+void ask_for_details(ox_jrpcmsg* message) {
+    ox_jrpcmsg_add_parameter_json_new(message, OX_TR_DETAILS, json_true());
+}
+
 /// The node's attributes as the daemon tells them, else what the cache knows: a new reference, or null.
 json_t* fetch_attributes(const NodePath* p) {
     char query[sizeof p->path + 1];
@@ -33,6 +43,7 @@ json_t* fetch_attributes(const NodePath* p) {
     JsonRef names(json_array());
     json_array_append_new(names, json_string(query));
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release(), 0));
+    if (has_more(ox_tr_dm_node_attr_get(p->node))) ask_for_details(message);
     request_exec(message, ATTR_TIMEOUT_MS);
     json_t* attributes = first_attributes(message);
     if (attributes) return json_incref(attributes);
@@ -76,6 +87,10 @@ int attr_command(const char* name, json_t* args) {
 int attr_request(const char* name, json_t* args) {
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(json_incref(args), 0));
     request_exec(message, OX_JRPCAPI_TIMEOUT_MS);
+    if (has_more(first_attributes(message))) {
+        ask_for_details(message);
+        request_exec(message, OX_JRPCAPI_TIMEOUT_MS);
+    }
     if (message->error_code != 0) {
         printf("%s: ERROR\n", name);
         return -1;

@@ -86,6 +86,19 @@ void print_relations(const json_t* relations) {
     }
 }
 
+/// What the daemon tells on request.
+void print_details(const json_t* attributes, const json_t* schema_node) {
+    static const struct {
+        const char* label;
+        const char* member;
+    } lines[] = {
+        {"Units", "units"}, {"Since", "since"}, {"Status", "status"}, {"Description", "description"}};
+    for (const auto& line : lines) {
+        json_t* value = json_object_get(attributes, line.member);
+        if (json_is_string(value)) attr_line(line.label, value, schema_node);
+    }
+}
+
 void optional_line(const char* label, const json_t* value, const json_t* schema_node) {
     if (value) attr_line(label, value, schema_node);
 }
@@ -149,4 +162,5 @@ void attr_print(const char* path, const json_t* schema_node, json_t* attributes)
     optional_line("Regex", a.regex, schema_node);
     attr_list(a.mappings, "Mappings", schema_node);
     print_relations(a.relations);
+    print_details(attributes, schema_node);
 }

@@ -9,12 +9,11 @@
 #include "model/changes.hpp"
 #include "model/current.hpp"
 #include "model/node_fetch.hpp"
-#include "ox_completion.hpp"
 #include "ox_hint.hpp"
-#include "ox_note.hpp"
+#include "ox_hint.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
-#include "session/request.hpp"
+#include "session/key_wait.hpp"
 
 namespace {
 
@@ -71,23 +70,20 @@ void complete_line(const char* line, int cursor, json_t* candidates) {
     // While a command runs, the line is its own question, and the interrupt is the command's.
     if (!line || interrupt_armed) return;
     paths_refresh();
-    struct sigaction loop_action;
-    sigaction(SIGINT, nullptr, &loop_action);
-    interrupt_install(shell_interrupt);
-    ox_held_mark held;
-    interrupt_held = &held;
-    if (sigsetjmp(interrupt_context, 1) == 0) {
-        interrupt_armed = 1;
-        collect(line, cursor, {candidates, 0});
-        interrupt_point();
-    } else {
-        json_array_clear(candidates);
-        request_recover();
-        ox_rl_note(nullptr);
-        ox_rl_completion_interrupted();
-    }
-    interrupt_disarm();
-    sigaction(SIGINT, &loop_action, nullptr);
+    struct Question {
+        const char* line;
+        int cursor;
+        json_t* candidates;
+    } question = {line, cursor, candidates};
+    auto answer = [](void* context) {
+        auto* asked = static_cast<Question*>(context);
+        collect(asked->line, asked->cursor, {asked->candidates, 0});
+    };
+    if (!key_wait(answer, &question)) json_array_clear(candidates);
+}
+
+void complete_for_hint(const char* line, json_t* candidates) {
+    collect(line, static_cast<int>(strlen(line)), {candidates, 2});
 }
 
 char* hint_line(const char* line) {
@@ -96,7 +92,7 @@ char* hint_line(const char* line) {
     if (names_no_command(line)) return nullptr;
     JsonRef candidates(json_array());
     fetch_in_background(true);
-    collect(line, static_cast<int>(strlen(line)), {candidates, 2});
+    complete_for_hint(line, candidates);
     fetch_in_background(false);
     if (json_array_size(candidates) != 1) return nullptr;
     const char* added = inserted_part(line, json_string_value(json_array_get(candidates, 0)));

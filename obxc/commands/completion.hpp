@@ -7,6 +7,9 @@
 /// without candidates, and the line, the cache and the connection stay as they are. Nothing is offered, nor
 /// hinted, at the question of a command that runs.
 void complete_line(const char* line, int cursor, json_t* candidates);
+/// Adds the candidates for the end of the line, at most two: whoever asks wants to know whether there is
+/// exactly one. What the cache lacks is asked for.
+void complete_for_hint(const char* line, json_t* candidates);
 /// The line editor's hint callback: what completion would add to the line, a heap text, when there is exactly
 /// one candidate; else null. It runs at each key and never waits: what it lacks is asked for, and the hint is
 /// there when it is called again behind the answer.

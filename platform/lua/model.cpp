@@ -1,6 +1,7 @@
 // Instances, names, attributes and methods of the model.
 #include "model.hpp"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include "json.hpp"
@@ -85,16 +86,49 @@ int names(lua_State* L) {
     return 1;
 }
 
-/// ox.attrs(path [, options]): the node's attributes.
+/// The request for the attributes of a node and `level` levels below it.
+ox_jrpcmsg* attributes_request(const char* path, int level, bool details) {
+    ox_jrpcmsg* message = ox_jrpcmsg_cmd_get_parameter_attributes_new(json_pack("[s]", path), level);
+    if (details) ox_jrpcmsg_add_parameter_json_new(message, OX_TR_DETAILS, json_true());
+    return message;
+}
+
+json_t* first_attributes(const Holder* holder) {
+    return json_object_get(json_array_get(result_list(holder), 0), OX_TR_ATTRIBUTES);
+}
+
+/// ox.attrs(path [, options]): the node's attributes, with {details = true} what they hold on request.
 int attrs(lua_State* L) {
     lua_settop(L, 2);
     const char* path = check_path(L, 1);
-    Holder* holder = holder_push(L, 2);
-    json_t* list = json_pack("[s]", path);
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_attributes_new(list, 0))) return failure(L, holder);
-    json_t* entry = json_array_get(result_list(holder), 0);
-    json_to_lua(L, json_object_get(entry, OX_TR_ATTRIBUTES));
+    Holder* holder = holder_push(L, 2, "details");
+    if (!exchange(L, holder, attributes_request(path, 0, holder->marked))) return failure(L, holder);
+    json_to_lua(L, first_attributes(holder));
     holder_clear(holder);
+    return 1;
+}
+
+/// ox.page(path [, columns [, options]]): what is to be read about the node.
+int page(lua_State* L) {
+    enum { COLUMNS = 80, COLUMNS_MAX = 100000 };
+    lua_settop(L, 3);
+    const char* path = check_path(L, 1);
+    lua_Integer columns = luaL_optinteger(L, 2, COLUMNS);
+    luaL_argcheck(L, columns >= 0 && columns <= COLUMNS_MAX, 2, "no number of columns");
+    Holder* holder = holder_push(L, 3);
+    if (!exchange(L, holder, attributes_request(path, 0, true))) return failure(L, holder);
+    holder->json = json_incref(first_attributes(holder));
+    const char* type = json_string_value(json_object_get(holder->json, "type"));
+    Holder* inputs = holder_push(L, 3);
+    if (ox_tr_dm_type_parse(type) == OX_TR_METHOD) {
+        const char* name = lua_pushfstring(L, "%s.%s.", path, OX_TR_INPUT);
+        exchange(L, inputs, attributes_request(name, -1, true));  // a refusal: it has none
+    }
+    char* text = ox_tr_page_new(path, holder->json, result_list(inputs), static_cast<size_t>(columns));
+    holder_clear(holder);
+    holder_clear(inputs);
+    lua_pushstring(L, text);
+    free(text);
     return 1;
 }
 
@@ -148,7 +182,8 @@ bool execute(lua_State* L, Holder* holder, const char* path, int index) {
 
 // Called with the table `ox` on top.
 void model_open(lua_State* L) {
-    static const luaL_Reg functions[] = {{"add", add},   {"del", del},   {"names", names},  {"attrs", attrs},
-                                         {"exec", exec}, {"call", call}, {nullptr, nullptr}};
+    static const luaL_Reg functions[] = {{"add", add},     {"del", del},      {"names", names},
+                                         {"attrs", attrs}, {"page", page},    {"exec", exec},
+                                         {"call", call},   {nullptr, nullptr}};
     luaL_setfuncs(L, functions, 0);
 }

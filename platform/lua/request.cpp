@@ -53,19 +53,29 @@ int script_timeout(lua_State* L) {
     return ms;
 }
 
-void take_options(lua_State* L, int index, Holder* holder) {
+/// Takes an option whose key and value are on top.
+void take_option(lua_State* L, int index, Holder* holder, const char* mark) {
+    const char* name = lua_type(L, -2) == LUA_TSTRING ? lua_tostring(L, -2) : "";
+    if (mark && strcmp(name, mark) == 0) {
+        holder->marked = lua_toboolean(L, -1);
+        return;
+    }
+    if (strcmp(name, "timeout") != 0) {
+        lua_pushvalue(L, -2);
+        const char* text = luaL_tolstring(L, -1, nullptr);
+        luaL_argerror(L, index, lua_pushfstring(L, "unknown option '%s'", text));
+    }
+    holder->timeout_ms = timeout_at(L, -1);
+    luaL_argcheck(L, holder->timeout_ms != 0, index, "a timeout is a number of seconds above 0");
+}
+
+void take_options(lua_State* L, int index, Holder* holder, const char* mark) {
     if (lua_isnoneornil(L, index)) return;
     luaL_checktype(L, index, LUA_TTABLE);
     lua_pushnil(L);
     while (lua_next(L, index) != 0) {
-        bool known = lua_type(L, -2) == LUA_TSTRING && strcmp(lua_tostring(L, -2), "timeout") == 0;
-        lua_pushvalue(L, -2);
-        if (!known)
-            luaL_argerror(L, index,
-                          lua_pushfstring(L, "unknown option '%s'", luaL_tolstring(L, -1, nullptr)));
-        holder->timeout_ms = timeout_at(L, -2);
-        luaL_argcheck(L, holder->timeout_ms != 0, index, "a timeout is a number of seconds above 0");
-        lua_pop(L, 2);
+        take_option(L, index, holder, mark);
+        lua_pop(L, 1);
     }
 }
 
@@ -152,15 +162,15 @@ int try_call(lua_State* L) {
 
 }  // namespace
 
-Holder* holder_push(lua_State* L, int options) {
+Holder* holder_push(lua_State* L, int options, const char* mark) {
     auto* holder = static_cast<Holder*>(lua_newuserdata(L, sizeof(Holder)));
-    *holder = {nullptr, nullptr, 0};
+    *holder = {nullptr, nullptr, 0, false};
     if (luaL_newmetatable(L, HOLDER)) {
         lua_pushcfunction(L, holder_gc);
         lua_setfield(L, -2, "__gc");
     }
     lua_setmetatable(L, -2);
-    if (options) take_options(L, options, holder);
+    if (options) take_options(L, options, holder, mark);
     return holder;
 }
 

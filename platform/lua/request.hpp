@@ -10,11 +10,12 @@ struct Holder {
     json_t* json;
     ox_jrpcmsg* message;
     int timeout_ms;  ///< of its exchanges; 0: the script's
+    bool marked;     ///< the option that the call has of its own is set
 };
 
 /// Pushes an empty holder. `options`: the index of the call's table of options, or nothing there (nil); 0:
-/// none.
-Holder* holder_push(lua_State* L, int options = 0);
+/// none. `mark` is the name of an option that this call has of its own, null for none.
+Holder* holder_push(lua_State* L, int options = 0, const char* mark = nullptr);
 /// Releases its values now.
 void holder_clear(Holder* holder);
 /// Makes `message` (taken over; null raises an error) the holder's one and executes it. False when the answer

@@ -35,6 +35,7 @@ inline constexpr const char OX_TR_INSTANCE_NUMBER[] = "InstanceNumber";
 inline constexpr const char OX_TR_LEVEL[] = "Level";
 inline constexpr const char OX_TR_NEXT_LEVEL[] = "NextLevel";
 inline constexpr const char OX_TR_IGNORE_ACCESS_ERROR[] = "IgnoreAccessError";
+inline constexpr const char OX_TR_DETAILS[] = "Details";
 inline constexpr const char OX_TR_SELECTOR[] = "Selector";
 inline constexpr const char OX_TR_MATCHES[] = "Matches";
 inline constexpr const char OX_TR_CONFIG[] = "Config";

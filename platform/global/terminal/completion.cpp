@@ -135,13 +135,6 @@ bool answer_question(int key) {
     return yes || is_no(key) || key == '\r' || key == '\n';
 }
 
-/// Where the cursor's row starts in a line of several pasted rows.
-int row_begin(void) {
-    int begin = rl_point;
-    while (begin > 0 && rl_line_buffer[begin - 1] != '\n') begin--;
-    return begin;
-}
-
 /// Whether a Ctrl-C makes the terminal drop the keys that nobody has read yet.
 void set_flush(bool flush) {
     struct termios modes;
@@ -150,22 +143,17 @@ void set_flush(bool flush) {
     tcsetattr(STDIN_FILENO, TCSANOW, &modes);
 }
 
-/// A Ctrl-C leaves the wait for candidates, not the line, so the keys typed meanwhile belong to it.
 json_t* ask_candidates(void) {
     json_t* candidates = json_array();
-    int begin = row_begin();
-    callback.wrote = false;
-    callback.runs = true;
-    set_flush(false);
+    int begin = completion_row_begin();
+    completion_may_wait(true);
     if (editor.complete) editor.complete(rl_line_buffer + begin, rl_point - begin, candidates);
-    set_flush(true);
-    callback.runs = false;
-    if (callback.wrote) editor_redraw();
+    completion_may_wait(false);
     return candidates;
 }
 
 void replace_word(const json_t* candidates, bool* changes) {
-    int begin = row_begin();
+    int begin = completion_row_begin();
     CompletionRules rules = {editor.boundaries, editor.case_sensitive};
     CompletionEdit edit = completion_edit(rl_line_buffer + begin, rl_point - begin, candidates, rules);
     CharsRef text(edit.text);
@@ -192,7 +180,7 @@ void begin_menu(void) {
     free(menu.typed);
     menu.candidates = ask_candidates();
     menu.at = json_array_size(menu.candidates);
-    menu.typed = strndup(rl_line_buffer + row_begin(), rl_point - row_begin());
+    menu.typed = strndup(rl_line_buffer + completion_row_begin(), rl_point - completion_row_begin());
 }
 
 int step_menu(size_t places) {
@@ -202,7 +190,7 @@ int step_menu(size_t places) {
     if (count == 0 || !menu.typed) return rl_ding();
     menu.at = (menu.at + count + 1 + places) % (count + 1);
     rl_begin_undo_group();
-    int begin = row_begin();
+    int begin = completion_row_begin();
     rl_delete_text(begin, rl_point);
     rl_point = begin;
     rl_insert_text(menu.typed);
@@ -215,6 +203,19 @@ int step_menu(size_t places) {
 }
 
 }  // namespace
+
+void completion_may_wait(bool on) {
+    if (on) callback.wrote = false;
+    callback.runs = on;
+    set_flush(!on);
+    if (!on && callback.wrote) editor_redraw();
+}
+
+int completion_row_begin(void) {
+    int begin = rl_point;
+    while (begin > 0 && rl_line_buffer[begin - 1] != '\n') begin--;
+    return begin;
+}
 
 void completion_end_line(void) {
     if (callback.runs && editor_is_shown() && !callback.wrote) end_line();

@@ -14,5 +14,10 @@ int completion_menu_back_key(int count, int key);
 bool completion_answer(int key);
 /// Withdraws the question: no answer will come.
 void completion_forget(void);
+/// Around a callback that may wait for the daemon: a note of the wait stands below the line, and a Ctrl-C
+/// leaves the wait alone, so the keys typed meanwhile stay.
+void completion_may_wait(bool on);
+/// Where the cursor's row starts in a line of several pasted rows.
+int completion_row_begin(void);
 /// While candidates are asked for: puts the cursor behind the line.
 void completion_end_line(void);

@@ -11,6 +11,7 @@
 
 #include "bytes.hpp"
 #include "completion.hpp"
+#include "describe.hpp"
 #include "guard.hpp"
 #include "hint.hpp"
 #include "ox_echo.hpp"
@@ -157,10 +158,17 @@ void feed_keys(int key) {
     int left = 4096;  // so that the line is drawn while somebody types without a pause, too
     while (key >= 0) {
         feed_key(key);
-        if (editor.finished || paste_waiting()) return;
+        if (editor.finished || paste_waiting() || describe_waits()) return;
         key = --left > 0 ? bytes_at_hand() : OX_RL_NO_KEY;
     }
     if (typed_is_behind()) hint_redisplay();
+}
+
+/// Shows what a key has asked for above the line, as what others write.
+void show_description(ox_rl_async* handle) {
+    ox_rl_async_hide(handle);
+    describe_print();
+    if (!editor.finished) ox_rl_async_prepare(handle, handle->prompt);
 }
 
 }  // namespace
@@ -302,6 +310,7 @@ char* ox_rl_async_feed(ox_rl_async* handle, int key, int* status) {
     editor.finished = false;
     editor.line = nullptr;
     feed_keys(key);
+    if (describe_waits()) show_description(handle);
     if (!editor.finished) {
         *status = 1;
         return nullptr;

@@ -9,6 +9,7 @@
 
 #include "bytes.hpp"
 #include "completion.hpp"
+#include "describe.hpp"
 #include "editor.hpp"
 #include "hint.hpp"
 #include "paste.hpp"
@@ -125,11 +126,13 @@ void setup_readline(void) {
     rl_input_available_hook = typed_input_waits;
     rl_completion_entry_function = no_matches;
     take_bytes_as_text();
+    describe_name();
     rl_initialize();
     // Only now: with a redisplay function of another's, readline loads no terminal description.
     rl_redisplay_function = hint_redisplay;
     const char* bracketed = rl_variable_value("enable-bracketed-paste");
     editor.bracketed = bracketed && strcmp(bracketed, "on") == 0;
+    describe_bind();
     setup_commands();
 }
 

@@ -5,4 +5,5 @@
 #include "ox_tr_list.hpp"
 #include "ox_tr_names.hpp"
 #include "ox_tr_node.hpp"
+#include "ox_tr_page.hpp"
 #include "ox_tr_path.hpp"
