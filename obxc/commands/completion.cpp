@@ -10,7 +10,6 @@
 #include "model/current.hpp"
 #include "model/node_fetch.hpp"
 #include "ox_hint.hpp"
-#include "ox_hint.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 #include "session/key_wait.hpp"
