@@ -1,12 +1,12 @@
 // The cache of node metadata: what is fetched when, how answers are folded in, and hostile answers.
 #include "model/cache.hpp"
-#include "model/node_fetch.hpp"
 
 #include <gtest/gtest.h>
 
 #include "model/candidates.hpp"
 #include "model/current.hpp"
 #include "model/node.hpp"
+#include "model/node_fetch.hpp"
 #include "model/resolve.hpp"
 #include "model_daemon.hpp"
 #include "ox_confapi.hpp"
