@@ -68,7 +68,7 @@ void start_linger(Connection& c) {
 bool too_much_input(const Server& server, const Connection& c) {
     if (c.in.bytes.size() < LARGE_INPUT) return false;
     size_t sum = 0;
-    for (const auto& entry : server.connections) sum += entry.second->in.bytes.size();
+    for (const auto& entry : server.connections) sum += entry.second->in.bytes.capacity();
     return sum > MAX_INPUTS;
 }
 
