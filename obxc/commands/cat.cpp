@@ -12,6 +12,7 @@
 #include "model/resolve.hpp"
 #include "model/value_format.hpp"
 #include "ox_colors.hpp"
+#include "ox_memory.hpp"
 #include "ox_out.hpp"
 #include "ox_raii.hpp"
 #include "ox_tr.hpp"
@@ -36,7 +37,7 @@ json_t* schema_of(SchemaCursor* cursor, const char* name) {
     size_t length = static_cast<size_t>(leaf.data() - name);
     if (!dm_root || length == 0) return ox_tr_node_find(dm_root, name);
     if (length != cursor->length || memcmp(cursor->name, name, length) != 0) {
-        cursor->name.reset(strndup(name, length));
+        cursor->name.reset(ox_memory_text_n(name, length));
         cursor->length = cursor->name ? length : 0;
         cursor->parent = cursor->name ? ox_tr_node_find(dm_root, cursor->name) : nullptr;
     }

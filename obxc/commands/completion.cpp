@@ -10,6 +10,7 @@
 #include "model/current.hpp"
 #include "model/node_fetch.hpp"
 #include "ox_hint.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 #include "session/key_wait.hpp"
@@ -38,7 +39,7 @@ void offer_arguments(const TypedLine& line, const char* command) {
 
 /// Adds the candidates for the text left of the cursor.
 void collect(const char* line, int cursor, const Candidates& candidates) {
-    CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
+    CharsRef text(ox_memory_text_n(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
     unsigned count = 0;
     JsonRef words(line_split(text, static_cast<int>(strlen(text)), &count));
     if (!words) return;
@@ -95,7 +96,7 @@ char* hint_line(const char* line) {
     fetch_in_background(false);
     if (json_array_size(candidates) != 1) return nullptr;
     const char* added = inserted_part(line, json_string_value(json_array_get(candidates, 0)));
-    return added ? strdup(added) : nullptr;
+    return added ? ox_memory_text(added) : nullptr;
 }
 
 void hint_continue(void) {

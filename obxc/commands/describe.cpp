@@ -14,6 +14,7 @@
 #include "model/resolve.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_tr.hpp"
 #include "session/interrupt.hpp"
@@ -86,7 +87,7 @@ bool describe_path(const Question& question, const char* path) {
 
 /// What a word leads to as it is; as the only candidate completes it; and up to its last dot.
 bool describe_word(const Question& question, const char* word) {
-    CharsRef path(strndup(word, strcspn(word, "=")));
+    CharsRef path(ox_memory_text_n(word, strcspn(word, "=")));
     if (describe_path(question, path)) return true;
     JsonRef candidates(json_array());
     complete_for_hint(question.text, candidates);
@@ -134,12 +135,12 @@ void describe(void* context) {
 char* describe_line(const char* line, int cursor, size_t columns) {
     if (!line || interrupt_armed) return nullptr;
     paths_refresh();
-    CharsRef text(strndup(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
+    CharsRef text(ox_memory_text_n(line, cursor > 0 ? static_cast<size_t>(cursor) : 0));
     unsigned at = 0;
     JsonRef words(line_split(text, static_cast<int>(strlen(text)), &at));
     StrRef page(ox_str_init());
     columns = columns > PAGE_COLUMNS_MAX ? static_cast<size_t>(PAGE_COLUMNS_MAX) : columns;
     Question question = {text, columns, words, at, page};
     if (!words || !key_wait(describe, &question) || ox_str_length(page) == 0) return nullptr;
-    return strdup(ox_dynarray_get(page));
+    return ox_memory_text(ox_dynarray_get(page));
 }

@@ -34,7 +34,7 @@ void run_statement(ox_lua_ctx* ctx, const ox_str* text) {
         if (lua_interrupted(ctx)) {
             fputs("interrupted!", stdout);  // Ctrl-C silences ox_out_write
         } else {
-            ox_out_write(stdout, ox_dynarray_get(ctx->err), ox_str_length(ctx->err));
+            lua_error_write(ctx->err);
         }
         putchar('\n');
     } else {

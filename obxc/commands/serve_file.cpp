@@ -11,6 +11,7 @@
 
 #include "ox_fs.hpp"
 #include "ox_jrpcapi.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_socket.hpp"
 #include "session/channels.hpp"
@@ -127,7 +128,7 @@ void serve_file_tell(int fd) {
 }
 
 int serve_file(const char* path, char* url, size_t url_size, size_t* size) {
-    ServedFileRef file(static_cast<ServedFile*>(calloc(1, sizeof(ServedFile))));
+    ServedFileRef file(static_cast<ServedFile*>(ox_memory_new(sizeof(ServedFile))));
     const sockaddr* own = ox_socket_get_addr(ox_jrpcapi_socket(request_channel));
     if (!file || !own || own->sa_family != AF_INET) {
         puts("Cannot get local address, aborting.");

@@ -13,6 +13,7 @@
 #include "ox_confapi.hpp"
 #include "ox_raii.hpp"
 #include "ox_string.hpp"
+#include "session/request.hpp"
 
 namespace {
 
@@ -31,13 +32,21 @@ bool canonical_path(const char* path, char out[TREE_PATH_SIZE]) {
     return true;
 }
 
+/// An unknown path draws what there is, and says nothing; an answer that never came is told of.
+void tell_lost() {
+    const ox_jrpcmsg* last = ox_confapi_get_last_message(nullptr);
+    if (last && request_lost(last) && !last->error_detail) response_report(last);
+}
+
 void tree_show(const char* path, int flags) {
     char canonical[TREE_PATH_SIZE];
     if (!canonical_path(path, canonical)) return;
     bool values = flags & TREE_VALUES;
     JsonRef config(values ? _ox_confapi_getconfig_fullpath(canonical, 0) : nullptr);
-    ox_confapi_ignore_next_error_exec(1);  // an unknown path draws what there is, and says nothing
+    if (values && !config) tell_lost();
+    ox_confapi_ignore_next_error_exec(1);
     JsonRef scheme(dm_schema_get(canonical));
+    if (!scheme) tell_lost();
     const json_t* scheme_node = tree_descend(scheme, canonical);
     const json_t* root = values ? tree_descend(config, canonical) : scheme_node;
     if (root) tree_draw_root(root, scheme_node, canonical);

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "ox_jrpccmd.hpp"
+#include "ox_memory.hpp"
 #include "ox_tr.hpp"
 #include "session/request.hpp"
 
@@ -43,7 +44,7 @@ ox_jrpcmsg* ask(ValueRequest* request, json_t* names) {
 /// follows it: a new array.
 json_t* children_of(const ValueRequest* request, const char* name) {
     const char* pattern = strstr(name, OX_TR_TEMPLATE);
-    CharsRef object(strndup(name, pattern ? static_cast<size_t>(pattern - name) : strlen(name)));
+    CharsRef object(ox_memory_text_n(name, pattern ? static_cast<size_t>(pattern - name) : strlen(name)));
     json_t* children = json_array();
     if (!ox_tr_path_is_partial(object)) return children;
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_names(object, 1));

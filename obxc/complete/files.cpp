@@ -9,6 +9,7 @@
 
 #include "line/quote.hpp"
 #include "ox_home.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_string.hpp"
 
@@ -51,7 +52,7 @@ void offer_entry(const Search& search, const char* directory, const char* name) 
     struct stat status;
     if (access(path, search.access_mode) != 0) return;
     bool is_directory = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-    CharsRef whole(is_directory ? ox_str_printf_new("%s/", name) : strdup(name));
+    CharsRef whole(is_directory ? ox_str_printf_new("%s/", name) : ox_memory_text(name));
     JsonRef candidate(quoted_candidate(search.typed, whole, search.prefix_length, !is_directory));
     const char* text = json_string_value(candidate);  // null where the name is no UTF-8
     if (!text || json_object_get(search.seen, text)) return;
@@ -72,7 +73,7 @@ void offer_directory(const Search& search, const char* path) {
 void offer_path_directories(const Search& search) {
     const char* path = getenv("PATH");
     if (!path) return;
-    CharsRef copy(strdup(path));
+    CharsRef copy(ox_memory_text(path));
     char* state = nullptr;
     for (char* part = strtok_r(copy, ":", &state); part; part = strtok_r(nullptr, ":", &state)) {
         if (strlen(part) < DIRECTORY_SIZE) offer_directory(search, part);
@@ -82,7 +83,7 @@ void offer_path_directories(const Search& search) {
 /// The directory that a text names, up to and including its last "/"; false when it is too long.
 bool directory_of(const char* text, const char* slash, char out[DIRECTORY_SIZE]) {
     if (!slash) return getcwd(out, DIRECTORY_SIZE) != nullptr;
-    CharsRef typed(strndup(text, static_cast<size_t>(slash - text) + 1));
+    CharsRef typed(ox_memory_text_n(text, static_cast<size_t>(slash - text) + 1));
     CharsRef directory(ox_home_expand(typed));
     return ox_string_strlcpy(out, directory, DIRECTORY_SIZE) < DIRECTORY_SIZE;
 }

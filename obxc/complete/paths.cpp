@@ -10,6 +10,7 @@
 #include "model/current.hpp"
 #include "model/node.hpp"
 #include "model/resolve.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
@@ -54,7 +55,7 @@ void offer_children(NodePath* base, const char* prefix, const Names& names) {
 
 /// Resolves the first `length` bytes of a text.
 bool resolve_part(NodePath* base, const char* text, size_t length) {
-    CharsRef part(strndup(text, length));
+    CharsRef part(ox_memory_text_n(text, length));
     return path_resolve(base, part, true) == 0;
 }
 

@@ -9,6 +9,7 @@
 #include "lua/lua_session.hpp"
 #include "ox_completion.hpp"
 #include "ox_lua.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_wait.hpp"
 #include "session/interrupt.hpp"
@@ -30,16 +31,17 @@ void limit_hook(lua_State*, lua_Debug*) {
 
 /// The part left of the cursor of the token that reaches it.
 char* word_at(const char* line, size_t cursor) {
-    char* copy = strdup(line);
+    char* copy = ox_memory_text(line);
     char* word = nullptr;
     char* rest = nullptr;
     for (char* token = copy ? strtok_r(copy, LUA_WORD_BOUNDARIES, &rest) : nullptr; token && !word;
          token = strtok_r(nullptr, LUA_WORD_BOUNDARIES, &rest)) {
         auto start = static_cast<size_t>(token - copy);
-        if (start <= cursor && cursor <= start + strlen(token)) word = strndup(token, cursor - start);
+        if (start <= cursor && cursor <= start + strlen(token))
+            word = ox_memory_text_n(token, cursor - start);
     }
     free(copy);
-    return word ? word : strdup("");
+    return word ? word : ox_memory_text("");
 }
 
 void add_keywords(const char* word, json_t* candidates) {

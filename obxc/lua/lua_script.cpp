@@ -1,5 +1,6 @@
 #include "lua/lua_script.hpp"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -10,6 +11,7 @@
 #include "lua/lua_session.hpp"
 #include "ox_log.hpp"
 #include "ox_lua.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 
@@ -31,7 +33,8 @@ ox_str* read_script(FILE* file) {
         ox_str_add_n(text, line, static_cast<size_t>(length));
     }
     free(line);
-    if (!ferror(file)) return text;
+    if (feof(file) && !ferror(file)) return text;
+    if (errno == ENOMEM) ox_memory_failed(__func__);
     ox_str_free(text);
     return nullptr;
 }
@@ -113,6 +116,7 @@ bool ended_by_signal(const ox_lua_ctx* ctx) {
 
 /// Whether an error's text tells that memory ran out.
 bool tells_of_memory(const char* text) {
+    if (strstr(text, "[-2] Out of memory")) return true;
     static const char reason[] = "not enough memory";
     if (strncmp(text, reason, sizeof(reason) - 1) == 0) return true;
     const char* found = strstr(text, reason);
@@ -135,16 +139,17 @@ void last_words(const char* message) {
 int run_script(ox_lua_ctx* ctx, const ox_str* text, const char* path, json_t* args) {
     size_t size = ox_dynarray_size(text);
     last_context = ctx;
+    auto* earlier_words = ox_log_last_words;
     ox_log_last_words = last_words;
     int result = 0;
     if (ox_lua_exec(ctx, ox_dynarray_get(text), size > 0 ? size - 1 : 0, path, args) != 0 &&
         !ended_by_signal(ctx)) {
-        const char* error = ox_dynarray_get(ctx->err);
-        puts(error);
-        result = tells_of_memory(error) ? 1 : 0;
+        lua_error_write(ctx->err);
+        putchar('\n');
+        result = tells_of_memory(ox_dynarray_get(ctx->err)) ? 1 : 0;
     }
     ox_lua_finish(ctx);
-    ox_log_last_words = nullptr;
+    ox_log_last_words = earlier_words;
     return result;
 }
 
@@ -159,6 +164,7 @@ int lua_script_run(const char* path, json_t* args) {
         if (!path) path = "";
     }
     FileRef file(fopen(path, "r"));
+    if (!file && errno == ENOMEM) ox_memory_failed(__func__);
     StrRef text(file ? read_script(file) : nullptr);
     if (!text) {
         printf("Cannot open script file %s\n", path);

@@ -2,9 +2,12 @@
 
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "lua/lua_modules.hpp"
 #include "ox_lua.hpp"
+#include "ox_out.hpp"
+#include "ox_raii.hpp"
 #include "session/channels.hpp"
 #include "session/interrupt.hpp"
 
@@ -50,6 +53,14 @@ ox_lua_ctx* lua_context_new(void) {
     ox_lua_set_guard(ctx, guard_wait);
     lua_modules_add_path(ctx->L);
     return ctx;
+}
+
+void lua_error_write(const ox_str* text) {
+    const char* bytes = ox_dynarray_get(text);
+    size_t size = ox_str_length(text);
+    // The daemon's words are in it.
+    StrRef plain(isatty(STDOUT_FILENO) ? ox_out_escape_lines(bytes, size) : nullptr);
+    ox_out_write(stdout, plain ? ox_dynarray_get(plain) : bytes, plain ? ox_str_length(plain) : size);
 }
 
 void lua_share_input(void) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "ox_lua.hpp"
+#include "ox_str.hpp"
 
 /// A context on the request channel that finds the modules of the module directory. Null when memory runs
 /// out.
@@ -13,6 +14,8 @@ ox_lua_ctx* lua_context_new(void);
 /// Leaves what standard input holds behind a line that Lua code reads to the one who reads on: without a
 /// buffer.
 void lua_share_input(void);
+/// Writes the text of an error to standard output, without a newline; it cannot steer a terminal.
+void lua_error_write(const ox_str* text);
 /// The SIGINT handler while Lua code runs: nothing unless the interrupt is armed.
 void lua_interrupt(int signal);
 /// The context whose code lua_interrupt stops; null for none.

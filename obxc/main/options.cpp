@@ -8,6 +8,7 @@
 
 #include "ox_jrpcapi.hpp"
 #include "ox_log.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_string.hpp"
 
@@ -67,7 +68,7 @@ int group_parse(const char* text, uint32_t* group) {
 }
 
 int groups_parse(StartOptions* options, const char* list) {
-    CharsRef copy(strdup(list));
+    CharsRef copy(ox_memory_text(list));
     char* rest = nullptr;
     for (char* piece = strtok_r(copy, ",", &rest); piece; piece = strtok_r(nullptr, ",", &rest)) {
         uint32_t group;

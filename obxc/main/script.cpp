@@ -1,5 +1,6 @@
 #include "main/script.hpp"
 
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,6 +10,7 @@
 #include "commands/dispatch.hpp"
 #include "line/script_line.hpp"
 #include "ox_editor.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_wait.hpp"
 
@@ -47,11 +49,21 @@ struct Script {
     }
 };
 
+/// What cannot be read to its end is not taken for the whole.
+void unreadable(Script* script) {
+    if (errno == ENOMEM) ox_memory_failed(__func__);
+    fprintf(stderr, "obxc: cannot read the script: %s\n", strerror(errno));
+    script->result = -1;
+}
+
 /// The next physical line without its newline, or null at the end. Valid until the next call.
 char* next_line(Script* script) {
     char* line;
     if (script->file) {
-        if (getline(&script->buffer, &script->buffer_size, script->file) < 0) return nullptr;
+        if (getline(&script->buffer, &script->buffer_size, script->file) < 0) {
+            if (!feof(script->file)) unreadable(script);
+            return nullptr;
+        }
         line = script->buffer;
     } else {
         if (!read_input_line(script->input)) return nullptr;
@@ -64,6 +76,7 @@ char* next_line(Script* script) {
 
 bool script_open(Script* script, const char* path) {
     script->file = fopen(path, "re");
+    if (!script->file && errno == ENOMEM) ox_memory_failed(__func__);
     struct stat info;
     return script->file && fstat(fileno(script->file), &info) == 0 && !S_ISDIR(info.st_mode);
 }
@@ -94,7 +107,7 @@ bool is_word(const ScriptWord& word) {
 void run_command(Script* script, const char* text) {
     ScriptWord first = script_word(text);
     if (!is_word(first) || run_builtin(first)) return;
-    CharsRef name(strndup(first.text.data(), first.text.size()));
+    CharsRef name(ox_memory_text_n(first.text.data(), first.text.size()));
     JsonRef args(json_array());
     for (ScriptWord word = script_word(first.rest); is_word(word); word = script_word(word.rest)) {
         if (json_array_append_new(args, json_stringn(word.text.data(), word.text.size())) < 0) {

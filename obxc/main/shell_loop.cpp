@@ -24,6 +24,7 @@
 #include "ox_history.hpp"
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpcevents.hpp"
+#include "ox_log.hpp"
 #include "ox_plain.hpp"
 #include "ox_raii.hpp"
 #include "ox_row.hpp"
@@ -312,9 +313,19 @@ void start_step(void (*step)(void)) {
     interrupt_armed = 0;
 }
 
+bool shell_types = false;
+
+void give_terminal_back() {
+    if (shell_types) ox_rl_recover();
+    shell_types = false;
+}
+
 }  // namespace
 
 int shell_loop(void) {
+    shell_types = true;
+    ox_log_last_words = [](const char*) { give_terminal_back(); };
+    atexit(give_terminal_back);  // the line editor's library ends the program where its memory runs out
     print_banner();
     start_step(try_login);
     start_step([] { dm_reload(); });
@@ -329,6 +340,7 @@ int shell_loop(void) {
     while (running && shell_pass(&shell) == STEP_GO_ON) {
     }
     ox_rl_async_restore(shell.editor);
+    shell_types = false;
     shell_close(&shell);
     end_as_told();
     return 0;

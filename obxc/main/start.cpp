@@ -23,6 +23,7 @@
 #include "ox_history.hpp"
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpccmd.hpp"
+#include "ox_memory.hpp"
 #include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "ox_screen.hpp"
@@ -189,6 +190,7 @@ int output_finish(int status) {
 int run(int argc, char** argv) {
     interrupt_begin();
     descriptors_fill();
+    ox_memory_open();
     ox_out_open();
     interrupt_init();
     patience_init();

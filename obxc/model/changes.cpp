@@ -15,6 +15,7 @@
 #include "ox_conf_path.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_str.hpp"
 #include "ox_string.hpp"
@@ -46,11 +47,12 @@ bool unpack(json_t* event, Change* change) {
     change->added = strcmp(action, OX_TR_ACTION_ADD) == 0;
     snprintf(change->key, sizeof change->key, "%d", number);
     if (change->added) {
-        change->object.reset(strdup(path));
+        change->object.reset(ox_memory_text(path));
         change->name.reset(ox_str_printf_new("%s%s", path, change->key));
     } else {
-        change->object.reset(strndup(path, ox_tr_path_parent(path)));
-        change->name.reset(strndup(path, strlen(path) - static_cast<size_t>(ox_tr_path_is_partial(path))));
+        change->object.reset(ox_memory_text_n(path, ox_tr_path_parent(path)));
+        change->name.reset(
+            ox_memory_text_n(path, strlen(path) - static_cast<size_t>(ox_tr_path_is_partial(path))));
     }
     change->branch = ox_conf_find_branch(dm_root, change->object);
     return true;

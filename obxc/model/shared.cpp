@@ -3,6 +3,7 @@
 #include <stdint.h>
 #include <stdlib.h>
 
+#include "ox_memory.hpp"
 #include "ox_tr_names.hpp"
 #include "ox_tr_node.hpp"
 
@@ -37,7 +38,7 @@ bool make_room() {
     enum { FIRST = 64 };
     Leaves old = leaves;
     size_t count = old.count > 0 ? old.count * 2 : size_t{FIRST};
-    auto* places = static_cast<json_t**>(calloc(count, sizeof(json_t*)));
+    auto* places = static_cast<json_t**>(ox_memory_new(count * sizeof(json_t*)));
     if (!places) return false;
     leaves = {places, count, 0};
     for (size_t i = 0; i < old.count; ++i) {

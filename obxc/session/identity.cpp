@@ -10,6 +10,7 @@
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "ox_log.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_socket.hpp"
 #include "session/channels.hpp"
@@ -30,8 +31,8 @@ bool in_doubt = false;
 constexpr int RECOVER_TIMEOUT_MS = 200;
 
 void store_identity(const char* user, const char* password) {
-    char* new_user = user ? strdup(user) : nullptr;
-    char* new_password = password ? strdup(password) : nullptr;
+    char* new_user = user ? ox_memory_text(user) : nullptr;
+    char* new_password = password ? ox_memory_text(password) : nullptr;
     char* old_user = current_user;
     char* old_password = current_password;
     current_user = new_user;
@@ -86,6 +87,17 @@ int end_session() {
     return result;
 }
 
+/// The current system user's line of the local file, where it has one: that needs no name service, which is
+/// slow to start and crashes where memory runs out.
+void read_local_user(struct passwd* entry, char* buffer, size_t size, struct passwd** found) {
+    FILE* file = fopen("/etc/passwd", "re");
+    if (!file) return;
+    while (fgetpwent_r(file, entry, buffer, size, found) == 0 && *found && entry->pw_uid != getuid()) {
+    }
+    if (*found && entry->pw_uid != getuid()) *found = nullptr;
+    fclose(file);
+}
+
 }  // namespace
 
 void identity_on_change(void (*changed)(void)) {
@@ -133,7 +145,8 @@ void try_login(void) {
     CharsRef buffer(static_cast<char*>(_xmalloc(size, "try_login", 569, "obxc/main")));
     struct passwd entry;
     struct passwd* found = nullptr;
-    getpwuid_r(getuid(), &entry, buffer.get(), size, &found);
+    read_local_user(&entry, buffer, size, &found);
+    if (!found) getpwuid_r(getuid(), &entry, buffer.get(), size, &found);
     if (found && found->pw_name) login_with(found->pw_name, nullptr);
 }
 

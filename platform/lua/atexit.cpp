@@ -32,6 +32,13 @@ bool take_last(lua_State* L) {
     return true;
 }
 
+size_t count_left(lua_State* L) {
+    lua_rawgetp(L, LUA_REGISTRYINDEX, &FUNCTIONS);
+    size_t count = lua_rawlen(L, -1);
+    lua_pop(L, 1);
+    return count;
+}
+
 /// Calls the last function that is left; leaves whether there was one.
 int run_last(lua_State* L) {
     bool found = take_last(L);
@@ -53,12 +60,14 @@ void atexit_run(lua_State* L) {
     const LuaContext* context = context_of(L);
     if (!lua_checkstack(L, LUA_MINSTACK)) return;
     for (bool more = true; more && !context->stopped;) {
+        size_t before = count_left(L);
         lua_pushcfunction(L, run_last);
         if (lua_pcall(L, 0, 1, 0) == LUA_OK) {
             more = lua_toboolean(L, -1) != 0;
         } else {
             const char* text = lua_tostring(L, -1);
             fprintf(stderr, "ox.atexit: %s\n", text ? text : "(error without a text)");
+            more = count_left(L) != before;  // else there is no memory even for a call
         }
         lua_pop(L, 1);
     }

@@ -6,6 +6,7 @@
 #include "json.hpp"
 #include "model.hpp"
 #include "object.hpp"
+#include "plain.hpp"
 #include "request.hpp"
 #include "values.hpp"
 
@@ -21,6 +22,7 @@ void bindings_open(lua_State* L) {
     events_open(L);
     atexit_open(L);
     object_open(L);
+    plain_open(L);
     lua_pushboolean(L, 0);
     lua_setfield(L, -2, "strict");
     lua_setglobal(L, "ox");

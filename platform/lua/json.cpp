@@ -8,6 +8,7 @@
 
 #include "json_decode.hpp"
 #include "json_encode.hpp"
+#include "memory.hpp"
 #include "object.hpp"
 #include "ox_tr_path.hpp"
 
@@ -46,7 +47,9 @@ void push_object(lua_State* L, json_t* json, bool indexes) {
 /// Puts a new value in its place; raises an error when it could not be made.
 void attach(lua_State* L, json_t* value, json_t* container, const char* key, const char* why) {
     int rc = key ? json_object_set_new(container, key, value) : json_array_append_new(container, value);
-    if (rc != 0) luaL_error(L, "%s", why);
+    if (rc == 0) return;
+    check_memory(L);
+    luaL_error(L, "%s", why);
 }
 
 bool has_metatable(lua_State* L, int index, const char* name) {

@@ -10,6 +10,7 @@
 #include "memory.hpp"
 #include "output.hpp"
 #include "ox_lua.hpp"
+#include "ox_memory.hpp"
 #include "string_functions.hpp"
 #include "table_functions.hpp"
 
@@ -56,7 +57,10 @@ int push_arguments(lua_State* L, const char* chunk_name, json_t* args) {
 
 int load(lua_State* L, const char* code, size_t length, const char* chunk_name) {
     char* name = nullptr;
-    if (chunk_name && asprintf(&name, "@%s", chunk_name) < 0) name = nullptr;
+    if (chunk_name && asprintf(&name, "@%s", chunk_name) < 0) {
+        lua_pushliteral(L, "not enough memory");
+        return LUA_ERRMEM;
+    }
     int status = luaL_loadbufferx(L, code, length, name ? name : "=lua", "t");
     free(name);
     return status;
@@ -80,6 +84,7 @@ int open_state(lua_State* L) {
 ox_lua_ctx* ox_lua_init(int flags) {
     auto* context = static_cast<LuaContext*>(calloc(1, sizeof(LuaContext)));
     if (!context) return nullptr;
+    ox_memory_bear(true);
     context->out = ox_str_init();
     context->err = ox_str_init();
     context->flags = flags;
@@ -222,4 +227,5 @@ void ox_lua_free(ox_lua_ctx* ctx) {
     ox_str_free(context->out);
     ox_str_free(context->err);
     free(context);
+    ox_memory_bear(false);
 }

@@ -8,6 +8,8 @@
 #include <stdint.h>
 #include <stdlib.h>
 
+#include "ox_memory.hpp"
+
 namespace {
 
 // The reserve is probed in pieces, which come from the heap: a large block would be mapped, and succeed or
@@ -43,7 +45,8 @@ void* allocate(void* data, void* block, size_t old_size, size_t size) {
             context->taken = 0;
         }
     }
-    return realloc(block, size);
+    void* moved = realloc(block, size);
+    return moved || size > old_size ? moved : block;  // Lua relies on shrinking
 }
 
 void short_hook(lua_State* L, lua_Debug*) {
@@ -57,6 +60,10 @@ void short_hook(lua_State* L, lua_Debug*) {
 void raise_memory(lua_State* L) {
     // Only Lua can raise its error for memory, so it is asked for a block that no machine has.
     for (;;) lua_newuserdata(L, PTRDIFF_MAX / 2);
+}
+
+void check_memory(lua_State* L) {
+    if (ox_memory_take_failure()) raise_memory(L);
 }
 
 void memory_open(LuaContext* context) {

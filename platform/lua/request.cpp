@@ -5,7 +5,9 @@
 #include <string.h>
 
 #include "json.hpp"
+#include "memory.hpp"
 #include "object.hpp"
+#include "ox_memory.hpp"
 #include "ox_tr.hpp"
 
 namespace {
@@ -163,6 +165,7 @@ int try_call(lua_State* L) {
 }  // namespace
 
 Holder* holder_push(lua_State* L, int options, const char* mark) {
+    ox_memory_take_failure();  // what failed before has been told
     auto* holder = static_cast<Holder*>(lua_newuserdata(L, sizeof(Holder)));
     *holder = {nullptr, nullptr, 0, false};
     if (luaL_newmetatable(L, HOLDER)) {
@@ -185,7 +188,8 @@ bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message) {
     ox_jrpcmsg_free(holder->message);
     holder->message = message;
     LuaContext* context = context_of(L);
-    if (!message) return luaL_error(L, "not enough memory");
+    if (!message) raise_memory(L);
+    check_memory(L);
     if (!context->api) luaL_error(L, "there is no connection to the daemon");
     int timeout = holder->timeout_ms ? holder->timeout_ms : script_timeout(L);
     int usual = ox_jrpcapi_get_timeout(context->api);
@@ -194,6 +198,7 @@ bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message) {
     bool done = run_guarded(L, run_exchange, &exchange);
     ox_jrpcapi_set_timeout(context->api, usual);
     if (!done) stop_error(L);
+    check_memory(L);
     return message->error_code == 0;
 }
 
@@ -236,6 +241,7 @@ const char* check_path(lua_State* L, int index) {
                   "a path without zero bytes expected");
     json_t* utf8 = json_string(path);
     json_decref(utf8);
+    check_memory(L);
     luaL_argcheck(L, utf8, index, "a path must be valid UTF-8");
     while (*path == ':') ++path;
     push_template_path(L, *path ? path : ".", is_star);
@@ -261,8 +267,10 @@ const char* push_template_path(lua_State* L, const char* path, bool (*picks)(std
 json_t* add_named(lua_State* L, json_t* list, const char* name) {
     json_t* entry = json_object();
     if (json_array_append_new(list, entry) != 0) luaL_error(L, "not enough memory");
-    if (json_object_set_new(entry, OX_TR_NAME, json_string(name)) != 0)
+    if (json_object_set_new(entry, OX_TR_NAME, json_string(name)) != 0) {
+        check_memory(L);
         luaL_error(L, "a path must be valid UTF-8");
+    }
     return entry;
 }
 

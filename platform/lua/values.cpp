@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "json.hpp"
+#include "memory.hpp"
 #include "object.hpp"
 #include "ox_conf_path.hpp"
 #include "ox_jrpccmd.hpp"
@@ -126,6 +127,7 @@ int select(lua_State* L) {
     lua_settop(L, 2);
     Holder* holder = holder_push(L, 2);
     json_t* params = json_pack("{s:s}", OX_TR_SELECTOR, selector);
+    check_memory(L);
     if (!params) return luaL_argerror(L, 1, "a selector must be valid UTF-8");
     if (!exchange(L, holder, ox_jrpcmsg_create_new("Select", params))) return failure(L, holder);
     json_t* matches = result_member(holder, OX_TR_MATCHES);

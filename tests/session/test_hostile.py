@@ -209,3 +209,20 @@ def test_a_flood_of_events_while_typing(scripted, terminal):
         assert shell.run("sh echo ready") == "ready"
     if not harness.SANITIZED:
         assert resident(shell) < 60, resident(shell)
+
+
+def test_errors_of_lua_do_not_steer_the_terminal(scripted, terminal, script):
+    """Those of the shell and of a script alike; what goes elsewhere keeps its bytes."""
+    daemon = scripted(lambda request, connection: ScriptedDaemon.error(9005, "no" + ODD) if request["method"] ==
+                      "GetParameterValues" else ScriptedDaemon.result({}))
+    path = script("print((ox.plain('a\\27[2J\\n\\tb\\194\\155')))\nox.strict = true\nox.get('Device.X')\n")
+    shell = terminal(daemon=daemon)
+    shell.run("lua ox.strict = true ox.get('Device.X')")
+    lone = terminal("-S", path, daemon=daemon)
+    lone.end()
+    for each in (shell, lone):
+        assert b"\x1b]0;own" not in each.raw and b"\x1b[2J" not in each.raw and b"\x07" not in each.raw
+        assert r"no\x1b[2J\x1b]0;own\x07" in each.text()
+    assert lone.text().startswith("a\\x1b[2J\n        b")
+    piped = harness.obxc("-S", path, daemon=daemon)
+    assert "no" + ODD[:4] in piped.out

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "ox_log.hpp"
+#include "ox_memory.hpp"
 
 /// A growing array of records that may be copied byte by byte. Zero-filled it is an empty one, so it can
 /// stand in plain records; whoever holds it calls `clear` at the end. The storage doubles, so appending stays
@@ -25,7 +26,8 @@ struct ox_array {
     T* end() const { return data + size; }
     T& operator[](size_t index) const { return data[index]; }
 
-    /// Makes room for `extra` more elements. False, and nothing is changed, when memory runs out.
+    /// Makes room for `extra` more elements. False, and nothing is changed, when memory runs out where that
+    /// is borne (ox_memory.hpp).
     bool reserve(size_t extra) {
         if (data && extra <= capacity - size) return true;
         size_t limit = static_cast<size_t>(-1) / sizeof(T) / 2;
@@ -33,6 +35,7 @@ struct ox_array {
         size_t wanted = capacity < FIRST ? FIRST : capacity;
         while (wanted < size + extra) wanted *= 2;
         auto* grown = static_cast<T*>(realloc(static_cast<void*>(data), wanted * sizeof(T)));
+        if (!grown) ox_memory_failed(__func__);
         if (!grown) return false;
         data = grown;
         capacity = wanted;

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "ox_memory.hpp"
 #include "ox_socket.hpp"
 
 namespace {
@@ -60,9 +61,11 @@ int frame_find(FrameReader* reader) {
     if (!is_begun(reader) && find_begin(reader) == OX_SOCKET_EEMPTY) return OX_SOCKET_EEMPTY;
     const ox_array<char>& bytes = reader->bytes;
     size_t taken = 0;
+    ox_memory_take_failure();
     int state =
         json_reader_feed(&reader->json, bytes.data + reader->parsed, bytes.size - reader->parsed, &taken);
     reader->parsed += taken;
+    reader->no_memory = ox_memory_take_failure();
     size_t end = state == JSON_READER_WHOLE ? reader->parsed : bytes.size;
     reader->too_long = reader->dropped + end - reader->start > FRAME_MESSAGE_MAX;
     reader->state = reader->too_long ? static_cast<int>(JSON_READER_BROKEN) : state;
@@ -82,6 +85,7 @@ const char* frame_begin(const FrameReader* reader, size_t* size) {
 }
 
 frame_fault frame_fault_of(const FrameReader* reader) {
+    if (reader->no_memory) return FRAME_MEMORY;
     if (reader->too_long) return FRAME_LONG;
     if (reader->state == JSON_READER_LARGE) return FRAME_LARGE;
     return reader->state == JSON_READER_NUMBER ? FRAME_NUMBER : FRAME_BROKEN;

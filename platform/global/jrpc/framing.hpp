@@ -11,7 +11,8 @@ enum { FRAME_MESSAGE_MAX = 64 << 20 };
 
 /// Why no object can come of the bytes.
 enum frame_fault {
-    FRAME_BROKEN,  ///< they are none, or memory ran out
+    FRAME_BROKEN,  ///< they are none
+    FRAME_MEMORY,  ///< memory ran out, where that is borne (ox_memory.hpp)
     FRAME_NUMBER,  ///< a number is beyond 64 bits
     FRAME_LONG,    ///< it is longer than FRAME_MESSAGE_MAX
     FRAME_LARGE,   ///< it takes too much memory
@@ -24,8 +25,9 @@ struct FrameReader {
     size_t parsed;   ///< the object at `start` was read as far as here
     size_t dropped;  ///< bytes of that object that are no longer held
     JsonReader json;
-    int state;      ///< JSON_READER_WHOLE: a whole object is there; broken ones stay so
-    bool too_long;  ///< which is why it is broken
+    int state;       ///< JSON_READER_WHOLE: a whole object is there; broken ones stay so
+    bool too_long;   ///< which is why it is broken
+    bool no_memory;  ///< or this is
 };
 
 /// Room for bytes to come: at least `least` bytes, `*room` of them. Null when memory runs out.

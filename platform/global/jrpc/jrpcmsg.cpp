@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "ox_jrpcmsg.hpp"
+#include "ox_memory.hpp"
 
 namespace {
 
@@ -77,7 +78,7 @@ void read_error(ox_jrpcmsg* message) {
 
 /// Takes over `json`.
 ox_jrpcmsg* message_new(json_t* json) {
-    auto* message = json ? static_cast<ox_jrpcmsg*>(calloc(1, sizeof(ox_jrpcmsg))) : nullptr;
+    auto* message = json ? static_cast<ox_jrpcmsg*>(ox_memory_new(sizeof(ox_jrpcmsg))) : nullptr;
     if (!message) {
         json_decref(json);
         return nullptr;
@@ -100,7 +101,7 @@ json_t* ox_jrpcmsg_text(const char* text) {
     json_t* value = json_string(text);
     if (value) return value;
     size_t length = strlen(text);
-    auto* fixed = static_cast<char*>(malloc(length * 3 + 1));
+    auto* fixed = static_cast<char*>(ox_memory_new(length * 3 + 1));
     if (!fixed) return nullptr;
     size_t used = 0;
     for (size_t i = 0; i < length;) {

@@ -5,6 +5,7 @@
 
 #include "hub.hpp"
 #include "jrpcevents.hpp"
+#include "ox_memory.hpp"
 #include "socket_error.hpp"
 #include "underway.hpp"
 #include "wait.hpp"
@@ -52,13 +53,17 @@ int stream_add(ox_jrpcapi* api, const ox_jrpcmsg* message) {
     OutBuffer* out = &api->out;
     drop_abandoned(api);
     size_t begin = out->bytes.size;
+    ox_memory_take_failure();
     bool fine = json_dump_callback(message->json, dump_to_out, out, JSON_COMPACT) == 0;
     if (fine && wants_auth(api, message)) fine = append_auth(out, api->auth);
-    if (fine && out->bytes.size - begin <= FRAME_MESSAGE_MAX && out->bytes.append("\n", 1)) {
+    // The JSON library goes on where a member's name could not be added.
+    bool whole = !ox_memory_take_failure();
+    if (fine && whole && out->bytes.size - begin <= FRAME_MESSAGE_MAX && out->bytes.append("\n", 1)) {
         if (begin == 0) out->message_end = out->bytes.size;
         return OX_SOCKET_OK;
     }
     out->bytes.size = begin;
+    if (!whole) return OX_SOCKET_ENOMEM;
     return socket_failure(OX_SOCKET_EPROTO, "The message cannot be sent: too long or no text");
 }
 
@@ -127,6 +132,8 @@ int broken_bytes(ox_jrpcapi* api) {
     frame_fault fault = frame_fault_of(&api->in);
     api->too_large = fault == FRAME_LONG || fault == FRAME_LARGE;
     switch (fault) {
+        case FRAME_MEMORY:
+            return OX_SOCKET_ENOMEM;
         case FRAME_NUMBER:
             return socket_failure(OX_SOCKET_EPROTO, "Broken message: a number is beyond 64 bits");
         case FRAME_LONG:

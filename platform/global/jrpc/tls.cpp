@@ -18,6 +18,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "ox_memory.hpp"
 #include "ox_wait.hpp"
 #include "socket_error.hpp"
 #include "wait.hpp"
@@ -117,7 +118,7 @@ int load_trusted() {
         mbedtls_x509_crt_free(&trusted);
         return failure(text);
     }
-    trusted_path = strdup(path);
+    trusted_path = ox_memory_text(path);
     return OX_SOCKET_OK;
 }
 

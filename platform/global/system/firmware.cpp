@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include "ox_firmware.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 
 namespace {
@@ -39,7 +40,7 @@ char* without_blanks(const char* text) {
     while (isspace(static_cast<unsigned char>(*text))) ++text;
     size_t length = strlen(text);
     while (length > 0 && isspace(static_cast<unsigned char>(text[length - 1]))) --length;
-    return strndup(text, length);
+    return ox_memory_text_n(text, length);
 }
 
 struct Version {

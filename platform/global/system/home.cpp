@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "ox_home.hpp"
+#include "ox_memory.hpp"
 #include "ox_str.hpp"
 
 namespace {
@@ -18,7 +19,7 @@ const char* own_home(void) {
 /// The home of the user whose name these bytes are; null for nobody.
 const char* home_of(const char* name, size_t length) {
     if (length == 0) return own_home();
-    char* text = strndup(name, length);
+    char* text = ox_memory_text_n(name, length);
     const struct passwd* user = text ? getpwnam(text) : nullptr;
     free(text);
     return user ? user->pw_dir : nullptr;
@@ -29,7 +30,7 @@ const char* home_of(const char* name, size_t length) {
 char* ox_home_expand(const char* name) {
     const char* rest = name + strcspn(name, "/");
     const char* home = *name == '~' ? home_of(name + 1, static_cast<size_t>(rest - name) - 1) : nullptr;
-    return home ? ox_str_printf_new("%s%s", home, rest) : strdup(name);
+    return home ? ox_str_printf_new("%s%s", home, rest) : ox_memory_text(name);
 }
 
 void ox_home_users(const char* prefix, json_t* names) {

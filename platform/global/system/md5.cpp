@@ -4,6 +4,7 @@
 
 #include "ox_fs.hpp"
 #include "ox_md5.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 
 namespace {
@@ -36,6 +37,7 @@ int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* p
                 mbedtls_md_starts(&context) == 0 && feed(&context, fd.get(), length) &&
                 mbedtls_md_finish(&context, digest) == 0;
     int error = errno;
+    if (!context.md_ctx) ox_memory_failed(__func__);
     mbedtls_md_free(&context);
     errno = error;
     return fine ? 0 : -1;

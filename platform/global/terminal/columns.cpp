@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "ox_memory.hpp"
 #include "ox_out.hpp"
 #include "screen.hpp"
 #include "width.hpp"
@@ -46,7 +47,8 @@ void print_row(const ColumnList& list, size_t row, const char* colour) {
 }  // namespace
 
 ColumnLayout columns_layout(const size_t* widths, size_t count, size_t width) {
-    ColumnLayout layout = {count, 1, static_cast<size_t*>(calloc(width / (gap + 1) + 2, sizeof(size_t)))};
+    ColumnLayout layout = {count, 1,
+                           static_cast<size_t*>(ox_memory_new((width / (gap + 1) + 2) * sizeof(size_t)))};
     if (!layout.widths || count == 0) return layout;
     size_t most = (width + gap) / (gap + 1);
     for (size_t columns = most < count ? most : count; columns > 1; columns--) {

@@ -13,6 +13,7 @@
 #include "completion_edit.hpp"
 #include "editor.hpp"
 #include "hint.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "screen.hpp"
 
@@ -180,7 +181,7 @@ void begin_menu(void) {
     free(menu.typed);
     menu.candidates = ask_candidates();
     menu.at = json_array_size(menu.candidates);
-    menu.typed = strndup(rl_line_buffer + completion_row_begin(), rl_point - completion_row_begin());
+    menu.typed = ox_memory_text_n(rl_line_buffer + completion_row_begin(), rl_point - completion_row_begin());
 }
 
 int step_menu(size_t places) {

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "ox_memory.hpp"
 #include "width.hpp"
 
 namespace {
@@ -69,7 +70,7 @@ CompletionEdit completion_edit(const char* line, size_t cursor, const json_t* ca
     bool in_word = cursor > 0 && !strchr(rules.boundaries, line[cursor - 1]);
     if (common < typed || (typed == 0 && in_word)) return edit;
 
-    edit.text = strndup(first, common);
+    edit.text = ox_memory_text_n(first, common);
     bool equal = common == typed && memcmp(line + edit.start, first, common) == 0;
     // Where several fit, what was typed is not replaced by the first one's capitals.
     bool only_case = count > 1 && common == typed;

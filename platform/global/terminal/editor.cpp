@@ -15,6 +15,7 @@
 #include "guard.hpp"
 #include "hint.hpp"
 #include "ox_echo.hpp"
+#include "ox_memory.hpp"
 #include "ox_out_buffer.hpp"
 #include "ox_str.hpp"
 #include "ox_string.hpp"
@@ -81,7 +82,7 @@ bool take_prompt(ox_rl_async* handle, const char* prompt) {
     char* drawn = coloured(prompt);
     bool same = handle->drawn && strcmp(handle->drawn, drawn) == 0;
     if (handle->prompt != prompt) {
-        char* copy = strdup(prompt);
+        char* copy = ox_memory_text(prompt);
         free(handle->prompt);
         handle->prompt = copy;
     }
@@ -210,7 +211,7 @@ void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]) {
 }
 
 ox_rl_async* ox_rl_async_new(void) {
-    return static_cast<ox_rl_async*>(calloc(1, sizeof(ox_rl_async)));
+    return static_cast<ox_rl_async*>(ox_memory_new(sizeof(ox_rl_async)));
 }
 
 void ox_rl_async_free(ox_rl_async* handle) {

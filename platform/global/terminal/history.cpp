@@ -14,6 +14,7 @@
 
 #include "ox_fs.hpp"
 #include "ox_history.hpp"
+#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 
 namespace {
@@ -33,7 +34,7 @@ struct HistoryFile {
 void in_file(const char* path) {
     if (!file.path || strcmp(file.path, path) != 0) {
         free(file.path);
-        file.path = strdup(path);
+        file.path = ox_memory_text(path);
     }
     file.fresh = history_length;
 }
@@ -138,7 +139,7 @@ bool each_line(int fd, Take take) {
 bool holds_secret(const char* line) {
     if (!file.is_secret) return false;
     if (line[0] != mark) return file.is_secret(line);
-    CharsRef entry(strdup(line + 1));
+    CharsRef entry(ox_memory_text(line + 1));
     unescape(entry);
     return file.is_secret(entry);
 }

@@ -2,6 +2,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "ox_memory.hpp"
 #include "ox_out.hpp"
 #include "screen.hpp"
 #include "width.hpp"
@@ -142,7 +143,7 @@ char* ox_out_escape(const char* text, long length) {
     } else {
         escape(text, size, [result](const char* piece, size_t bytes) { ox_str_add_n(result, piece, bytes); });
     }
-    char* copy = strdup(ox_dynarray_get(result));
+    char* copy = ox_memory_text(ox_dynarray_get(result));
     ox_str_free(result);
     return copy;
 }

@@ -6,6 +6,7 @@
 
 #include "bytes.hpp"
 #include "editor.hpp"
+#include "ox_memory.hpp"
 #include "ox_str.hpp"
 
 namespace {
@@ -14,7 +15,7 @@ ox_str buffer;
 char* take_buffer(void) {
     char* line = buffer.data;
     buffer = {};
-    return line ? line : static_cast<char*>(calloc(1, 1));
+    return line ? line : static_cast<char*>(ox_memory_new(1));
 }
 }  // namespace
 

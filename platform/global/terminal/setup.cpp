@@ -12,6 +12,7 @@
 #include "describe.hpp"
 #include "editor.hpp"
 #include "hint.hpp"
+#include "ox_memory.hpp"
 #include "paste.hpp"
 #include "screen.hpp"
 #include "typed.hpp"
@@ -82,7 +83,7 @@ public:
         if (!locale) return;
         size_t count = 0;
         while (own_[count]) count++;
-        changed_ = static_cast<char**>(calloc(count + 2, sizeof(char*)));
+        changed_ = static_cast<char**>(ox_memory_new((count + 2) * sizeof(char*)));
         if (!changed_) return;
         snprintf(setting_, sizeof setting_, "LC_ALL=%s", locale);
         changed_[0] = setting_;

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "ox_memory.hpp"
 #include "ox_string.hpp"
 
 size_t ox_string_strlcpy(char* dst, const char* src, size_t size) {
@@ -197,7 +198,7 @@ void sort_paths(Item* items, size_t count) {
 void ox_qsort_json(json_t* array, int order) {
     size_t count = json_array_size(array);
     if (count < 2) return;
-    auto* items = static_cast<Item*>(malloc(count * sizeof(Item)));
+    auto* items = static_cast<Item*>(ox_memory_new(count * sizeof(Item)));
     if (!items) return;
     for (size_t i = 0; i < count; ++i) {
         json_t* value = json_incref(json_array_get(array, i));
