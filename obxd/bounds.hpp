@@ -31,4 +31,24 @@ constexpr int64_t EXHAUSTED_MS = 100;
 constexpr int64_t CLIENT_TURN_MS = 10;
 constexpr int64_t CLASS_TURN_MS = 20;
 
+/// What clients may take up in memory together, by who they are. Beside that each has a little of its own.
+struct Share {
+    size_t input;   ///< bytes of messages that are not whole yet
+    size_t output;  ///< bytes of answers that are not read
+    size_t values;  ///< in one message; each takes up to 250 bytes
+};
+constexpr size_t MIB = size_t{1024} * 1024;
+constexpr Share GUESTS_SHARE = {80 * MIB, 80 * MIB, 100000};
+constexpr Share USERS_SHARE = {128 * MIB, 128 * MIB, 400000};
+constexpr Share ADMINISTRATORS_SHARE = {256 * MIB, 256 * MIB, 1000000};
+/// Of each connection's own: half a message, answers that are not read (beyond that it is not served), events
+/// that are not read.
+constexpr size_t OWN_INPUT = size_t{64} * 1024;
+constexpr size_t OWN_OUTPUT = size_t{256} * 1024;
+constexpr size_t OWN_EVENTS = size_t{64} * 1024;
+/// Events that are not read, of all connections together; one that several get counts once.
+constexpr size_t EVENTS_SHARE = 80 * MIB;
+/// What took more memory than this has it given back to the system.
+constexpr size_t LARGE = MIB;
+
 }  // namespace obxd

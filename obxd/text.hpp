@@ -34,7 +34,7 @@ public:
     }
     /// Appends another text; long ones are not copied.
     void append(Text&& other);
-    /// Appends a text that several hold: its bytes are there once.
+    /// Appends a text that several hold: its bytes are there once. A short one is copied.
     void share(const std::shared_ptr<const Text>& other);
 
     /// Fills in where the first pieces are, at most `count`; returns how many.

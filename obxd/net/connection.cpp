@@ -106,8 +106,7 @@ bool connection_read(Connection& c) {
     c.eof = got == 0;
     // Records that TLS holds already are not seen by epoll: only an empty socket tells that all was read.
     c.drained = c.eof || (!c.tls && static_cast<size_t>(got) < sizeof buffer);
-    if (c.phase == Connection::OPEN) input_append(c.in, buffer, static_cast<size_t>(got));
-    return true;
+    return c.phase != Connection::OPEN || input_append(c.in, buffer, static_cast<size_t>(got));
 }
 
 bool connection_open(Connection& c, TlsServer* server) {

@@ -42,6 +42,9 @@ struct Connection {
     bool deaf = false;     ///< the peer takes nothing any more; what it had sent before still counts
     bool closing = false;  ///< close when the output is out
     bool busy = false;     ///< a request waits for its answer; later ones wait for that
+    bool waiting = false;  ///< its message waits until there is room for the answer
+    bool chosen = false;   ///< the first of those that wait: what room there is is for its answer
+    size_t gave_up = 0;    ///< the answer was found to be longer than this
     bool queued = false;   ///< stands in the server's list of connections to serve
     uint32_t watched = 0;  ///< epoll events asked for; 0 while the loop does not watch it
 
@@ -68,7 +71,7 @@ inline size_t connection_pending(const Connection& c) {
 Text& connection_output(Connection& c);
 /// Sends what the socket takes; nothing where the peer is `deaf`. False when the stream broke.
 bool connection_flush(Connection& c);
-/// Reads once into the input. False when the stream broke; at its end `eof` is set.
+/// Reads once into the input. False when the stream broke or memory ran out; at its end `eof` is set.
 bool connection_read(Connection& c);
 /// Takes the phases before OPEN as far as possible; `server` may be null (no certificate). False: close it.
 bool connection_open(Connection& c, TlsServer* server);

@@ -8,6 +8,7 @@
 
 #include "net/admission.hpp"
 #include "net/listener.hpp"
+#include "net/shares.hpp"
 
 namespace obxd {
 
@@ -17,22 +18,20 @@ constexpr uint64_t TAG_LOCAL = 2;
 constexpr uint64_t TAG_TCP = 3;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
-constexpr size_t HIGH_WATER = size_t{256} * 1024;  // a client that has so much left to read is not served
 constexpr size_t MAX_PUSHED = size_t{8} * 1024 * 1024;
 constexpr size_t MAX_PUSHED_TO_ALL = size_t{64} * 1024 * 1024;
 constexpr size_t PUSHED_SHARE = size_t{256} * 1024;  // that a client has also where others have filled that
-constexpr size_t LARGE_INPUT = size_t{1024} * 1024;
-constexpr size_t MAX_INPUTS = size_t{256} * 1024 * 1024;  // of all connections together
 constexpr int64_t HANDSHAKE_MS = 10000;
 constexpr int64_t STALL_MS = 60000;
+constexpr int64_t PRESSED_STALL_MS = 5000;  // where others wait for the memory
 constexpr int64_t LINGER_MS = 1000;
 constexpr int64_t SWEEP_MS = 500;
 constexpr int64_t WORKING_MS = 10000;  // a client whose request takes longer is told so that it is at work
 constexpr int64_t RETRY_MS = 200;
 
 bool may_read(const Connection& c) {
-    return !c.eof &&
-           (c.phase == Connection::LINGER || (!c.busy && !c.closing && connection_pending(c) < HIGH_WATER));
+    return !c.eof && (c.phase == Connection::LINGER ||
+                      (!c.busy && !c.waiting && !c.closing && connection_pending(c) < OWN_OUTPUT));
 }
 
 // Asks the loop for what the connection waits for now.
@@ -61,15 +60,21 @@ void start_linger(Connection& c) {
     c.phase = Connection::LINGER;
     c.progress = now_ms();
     c.drained = false;
-    c.in = Input();
+    input_clear(c.in);
 }
 
-// Half messages of many clients must not fill the memory, however slowly they come.
-bool too_much_input(const Server& server, const Connection& c) {
-    if (c.in.bytes.size() < LARGE_INPUT) return false;
-    size_t sum = 0;
-    for (const auto& entry : server.connections) sum += entry.second->in.bytes.capacity();
-    return sum > MAX_INPUTS;
+// False when the message has to wait.
+bool give_message(Server& server, Connection& c, std::string_view text) {
+    server.large |= text.size() > LARGE || c.in.values * 100 > LARGE;
+    if (!server.on_message(c, text)) {
+        input_give_back(c.in, text.size());
+        share_wait(server, c);
+        return false;
+    }
+    share_served(c);
+    input_done(c.in);
+    server.large |= connection_pending(c) > LARGE;
+    return true;
 }
 
 // Takes messages while it is this connection's turn. True when there may be more to do at once.
@@ -77,14 +82,15 @@ bool take_messages(Server& server, Connection& c) {
     int messages = MESSAGES_PER_TURN;
     int reads = READS_PER_TURN;
     int64_t end = now_ms() + CLIENT_TURN_MS;
-    while (c.phase == Connection::OPEN && !c.busy && !c.closing && connection_pending(c) < HIGH_WATER) {
+    while (c.phase == Connection::OPEN && !c.busy && !c.waiting && !c.closing &&
+           connection_pending(c) < OWN_OUTPUT) {
         if (messages == 0 || reads == 0 || now_ms() > end) return true;
         std::string_view text;
         Frame frame = input_next(c.in, text);
         if (frame == Frame::MESSAGE) {
             messages--;
             c.heard = now_ms();
-            server.on_message(c, text);
+            if (!give_message(server, c, text)) return false;
         } else if (frame == Frame::NO_OBJECT) {
             server.on_broken(c, "A message must be a JSON object");
         } else if (frame == Frame::TOO_LONG) {
@@ -93,7 +99,7 @@ bool take_messages(Server& server, Connection& c) {
             if (c.eof) c.closing = true;
             if (c.eof || c.drained) return false;
             reads--;
-            if (too_much_input(server, c))
+            if (!share_takes_input(server, c))
                 server.on_broken(c, "Too much is being received at once");
             else if (!connection_read(c))
                 server_close(server, c);
@@ -122,7 +128,7 @@ void serve(Server& server, Connection& c) {
     }
     bool more = take_messages(server, c);
     if (c.phase == Connection::DEAD) return;
-    bool blocked = connection_pending(c) >= HIGH_WATER;
+    bool blocked = connection_pending(c) >= OWN_OUTPUT;
     if (c.phase == Connection::OPEN && !connection_flush(c)) return server_close(server, c);
     if (c.closing && !c.busy && connection_pending(c) == 0) {
         if (c.eof || c.deaf) return server_close(server, c);
@@ -132,7 +138,7 @@ void serve(Server& server, Connection& c) {
     if (c.phase == Connection::DEAD) return;
     watch(server, c);
     // Where output that was in the way is gone, messages that are here already go on without a new event.
-    if (more || (blocked && connection_pending(c) < HIGH_WATER)) server_wake(server, c);
+    if (more || (blocked && connection_pending(c) < OWN_OUTPUT)) server_wake(server, c);
 }
 
 void on_event(Server& server, uint64_t tag, uint32_t events) {
@@ -183,6 +189,7 @@ bool on_turn(Server& server) {
     server.to_serve.insert(server.to_serve.begin(), left.begin(), left.end());
     for (uint64_t id : server.to_forget) server.connections.erase(id);
     server.to_forget.clear();
+    share_wake(server);
     return !server.to_serve.empty();
 }
 
@@ -207,8 +214,9 @@ void sweep(Server& server) {
         Connection& c = *entry.second;
         int64_t idle = now - c.progress;
         bool unread = c.phase == Connection::OPEN && connection_pending(c) > 0;
+        int64_t stall = share_is_pressed(server, c) ? PRESSED_STALL_MS : STALL_MS;
         bool early = c.phase == Connection::HANDSHAKE || (c.phase == Connection::SNIFF && c.must_use_tls);
-        if ((early && idle > HANDSHAKE_MS) || (unread && c.answers && idle > STALL_MS) ||
+        if ((early && idle > HANDSHAKE_MS) || (unread && c.answers && idle > stall) ||
             (c.phase == Connection::LINGER && idle > LINGER_MS) || admission_expired(server, c, now))
             server_close(server, c);
         else if (c.phase == Connection::OPEN && c.busy && !unread && !c.deaf && idle > WORKING_MS) {
@@ -216,6 +224,7 @@ void sweep(Server& server) {
             server_wake(server, c);
         }
     }
+    share_trim(server);
     loop_after(server.loop, SWEEP_MS, [&server] { sweep(server); });
 }
 
@@ -281,6 +290,7 @@ void server_close(Server& server, Connection& c) {
     c.fd = -1;
     c.watched = 0;
     c.phase = Connection::DEAD;
+    c.out.clear();
     server.to_forget.push_back(c.id);
 }
 
@@ -296,6 +306,17 @@ void server_wake(Server& server, Connection& c) {
     server.to_serve.push_back(c.id);
 }
 
+std::shared_ptr<const Text> server_shared_text(Server& server, Text text) {
+    size_t size = text.size();
+    server.large |= size > LARGE;
+    server.events += size;
+    auto* shared = new Text(std::move(text));
+    return std::shared_ptr<const Text>(shared, [&events = server.events, size](const Text* gone) {
+        events -= size;
+        delete gone;
+    });
+}
+
 bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text) {
     if (c.deaf || c.phase != Connection::OPEN) return true;
     // A single text may be as long as a message, so the bound is on what waited before it.
@@ -305,6 +326,7 @@ bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text
     c.pushed += text->size();
     c.out.share(text);
     server_wake(server, c);
+    if (server.events > EVENTS_SHARE) share_drop_deaf(server);
     return true;
 }
 

@@ -30,8 +30,9 @@ struct Server {
     TlsServerPtr tls;  ///< null: no TLS
     Bounds bounds = Bounds();
 
-    /// Takes each message. What it answers, now or later, goes to the connection's output.
-    std::function<void(Connection& c, std::string_view text)> on_message;
+    /// Takes each message. What it answers, now or later, goes to the connection's output. False where there
+    /// is no room for the answer now: then the message comes again later.
+    std::function<bool(Connection& c, std::string_view text)> on_message;
     /// Tells the client why what it sent cannot be read on, and has the connection closed.
     std::function<void(Connection& c, const char* why)> on_broken;
     /// Sends what was held back for a connection that is `owed` something: all its output is out.
@@ -43,6 +44,9 @@ struct Server {
     Fd spare = Fd();      ///< a descriptor to accept with where there is none left
     bool paused = false;  ///< nobody is accepted for a while
     uint64_t next_connection = 16;
+    size_t events = 0;              ///< bytes of the events that connections share
+    bool large = false;             ///< much memory was in use, which may be given back
+    std::vector<uint64_t> waiting;  ///< connections whose messages wait for room, the first of them first
     std::unordered_map<uint64_t, std::unique_ptr<Connection>> connections;  ///< by their ids
     std::vector<uint64_t> to_serve;                                         ///< connections with work left
     std::vector<uint64_t> to_forget;
@@ -67,6 +71,8 @@ void server_close(Server& server, Connection& c);
 Connection* server_find(Server& server, uint64_t id);
 /// Has the connection served in this round of the loop.
 void server_wake(Server& server, Connection& c);
+/// A text for many connections, from which it is pushed to them.
+std::shared_ptr<const Text> server_shared_text(Server& server, Text text);
 /// Sends a text that the client did not ask for. False when too much of that is unread; then it is not sent.
 bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text);
 

@@ -7,7 +7,9 @@
 #include "device/model.hpp"
 #include "device/transfer.hpp"
 #include "net/admission.hpp"
+#include "net/shares.hpp"
 #include "requests/events.hpp"
+#include "requests/large.hpp"
 #include "requests/response.hpp"
 #include "requests/session.hpp"
 #include "requests/unfit.hpp"
@@ -41,6 +43,8 @@ template <bool RAW>
 Answer set(Store& store, const Caller& caller, const json_t* params) {
     return store.set_values(caller, params, RAW);
 }
+
+constexpr uint32_t MOST_LEVELS = 2048;  // as jansson
 
 constexpr MethodRow METHODS[] = {
     {"GetParameterValues", RANK_GUEST, &Store::get_values},
@@ -112,12 +116,24 @@ bool find_caller(const Users& users, Connection& c, const json_t* auth, Caller& 
     return true;
 }
 
+// Answers what only reads the model. False where there is no room for the answer now.
+bool answer_read(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
+                 const json_t* params, const json_t* id) {
+    if (!id) return true;  // nobody would get what it reads
+    size_t room = share_room(requests.server, c);
+    Answer answer = (requests.store.*row.read)(caller, params, room);
+    if (answer.cut && room < MAX_MESSAGE) {
+        c.gave_up = room;
+        return false;
+    }
+    send_answer(c, id, std::move(answer));
+    return true;
+}
+
 void answer_request(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
                     const json_t* params, json_t* id) {
-    if (row.read && !id) return;  // nobody would get what it reads
     c.busy = true;
     Reply reply = make_reply(requests, c, id);
-    if (row.read) return reply((requests.store.*row.read)(caller, params, MAX_MESSAGE));
     if (row.change) return reply(row.change(requests.store, caller, params));
     c.progress = now_ms();
     Rank least = row.twin ? model_call_rank(requests.store, row.twin) : row.least;
@@ -150,17 +166,23 @@ void pass_event(Requests& requests, const Connection& c, const json_t* message) 
                 c.id);
 }
 
-void serve_message(Requests& requests, Connection& c, const json_t* message) {
+// False where there is no room for the answer now.
+bool serve_message(Requests& requests, Connection& c, const json_t* message) {
     json_t* id = json_object_get(message, "id");
     if (const char* wrong = check_message(message)) {
         bool usable = json_is_number(id) || json_is_string(id);
         JsonRef none(json_null());
-        return send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_REQUEST, wrong));
+        send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_REQUEST, wrong));
+        return true;
     }
     const char* name = json_string_value(json_object_get(message, "method"));
-    if (!id && strcmp(name, "Event") == 0) return pass_event(requests, c, message);
+    if (!id && strcmp(name, "Event") == 0) {
+        pass_event(requests, c, message);
+        return true;
+    }
     auto refuse = [&c, id](int code, const std::string& detail) {
         if (id) send_answer(c, id, answer_fault(code, detail));
+        return true;
     };
     const MethodRow* row = find_method(name);
     if (!row) return refuse(RPC_METHOD_NOT_FOUND, name);
@@ -172,14 +194,21 @@ void serve_message(Requests& requests, Connection& c, const json_t* message) {
         return refuse(FAULT_REQUEST_DENIED, "Unknown token");
     JsonRef none(json_object());
     requests.device.asker = {&caller, c.id, c.root ? "" : c.source};
-    answer_request(requests, c, *row, caller, json_is_object(params) ? params : none, id);
+    if (!json_is_object(params)) params = none;
+    bool done = true;
+    if (row->read)
+        done = answer_read(requests, c, *row, caller, params, id);
+    else
+        answer_request(requests, c, *row, caller, params, id);
     requests.device.asker = {};
+    return done;
 }
 
-// JSON that the parser has no room for is refused; for that the id is needed, and no more.
-void refuse_unfit(Connection& c, std::string_view text) {
-    std::string why;
-    std::string clean = unfit_clean(text, why);
+// Refuses a message that was not read; for that the id is needed, and no more. Where `code` is 0 the reason
+// is what the parser has no room for.
+void refuse_unread(Connection& c, std::string_view text, int code, std::string why) {
+    std::string unfit;
+    std::string clean = unfit_clean(text, unfit);
     json_error_t where;
     JsonRef message(json_loadb(clean.data(), clean.size(), 0, &where));
     if (!message) return dispatch_broken(c, where.text);
@@ -187,17 +216,57 @@ void refuse_unfit(Connection& c, std::string_view text) {
     if (!id) return;
     bool usable = json_is_number(id) || (json_is_string(id) && !unfit_text(json_string_value(id)));
     JsonRef none(json_null());
-    send_answer(c, usable ? id : none, answer_fault(RPC_INVALID_PARAMS, why));
+    Answer fault = code ? answer_fault(code, std::move(why)) : answer_fault(RPC_INVALID_PARAMS, unfit);
+    send_answer(c, usable ? id : none, std::move(fault));
+}
+
+// The same for a long one, of which no more than the outline is looked at.
+void refuse_large(Connection& c, std::string_view text, int code, std::string why) {
+    std::string outline = message_outline(text);
+    if (outline.empty()) return dispatch_broken(c, why.c_str());
+    refuse_unread(c, outline, code, std::move(why));
+}
+
+bool dispatch_large(Requests& requests, Connection& c, std::string_view text) {
+    JsonRef message;
+    switch (large_read(text, message)) {
+        case Reading::WHOLE:
+            return serve_message(requests, c, message);
+        case Reading::UNFIT:
+            refuse_large(c, text, RPC_INVALID_PARAMS, "a text holds \\u0000, or a number is beyond 64 bits");
+            return true;
+        case Reading::COSTLY:
+            refuse_large(c, text, FAULT_RESOURCES, "The message takes too much memory");
+            return true;
+        case Reading::BROKEN:
+            dispatch_broken(c, "The message is no JSON");
+            return true;
+    }
+    return true;
 }
 
 }  // namespace
 
-void dispatch(Requests& requests, Connection& c, std::string_view text) {
+bool dispatch(Requests& requests, Connection& c, std::string_view text) {
+    if (c.in.deepest > MOST_LEVELS) {
+        dispatch_broken(c, "The message is nested too deeply");
+        return true;
+    }
+    size_t most = share_of(c).values;
+    if (c.in.values > most) {
+        refuse_large(c, text, FAULT_RESOURCES,
+                     "The message holds more than " + std::to_string(most) + " values");
+        return true;
+    }
+    if (text.size() > LARGE_MESSAGE) return dispatch_large(requests, c, text);
     json_error_t where;
     JsonRef message(json_loadb(text.data(), text.size(), 0, &where));
     if (message) return serve_message(requests, c, message);
-    if (unfit_is(where)) return refuse_unfit(c, text);
-    dispatch_broken(c, where.text);
+    if (unfit_is(where))
+        refuse_unread(c, text, 0, "");
+    else
+        dispatch_broken(c, where.text);
+    return true;
 }
 
 void dispatch_broken(Connection& c, const char* why) {

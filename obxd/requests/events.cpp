@@ -20,22 +20,22 @@ json_t* model_event(const Change& change) {
 using EventText = std::shared_ptr<const Text>;
 
 // The event as a message, which all who get it share; null when it would be too long for one.
-EventText event_text(uint32_t group, const json_t* params) {
+EventText event_text(Server& server, uint32_t group, const json_t* params) {
     JsonRef event(json_pack("{s:s, s:s, s:I}", "jsonrpc", "2.0", "method", "Event", "group",
                             static_cast<json_int_t>(group)));
     if (params) json_object_set(event, "params", const_cast<json_t*>(params));
-    auto text = std::make_shared<Text>();
-    if (!json_put(*text, event) || text->size() > MAX_MESSAGE) return nullptr;
-    text->append('\n');
-    return text;
+    Text text;
+    if (!json_put(text, event) || text.size() > MAX_MESSAGE) return nullptr;
+    text.append('\n');
+    return server_shared_text(server, std::move(text));
 }
 
 // That a value has changed, as this caller is told it: null when it may not read it.
-EventText value_text(Store& store, const Caller& caller, const std::string& path) {
-    JsonRef value(store.shown(caller, path));
+EventText value_text(Requests& requests, const Caller& caller, const std::string& path) {
+    JsonRef value(requests.store.shown(caller, path));
     if (!value) return nullptr;
     JsonRef params(json_pack("{s:s, s:O}", OX_TR_PATH, path.c_str(), OX_TR_VALUE, value.get()));
-    return event_text(GROUP_VALUES, params);
+    return event_text(requests.server, GROUP_VALUES, params);
 }
 
 // The clients that take the events of the group.
@@ -58,7 +58,7 @@ void send_value(Requests& requests, const std::string& path) {
                                  [&caller](const auto& k) { return k.first->user == caller.user; });
         if (same == known.end()) {
             requests.device.asker.caller = &caller;
-            known.emplace_back(&caller, value_text(requests.store, caller, path));
+            known.emplace_back(&caller, value_text(requests, caller, path));
             same = known.end() - 1;
         }
         if (same->second && !server_push(requests.server, *c, same->second))
@@ -77,7 +77,7 @@ void send_change(Server& server, Connection& c, const Change& change, const Even
 void send_change_to_all(Server& server, const Change& change) {
     EventText text;
     for (Connection* c : members(server, GROUP_MODEL)) {
-        if (!text) text = event_text(GROUP_MODEL, JsonRef(model_event(change)));
+        if (!text) text = event_text(server, GROUP_MODEL, JsonRef(model_event(change)));
         send_change(server, *c, change, text);
     }
 }
@@ -89,7 +89,7 @@ void events_emit(Requests& requests, uint32_t group, json_t* params, uint64_t ex
     EventText text;
     for (Connection* c : members(requests.server, group)) {
         if (c->id == except) continue;
-        if (!text && !(text = event_text(group, params))) return;
+        if (!text && !(text = event_text(requests.server, group, params))) return;
         if (server_push(requests.server, *c, text)) continue;
         if (group != GROUP_MODEL) server_close(requests.server, *c);
     }
@@ -100,7 +100,8 @@ void events_owed(Requests& requests, Connection& c) {
     c.owed = false;
     for (const Change& change : missed_take(session.missed)) {
         if (session_in_group(session, GROUP_MODEL))
-            send_change(requests.server, c, change, event_text(GROUP_MODEL, JsonRef(model_event(change))));
+            send_change(requests.server, c, change,
+                        event_text(requests.server, GROUP_MODEL, JsonRef(model_event(change))));
     }
 }
 

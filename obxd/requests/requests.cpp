@@ -7,7 +7,7 @@ namespace obxd {
 
 void requests_start(Requests& requests) {
     requests.server.on_message = [&requests](Connection& c, std::string_view text) {
-        dispatch(requests, c, text);
+        return dispatch(requests, c, text);
     };
     requests.server.on_broken = dispatch_broken;
     requests.server.on_relief = [&requests](Connection& c) { events_owed(requests, c); };
