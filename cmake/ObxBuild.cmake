@@ -66,6 +66,7 @@ target_link_libraries(dep_lua INTERFACE m ${CMAKE_DL_LIBS})
 obx_dependency(dep_readline readline/readline.h readline tinfo)
 obx_dependency(dep_mbedtls mbedtls/ssl.h mbedtls mbedx509 mbedcrypto)
 obx_dependency(dep_crypt crypt.h crypt)
+obx_dependency(dep_expat expat.h expat)
 find_package(Threads REQUIRED)
 
 # obx_program(TARGET): link options of a program that starts quickly: nothing shared but libc.

@@ -140,6 +140,38 @@ bool run(const Options& options, Users& users, TlsServerPtr tls, Store& store, s
     return ready;
 }
 
+// The model and its values; what is odd in them is told.
+// Null where that fails, with the program's `status`.
+std::unique_ptr<Store> load_store(const Options& options, int& status) {
+    std::string error;
+    status = EXIT_FAULT;
+    std::unique_ptr<Store> store = Store::load({options.model, options.services, options.deleted}, error);
+    bool fine = store && (options.values.empty() || store->load_values(options.values, error));
+    if (fine && !options.rows.empty() && !store->make_rows(options.rows, error)) {
+        error = "--rows: " + error;
+        status = EXIT_USAGE;
+        fine = false;
+    }
+    if (!fine) {
+        complain(error, status);
+        return nullptr;
+    }
+    for (const std::string& note : store->notes()) complain(note, 0);
+    return store;
+}
+
+int dump_model(Options options) {
+    complete(options);
+    int status;
+    std::unique_ptr<Store> store = load_store(options, status);
+    if (!store) return status;
+    obxd::JsonRef model(store->dump());
+    if (json_dumpf(model, stdout, JSON_INDENT(1) | JSON_REAL_PRECISION(15)) == 0 && puts("") >= 0 &&
+        fflush(stdout) == 0)
+        return 0;
+    return complain(strerror(errno), EXIT_FAULT);
+}
+
 int serve(Options options) {
     complete(options);
     fit_descriptors(options.bounds);
@@ -149,12 +181,9 @@ int serve(Options options) {
     if (!load_users(options.users, users, error)) return complain(error, EXIT_FAULT);
     if (!options.tls_cert.empty() && !(tls = tls_server_load(options.tls_cert, options.tls_key, error)))
         return complain(error, EXIT_FAULT);
-    std::unique_ptr<Store> store = Store::load(options.model, error);
-    if (!store || (!options.values.empty() && !store->load_values(options.values, error)))
-        return complain(error, EXIT_FAULT);
-    if (!options.rows.empty() && !store->make_rows(options.rows, error))
-        return complain("--rows: " + error, EXIT_USAGE);
-    for (const std::string& note : store->notes()) complain(note, 0);
+    int status;
+    std::unique_ptr<Store> store = load_store(options, status);
+    if (!store) return status;
     if (!run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;
 }
@@ -178,6 +207,8 @@ int main(int argc, char** argv) {
             return print_hash(options);
         case Options::MAKE_IMAGE:
             return make_image(options);
+        case Options::DUMP_MODEL:
+            return dump_model(options);
         case Options::SERVE:
             break;
     }

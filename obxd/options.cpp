@@ -22,6 +22,9 @@ enum {
     OPT_MAX_PER_SOURCE,
     OPT_GUEST_IDLE,
     OPT_ROWS,
+    OPT_SERVICE,
+    OPT_DELETED,
+    OPT_DUMP_MODEL
 };
 
 constexpr int MAX_CONNECTIONS = 100000;
@@ -33,6 +36,8 @@ const option LONG_OPTIONS[] = {
     {"tls-cert", required_argument, nullptr, 'c'},
     {"tls-key", required_argument, nullptr, 'k'},
     {"model", required_argument, nullptr, 'm'},
+    {"service", required_argument, nullptr, OPT_SERVICE},
+    {"deleted", no_argument, nullptr, OPT_DELETED},
     {"values", required_argument, nullptr, OPT_VALUES},
     {"rows", required_argument, nullptr, OPT_ROWS},
     {"state", required_argument, nullptr, 'd'},
@@ -42,6 +47,7 @@ const option LONG_OPTIONS[] = {
     {"hash-password", no_argument, nullptr, OPT_HASH_PASSWORD},
     {"hash-token", no_argument, nullptr, OPT_HASH_TOKEN},
     {"make-image", no_argument, nullptr, OPT_MAKE_IMAGE},
+    {"dump-model", no_argument, nullptr, OPT_DUMP_MODEL},
     {"reboot-ms", required_argument, nullptr, OPT_REBOOT_MS},
     {"flash-ms", required_argument, nullptr, OPT_FLASH_MS},
     {"upload-dir", required_argument, nullptr, OPT_UPLOAD_DIR},
@@ -127,6 +133,15 @@ bool take_option(int code, Options& options, std::string& error) {
             break;
         case OPT_MAKE_IMAGE:
             options.action = Options::MAKE_IMAGE;
+            break;
+        case OPT_DUMP_MODEL:
+            options.action = Options::DUMP_MODEL;
+            break;
+        case OPT_SERVICE:
+            options.services.emplace_back(optarg);
+            break;
+        case OPT_DELETED:
+            options.deleted = true;
             break;
         case OPT_VALUES:
             options.values = optarg;
@@ -215,7 +230,11 @@ const char* options_help() {
            "  --listen HOST:PORT   listen on TCP too; an IPv6 host in brackets, port 0 for any\n"
            "  --tls-cert FILE      certificate (PEM): TCP connections must use TLS, local ones may\n"
            "  --tls-key FILE       its private key (PEM)\n"
-           "  --model FILE         data model to serve (default: the router that comes with obxd)\n"
+           "  --model FILE         data model to serve: a model file in JSON, or a published \"full\"\n"
+           "                       document in XML (default: the router that comes with obxd)\n"
+           "  --service FILE       service model in XML, mounted below Services. of that document;\n"
+           "                       may be given several times\n"
+           "  --deleted            nodes that the model calls deleted are there all the same\n"
            "  --values FILE        values of the model, besides those that it has\n"
            "  --rows N             make up N rows in each table\n"
            "  --rows PATH=N        make up N rows in that table\n"
@@ -237,6 +256,8 @@ const char* options_help() {
            "  --hash-token         read a token from standard input, print its hash\n"
            "  --make-image VERSION PAYLOAD OUT\n"
            "                       make a firmware image OUT of a version from the file PAYLOAD\n"
+           "  --dump-model         print the model that --model and the options beside it make, as a\n"
+           "                       model file in JSON\n"
            "  --help, --version\n";
 }
 

@@ -12,13 +12,15 @@
 namespace obxd {
 
 struct Options {
-    enum Action { SERVE, HELP, VERSION, HASH_PASSWORD, HASH_TOKEN, MAKE_IMAGE } action = SERVE;
+    enum Action { SERVE, HELP, VERSION, HASH_PASSWORD, HASH_TOKEN, MAKE_IMAGE, DUMP_MODEL } action = SERVE;
     std::string socket = "/var/run/obxd.sock";
     std::string listen_host;  ///< "" with listen_port -1: no TCP
     int listen_port = -1;
     std::string tls_cert, tls_key;
     std::string model, values, state_dir, users;
     std::map<std::string, uint32_t> rows;  ///< that are made up: by the table's path, "" for all others
+    std::vector<std::string> services;
+    bool deleted = false;
     std::string image_version, image_payload, image_file;
     int reboot_ms = 500;
     int flash_ms = 2000;

@@ -101,6 +101,7 @@ int attr_request(const char* name, json_t* args) {
         const char* path = nullptr;
         json_t* attributes = nullptr;
         json_unpack(element, "{s : s, s : o}", OX_TR_NAME, &path, OX_TR_ATTRIBUTES, &attributes);
+        if (!path && !attributes) continue;  // it tells nothing, however often it comes
         JsonRef node(json_pack("{s:O}", OX_TR_ATTR, attributes ? attributes : json_null()));
         attr_print(path ? path : "", node, attributes);
         putc('\n', stdout);

@@ -5,6 +5,7 @@
 
 #include "commands/print.hpp"
 #include "model/value_format.hpp"
+#include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 
 namespace {
@@ -86,6 +87,18 @@ void print_relations(const json_t* relations) {
     }
 }
 
+/// A text on one row: its paragraphs stand one behind the other.
+json_t* one_row(const json_t* text) {
+    StrRef row(ox_str_init());
+    for (const char* at = json_string_value(text); *at != '\0';) {
+        size_t word = strcspn(at, " \t\r\n");
+        if (ox_str_length(row) > 0) ox_str_add(row, " ");
+        ox_str_add_n(row, at, word);
+        at += word + strspn(at + word, " \t\r\n");
+    }
+    return json_string(ox_dynarray_get(row));
+}
+
 /// What the daemon tells on request.
 void print_details(const json_t* attributes, const json_t* schema_node) {
     static const struct {
@@ -95,7 +108,9 @@ void print_details(const json_t* attributes, const json_t* schema_node) {
         {"Units", "units"}, {"Since", "since"}, {"Status", "status"}, {"Description", "description"}};
     for (const auto& line : lines) {
         json_t* value = json_object_get(attributes, line.member);
-        if (json_is_string(value)) attr_line(line.label, value, schema_node);
+        if (!json_is_string(value)) continue;
+        JsonRef row(one_row(value));
+        attr_line(line.label, row, schema_node);
     }
 }
 

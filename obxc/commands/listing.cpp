@@ -85,10 +85,22 @@ ox_vect* ls_entries_new(void) {
     return __ox_vect_init_adv(compare_entries, nullptr, free, 0);
 }
 
+void ls_repack_element(ox_vect* entries, const ox_list_element* element, size_t prefix) {
+    if (!element->name) return;
+    const char* text = element->name + (prefix < element->name_length ? prefix : element->name_length);
+    __ox_vect_add(entries, entry_new(text, element->attributes));
+}
+
 void ls_repack_list(ox_vect* entries, const json_t* list, size_t prefix) {
-    for (auto [name, element] : ox_tr_elements(list)) {
-        size_t length = json_string_length(json_object_get(element, OX_TR_NAME));
-        const char* text = name + (prefix < length ? prefix : length);
-        __ox_vect_add(entries, entry_new(text, json_object_get(element, OX_TR_ATTRIBUTES)));
-    }
+    struct Repacking {
+        ox_vect* entries;
+        size_t prefix;
+    } repacking = {entries, prefix};
+    ox_list_taker taker = {[](void*) {},
+                           [](void* context, const ox_list_element* element) {
+                               auto* self = static_cast<Repacking*>(context);
+                               ls_repack_element(self->entries, element, self->prefix);
+                           },
+                           &repacking};
+    ox_list_hand_on(list, &taker);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "obxc.hpp"
+#include "ox_jrpclist.hpp"
 #include "ox_raii.hpp"
 #include "ox_vect.hpp"
 
@@ -21,3 +22,5 @@ ox_vect* ls_entries_new(void);
 /// Adds a row for each element of an answer's "ParameterList"; the first `prefix` bytes and one "." are cut
 /// off the names.
 void ls_repack_list(ox_vect* entries, const json_t* list, size_t prefix);
+/// The same for one element while it arrives.
+void ls_repack_element(ox_vect* entries, const ox_list_element* element, size_t prefix);

@@ -21,7 +21,7 @@
 #include "ox_raii.hpp"
 #include "ox_str.hpp"
 #include "ox_string.hpp"
-#include "ox_tr_list.hpp"
+#include "ox_tr_names.hpp"
 #include "ox_vect.hpp"
 #include "session/interrupt.hpp"
 #include "session/prompt.hpp"
@@ -112,6 +112,28 @@ void print_table(const ox_vect* entries) {
     }
 }
 
+/// The entries of a long listing while the answer arrives.
+struct LsTaking {
+    VectRef entries;
+    size_t prefix;  ///< bytes of the names that are not shown
+    size_t cost;    ///< bytes of memory
+};
+
+void begin_entries(void* context) {
+    auto* taking = static_cast<LsTaking*>(context);
+    taking->entries.reset(ls_entries_new());
+    taking->cost = 0;
+}
+
+/// An answer of nothing but short names does not become many times its length.
+void take_entry(void* context, const ox_list_element* element) {
+    constexpr size_t free_cost = size_t{32} << 20;
+    auto* taking = static_cast<LsTaking*>(context);
+    taking->cost += sizeof(LsEntry);
+    if (taking->cost <= 2 * element->arrived + free_cost)
+        ls_repack_element(taking->entries, element, taking->prefix);
+}
+
 /// A failed request is not reported: the heading stands alone then.
 void show_long(const NodePath* p) {
     StrRef query(ox_str_init());
@@ -119,12 +141,11 @@ void show_long(const NodePath* p) {
     JsonRef names(json_array());
     json_array_append_new(names, json_string(ox_dynarray_get(query)));
     MsgRef message(ox_jrpcmsg_cmd_get_parameter_attributes_new(names.release(), 1));
-    request_exec(message, LS_TIMEOUT_MS);
-    VectRef entries(ls_entries_new());
-    if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
-        const json_t* list = ox_tr_result_list(ox_jrpcmsg_get_result_json(message));
-        ls_repack_list(entries, list, strlen(p->path));
-    }
+    LsTaking taking = {VectRef(ls_entries_new()), strlen(p->path), 0};
+    ox_list_taker taker = {begin_entries, take_entry, &taking};
+    request_exec_list(message, LS_TIMEOUT_MS, &taker);
+    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) begin_entries(&taking);
+    ox_vect* entries = taking.entries;
     ox_vect_sort(entries);
     print_table(entries);
 }
@@ -137,8 +158,13 @@ int list_node(const char* command, const char* path, int options) {
     }
     if (options & LS_LONG) {
         show_long(&p);
-    } else {
-        show_short(&p, path, options);
+        return 0;
+    }
+    show_short(&p, path, options);
+    if (json_object_get(p.node, OX_TR_LARGE)) {
+        printf("%s: :", command);
+        ox_out_text(p.path);
+        puts(": too large for an answer");
     }
     return 0;
 }

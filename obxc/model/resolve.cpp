@@ -4,6 +4,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include <algorithm>
+
 #include "model/cache.hpp"
 #include "model/changes.hpp"
 #include "model/current.hpp"
@@ -46,7 +48,18 @@ bool descend_template(NodePath* p) {
     return path_push_child(p, child, OX_TR_TEMPLATE) == 0;
 }
 
-/// The member that is called `*name`: exactly, else the first one ignoring case, whose spelling `*name`
+/// Whether a member that is called `key` is meant by `name`: ignoring case; a method's "()" may be left out or
+/// added.
+bool is_meant(const char* key, json_t* member, const char* name) {
+    if (strcasecmp(key, name) == 0) return true;
+    size_t key_size = strlen(key), name_size = strlen(name);
+    const char* more = key_size > name_size ? key + name_size : name + key_size;
+    size_t shared = std::min(key_size, name_size);
+    return strcmp(more, "()") == 0 && strncasecmp(key, name, shared) == 0 &&
+           ox_tr_dm_node_type_get(member) == OX_TR_METHOD;
+}
+
+/// The member that is called `*name`: exactly, else the first one that is meant by it, whose spelling `*name`
 /// becomes.
 json_t* find_member(json_t* node, const char** name) {
     json_t* exact = json_object_get(node, *name);
@@ -54,7 +67,7 @@ json_t* find_member(json_t* node, const char** name) {
     const char* key;
     json_t* value;
     json_object_foreach(node, key, value) {
-        if (strcasecmp(key, *name) != 0) continue;
+        if (!is_meant(key, value, *name)) continue;
         *name = key;
         return value;
     }

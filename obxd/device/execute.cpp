@@ -48,7 +48,9 @@ constexpr MethodRow METHODS[] = {
     {"Device.WiFi.Radio.*.ChannelScan", method_channel_scan},
 };
 
+/// Whether the method is the row's; published models write "()" behind its name.
 bool path_matches(std::string_view pattern, std::string_view path) {
+    if (path.ends_with("()")) path.remove_suffix(2);
     ox_tr_components given(path);
     auto name = given.begin();
     for (std::string_view wanted : ox_tr_components(pattern)) {

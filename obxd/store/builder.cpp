@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <map>
 
 #include "ox_tr_names.hpp"
 #include "ox_tr_path.hpp"
@@ -38,6 +39,8 @@ struct EndVisitor {
     Model& model;
     std::string& error;
     ValueMaker maker{model};
+    /// Attributes with a default that was made up, by those without and that default.
+    std::map<std::pair<JsonRef, std::string>, JsonRef> completed{};
 
     bool enter(const Place& place, const std::string&) const {
         if (place.is_table() || place.schema->kind != Schema::OBJECT) return error.empty();
@@ -51,13 +54,26 @@ struct EndVisitor {
         targets_resolve(parameter);
         if (!parameter->argument) reference_note(model, parameter);
         std::string why;
-        if (!parameter->has_default && parameter->writable && !parameter->argument) {
-            if (json_t* legal = maker.plain(parameter)) parameter->initial.reset(legal);
-        }
+        bool made = parameter->default_kind == DefaultKind::MADE;
+        if (!parameter->has_default && !made && parameter->writable) default_make(parameter);
         if (parameter->has_default && value_check(model, parameter, nullptr, parameter->initial, why) != 0)
             error = schema_path(parameter) + ": the default " + why;
         else
             parameter->initial.reset(value_normal(parameter, parameter->initial));
+    }
+
+    /// Clients learn a value's JSON type from the default.
+    void default_make(Schema* parameter) {
+        if (json_t* legal = maker.plain(parameter)) parameter->initial.reset(legal);
+        parameter->default_kind = DefaultKind::MADE;
+        CharsRef text(json_dumps(parameter->initial, JSON_ENCODE_ANY));
+        std::pair key(JsonRef(json_incref(parameter->attrs)), std::string(text ? text.get() : ""));
+        JsonRef& attrs = completed[std::move(key)];
+        if (!attrs) {
+            attrs.reset(json_copy(parameter->attrs));
+            json_object_set(attrs, "default", parameter->initial);
+        }
+        parameter->attrs.reset(json_incref(attrs));
     }
 
     /// By the name that the table gives, where that is a parameter beside it.
@@ -236,7 +252,8 @@ void build_parameter(Schema* schema, const Facts& facts, const Shape& shape) {
     schema->parent->parameters.push_back(schema);
     schema->attrs.reset(json_incref(shape.attrs.get()));
     schema->limits = shape.limits;
-    schema->has_default = facts.initial != nullptr;
+    schema->has_default = facts.initial && facts.default_kind != DefaultKind::MADE;
+    schema->default_kind = facts.default_kind;
     schema->initial.reset(facts.initial ? json_incref(facts.initial)
                                         : value_empty(limits_type(*schema->limits)));
 }

@@ -49,6 +49,7 @@ struct Facts {
     const char* units = nullptr;
     /// Its default, in JSON's type; null: none. What can be set then begins with a legal value.
     json_t* initial = nullptr;
+    DefaultKind default_kind = DefaultKind::NONE;
 
     // Of a method.
     bool async = false;

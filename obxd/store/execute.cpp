@@ -61,6 +61,17 @@ void defaults_fill(const Schema* input, json_t* inputs, JsonRef& data) {
     }
 }
 
+/// The method of a path, whose "()" may be left out or added.
+bool method_find(Model& model, std::string name, Place& place) {
+    if (place_find(model, name, place)) return place.is_method();
+    constexpr std::string_view PARENTHESES = "()";
+    if (name.ends_with(PARENTHESES))
+        name.resize(name.size() - PARENTHESES.size());
+    else
+        name += PARENTHESES;
+    return place_find(model, name, place) && place.is_method();
+}
+
 struct Call {
     Model& model;
     const Schema* method;
@@ -89,7 +100,7 @@ Answer execute_check(Model& model, const Caller& caller, const json_t* params, s
     const char* name = param_text(params, OX_TR_PATH, refused);
     if (!name) return refused;
     Place place;
-    if (!place_find(model, name, place) || !place.is_method()) return answer_fault(FAULT_INVALID_NAME, name);
+    if (!method_find(model, name, place)) return answer_fault(FAULT_INVALID_NAME, name);
     const Schema* method = place.schema;
     if (!method->writable || caller_rank(caller) < method->write_rank)
         return answer_fault(FAULT_REQUEST_DENIED,

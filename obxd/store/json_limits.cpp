@@ -211,6 +211,11 @@ struct Reader {
         if (limits.list && !items_read(given, limits)) return false;
         const char* standard = member_text(given, "default");
         if (standard && !*standard) limits.taken.reset(json_string(""));
+        // A published one is never refused.
+        DefaultKind kind;
+        default_kind_parse(member_text(given, "defaultType"), kind);
+        if (kind != DefaultKind::NONE && kind != DefaultKind::MADE)
+            limits.taken.reset(json_incref(json_object_get(given, "default")));
         return bounds_read(given, limits) && choices_read(json_object_get(given, "enum"), limits) &&
                patterns_read(given, limits) && references_read(given, limits) && brackets_read(given, limits);
     }

@@ -44,6 +44,7 @@ const Known KNOWN[] = {
     {"ignore_handler_set", 'b', true, false},
     {"base", 'i', true, false},
     {"default", '*', false, false},
+    {"defaultType", 's', false, false},
     {"enum", 'a', false, false},
     {"ranges", 'a', false, false},
     {"sizes", 'a', false, false},
@@ -85,6 +86,7 @@ bool kind_fits(char kind, const json_t* value) {
 }
 
 constexpr char WRITE_ONCE[] = "writeOnceReadOnly";
+constexpr const char* DEFAULT_WORDS[] = {nullptr, "object", "factory", "implementation", "parameter", "made"};
 
 }  // namespace
 
@@ -94,6 +96,18 @@ const char* member_text(const json_t* given, const char* key) {
 
 bool member_flag(const json_t* given, const char* key) {
     return json_is_true(json_object_get(given, key));
+}
+
+bool default_kind_parse(const char* text, DefaultKind& kind) {
+    kind = DefaultKind::NONE;
+    if (!text) return true;
+    for (size_t i = 1; i < std::size(DEFAULT_WORDS); i++)
+        if (strcmp(DEFAULT_WORDS[i], text) == 0) kind = static_cast<DefaultKind>(i);
+    return kind != DefaultKind::NONE;
+}
+
+const char* default_kind_text(DefaultKind kind) {
+    return DEFAULT_WORDS[static_cast<size_t>(kind)];
 }
 
 bool members_check(json_t* given, std::string& why) {
@@ -123,6 +137,10 @@ bool members_check(json_t* given, std::string& why) {
     Status status;
     if (!status_parse(member_text(given, "status"), status))
         return fail("\"status\" is \"current\", \"deprecated\", \"obsoleted\" or \"deleted\"");
+    DefaultKind kind;
+    if (!default_kind_parse(member_text(given, "defaultType"), kind))
+        return fail(
+            "\"defaultType\" is \"object\", \"factory\", \"implementation\", \"parameter\" or \"made\"");
     return true;
 }
 
@@ -146,6 +164,7 @@ Facts members_facts(Model& model, json_t* given) {
     facts.runtime = member_flag(given, "runtime");
     facts.async = member_flag(given, "async");
     facts.initial = json_object_get(given, "default");
+    default_kind_parse(member_text(given, "defaultType"), facts.default_kind);
     auto count = [&](const char* key, uint32_t otherwise) {
         json_t* bound = json_object_get(given, key);
         json_int_t number = std::clamp<json_int_t>(json_integer_value(bound), 0, UINT32_MAX);

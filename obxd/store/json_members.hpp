@@ -15,6 +15,9 @@ constexpr char MODEL_EVENTS[] = "#events";
 /// A member that is a text, or null.
 const char* member_text(const json_t* given, const char* key);
 bool member_flag(const json_t* given, const char* key);
+/// When a default is the value, by its word ("object", "factory", ...); null is none. False for no such word.
+bool default_kind_parse(const char* text, DefaultKind& kind);
+const char* default_kind_text(DefaultKind kind);
 /// Whether all members are known and have the right types. False with `why`.
 bool members_check(json_t* given, std::string& why);
 /// What the members say of the node, texts kept in the model's; the attributes of the wire are left out.

@@ -241,7 +241,8 @@ std::vector<std::string> targets_split(std::string_view text) {
         size_t comma = text.find(',');
         std::string_view part = text.substr(0, comma);
         while (!part.empty() && part.front() == ' ') part.remove_prefix(1);
-        while (!part.empty() && (part.back() == '.' || part.back() == ' ')) part.remove_suffix(1);
+        // "." alone is the top.
+        while (part.size() > 1 && (part.back() == '.' || part.back() == ' ')) part.remove_suffix(1);
         if (!part.empty()) targets.emplace_back(part);
         text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
     }

@@ -1,11 +1,13 @@
 #include "load.hpp"
 
 #include <stdio.h>
+#include <string.h>
 
 #include "json_error.hpp"
 #include "store/apply.hpp"
 #include "store/builder.hpp"
 #include "store/load_json.hpp"
+#include "store/load_xml.hpp"
 
 namespace obxd {
 namespace {
@@ -34,9 +36,19 @@ void bounds_trim(std::string& text) {
     }
 }
 
-}  // namespace
+/// Whether a file begins as XML does, in UTF-8 or UTF-16.
+bool is_xml(const std::string& file) {
+    std::unique_ptr<FILE, int (*)(FILE*)> stream(fopen(file.c_str(), "re"), fclose);
+    char head[256];
+    size_t got = stream ? fread(head, 1, sizeof head, stream.get()) : 0;
+    for (size_t at = 0; at < got; at++) {
+        if (head[at] == '<') return true;
+        if (!memchr("\xEF\xBB\xBF\xFE\xFF \t\r\n", head[at], 9)) return false;
+    }
+    return false;
+}
 
-bool model_load(Model& model, const std::string& file, std::string& error) {
+bool load_json(Model& model, const std::string& file, std::string& error) {
     json_error_t where;
     std::string text;
     JsonRef json;
@@ -53,12 +65,30 @@ bool model_load(Model& model, const std::string& file, std::string& error) {
         error += ": " + json_error_text(where);
         return false;
     }
-    std::string why;
     json_t* values = json_object_get(json, "values");
     model.pristine.reset(values ? json_incref(values) : json_object());
-    if (!schema_load_json(model, json, why) || !build_end(model, why) ||
-        !tree_check(model, model.pristine, why)) {
-        error = file + ": " + why;
+    std::string why;
+    if (schema_load_json(model, json, why)) return true;
+    error = file + ": " + why;
+    return false;
+}
+
+}  // namespace
+
+bool model_load(Model& model, const ModelFiles& files, std::string& error) {
+    bool xml = is_xml(files.model);
+    model.show_all = files.show_all;
+    model.pristine.reset(json_object());
+    if (!xml && !files.services.empty()) {
+        error = files.model + ": services are mounted into a model in XML alone";
+        return false;
+    }
+    if (!(xml ? schema_load_xml(model, files.model, files.services, error)
+              : load_json(model, files.model, error)))
+        return false;
+    std::string why;
+    if (!build_end(model, why) || !tree_check(model, model.pristine, why)) {
+        error = files.model + ": " + why;
         return false;
     }
     tree_apply(model, model.pristine, false, {});

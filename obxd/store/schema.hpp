@@ -37,6 +37,10 @@ struct Hook {
     std::function<void(const std::string&, json_t*)> run;
 };
 
+/// What a model says of a default: when it is the value. NONE: no more than that it is one. MADE: nothing, it
+/// was made up.
+enum class DefaultKind : uint8_t { NONE, OBJECT, FACTORY, IMPLEMENTATION, PARAMETER, MADE };
+
 /// What instances are told apart, or found, by.
 struct Key {
     std::vector<struct Schema*> members;
@@ -53,6 +57,7 @@ struct Schema {
     bool write_once = false;  ///< settable as long as it holds its initial value
     bool hidden = false, mandatory = false, runtime = false, mirrors_order = false;
     bool has_default = false;  ///< the model gave `initial`
+    DefaultKind default_kind = DefaultKind::NONE;
     Status status = Status::CURRENT;
     uint8_t read_rank = RANK_USER, write_rank = RANK_ADMIN;
     uint32_t slot = 0;  ///< index among the parent's parameters or objects

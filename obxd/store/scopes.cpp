@@ -44,6 +44,8 @@ std::string scope_path(const Schema* object, const Node* node, std::string_view 
     bool relative = up > 0 && (up == path.size() || path[up] == '.');
     if (relative) {
         path.remove_prefix(up);
+        // A command and its arguments are one level.
+        if (object->parent && object->parent->kind == Schema::METHOD) object = object->parent;
         for (size_t i = 0; i < up && object->parent; i++) {
             if (node && node->schema == object) node = node_above(node);
             object = object->parent;

@@ -2,6 +2,7 @@
 
 #include "store/attributes.hpp"
 #include "store/config.hpp"
+#include "store/dump.hpp"
 #include "store/execute.hpp"
 #include "store/instances.hpp"
 #include "store/live.hpp"
@@ -20,9 +21,17 @@ namespace obxd {
 Store::Store() : model_(new Model) {}
 Store::~Store() = default;
 
-std::unique_ptr<Store> Store::load(const std::string& model_file, std::string& error) {
+std::unique_ptr<Store> Store::load(const ModelFiles& files, std::string& error) {
     std::unique_ptr<Store> store(new Store);
-    return model_load(*store->model_, model_file, error) ? std::move(store) : nullptr;
+    return model_load(*store->model_, files, error) ? std::move(store) : nullptr;
+}
+
+std::unique_ptr<Store> Store::load(const std::string& model_file, std::string& error) {
+    return load(ModelFiles{model_file}, error);
+}
+
+json_t* Store::dump() const {
+    return model_dump(*model_);
 }
 
 bool Store::load_values(const std::string& file, std::string& error) {

@@ -18,6 +18,7 @@
 #include "bounds.hpp"
 #include "caller.hpp"
 #include "store/change.hpp"
+#include "store/model_files.hpp"
 
 namespace obxd {
 
@@ -27,6 +28,7 @@ class Store {
 public:
     /// Loads a model file (schema and instances). Returns null and fills `error` when the file is unreadable
     /// or wrong.
+    static std::unique_ptr<Store> load(const ModelFiles& files, std::string& error);
     static std::unique_ptr<Store> load(const std::string& model_file, std::string& error);
     ~Store();
     /// What is odd in the model but no reason to refuse it.
@@ -37,6 +39,9 @@ public:
     bool load_values(const std::string& file, std::string& error);
     /// Makes up rows; see rows.hpp for `wanted`.
     bool make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error);
+
+    /// The model as a model file in JSON: a new reference.
+    json_t* dump() const;
 
     // Requests: `params` is borrowed, the answer's references belong to the caller. An answer that would be
     // longer than `room` bytes is cut.

@@ -11,7 +11,7 @@ from small_model import SmallModel, typed
 F1 = "\x1bOP"
 ALT_H = "\x1bh"
 DETAILS = {"units": "seconds", "since": "2.4", "status": "deprecated", "ranges": [{"min": 1, "max": 14}, {"min": 36}],
-           "description": "How long it takes until somebody has read all of this, and what it was good for."}
+           "description": "How long it takes until somebody has\nread all of this, and what it was good for."}
 
 
 class DetailedModel(SmallModel):
@@ -179,7 +179,7 @@ UNITS = """Units:              'seconds'
 Since:              '2.4'
 Status:             'deprecated'
 Description:        '%s'
-""" % DETAILS["description"]
+""" % DETAILS["description"].replace("\n", " ")
 
 
 @pytest.mark.parametrize("word", ["attr", "info"])
