@@ -68,7 +68,7 @@ struct Legal : testing::Test {
 
     void load(const std::string& file) {
         std::string error;
-        ASSERT_TRUE(obxd::model_load(model, file, error)) << error;
+        ASSERT_TRUE(obxd::model_load(model, {file}, error)) << error;
         obxd::walk_all<obxd::Walk::SCHEMA>(*this, obxd::place_of_schema(&model.root));
         ASSERT_FALSE(parameters.empty());
     }

@@ -61,7 +61,7 @@ TEST_F(Scopes, Paths) {
     // Arguments stand below their method, which stands below the object that has values.
     Place device = at("Device.");
     const Schema* input = schema_child(device.schema, "Run")->input.get();
-    EXPECT_EQ(scope_path(input, device.node, "##.A."), "Device.A");
+    EXPECT_EQ(scope_path(input, device.node, "#.A."), "Device.A");
     EXPECT_EQ(scope_path(input, device.node, "X"), "Device.Run.#input.X");
 }
 
