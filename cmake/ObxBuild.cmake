@@ -1,4 +1,5 @@
 # Compiler settings, sanitizers and the third-party libraries, in one place.
+include(CheckCSourceCompiles)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -12,12 +13,13 @@ endif()
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 
-find_program(CCACHE_PROGRAM ccache)
-if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-    # Without this what is compiled with a precompiled header is never found in the cache.
-    set(CMAKE_CXX_COMPILER_LAUNCHER
-        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
+# Nothing in the programs tells where they were built.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
+    # What is linked at fixed addresses is compiled for them. (Flags of a variable stand before the -fPIC of modules.)
+    string(APPEND CMAKE_C_FLAGS " -fno-pie")
+    string(APPEND CMAKE_CXX_FLAGS " -fno-pie")
+    string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
 endif()
 
 add_library(obx_flags INTERFACE)
@@ -25,7 +27,7 @@ target_compile_options(obx_flags INTERFACE
     -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wno-missing-field-initializers
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion -Wno-sign-conversion -Wnon-virtual-dtor>
     -ffunction-sections -fdata-sections -fstack-protector-strong)
-target_compile_definitions(obx_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+target_compile_definitions(obx_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(obx_flags INTERFACE -Wl,--gc-sections)
 if(OBX_SANITIZE)
     target_compile_options(obx_flags INTERFACE
@@ -33,10 +35,12 @@ if(OBX_SANITIZE)
     target_link_options(obx_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
-# Programs and libraries for the router: no exceptions and no RTTI, they double the size on its flash.
+# Programs and libraries for the router: no exceptions and no RTTI, they double the size on its flash; no guards
+# around the statics of functions, which bring the C++ library along.
 add_library(obx_lean INTERFACE)
 target_link_libraries(obx_lean INTERFACE obx_flags)
-target_compile_options(obx_lean INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+target_compile_options(obx_lean INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 
 # obx_dependency(TARGET HEADER LIBRARY...): an interface target for a third-party library, static where
 # OBX_STATIC_DEPS asks for it and the archive is there.
@@ -54,16 +58,40 @@ function(obx_dependency target header)
     endforeach()
 endfunction()
 
+# obx_termcap(TARGET): adds the library with termcap's functions, which readline needs. A system may have several, some
+# of them empty: the first that really links is taken.
+function(obx_termcap target)
+    foreach(name tinfo ncursesw ncurses)
+        set(names ${name})
+        if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
+            set(names lib${name}.a ${name})
+        endif()
+        find_library(termcap_${name} NAMES ${names})
+        if(NOT termcap_${name})
+            continue()
+        endif()
+        set(CMAKE_REQUIRED_LIBRARIES ${termcap_${name}})
+        check_c_source_compiles("int tgetent(char*, const char*); int main(void) { return tgetent(0, \"dumb\"); }"
+            TERMCAP_IN_${name})
+        if(TERMCAP_IN_${name})
+            target_link_libraries(${target} INTERFACE ${termcap_${name}})
+            return()
+        endif()
+    endforeach()
+    message(FATAL_ERROR "No library with tgetent() was found (tinfo, ncursesw or ncurses)")
+endfunction()
+
 obx_dependency(dep_jansson jansson.h jansson)
 obx_dependency(dep_lua lua.h lua5.3)
 if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
     add_library(ox_lazy_math STATIC ${CMAKE_SOURCE_DIR}/platform/lazy_math/lazy_math.cpp)
-    target_compile_options(ox_lazy_math PRIVATE -fno-builtin -fno-threadsafe-statics)
+    target_compile_options(ox_lazy_math PRIVATE -fno-builtin)
     target_link_libraries(ox_lazy_math PRIVATE obx_lean)
     target_link_libraries(dep_lua INTERFACE ox_lazy_math)
 endif()
 target_link_libraries(dep_lua INTERFACE m ${CMAKE_DL_LIBS})
-obx_dependency(dep_readline readline/readline.h readline tinfo)
+obx_dependency(dep_readline readline/readline.h readline)
+obx_termcap(dep_readline)
 obx_dependency(dep_mbedtls mbedtls/ssl.h mbedtls mbedx509 mbedcrypto)
 obx_dependency(dep_crypt crypt.h crypt)
 obx_dependency(dep_expat expat.h expat)
@@ -72,10 +100,9 @@ find_package(Threads REQUIRED)
 # obx_program(TARGET): link options of a program that starts quickly: nothing shared but libc.
 function(obx_program target)
     if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
-        set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-        target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -no-pie)
+        target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
     endif()
-    target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
+    target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1)
 endfunction()
 
 # obx_export_lua(TARGET): the whole of Lua is there for modules in C that the program loads.

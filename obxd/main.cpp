@@ -52,17 +52,14 @@ std::string beside(const std::string& path, const char* name) {
     return slash == std::string::npos ? name : path.substr(0, slash + 1) + name;
 }
 
-// The router's model: where it was installed beside the program, else in the source tree that it was built
-// from.
+// The router's model: where it was installed beside the program, else in the source tree of the build.
 std::string default_model() {
     char program[PATH_MAX];
     ssize_t length = readlink("/proc/self/exe", program, sizeof(program) - 1);
-    if (length > 0) {
-        program[length] = '\0';
-        std::string installed = beside(program, "../share/obxd/router.json");
-        if (is_file(installed)) return installed;
-    }
-    return OBX_SOURCE_MODEL;
+    if (length < 0) return OBX_SOURCE_MODEL;
+    program[length] = '\0';
+    std::string installed = beside(program, "../share/obxd/router.json");
+    return is_file(installed) ? installed : beside(program, OBX_SOURCE_MODEL);
 }
 
 // The users of the model's directory, or of the router's that comes with the daemon.

@@ -36,9 +36,11 @@ extern "C" {
 
 OF_ONE(acos)
 OF_ONE(asin)
+OF_ONE(ceil)
 OF_ONE(cos)
 OF_ONE(cosh)
 OF_ONE(exp)
+OF_ONE(floor)
 OF_ONE(log)
 OF_ONE(log10)
 OF_ONE(log2)
