@@ -14,8 +14,8 @@ set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 
 # Nothing in the programs tells where they were built.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
-if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE AND NOT OBX_FUZZ)
     # What is linked at fixed addresses is compiled for them. (Flags of a variable stand before the -fPIC of modules.)
     string(APPEND CMAKE_C_FLAGS " -fno-pie")
     string(APPEND CMAKE_CXX_FLAGS " -fno-pie")
@@ -29,6 +29,10 @@ target_compile_options(obx_flags INTERFACE
     -ffunction-sections -fdata-sections -fstack-protector-strong)
 target_compile_definitions(obx_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(obx_flags INTERFACE -Wl,--gc-sections)
+if(OBX_FUZZ)
+    set(OBX_SANITIZE ON)
+    target_compile_options(obx_flags INTERFACE -fsanitize=fuzzer-no-link -fno-sanitize=vptr)
+endif()
 if(OBX_SANITIZE)
     target_compile_options(obx_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
