@@ -31,11 +31,12 @@ target_compile_definitions(obx_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 
 target_link_options(obx_flags INTERFACE -Wl,--gc-sections)
 if(OBX_FUZZ)
     set(OBX_SANITIZE ON)
-    target_compile_options(obx_flags INTERFACE -fsanitize=fuzzer-no-link -fno-sanitize=vptr)
+    target_compile_options(obx_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(OBX_SANITIZE)
     target_compile_options(obx_flags INTERFACE
-        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+        $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=vptr>)  # which needs RTTI
     target_link_options(obx_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
