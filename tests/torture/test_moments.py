@@ -1,0 +1,100 @@
+"""The daemon is killed, stopped and started again at any moment, under a shell, a script and a Lua loop: they have the right
+answer as soon as it is there again."""
+
+import os
+import signal
+import threading
+
+import pytest
+
+import harness
+from programs import run
+
+HOST = "Device.DeviceInfo.HostName"
+LOOP = """
+local right, failed = 0, 0
+local ends = ox.now() + %d
+while ox.now() < ends do
+    local value = ox.try(ox.get, "Device.DeviceInfo.HostName", {timeout = 1})
+    if value == nil then failed = failed + 1 ox.sleep(0.01)
+    else assert(value == "%s", tostring(value)) right = right + 1 end
+end
+assert(right > 0)
+print("ended", right > 0)
+"""
+
+
+class Unrest(threading.Thread):
+    """Kills, stops and starts the daemon until it is told to end; it runs then."""
+
+    def __init__(self, obxd, rng):
+        super().__init__(daemon=True)
+        self.obxd, self.rng, self.ended = obxd, rng, threading.Event()
+        self.start()
+
+    def run(self):
+        while not self.ended.wait(self.rng.random() * 0.3):
+            what = self.rng.choice(["kill", "stop", "restart"])
+            if what == "stop":
+                self.obxd.process.send_signal(signal.SIGSTOP)
+                self.ended.wait(self.rng.random() * 0.5)
+                self.obxd.process.send_signal(signal.SIGCONT)
+            elif what == "kill":
+                self.obxd.kill()
+                self.ended.wait(self.rng.random() * 0.2)
+                self.obxd.start()
+            else:
+                self.obxd.restart()
+
+    def end(self):
+        self.ended.set()
+        self.join()
+
+
+@pytest.fixture
+def obxd(start_obxd):
+    daemon = start_obxd(*harness.QUICK)
+    client = daemon.client()
+    client.set(HOST, "steady")
+    client.call("SaveConfig")
+    return daemon
+
+
+def test_shell(obxd, rng, budget):
+    shell = harness.Terminal("-t", "1", daemon=obxd, env=harness.environment(OBX_PATIENCE="2"))
+    try:
+        unrest = Unrest(obxd, rng)
+        for _ in budget.rounds(at_least=20, at_most=2000):
+            shell.send(rng.choice(["cat %s\r" % HOST, "ls Device\r", "cat Dev\t\x15", "\x03", "tree Device.NAT\r", "attr %s\r" % HOST]))
+            shell.read(rng.random() * 0.1)
+        unrest.end()
+        shell.send("\x03\x15")
+        shell.wait_line(harness.PROMPT, 30)
+        shell.run("cat :%s" % HOST, 30)
+        assert "'steady'" in shell.run("cat :%s" % HOST, 30)
+    finally:
+        shell.close()
+
+
+def test_script(obxd, rng, budget, directory):
+    script = os.path.join(directory, "script")
+    with open(script, "w") as file:
+        file.write("cat :%s\n" % HOST * 50)
+    for _ in budget.rounds(at_least=2, at_most=50):
+        unrest = Unrest(obxd, rng)
+        ran = run(obxd, "-t", "1", "-s", script, env=harness.environment(OBX_PATIENCE="2"), hangs=200)
+        unrest.end()
+        values = [line for line in ran.out.decode().splitlines() if HOST in line and "=" in line]
+        assert all("'steady'" in line for line in values), ran
+    assert "steady" in run(obxd, "-r", "get", HOST).out.decode()
+
+
+def test_lua_loop(obxd, rng, budget, directory):
+    code = os.path.join(directory, "loop.lua")
+    with open(code, "w") as file:
+        file.write(LOOP % (min(5, int(budget.seconds) + 2), "steady"))
+    for _ in budget.rounds(at_least=1, at_most=20):
+        unrest = Unrest(obxd, rng)
+        ran = run(obxd, "-S", code)
+        unrest.end()
+        assert (ran.status, ran.out) == (0, b"ended\ttrue\n"), ran
