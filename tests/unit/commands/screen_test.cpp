@@ -10,8 +10,10 @@
 #include <vector>
 
 #include "commands/completion.hpp"
+#include "commands/describe.hpp"
 #include "commands/shell_editor.hpp"
 #include "ox_colors.hpp"
+#include "ox_describe.hpp"
 #include "ox_editor.hpp"
 #include "ox_history.hpp"
 #include "session/identity.hpp"
@@ -56,6 +58,9 @@ void complete_line(const char*, int, json_t*) {}
 char* hint_line(const char*) {
     return nullptr;
 }
+char* describe_line(const char*, int, size_t) {
+    return nullptr;
+}
 void ox_rl_set_colors(const ox_hsv colors[OX_RL_COLOR_COUNT]) {
     memcpy(editor_colours, colors, sizeof(editor_colours));
     log_text += "colours ";
@@ -68,6 +73,9 @@ void ox_rl_set_autocomplete_cb(ox_rl_autocomplete_cb callback) {
 }
 void ox_rl_set_hint_cb(ox_rl_hint_cb callback) {
     log_text += callback == hint_line ? "hint " : callback ? "? " : "no-hint ";
+}
+void ox_rl_set_describe_cb(ox_rl_describe_cb callback) {
+    log_text += callback == describe_line ? "describe " : callback ? "? " : "no-describe ";
 }
 int ox_history_load(const char* path) {
     log_text += std::string("load:") + path + " ";
@@ -196,21 +204,21 @@ TEST_F(Look, HandingTheEditorOver) {
     TypedInput input;
     log_text.clear();
     editor_shell_off();  // there was no shell: its history file is left alone
-    EXPECT_EQ(log_text, "nocase no-complete no-hint ");
+    EXPECT_EQ(log_text, "nocase no-complete no-hint no-describe ");
     log_text.clear();
     editor_shell_on();
-    EXPECT_EQ(log_text, "nocase complete hint load:/tmp/.obxc.hist ");
+    EXPECT_EQ(log_text, "nocase complete hint describe load:/tmp/.obxc.hist ");
     log_text.clear();
     editor_shell_off();
-    EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
+    EXPECT_EQ(log_text, "nocase no-complete no-hint no-describe dump:/tmp/.obxc.hist:-1 ");
     log_text.clear();
     input.none();  // the terminal went away
     editor_shell_off();
-    EXPECT_EQ(log_text, "nocase no-complete no-hint dump:/tmp/.obxc.hist:-1 ");
+    EXPECT_EQ(log_text, "nocase no-complete no-hint no-describe dump:/tmp/.obxc.hist:-1 ");
     editor_shell_on();  // nobody types
     log_text.clear();
     editor_shell_off();
-    EXPECT_EQ(log_text, "nocase no-complete no-hint ");
+    EXPECT_EQ(log_text, "nocase no-complete no-hint no-describe ");
 }
 
 }  // namespace

@@ -33,6 +33,12 @@ int ox_jrpcapi_exec(ox_jrpcapi*, ox_jrpcmsg* message) {
     if (last_error < 0) ox_jrpcmsg_set_error(message, last_error, "failed", nullptr);
     return last_error;
 }
+int ox_jrpcapi_exec_list(ox_jrpcapi* api, ox_jrpcmsg* message, const ox_list_taker*) {
+    return ox_jrpcapi_exec(api, message);
+}
+bool ox_jrpcapi_is_too_large(const ox_jrpcapi*, const ox_jrpcmsg*) {
+    return false;
+}
 void ox_colors_set(int kind) {
     printf("<%d>", kind);
 }
