@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-/// Cuts a line into words: a new JSON array of strings, or null for a null line or when memory runs out. With
-/// `cursor` 0 or more and `words_before` given, counts the words that were closed left of that offset.
+/// Cuts a line into words: a new JSON array of strings, or null for a null line. With `cursor` 0 or more and
+/// `words_before` given, counts the words that were closed left of that offset.
 json_t* line_split(const char* line, int cursor, unsigned* words_before);
 /// The words to dispatch: those of a "lua " line are the command and its text, untouched. A new array; null
 /// when the line is no UTF-8 text.

@@ -62,12 +62,14 @@ void atexit_run(lua_State* L) {
     for (bool more = true; more && !context->stopped;) {
         size_t before = count_left(L);
         lua_pushcfunction(L, run_last);
-        if (lua_pcall(L, 0, 1, 0) == LUA_OK) {
+        int rc = lua_pcall(L, 0, 1, 0);
+        if (rc == LUA_OK) {
             more = lua_toboolean(L, -1) != 0;
         } else {
             const char* text = lua_tostring(L, -1);
             fprintf(stderr, "ox.atexit: %s\n", text ? text : "(error without a text)");
-            more = count_left(L) != before;  // else there is no memory even for a call
+            // Without memory even for a call none would ever be taken.
+            more = rc != LUA_ERRMEM || count_left(L) != before;
         }
         lua_pop(L, 1);
     }

@@ -77,7 +77,7 @@ def test_a_flood_ends_by_the_time_out(scripted, script, kind):
         done = dict(zip(runs, pool.map(timed, [run for _, run in runs.values()])))
     for name, (seconds, _) in runs.items():
         result, took = done[name]
-        assert took < seconds + 1.5, (name, took)
+        assert took < seconds + 3, (name, took)  # of which a busy machine may take two
     assert done["raw"][0].status == 245 and '"code": -11' in done["raw"][0].out
     assert done["lua"][0].out == "-11\n"
     assert (done["attr"][0].out, done["attr"][0].status) == ("attr: ERROR\n", 255)
