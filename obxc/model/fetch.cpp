@@ -13,9 +13,17 @@ namespace {
 /// Names of the first part of a long list, and elements that later parts should come to.
 enum { FIRST_PART = 1000, PART_ELEMENTS = 50000 };
 
+/// An answer that is none says nothing of the node; an error is the daemon's word.
+bool tells_nothing(const ox_jrpcmsg* message) {
+    if (ox_jrpcmsg_typeof(message) != OX_JRPCMSG_RESULT) return request_lost(message);
+    const json_t* result = ox_jrpcmsg_get_result_json(message);
+    bool is_list = json_is_array(json_object_get(result, OX_TR_PARAMETER_LIST));
+    return !is_list && !(json_is_object(result) && json_object_size(result) == 0);
+}
+
 fetch_outcome outcome_of(const ox_jrpcmsg* message) {
     if (request_too_large(message)) return FETCH_LARGE;
-    return request_lost(message) ? FETCH_LOST : FETCH_DONE;
+    return tells_nothing(message) ? FETCH_LOST : FETCH_DONE;
 }
 
 ox_list_taker name_taker(Fetch* fetch) {
@@ -96,6 +104,7 @@ void take_names(Fetch* fetch) {
 fetch_outcome part_outcome(Fetch* fetch) {
     enum { INVALID_NAME = 9005 };
     JsonRef part(instance_fold_take(&fetch->fold));
+    if (outcome_of(fetch->message) == FETCH_LOST) return FETCH_LOST;
     if (ox_jrpcmsg_typeof(fetch->message) == OX_JRPCMSG_RESULT) {
         if (fetch->fold.full) return FETCH_LARGE;
         json_object_update(fetch->instances, part);

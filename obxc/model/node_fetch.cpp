@@ -141,16 +141,17 @@ bool is_begun(const Wanted& wanted) {
     return begun.fetch && begun.wanted.multi == wanted.multi && strcmp(begun.wanted.query, wanted.query) == 0;
 }
 
-/// Waits for what was begun until it is through. A jump leaves the request underway. False when the
-/// connection was closed meanwhile: it is worth to be asked again.
+/// Waits for what was begun until it is through. A jump leaves the request underway. False when it did not
+/// come, but for a silent daemon: it is worth to be asked again.
 bool finish_begun() {
     while (begun.fetch && begun.fetch->step != FETCH_STEP_END) {
         request_finish(begun.fetch->message);
-        if (begun.fetch->message->error_code == OX_SOCKET_ECLOSED) {
+        bool late = begun.fetch->message->error_code == OX_SOCKET_ETIMEOUT;
+        fetch_take(begun.fetch);
+        if (begun.fetch->outcome == FETCH_LOST && !late) {
             fetch_drop();
             return false;
         }
-        fetch_take(begun.fetch);
         if (begun.fetch->step != FETCH_STEP_END) begin_step();
     }
     return begun.fetch;
