@@ -1,5 +1,6 @@
 #include "commands/debug.hpp"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -45,6 +46,7 @@ public:
     TerminalLoan& operator=(const TerminalLoan&) = delete;
     ~TerminalLoan() {
         if (!lent_) return;
+        int error = errno;
         // A background process that takes the foreground gets SIGTTOU and stops, unless it blocks that
         // signal.
         sigset_t ttou;
@@ -55,6 +57,7 @@ public:
         tcsetpgrp(STDIN_FILENO, getpgrp());
         tcsetattr(STDIN_FILENO, TCSADRAIN, &modes_);
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        errno = error;
     }
 
 private:
@@ -62,10 +65,15 @@ private:
     bool lent_;
 };
 
+/// The status as of waitpid, or -1 with errno where no process could be made: the library then tells of one
+/// that ended with 127.
 int run_on_terminal(const char* command) {
     TerminalLoan loan;
     ox_rl_row_unknown();
-    return system(command);
+    errno = 0;
+    int status = system(command);
+    bool failed = errno != 0 && errno != EINTR && WIFEXITED(status) && WEXITSTATUS(status) == 127;
+    return failed ? -1 : status;
 }
 
 }  // namespace
@@ -103,6 +111,10 @@ int sh_command(const char*, json_t* args) {
     }
     fflush(stdout);
     int status = run_on_terminal(ox_dynarray_get(line));
+    if (status == -1) {
+        printf("sh: %s\n", strerror(errno));
+        return -1;
+    }
     int ended_by = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     if (ended_by == SIGQUIT) ox_rl_end_row();
     if (ended_by == SIGINT) raise(SIGINT);  // the Ctrl-C was for this program too, which ignored it

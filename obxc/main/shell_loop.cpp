@@ -51,6 +51,7 @@ struct Shell {
     struct pollfd entries[ENTRY_COUNT];
     long long rejoin_ms;  // when the requests connection may be opened again
     int tell;             // where serving threads tell, while the terminal is the line editor's
+    bool failed;
     ox_str* line_text;
     json_t* words;
 };
@@ -249,6 +250,14 @@ void told_serve(Shell* shell) {
     ox_rl_async_prepare(shell->editor, prompt);
 }
 
+/// The system does not let the shell wait for the daemon.
+Step waiting_failed(Shell* shell, int error) {
+    ox_rl_async_restore(shell->editor);
+    printf("Cannot wait for the daemon: %s\n", strerror(error));
+    shell->failed = true;
+    return STEP_LEAVE;
+}
+
 bool is_ready(const struct pollfd& entry) {
     return entry.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL);
 }
@@ -274,8 +283,10 @@ Step shell_pass(Shell* shell) {
     if (shell->feed_status != 1) ox_rl_async_prepare(shell->editor, prompt);
     interrupt_install(idle_interrupt);
     // The library may have reconnected since the last pass.
-    shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(ox_jrpcapi_socket(event_channel));
-    if (shell->entries[ENTRY_EVENTS].fd < 0) return events_serve(shell);
+    const ox_socket* events = ox_jrpcapi_socket(event_channel);
+    shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(events);
+    if (events && shell->entries[ENTRY_EVENTS].fd < 0) return waiting_failed(shell, errno);
+    if (!events) return events_serve(shell);
     hint_continue();
     bool sends = ox_jrpcapi_has_unsent(request_channel);
     shell->entries[ENTRY_REQUESTS].fd = sends ? ox_socket_fd(ox_jrpcapi_socket(request_channel)) : -1;
@@ -343,5 +354,5 @@ int shell_loop(void) {
     shell_types = false;
     shell_close(&shell);
     end_as_told();
-    return 0;
+    return shell.failed ? EXIT_FAILURE : 0;
 }

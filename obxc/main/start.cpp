@@ -171,10 +171,10 @@ int session_start(const Channels* channels, const StartOptions* options) {
 }
 
 /// A closed standard descriptor would be taken by a connection, which then would be read or written as if it
-/// were the person's.
+/// were the person's. What is written to a closed standard output fails on, so that its loss is told.
 void descriptors_fill() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
-        if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);
+        if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
     }
 }
 

@@ -7,6 +7,7 @@
 // once.
 #include "output.hpp"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
@@ -187,7 +188,7 @@ luaL_Stream* waiting_stream(lua_State* L, int index) {
     return file ? nullptr : stream;
 }
 
-/// Sets whether a read ends when a signal was handled, or goes on.
+/// Sets whether a read, or an open, ends when a signal was handled, or goes on.
 void signals_end_reads(bool end) {
     static const int numbers[] = {SIGINT, SIGTERM, SIGHUP};
     for (int number : numbers) {
@@ -219,7 +220,18 @@ int read_until_signal(lua_State* L, int (*read)(lua_State* L), const luaL_Stream
     return status == LUA_OK ? lua_gettop(L) : lua_error(L);
 }
 
-/// The arguments are checked before anything is read, so the call needs no protection.
+/// Whether the arguments from `first` on are what a read takes: it raises an error otherwise, on its way.
+bool reads_known(lua_State* L, int first) {
+    for (int i = first; i <= lua_gettop(L); ++i) {
+        if (lua_type(L, i) == LUA_TNUMBER && lua_isinteger(L, i)) continue;
+        const char* format = lua_type(L, i) == LUA_TSTRING ? lua_tostring(L, i) : "";
+        if (*format == '*') ++format;
+        if (!*format || !strchr("nlLa", *format)) return false;
+    }
+    return true;
+}
+
+/// The arguments are known ones, so the call needs no protection.
 int read_directly(lua_State* L) {
     int results = call_original(L);
     lua_rotate(L, 1, results);
@@ -238,14 +250,36 @@ int read_input(lua_State* L) {
     lua_getfield(L, LUA_REGISTRYINDEX, "_IO_input");
     luaL_Stream* stream = waiting_stream(L, lua_gettop(L));
     lua_pop(L, 1);
-    return stream ? read_and_show(L, stream) : call_original(L);
+    if (stream && !reads_known(L, 1)) show(context_of(L));
+    return stream && reads_known(L, 1) ? read_and_show(L, stream) : call_original(L);
 }
 
 /// file:read
 int read_file(lua_State* L) {
     require_open(L);
     luaL_Stream* stream = waiting_stream(L, 1);
-    return stream ? read_and_show(L, stream) : call_original(L);
+    if (stream && !reads_known(L, 2)) show(context_of(L));
+    return stream && reads_known(L, 2) ? read_and_show(L, stream) : call_original(L);
+}
+
+/// Whether the second argument is a mode of io.open, which raises an error otherwise.
+bool is_open_mode(lua_State* L) {
+    if (lua_isnoneornil(L, 2)) return true;
+    if (lua_type(L, 2) != LUA_TSTRING) return false;
+    const char* mode = lua_tostring(L, 2);
+    if (!*mode || !strchr("rwa", *mode)) return false;
+    mode += mode[1] == '+' ? 2 : 1;
+    return strspn(mode, "b") == strlen(mode);
+}
+
+/// io.open. Opening a pipe waits for its other end: a signal ends that.
+int open_file(lua_State* L) {
+    require_open(L);
+    if (lua_type(L, 1) != LUA_TSTRING || !is_open_mode(L)) return call_original(L);
+    signals_end_reads(true);
+    int results = call_original(L);
+    signals_end_reads(false);
+    return context_of(L)->stopped ? stop_error(L) : results;
 }
 
 /// os.execute. While the program runs, SIGINT is ignored here; when the program died of one, it is raised
@@ -254,7 +288,15 @@ int execute_program(lua_State* L) {
     require_open(L);
     show(context_of(L));
     ox_rl_row_unknown();
+    errno = 0;
     int results = call_original(L);
+    int error = errno;
+    // The library tells of a process that could not be made as of one that ended with 127.
+    bool none = error != 0 && error != EINTR && results == 3 && lua_tointeger(L, -1) == 127;
+    if (none) {
+        errno = error;
+        return luaL_fileresult(L, 0, nullptr);
+    }
     bool by_signal =
         results == 3 && lua_type(L, -2) == LUA_TSTRING && strcmp(lua_tostring(L, -2), "signal") == 0;
     if (by_signal && lua_tointeger(L, -1) == SIGINT) raise(SIGINT);
@@ -364,7 +406,7 @@ void output_open(LuaContext* context) {
     wrap_field(L, "write", write_output);
     wrap_field(L, "lines", lines);
     wrap_field(L, "popen", run_program);
-    wrap_field(L, "open", call_open);
+    wrap_field(L, "open", open_file);
     wrap_field(L, "output", call_open);
     wrap_field(L, "tmpfile", call_open);
     luaL_getmetatable(L, LUA_FILEHANDLE);

@@ -1,5 +1,6 @@
-// table.move and table.sort, which a stop reaches while they work: Lua's own ones do it, in pieces that each
-// begin with a call, before which a stop is looked at.
+// The functions of tables that may work for long, so that a stop reaches them: Lua's own ones do the work, in
+// pieces that each begin with a call, before which a stop is looked at, or it is done here where they offer
+// no pieces.
 #include "table_functions.hpp"
 
 namespace {
@@ -44,6 +45,37 @@ int move(lua_State* L) {
     return 1;
 }
 
+/// A place in the list at 1 whose elements are moved one by one; a stop ends that.
+void step(lua_State* L, lua_Integer to, lua_Integer from) {
+    if (to % PIECE == 0 && context_of(L)->stopped) stop_error(L);
+    lua_geti(L, 1, from);
+    lua_seti(L, 1, to);
+}
+
+/// table.insert(list, place, value); what else it may be is left to Lua's own function, and its errors.
+int insert(lua_State* L) {
+    if (lua_gettop(L) != 3 || !lua_istable(L, 1) || !lua_isinteger(L, 2)) return call_original(L);
+    lua_Integer place = lua_tointeger(L, 2);
+    lua_Integer end = luaL_len(L, 1);
+    if (place < 1 || end < 0 || end == LUA_MAXINTEGER || place > end + 1) return call_original(L);
+    for (lua_Integer i = end + 1; i > place; --i) step(L, i, i - 1);
+    lua_seti(L, 1, place);
+    return 0;
+}
+
+/// table.remove(list, place) in the same way.
+int remove(lua_State* L) {
+    if (lua_gettop(L) != 2 || !lua_istable(L, 1) || !lua_isinteger(L, 2)) return call_original(L);
+    lua_Integer place = lua_tointeger(L, 2);
+    lua_Integer size = luaL_len(L, 1);
+    if (place < 1 || place > size) return call_original(L);
+    lua_geti(L, 1, place);
+    for (; place < size; ++place) step(L, place, place + 1);
+    lua_pushnil(L);
+    lua_seti(L, 1, place);
+    return 1;
+}
+
 int is_less(lua_State* L) {
     lua_pushboolean(L, lua_compare(L, 1, 2, LUA_OPLT));
     return 1;
@@ -69,6 +101,8 @@ void replace(lua_State* L, const char* name, lua_CFunction function) {
 void tables_open(lua_State* L) {
     lua_getglobal(L, "table");
     replace(L, "move", move);
+    replace(L, "insert", insert);
+    replace(L, "remove", remove);
     replace(L, "sort", sort);
     lua_pop(L, 1);
 }

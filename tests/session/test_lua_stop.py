@@ -19,6 +19,8 @@ LONG_CALLS = [
     "coroutine.wrap(function() return string.find(%s) end)()" % SLOW,
     "table.move({}, 1, 1 << 60, 2)",
     "local s, t = ('x'):rep(1 << 20), {} for i = 1, 70000 do t[i] = s end table.sort(t)",
+    "table.insert(setmetatable({}, {__len = function() return 1 << 60 end}), 1, 'x')",
+    "table.remove(setmetatable({}, {__len = function() return 1 << 60 end}), 1)",
     "setmetatable({}, {__gc = function() while true do end end}) collectgarbage()",
     "setmetatable({}, {__gc = function() string.find(%s) end}) collectgarbage()" % SLOW,
 ]
@@ -143,6 +145,17 @@ def test_a_finalizer_that_runs_at_the_end_of_a_script(start):
     assert (out, err, process.returncode) == (b"last words\n", b"", -signal.SIGINT)
 
 
+def test_opening_a_pipe_that_nobody_writes(shell, before, directory):
+    pipe = os.path.join(directory, "pipe")
+    os.mkfifo(pipe)
+    for code in ('io.open("%s")', 'pcall(io.open, "%s", "w")'):
+        shell.send("lua %s\r" % (code % pipe))
+        shell.settle(0.3)
+        shell.interrupt()
+        shell.prompt()
+    assert_as_before(shell, before)
+
+
 def same_as(shared_obxd, directory, text):
     path = os.path.join(directory, "script.lua")
     with open(path, "w", encoding="utf-8") as file:
@@ -177,6 +190,13 @@ def same_as(shared_obxd, directory, text):
     ("pcall(string.gsub, 'a', 'a', '%x')", "false\tinvalid use of '%' in replacement string"),
     ("pcall(string.find, ('a'):rep(300), ('a?'):rep(300))", "false\tpattern too complex"),
     ("table.concat(table.move({1, 2, 3}, 1, 3, 2), ',')", "1,1,2,3"),
+    ("pcall(table.insert, {1, 2}, 4, 'x')", "false\tbad argument #2 to 'table.insert' (position out of bounds)"),
+    ("pcall(table.insert, {1, 2}, 0, 'x')", "false\tbad argument #2 to 'table.insert' (position out of bounds)"),
+    ("pcall(table.remove, {1, 2}, 4)", "false\tbad argument #1 to 'table.remove' (position out of bounds)"),
+    ("(function(t) table.insert(t, 1, 'a') table.insert(t, 4, 'b') return table.concat(t, ',') end)({1, 2})", "a,1,2,b"),
+    ("(function(t) return table.remove(t, 1), table.remove(t, 2), table.concat(t, ',') end)({1, 2, 3})", "1\t3\t2"),
+    ("table.remove({1, 2}, 3)", "nil"),
+    ("table.remove({}, 0)", "nil"),
     ("#table.move(('x'):rep(200000):gsub('x', '') and {}, 1, 200000, 2)", "0"),
 ])
 def test_what_the_functions_give(shared_obxd, directory, code, shown):

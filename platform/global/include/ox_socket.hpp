@@ -26,7 +26,8 @@ enum ox_socket_error {
     OX_SOCKET_EPARTIAL = -13,  ///< a part of a message is there, the rest is not yet
 };
 
-/// The descriptor, -1 while unconnected or for a null socket.
+/// The descriptor, -1 while unconnected or for a null socket; for the events connection, whose descriptor
+/// tells of all connections, also with errno where that cannot be made.
 int ox_socket_fd(const ox_socket* socket);
 /// OX_SOCKET_LOCAL or OX_SOCKET_TCP; 0 for a null socket.
 int ox_socket_type(const ox_socket* socket);

@@ -1,5 +1,6 @@
 #include "hub.hpp"
 
+#include <errno.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -40,10 +41,12 @@ void hub_add(int fd) {
 int hub_descriptor(void) {
     if (hub >= 0) return hub;
     int made = epoll_create1(EPOLL_CLOEXEC);
+    if (made < 0) return -1;
     counter = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (made < 0 || counter < 0) {
-        if (made >= 0) close(made);
-        if (counter >= 0) close(counter);
+    if (counter < 0) {
+        int error = errno;
+        close(made);
+        errno = error;
         return -1;
     }
     hub = made;

@@ -4,7 +4,7 @@
 
 #include "socket.hpp"
 
-/// The descriptor, or -1 on failure.
+/// The descriptor, or -1 with errno on failure.
 int hub_descriptor(void);
 /// Follow descriptors as connections come and go; without effect while there is no hub.
 void hub_watch(const ox_socket* socket);
