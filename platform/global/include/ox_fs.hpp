@@ -21,12 +21,12 @@ void* ox_fs_mmap_file_adv(const char* path, long offset, size_t* size, int flags
 void ox_fs_munmap_file(void* data, size_t size);
 /// Replaces the file by one of these bytes (mode 0600) in one step: readers see the old or the new content,
 /// whole. The way is checked; a link stays, what it leads to is replaced. Returns 0, or -1 with errno and the
-/// old file untouched.
-int ox_fs_replace_file(const char* path, const void* data, size_t size);
+/// old file untouched: ESTALE when `replaced` (-1: none) is no longer the file at the path.
+int ox_fs_replace_file(const char* path, const void* data, size_t size, int replaced = -1);
 /// Opens the file for reading and writing, created with mode 0600 when there is none, and takes its lock,
-/// under which it may be read and replaced; closing the descriptor gives it back. Where another program keeps
-/// the lock for 2 s, the file is opened without. The way is checked. Returns the descriptor, or -1 with
-/// errno.
+/// under which it may be read and replaced; closing the descriptor gives it back. Where the lock is kept for
+/// 2 s and the file not replaced, the file is opened without. The way is checked. Returns the descriptor, or
+/// -1 with errno.
 int ox_fs_open_locked(const char* path);
 /// Opens the file for reading; the way is checked. Returns the descriptor, or -1 with errno.
 int ox_fs_open_read(const char* path);

@@ -61,16 +61,22 @@ private:
     sigset_t before_;
 };
 
-/// Waits until the file's lock is this program's. False when another one keeps it for longer than a file
-/// takes to be written: it hangs or was stopped.
-bool lock_patiently(int fd) {
+/// Waits until the file's lock is this program's, but not for longer than a file takes to be written.
+void lock_patiently(int fd) {
     enum { PAUSE_US = 5000, TRIES = 400 };
     for (int i = 0; i < TRIES; i++) {
-        if (flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
-        if (errno != EWOULDBLOCK && errno != EINTR) return false;
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) return;
         usleep(PAUSE_US);
     }
-    return false;
+}
+
+/// Whether the open file is the one at the place.
+bool is_at(int fd, const FilePlace* place) {
+    struct stat mine;
+    struct stat present;
+    return fstat(fd, &mine) == 0 &&
+           fstatat(place->directory.get(), place->name, &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+           mine.st_ino == present.st_ino && mine.st_dev == present.st_dev;
 }
 
 /// A new file beside the one that is to be replaced; `name` becomes its name.
@@ -142,14 +148,11 @@ int ox_fs_open_locked(const char* path) {
         if (!file_place_find(path, &place)) return -1;
         UnheldFd fd(file_place_open(&place, O_RDWR | O_CREAT));
         if (fd.get() < 0) return -1;
-        bool locked = lock_patiently(fd.get());
-        struct stat mine;
-        struct stat present;
-        if (fstat(fd.get(), &mine) != 0) return -1;
-        bool there = fstatat(place.directory.get(), place.name, &present, AT_SYMLINK_NOFOLLOW) == 0;
-        // The program that held the lock may have replaced the file, and the lock is then on the old one.
-        bool same = there && mine.st_ino == present.st_ino && mine.st_dev == present.st_dev;
-        if (same || !locked) return fd.release();
+        lock_patiently(fd.get());
+        // The program that held the lock may have replaced the file, and the lock is then on the old one:
+        // however long many take one behind the other, each gets its turn. One that holds it without end
+        // hangs or was stopped.
+        if (is_at(fd.get(), &place)) return fd.release();
     }
 }
 
@@ -158,7 +161,7 @@ int ox_fs_open_read(const char* path) {
     return file_place_find(path, &place) ? file_place_open(&place, O_RDONLY) : -1;
 }
 
-int ox_fs_replace_file(const char* path, const void* data, size_t size) {
+int ox_fs_replace_file(const char* path, const void* data, size_t size, int replaced) {
     FilePlace place;
     if (!file_place_find(path, &place)) return -1;
     int directory = place.directory.get();
@@ -171,11 +174,10 @@ int ox_fs_replace_file(const char* path, const void* data, size_t size) {
     UnheldChars name;
     UnheldFd fd(open_beside(&place, &name));
     if (fd.get() < 0) return -1;
-    if (write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0 &&
-        renameat(directory, name, directory, place.name) == 0) {
-        return 0;
-    }
-    int error = errno;
+    bool written = write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0;
+    bool same = replaced < 0 || is_at(replaced, &place);
+    if (written && same && renameat(directory, name, directory, place.name) == 0) return 0;
+    int error = same ? errno : ESTALE;
     unlinkat(directory, name, 0);
     errno = error;
     return -1;

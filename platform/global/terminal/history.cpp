@@ -161,13 +161,8 @@ struct Lines {
     }
 };
 
-/// Adds the entries that the file lacks to those that it holds by now.
-int merge(const char* path) {
-    int first = file.path && strcmp(file.path, path) == 0 ? file.fresh : 0;
-    Fd fd(ox_fs_open_locked(path));
-    Lines lines;
-    auto keep = [&lines](char* line, size_t size) { lines.add(line, size); };
-    if (fd.get() < 0 || !each_line(fd.get(), keep)) return -1;
+/// The entries from `first` on as lines of the file.
+void add_entries(Lines* lines, int first) {
     HIST_ENTRY** entries = history_list();
     for (int i = first; entries && i < history_length && entries[i]; i++) {
         const char* text = entries[i]->line;
@@ -176,13 +171,32 @@ int merge(const char* path) {
             add_escaped(&line, text);
             text = ox_dynarray_get(&line);
         }
-        lines.add(text, strlen(text));
+        lines->add(text, strlen(text));
         free(line.data);
     }
-    if (first < history_length &&
-        ox_fs_replace_file(path, ox_dynarray_get(lines.text), ox_str_length(lines.text)) < 0) {
-        return -1;
-    }
+}
+
+enum Merge { MERGE_FAILED, MERGE_DONE, MERGE_AGAIN };
+
+/// Adds the entries from `first` on to those that the file holds by now. Again: it was replaced meanwhile, by
+/// one who did not wait for a program that was stopped.
+Merge merge_once(const char* path, int first) {
+    Fd fd(ox_fs_open_locked(path));
+    Lines lines;
+    auto keep = [&lines](char* line, size_t size) { lines.add(line, size); };
+    if (fd.get() < 0 || !each_line(fd.get(), keep)) return MERGE_FAILED;
+    if (first >= history_length) return MERGE_DONE;
+    add_entries(&lines, first);
+    if (ox_fs_replace_file(path, ox_dynarray_get(lines.text), ox_str_length(lines.text), fd.get()) == 0)
+        return MERGE_DONE;
+    return errno == ESTALE ? MERGE_AGAIN : MERGE_FAILED;
+}
+
+int merge(const char* path) {
+    int first = file.path && strcmp(file.path, path) == 0 ? file.fresh : 0;
+    Merge outcome = MERGE_AGAIN;
+    while (outcome == MERGE_AGAIN) outcome = merge_once(path, first);
+    if (outcome == MERGE_FAILED) return -1;
     in_file(path);
     return 0;
 }
