@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "ox_screen.hpp"
 
 namespace {
@@ -15,7 +17,8 @@ std::string own_file(const char* name) {
     static const std::string directory = "/dev/shm/obx-fuzz." + std::to_string(getpid());
     mkdir(directory.c_str(), 0700);
     atexit([] {
-        for (const char* file : {"/input", "/second", ""}) remove((directory + file).c_str());
+        std::error_code error;
+        std::filesystem::remove_all(directory, error);
     });
     return directory + name;
 }
@@ -87,5 +90,10 @@ const std::string& file_of(std::string_view bytes) {
 const std::string& second_file() {
     static const std::string path = own_file("/second");
     remove(path.c_str());
+    return path;
+}
+
+const std::string& state_directory() {
+    static const std::string path = own_file("/state");
     return path;
 }

@@ -33,6 +33,7 @@ public:
         left_.remove_prefix(length == std::string_view::npos ? left_.size() : length + 1);
         return found;
     }
+    bool left() const { return !left_.empty(); }
     std::string rest() {
         std::string all(left_);
         left_ = {};
@@ -67,3 +68,5 @@ bool steers(std::string_view text);
 const std::string& file_of(std::string_view bytes);
 /// Another such file, which is not there at first.
 const std::string& second_file();
+/// A directory of this process's own, in memory, that is not there at first.
+const std::string& state_directory();

@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input(data, size);
     obxd::Model model;
     std::string error;
-    bool fine = obxd::model_load(model, file_of(input.rest()), error);
+    bool fine = obxd::model_load(model, {file_of(input.rest()), {}, false}, error);
     REQUIRE(fine == error.empty());
     if (!fine) return 0;
     json_t* tree = obxd::config_tree(obxd::place_of(model.top.get()), obxd::RANK_SYSTEM, ".");

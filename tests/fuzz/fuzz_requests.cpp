@@ -1,0 +1,151 @@
+// The daemon as a client meets it, without its sockets: each request gets its one answer, and whatever was
+// asked, the values fit the model and can be saved and restored.
+//
+// Time does not pass: what the device does later happens as soon as nothing else is left to do.
+#include <stdio.h>
+
+#include <vector>
+
+#include "fuzz.hpp"
+#include "requests/dispatch.hpp"
+#include "requests/requests.hpp"
+#include "requests/session.hpp"
+#include "test_model.hpp"
+#include "users/hash.hpp"
+
+namespace obxd {
+namespace {
+
+constexpr int MOST_STEPS = 100;  // that a device may take after a request
+
+Users users_made() {
+    Users users;
+    users.list = {{"s", "system", true, "", {token_hash("s")}},
+                  {"a", "admin", false, "", {token_hash("a")}},
+                  {"u", "user", false, "", {token_hash("u")}}};
+    return users;
+}
+
+struct Daemon {
+    Loop loop;
+    Server server{loop, {}, nullptr};
+    Users users = users_made();
+    std::string error;
+    std::unique_ptr<Store> store = Store::load(file_of(TEST_MODEL), error);
+    Device device{loop, *store, users, {"model", state_directory(), 0, 0, {}}};
+    Requests requests{server, *store, users, device};
+
+    Daemon() {
+        REQUIRE(store && loop_open(loop) == 0 && device_start(device, error));
+        device.go_down = device.come_up = [] {};
+        requests_start(requests);
+    }
+};
+
+Daemon& daemon_made() {
+    static Daemon* const one = new Daemon;
+    return *one;
+}
+
+Connection& connect(Daemon& d, uint64_t id) {
+    auto& c = d.server.connections[id] = std::make_unique<Connection>();
+    c->id = id;
+    c->source = "fuzz";
+    return *c;
+}
+
+void begin_anew(Daemon& d) {
+    d.server.connections.clear();
+    d.server.to_serve.clear();
+    d.server.to_forget.clear();
+    d.server.waiting.clear();
+    d.loop.timers.clear();
+    for (const char* file : {"/config.json", "/state.json"}) remove((d.device.state.path + file).c_str());
+    d.store->reset_defaults({});
+    d.device.rebooting = false;
+    d.device.mode.clear();
+}
+
+void time_passes(Daemon& d) {
+    for (int i = 0; i < MOST_STEPS && !d.loop.timers.empty(); i++) {
+        auto action = std::move(d.loop.timers.begin()->second);
+        d.loop.timers.erase(d.loop.timers.begin());
+        action();
+    }
+}
+
+/// What a connection was sent, message by message.
+std::vector<JsonRef> sent(Connection& c) {
+    std::vector<JsonRef> messages;
+    std::string all = c.out.str();
+    c.out.clear();
+    ::Input lines(reinterpret_cast<const uint8_t*>(all.data()), all.size());
+    for (std::string line = lines.text(); !line.empty(); line = lines.text()) {
+        messages.emplace_back(json_loadb(line.data(), line.size(), 0, nullptr));
+        REQUIRE(json_is_object(messages.back().get()));
+    }
+    return messages;
+}
+
+/// What would leave this process: other hosts and files, and threads that check passwords.
+bool leaves(const json_t* message) {
+    const char* method = json_string_value(json_object_get(message, "method"));
+    std::string name = method ? method : "";
+    return name == "Download" || name == "Upload" ||
+           (name == "Login" && json_object_get(json_object_get(message, "params"), "Password"));
+}
+
+void answers_fit(const json_t* message, std::vector<JsonRef> messages) {
+    const json_t* id = json_object_get(message, "id");
+    int answers = 0;
+    for (const JsonRef& each : messages) {
+        const json_t* to = json_object_get(each, "id");
+        if (!to) {
+            REQUIRE(json_object_get(each, "method"));
+            continue;
+        }
+        answers++;
+        REQUIRE(!json_object_get(each, "result") != !json_object_get(each, "error"));
+        REQUIRE(json_is_null(to) || json_equal(to, id));
+        if (json_is_string(id) || json_is_number(id)) REQUIRE(json_equal(to, id));
+    }
+    REQUIRE(id ? answers == 1 : answers <= 1);
+}
+
+void serve(Daemon& d, Connection& c, std::string_view text) {
+    JsonRef message(json_loadb(text.data(), text.size(), 0, nullptr));
+    if (message && leaves(message)) return;
+    REQUIRE(dispatch(d.requests, c, text));
+    time_passes(d);
+    REQUIRE(!c.busy);
+    if (message)
+        answers_fit(message, sent(c));
+    else
+        REQUIRE(sent(c).size() <= 1 || session_of(c).groups.size() > 0);
+}
+
+void state_holds(Daemon& d) {
+    std::string error;
+    REQUIRE(d.store->validate(error));
+    JsonRef snapshot(d.store->snapshot());
+    REQUIRE(d.store->restore(snapshot, error));
+    REQUIRE(json_equal(JsonRef(d.store->snapshot()), snapshot));
+}
+
+}  // namespace
+}  // namespace obxd
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace obxd;
+    Daemon& d = daemon_made();
+    begin_anew(d);
+    Connection& c = connect(d, 16);
+    Connection& listener = connect(d, 17);
+    session_of(listener).groups = {1, 2, 3, 4, 5};
+    REQUIRE(input_append(c.in, reinterpret_cast<const char*>(data), size));
+    std::string_view text;
+    while (!c.closing && input_next(c.in, text) == Frame::MESSAGE) serve(d, c, text);
+    for (const auto& event : sent(listener)) REQUIRE(json_object_get(event, "method"));
+    state_holds(d);
+    return 0;
+}
