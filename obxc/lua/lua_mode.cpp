@@ -55,14 +55,29 @@ void keep_recorded_lines() {
     }
 }
 
-/// Ctrl-C ends the module that hangs, and those behind it.
-void preload() {
+/// Runs what Ctrl-C stops. False when it had to be left for good, and the context with it.
+bool run_watched(void (*run)(ox_lua_ctx* ctx)) {
     lua_interrupt_watch(mode.ctx);
     interrupt_install(lua_interrupt);
-    interrupt_armed = 1;
-    lua_preload_modules(mode.ctx->L);
-    ox_lua_resume(mode.ctx);
+    ox_held_mark held;
+    interrupt_held = &held;
+    bool ran = sigsetjmp(interrupt_context, 1) == 0;
+    if (ran) {
+        interrupt_armed = 1;
+        run(mode.ctx);
+    }
+    if (lua_abandoned()) {
+        mode.ctx = nullptr;
+        interrupt_recover();
+    }
+    return mode.ctx != nullptr;
+}
+
+/// Ctrl-C ends the module that hangs, and those behind it.
+bool preload() {
+    if (run_watched([](ox_lua_ctx* ctx) { lua_preload_modules(ctx->L); })) ox_lua_resume(mode.ctx);
     interrupt_disarm();
+    return mode.ctx;
 }
 
 void end_at_exit(void);
@@ -71,11 +86,18 @@ void end_at_exit(void);
 void finish() {
     if (!mode.ctx) return;
     ox_lua_resume(mode.ctx);
-    lua_interrupt_watch(mode.ctx);
-    interrupt_install(lua_interrupt);
-    interrupt_armed = 1;
-    ox_lua_close(mode.ctx);
-    if (lua_interrupted(mode.ctx)) putchar('\n');
+    bool through = run_watched([](ox_lua_ctx* ctx) { ox_lua_close(ctx); });
+    if (!through || lua_interrupted(mode.ctx)) putchar('\n');
+}
+
+/// A context for this visit.
+bool context_open() {
+    lua_results_begin(&mode.results);
+    mode.ctx = lua_context_new();
+    if (!mode.ctx) return false;
+    ox_lua_set_flags(mode.ctx, OX_LUA_DIRECT_OUTPUT | OX_LUA_KEEP_EVENTS);
+    lua_complete_use(mode.ctx);
+    return preload();
 }
 
 bool mode_enter() {
@@ -89,16 +111,10 @@ bool mode_enter() {
     keep_recorded_lines();
     ox_history_clear();
     editor_history_load(LUA_HISTORY_FILE);
-    lua_results_begin(&mode.results);
-    mode.ctx = lua_context_new();
-    if (!mode.ctx) return false;
     lua_share_input();
-    ox_lua_set_flags(mode.ctx, OX_LUA_DIRECT_OUTPUT | OX_LUA_KEEP_EVENTS);
-    lua_complete_use(mode.ctx);
     ox_rl_set_autocomplete_cb(lua_complete);
     ox_rl_set_word_boundaries(LUA_WORD_BOUNDARIES);
-    preload();
-    return true;
+    return context_open();
 }
 
 /// The recording holds this visit's statements, in a form that runs as a script. One that was begun in the
@@ -137,14 +153,22 @@ void drop_pending() {
 
 /// After a Ctrl-C, and for each statement that would start until Lua mode is left: statements that were typed
 /// or pasted behind the interrupted one may build on it, so none of them may run.
-void drop_statement() {
+bool drop_statement() {
     interrupt_recover();
     ox_rl_drop_input();
-    ox_lua_resume(mode.ctx);
+    bool abandoned = lua_abandoned();
+    mode.runs = mode.runs && !abandoned;
+    if (!abandoned) ox_lua_resume(mode.ctx);
     drop_pending();
     prompt_rebuild();
     putchar('\n');
+    if (abandoned) {
+        puts("The code could not be stopped: its variables are lost.");
+        interrupt_disarm();
+        if (!context_open()) return false;
+    }
     fflush(stdout);
+    return true;
 }
 
 const char* statement_text() {
@@ -232,7 +256,7 @@ void mode_loop() {
                 if (start) interrupt_take_idle();
             }
             if (!start) {
-                drop_statement();
+                if (!drop_statement()) return;
                 continue;
             }
         }

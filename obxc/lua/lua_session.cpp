@@ -17,6 +17,19 @@ ox_lua_ctx* volatile watched = nullptr;
 
 bool arms_waits = false;
 
+enum { FORCING_PRESS = 3 };
+volatile sig_atomic_t presses = 0;
+volatile sig_atomic_t guards = 0;  // waits that an interrupt leaves by itself
+bool forced = false;
+
+/// Leaves code that does not come to where an error could be raised, with its state as it is.
+void leave_for_good() {
+    ox_lua_abandon(watched);
+    watched = nullptr;
+    forced = true;
+    interrupt_jump();
+}
+
 /// Runs what may wait with the interrupt leading here.
 bool guard_wait(void (*run)(void*), void* argument) {
     bool was_armed = interrupt_armed != 0;
@@ -31,12 +44,14 @@ bool guard_wait(void (*run)(void*), void* argument) {
     interrupt_held = &held;
     volatile bool done = false;
     if (!was_armed) interrupt_forget();
+    guards = guards + 1;
     if (sigsetjmp(interrupt_context, 1) == 0) {
         interrupt_armed = 1;
         bool came = !was_armed && ox_lua_stopped(watched);  // since the code last looked
         if (!came) run(argument);
         done = !came;
     }
+    guards = guards - 1;
     memcpy(&interrupt_context, &outer, sizeof(outer));
     interrupt_held = outer_held;
     if (!was_armed) interrupt_armed = 0;
@@ -69,7 +84,11 @@ void lua_share_input(void) {
 
 void lua_interrupt(int signal) {
     shell_interrupt(signal);
-    if (watched && interrupt_pending()) ox_lua_stop(watched);
+    if (!watched || !interrupt_pending() || !interrupt_is_here()) return;
+    ox_lua_stop(watched);
+    presses = presses + 1;
+    if (presses < FORCING_PRESS || guards > 0) return;
+    if (!ox_lua_in_heap(watched, leave_for_good)) leave_for_good();
 }
 
 void lua_interrupt_waits(ox_lua_ctx* ctx) {
@@ -78,7 +97,15 @@ void lua_interrupt_waits(ox_lua_ctx* ctx) {
 }
 
 void lua_interrupt_watch(ox_lua_ctx* ctx) {
+    presses = 0;
+    forced = false;
     watched = ctx;
+}
+
+bool lua_abandoned(void) {
+    bool was = forced;
+    forced = false;
+    return was;
 }
 
 bool lua_interrupted(const ox_lua_ctx* ctx) {

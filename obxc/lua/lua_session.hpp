@@ -1,8 +1,8 @@
 // A Lua context in this program, and how Ctrl-C leaves the code that runs in it.
 //
-// Lua's own calls are never jumped over. A wait inside a binding is left by a jump to the binding, code that
-// runs by an error from a debug hook; both unwind to the caller of Lua, who then jumps to where the interrupt
-// leads.
+// Lua's own calls are jumped over as a last resort alone. A wait inside a binding is left by a jump to the
+// binding, code that runs by an error from a debug hook; both unwind to the caller of Lua, who then jumps to
+// where the interrupt leads.
 #pragma once
 
 #include "ox_lua.hpp"
@@ -16,8 +16,12 @@ ox_lua_ctx* lua_context_new(void);
 void lua_share_input(void);
 /// Writes the text of an error to standard output, without a newline; it cannot steer a terminal.
 void lua_error_write(const ox_str* text);
-/// The SIGINT handler while Lua code runs: nothing unless the interrupt is armed.
+/// The SIGINT handler while Lua code runs: nothing unless the interrupt is armed. The third one jumps from
+/// wherever the code is, also out of a module in C that does not come back; the watched context is abandoned
+/// then.
 void lua_interrupt(int signal);
+/// True once after that: where the jump lands, the context is gone.
+bool lua_abandoned(void);
 /// The context whose code lua_interrupt stops; null for none.
 void lua_interrupt_watch(ox_lua_ctx* ctx);
 /// For a program whose own signal handlers stop the context's code and then call shell_interrupt: the waits

@@ -114,6 +114,10 @@ void shell_interrupt(int signal) {
     marked = 1;
 }
 
+bool interrupt_is_here(void) {
+    return on_main_thread();
+}
+
 bool interrupt_pending(void) {
     return marked;
 }

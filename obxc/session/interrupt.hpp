@@ -28,6 +28,8 @@ void interrupt_install(void (*handler)(int));
 void interrupt_disarm(void);
 /// The SIGINT handler while a command runs; unless armed, as idle_interrupt.
 void shell_interrupt(int signal);
+/// False on threads that modules made.
+bool interrupt_is_here(void);
 /// True when a marked interrupt waits for its point.
 bool interrupt_pending(void);
 /// Jumps now.

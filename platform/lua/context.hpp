@@ -16,6 +16,9 @@ struct LuaContext : ox_lua_ctx {
     volatile int stopped;
     volatile int once;  ///< the stop is over when its error has been raised
     ox_lua_guard guard;
+    volatile int in_heap;              ///< a block is being allocated or freed
+    void (*volatile heap_left)(void);  ///< called once when that is done, or null
+    LuaContext* abandoned;             ///< the one that was given up before this one
     bool holds;               ///< ox_lua_hold: what allocates is no Lua code, and may take of the reserve
     size_t taken;             ///< bytes that were allocated since the reserve was last seen
     int timeout_ms;           ///< of a request, where a script sets no other

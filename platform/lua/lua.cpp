@@ -209,6 +209,21 @@ void ox_lua_finish(ox_lua_ctx* ctx) {
     if (context->flags & OX_LUA_STREAM) output_drain(context);
 }
 
+bool ox_lua_in_heap(ox_lua_ctx* ctx, void (*left)(void)) {
+    LuaContext* context = full(ctx);
+    context->heap_left = left;
+    if (context->in_heap) return true;
+    context->heap_left = nullptr;
+    return false;
+}
+
+void ox_lua_abandon(ox_lua_ctx* ctx) {
+    static LuaContext* last = nullptr;  // they are kept: what they hold may be in use somewhere
+    full(ctx)->abandoned = last;
+    last = full(ctx);
+    ox_memory_bear(false);
+}
+
 void ox_lua_close(ox_lua_ctx* ctx) {
     if (!ctx->L) return;
     ox_lua_finish(ctx);

@@ -30,8 +30,7 @@ bool has_room(size_t size) {
     return room;
 }
 
-void* allocate(void* data, void* block, size_t old_size, size_t size) {
-    auto* context = static_cast<LuaContext*>(data);
+void* allocate_now(LuaContext* context, void* block, size_t old_size, size_t size) {
     if (size == 0) {
         free(block);
         return nullptr;
@@ -47,6 +46,19 @@ void* allocate(void* data, void* block, size_t old_size, size_t size) {
     }
     void* moved = realloc(block, size);
     return moved || size > old_size ? moved : block;  // Lua relies on shrinking
+}
+
+void* allocate(void* data, void* block, size_t old_size, size_t size) {
+    auto* context = static_cast<LuaContext*>(data);
+    context->in_heap = 1;
+    void* given = allocate_now(context, block, old_size, size);
+    context->in_heap = 0;
+    if (context->heap_left) {
+        auto* left = context->heap_left;
+        context->heap_left = nullptr;
+        left();
+    }
+    return given;
 }
 
 void short_hook(lua_State* L, lua_Debug*) {

@@ -48,3 +48,37 @@ def test_a_module_in_the_module_directory(shared_obxd, directory, terminal, tree
     session.wait_line(LUA_PROMPT)
     session.send("answer.twice(4)\r")
     session.wait_for(r"^_\[1\] = 8")
+
+
+def test_the_third_ctrl_c_leaves_a_module_that_never_comes_back(shared_obxd, terminal, tree_modules):
+    env = harness.environment(OBX_TEST_MODULE_DIR=os.path.join(harness.BUILD, "tests", "modules", "ombrix"), leaks=False)
+    session = terminal(daemon=shared_obxd, env=env)
+    session.prompt()
+    modes = session.modes()
+
+    def press(prompt):
+        session.settle(0.4)
+        for _ in range(3):
+            session.interrupt()
+            session.settle(0.1)
+        session.wait_line(prompt)
+
+    for _ in range(3):
+        session.send("lua require('ombrix.answer').spin()\r")
+        press(r"\S*obxc:>")
+        assert session.run("cat Device.DeviceInfo.HostName").endswith("= 'router'")
+    session.send("lua\r")
+    session.wait_line(LUA_PROMPT)
+    session.send("kept = 1\r")
+    for _ in range(3):
+        session.send("answer.spin()\r")
+        press(LUA_PROMPT)
+        session.send("kept, answer.twice(4)\r")
+        session.wait_for(r"^_\[1\] = nil\n_\[2\] = 8")
+        session.send("kept = 2\r")
+    session.send("setmetatable({}, {__gc = answer.spin}) q = 1\r")
+    session.send("q\r")
+    press(r"\S*obxc:>")
+    assert session.run("cat Device.DeviceInfo.HostName").endswith("= 'router'")
+    session.settle()
+    assert session.modes() == modes

@@ -69,5 +69,11 @@ void ox_lua_drain(ox_lua_ctx* ctx);
 void ox_lua_finish(ox_lua_ctx* ctx);
 /// Finishes, then runs all finalizers and closes the state; `L` is null then. A stop reaches what runs.
 void ox_lua_close(ox_lua_ctx* ctx);
+/// Whether the context's code is allocating memory just now; `left` is then called when that is done. For a
+/// signal handler.
+bool ox_lua_in_heap(ox_lua_ctx* ctx, void (*left)(void));
+/// Instead of ox_lua_free, for a context whose code was left by a jump: it is never used again, and not
+/// freed.
+void ox_lua_abandon(ox_lua_ctx* ctx);
 /// Closes first. Null-safe.
 void ox_lua_free(ox_lua_ctx* ctx);
