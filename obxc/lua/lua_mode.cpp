@@ -236,7 +236,7 @@ bool is_quit(const char* line) {
 
 void mode_loop() {
     ox_held_mark held;
-    while (running) {
+    while (running && !interrupt_ended()) {
         if (!read_line()) return;
         if (!mode.line || !*mode.line) continue;
         if (!mode.pending && is_quit(mode.line)) return;

@@ -227,3 +227,13 @@ def test_finalizers_are_called_as_ever(shared_obxd, directory):
     """
     assert same_as(shared_obxd, directory, text) == (
         "gone\t3\ngone\t2\ngone\t1\ngone\t4\tmore\ngiven\t4\nfalse\terror in __gc metamethod (bad)\ngone\t5\n")
+
+
+@pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGTERM])
+def test_a_signal_that_ends_a_statement_ends_the_shell(shell, number):
+    enter_lua(shell)
+    shell.send("while true do end\r")
+    shell.settle(0.5)
+    os.kill(shell.pid(), number)
+    assert shell.end() == (0 if number == signal.SIGHUP else -number)
+    assert shell.modes() == (True, True)

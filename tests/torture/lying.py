@@ -8,6 +8,7 @@
 import contextlib
 import json
 import os
+import random
 import shutil
 import socket
 import threading
@@ -15,6 +16,7 @@ import time
 
 import harness
 
+FLOOD = 3.0  # seconds
 ODD = "\x1b[2J\x1b]0;own\x07\r\b\x9b31m"
 WRONG = [None, True, -1, 2 ** 63 - 1, 1.5e308, "", "text", [], [[]], [None], {}, {"": ""}, {"Name": 5}, [{"Name": 5}],
          [{"Name": "Device."}], [{"Name": "..", "Value": 1}], [{"Name": "", "Attributes": {}}], {"type": "object"}]
@@ -65,7 +67,7 @@ def event(group, params=None):
 
 
 class Lies:
-    """What becomes of one answer: a list of bytes to send, CLOSE, or a number of seconds to wait."""
+    """What becomes of one answer: some of bytes to send, CLOSE, or a number of seconds to wait."""
 
     CLOSE = object()
 
@@ -108,7 +110,8 @@ class Lies:
 
     def flood(self, message):
         kind = self.rng.choice([b"{}\n", event(4, {"Action": "Add"}), line({**message, "id": 987654})])
-        return [kind * 2000] * 500
+        end = time.monotonic() + FLOOD
+        return (kind * 2000 for _ in iter(lambda: time.monotonic() < end, False))
 
     def one_byte(self, message):
         text = line(message)
@@ -155,7 +158,7 @@ KINDS = [name for name in vars(Lies) if not name.startswith("_") and name not in
 class LyingDaemon:
     def __init__(self, obxd, rng):
         self.obxd = obxd
-        self.rng = rng
+        self.rng = random.Random(rng.getrandbits(64))  # its own: threads choose with it
         self.kind = None
         self.directory = harness.temp_dir()
         self.socket = os.path.join(self.directory, "liar.sock")
@@ -183,7 +186,8 @@ class LyingDaemon:
                 behind.connect(self.obxd.socket)
                 self.open = [each for each in self.open if each.fileno() >= 0] + [client, behind]
                 threading.Thread(target=self._requests, args=(client, behind), daemon=True).start()
-                threading.Thread(target=self._answers, args=(client, behind), daemon=True).start()
+                lies = Lies(random.Random(self.rng.getrandbits(64)))
+                threading.Thread(target=self._answers, args=(client, behind, lies), daemon=True).start()
 
     @staticmethod
     def _requests(client, behind):
@@ -192,8 +196,7 @@ class LyingDaemon:
                 behind.sendall(data)
             behind.shutdown(socket.SHUT_RDWR)
 
-    def _answers(self, client, behind):
-        lies = Lies(self.rng)
+    def _answers(self, client, behind, lies):
         with contextlib.suppress(OSError, ValueError), behind.makefile("rb") as answers:
             for text in answers:
                 for each in getattr(lies, self.kind)(json.loads(text)) if self.kind else [text]:

@@ -21,10 +21,10 @@ REQUESTS = [["get", HOST], ["cat", "Device.NAT."], ["ls", "Device.NAT."], ["attr
 @pytest.fixture(scope="module", params=["unix", "tcp", "tls"])
 def wire(request, tmp_path_factory):
     """A wire to an obxd, and the environment and options of its clients."""
-    options, words, env = {}, [], harness.environment(OBX_PATIENCE="5")
+    options, words, env = {}, [], harness.environment(OBX_PATIENCE="30")
     if request.param == "tls":
         authority = Authority(str(tmp_path_factory.mktemp("tls")), "authority")
-        options, words, env = {"tls": authority.issue("obxd")}, ["--ssl"], authority.environment(OBX_PATIENCE="5")
+        options, words, env = {"tls": authority.issue("obxd")}, ["--ssl"], authority.environment(OBX_PATIENCE="30")
     obxd = harness.Obxd(*harness.QUICK) if request.param == "unix" else harness.remote_obxd(*harness.QUICK, **options)
 
     def connect():

@@ -6,7 +6,7 @@ import os
 import pytest
 
 import harness
-from lying import KINDS, LyingDaemon
+from lying import FLOOD, KINDS, LyingDaemon
 from programs import SLOW, run
 from steering import steering
 
@@ -26,6 +26,7 @@ end
 pcall(ox.set, "Device.DeviceInfo.HostName", "liar")
 pcall(ox.wait, 9, 0.2)
 """
+EXCHANGE = 5  # seconds that one exchange takes at most, with the patience that run() gives
 MIB = 400 if harness.SANITIZED else 64  # the largest lie is 8 MiB
 
 
@@ -43,6 +44,14 @@ def liar(obxd, rng):
         yield daemon
 
 
+def kinds(rng, budget, at_least):
+    """Kinds of lies while there is time: each comes before one comes again."""
+    order = []
+    for _ in budget.rounds(at_least, 2000):
+        order = order or rng.sample(KINDS, len(KINDS))
+        yield order.pop()
+
+
 def well_again(liar, obxd):
     liar.kind = None
     right = run(obxd, "-r", "get", HOST)
@@ -56,57 +65,76 @@ def holds(ran, what, seconds):
     assert len(ran.err) < 200000, (what, ran)
 
 
-@pytest.mark.parametrize("kind", KINDS)
-def test_one_shot(liar, obxd, rng, budget, kind):
-    for _ in budget.rounds(at_least=3, at_most=100):
+def test_one_shot(liar, obxd, rng, budget):
+    for kind in kinds(rng, budget, 6):
         liar.kind = kind
         request = rng.choice(REQUESTS)
-        holds(run(liar, "-t", "1", "-r", *request), (kind, request), 1)
-    well_again(liar, obxd)
+        holds(run(liar, "-t", "1", "-r", *request), (kind, request), 1 + EXCHANGE + FLOOD)
+        well_again(liar, obxd)
 
 
-@pytest.mark.parametrize("kind", KINDS)
-def test_script_and_lua(liar, obxd, rng, budget, kind, directory):
+def test_script_and_lua(liar, obxd, rng, budget, directory):
     script, code = os.path.join(directory, "script"), os.path.join(directory, "code.lua")
     with open(code, "w") as file:
         file.write(CODE)
-    for _ in budget.rounds(at_least=1, at_most=20):
+    for kind in kinds(rng, budget, 2):
         liar.kind = kind
         lines = [each for each in rng.sample(LINES, 3) if "\t" not in each]
         with open(script, "w") as file:
             file.write("\n".join(lines) + "\n")
-        holds(run(liar, "-t", "1", "-s", script), (kind, lines), 1 + 2 * len(lines) + 2)
-        holds(run(liar, "-t", "1", "-S", code), (kind, "lua"), 12)
-    well_again(liar, obxd)
+        holds(run(liar, "-t", "1", "-s", script), (kind, lines), 2 * EXCHANGE * len(lines) + FLOOD)
+        holds(run(liar, "-t", "1", "-S", code), (kind, "lua"), 7 * EXCHANGE + FLOOD)
+        well_again(liar, obxd)
 
 
-@pytest.mark.parametrize("kind", KINDS)
-def test_listening(liar, obxd, kind):
+def test_listening(liar, rng, budget):
     """Listen mode has no end of its own; it is ended by a signal at any time."""
-    liar.kind = kind
-    holds(run(liar, "-t", "1", "-l", "-g", "4,9", term=1), kind, 1)
-
-
-@pytest.mark.parametrize("kind", KINDS)
-def test_shell(liar, obxd, rng, budget, kind):
-    shell = harness.Terminal("-t", "1", daemon=liar, columns=120, lines=50, env=harness.environment(OBX_PATIENCE="1"))
-    try:
-        shell.prompt()
+    for kind in kinds(rng, budget, 3):
         liar.kind = kind
-        for _ in budget.rounds(at_least=3, at_most=60):
-            shell.send(rng.choice(LINES) + "\r")
+        holds(run(liar, "-t", "1", "-l", "-g", "4,9", term=rng.random()), kind, 1)
+
+
+class Shell(harness.Terminal):
+    """A shell that may end: it says then that it lost its events connection."""
+
+    def __init__(self, daemon):
+        super().__init__("-t", "1", daemon=daemon, columns=120, lines=50, env=harness.environment(OBX_PATIENCE="1"))
+
+    def ended(self):
+        if self.process.poll() is None:
+            return False
+        assert (self.end(), self.text().count("Connection dropped")) == (0, 1), self.text()
+        return True
+
+
+def lies_to(shell, lines):
+    for line in lines:
+        try:
+            shell.send(line + "\r")
             shell.settle(0.05)
-            if rng.random() < 0.2:
-                shell.interrupt()
+        except (OSError, harness.SessionFailure):
+            shell.process.wait(harness.PATIENCE)
+        if shell.ended():
+            return
+
+
+def test_shell(liar, obxd, rng, budget):
+    for kind in kinds(rng, budget, 2):
         liar.kind = None
-        right = run(obxd, "-r", "get", HOST).out.decode().strip()
-        shell.send("\x03\x15")
-        shell.wait_line(harness.PROMPT, 30)
-        shell.run("cat " + HOST, 30)  # the connection may be a broken one: this finds out
-        mark = len(shell.raw)
-        shell.send("cat :%s\r" % HOST)
-        shell.wait(lambda: right.encode() in shell.raw[mark:], "the right answer %r" % right, 30)
-        shown = steering(shell.raw)
-        assert not shown, shown
-    finally:
-        shell.close()
+        shell = Shell(liar)
+        try:
+            shell.prompt()
+            liar.kind = kind
+            lines = rng.choices(LINES, k=3)
+            lies_to(shell, lines)
+            liar.kind = None
+            if not shell.ended():
+                shell.send("\x03\x15")
+                shell.wait_line(harness.PROMPT, 2 * EXCHANGE * len(lines) + FLOOD + SLOW)
+                shell.run("cat " + HOST, EXCHANGE + SLOW)  # the connection may be a broken one: this finds out
+                shown = shell.run("cat :" + HOST, EXCHANGE + SLOW)
+                right = run(obxd, "-r", "cat", HOST).out.decode()
+                assert shown == " " + right.strip(), (kind, lines, shell.text())
+            assert not steering(shell.raw), (kind, lines, steering(shell.raw))
+        finally:
+            shell.close()
