@@ -3,7 +3,7 @@
 import re
 
 # What the shell sends itself: colours, bracketed paste, erasing and moving while a line is edited.
-OWN = re.compile(rb"\x1b\[(\d+(;\d+)*)?m|\x1b\[\?2004[hl]|\x1b\[\d*[KDCAB]|\x1b\[H\x1b\[2?J")
+OWN = re.compile(rb"\x1b\[(\d+(;\d+)*)?m|\x1b\[\?2004[hl]|\x1b\[\d*[KDCABP@]|\x1b\[H\x1b\[2?J")
 STEERING = re.compile(rb"[\x00-\x06\x0b\x0c\x0e-\x1a\x1c-\x1f\x7f]|\x1b|\xc2[\x80-\x9f]")
 
 

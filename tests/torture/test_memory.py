@@ -1,0 +1,55 @@
+"""An allocation that fails, at as many of the places as the time allows: the request goes out as it should be or not at all,
+and what is shown is right, or one line tells why it is not."""
+
+import os
+import sys
+
+import pytest
+
+import harness
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(harness.__path__[0])))
+
+import test_failing_memory as failing  # noqa: E402: the session test, whose sweep takes every place
+
+pytestmark = pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer has its own allocator")
+
+CASES = dict(failing.COMMANDS, shell=([], failing.SHELL))
+
+
+@pytest.fixture
+def scripted():
+    started = []
+
+    def start(answer=None):
+        started.append(harness.ScriptedDaemon(answer))
+        return started[-1]
+
+    yield start
+    for each in started:
+        each.close()
+
+
+def tries(runs, rng, budget):
+    """All places in random order while there is time."""
+    good, count = runs.allocations()
+    assert count > 20, good
+    places = rng.sample(range(1, count + 1), count)
+    for number in budget.rounds(at_least=5, at_most=count):
+        at = places[number]
+        for extra in ({}, {"OBX_FAIL_ON": "1"}):  # this one alone; this one and all that follow
+            failing.check(at, good, runs.run(at, **extra))
+
+
+@pytest.mark.parametrize("kind", CASES)
+def test_a_command(scripted, directory, rng, budget, kind):
+    words, stdin = CASES[kind]
+    tries(failing.Runs(scripted, directory, words, stdin), rng, budget)
+
+
+@pytest.mark.parametrize("option, text", [("-s", failing.SCRIPT), ("-S", failing.LUA)], ids=["script", "lua"])
+def test_a_script(scripted, directory, rng, budget, option, text):
+    path = os.path.join(directory, "script")
+    with open(path, "w") as file:
+        file.write(text)
+    tries(failing.Runs(scripted, directory, [option, path]), rng, budget)
