@@ -79,8 +79,9 @@ def test_closed_standard_descriptors(scripted):
     assert process.returncode == 0
     assert process.stdout.endswith(b"'q' for exit.\n")
     process = subprocess.run(["sh", "-c", "exec %s -u %s -r save >&-" % (harness.OBXC, daemon.socket)],
-                             env=harness.environment(), timeout=harness.PATIENCE)
-    assert process.returncode == 0
+                             stderr=subprocess.PIPE, env=harness.environment(), timeout=harness.PATIENCE)
+    assert process.returncode == 1
+    assert b"cannot write standard output: Bad file descriptor" in process.stderr
     assert all(isinstance(message, dict) for message in daemon.received)
 
 

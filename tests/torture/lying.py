@@ -199,7 +199,10 @@ class LyingDaemon:
     def _answers(self, client, behind, lies):
         with contextlib.suppress(OSError, ValueError), behind.makefile("rb") as answers:
             for text in answers:
-                for each in getattr(lies, self.kind)(json.loads(text)) if self.kind else [text]:
+                kind = self.kind
+                for each in getattr(lies, kind)(json.loads(text)) if kind else [text]:
+                    if kind == "flood" and self.kind != kind:
+                        break
                     if each is Lies.CLOSE:
                         client.shutdown(socket.SHUT_RDWR)
                     elif isinstance(each, float):

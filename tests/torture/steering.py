@@ -2,8 +2,9 @@
 
 import re
 
-# What the shell sends itself: colours, bracketed paste, erasing and moving while a line is edited.
-OWN = re.compile(rb"\x1b\[(\d+(;\d+)*)?m|\x1b\[\?2004[hl]|\x1b\[\d*[KDCABP@]|\x1b\[H\x1b\[2?J")
+# What the shell sends itself: colours, bracketed paste, erasing and moving while a line is edited,
+# the line that tells of a wait.
+OWN = re.compile(rb"\x1b\[(\d+(;\d+)*)?m|\x1b\[\?2004[hl]|\x1b\[\d*[KDCABP@]|\x1b\[J|\x1b[DM78]|\x1b\[H\x1b\[2?J")
 STEERING = re.compile(rb"[\x00-\x06\x0b\x0c\x0e-\x1a\x1c-\x1f\x7f]|\x1b|\xc2[\x80-\x9f]")
 
 
