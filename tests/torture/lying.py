@@ -76,9 +76,9 @@ class Lies:
         self.last = None  # the answer before
 
     def inside(self, message):
-        """A place inside the answer's result or error."""
-        places = [path for path in parts(message) if path and path[0] in ("result", "error")]
-        return self.rng.choice(places or [("id",)])
+        """A place inside the answer's result or error, or inside what an event tells."""
+        places = [path for path in parts(message) if path and path[0] in ("result", "error", "params")]
+        return self.rng.choice(places or [(next(iter(message)),)])
 
     def truncated(self, message):
         text = line(message)

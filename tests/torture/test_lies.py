@@ -77,7 +77,7 @@ def test_script_and_lua(liar, obxd, rng, budget, directory):
     script, code = os.path.join(directory, "script"), os.path.join(directory, "code.lua")
     with open(code, "w") as file:
         file.write(CODE)
-    for kind in kinds(rng, budget, 2):
+    for kind in kinds(rng, budget, 1):
         liar.kind = kind
         lines = [each for each in rng.sample(LINES, 3) if "\t" not in each]
         with open(script, "w") as file:
@@ -131,10 +131,13 @@ def test_shell(liar, obxd, rng, budget):
             if not shell.ended():
                 shell.send("\x03\x15")
                 shell.wait_line(harness.PROMPT, 2 * EXCHANGE * len(lines) + FLOOD + SLOW)
-                shell.run("cat " + HOST, EXCHANGE + SLOW)  # the connection may be a broken one: this finds out
-                shown = shell.run("cat :" + HOST, EXCHANGE + SLOW)
-                right = run(obxd, "-r", "cat", HOST).out.decode()
-                assert shown == " " + right.strip(), (kind, lines, shell.text())
+                # Names of the model are kept as the daemon told them, so the value alone is asked for. The first time
+                # the connection may be a broken one.
+                line = "lua print(ox.plain(ox.get('%s')))" % HOST
+                shell.run(line, EXCHANGE + SLOW)
+                shown = shell.run(line, EXCHANGE + SLOW).split("\n")[-1]
+                right = run(obxd, "-r", "cat", HOST).out.decode().strip()
+                assert "= '%s'" % shown == right, (kind, lines, shell.text())
             assert not steering(shell.raw), (kind, lines, steering(shell.raw))
         finally:
             shell.close()
