@@ -15,6 +15,7 @@
 #include "device/image.hpp"
 #include "device/live.hpp"
 #include "device/model.hpp"
+#include "device/model_events.hpp"
 #include "device/params.hpp"
 #include "device/restore_points.hpp"
 #include "json_error.hpp"
@@ -86,15 +87,19 @@ void boot(Device& device) {
 }
 
 void come_back(Device& device) {
+    std::string version = device.version;
     device.store.reset_defaults({});
     load_state(device);
+    device.boot.updated = device.version != version;
     boot(device);
     device.come_up();
+    boot_event(device);
 }
 
 void go_down(Device& device, const char* cause) {
     device_event(device, "Reboot", json_pack("{s:s}", "Cause", cause));
     device.boots++;
+    device.boot = {true, cause, false};
     device.flashing = false;
     firmware_cancel(device);
     device.go_down();
@@ -109,6 +114,7 @@ bool device_start(Device& device, std::string& error) {
     live_register(device);
     device.store.set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
     boot(device);
+    boot_event(device);
     return true;
 }
 

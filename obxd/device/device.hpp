@@ -68,6 +68,13 @@ struct LiveState {
     int cpu_usage = 0;  ///< per cent
 };
 
+/// What the last boot came from.
+struct Boot {
+    bool remote = false;      ///< a request asked for it
+    const char* reason = "";  ///< for people
+    bool updated = false;     ///< it brought another firmware
+};
+
 struct Device {
     Loop& loop;
     Store& store;
@@ -84,7 +91,8 @@ struct Device {
     std::string version;  ///< of the running firmware
     std::string mode;     ///< DeviceMode of the last Reboot; "" where the configuration says it
     int64_t booted = 0;   ///< ms of the monotonic clock
-    uint64_t boots = 0;   ///< work of an earlier boot is void
+    Boot boot;
+    uint64_t boots = 0;  ///< work of an earlier boot is void
     bool rebooting = false;
     bool flashing = false;
     bool flash_checked = false;  ///< the image was read back and is right

@@ -5,6 +5,7 @@
 
 #include "device/clock.hpp"
 #include "device/config.hpp"
+#include "device/model_events.hpp"
 #include "device/restore_points.hpp"
 #include "device/transfer.hpp"
 #include "digest.hpp"
@@ -16,18 +17,18 @@ namespace {
 constexpr int LEASE_SECONDS = 86400;
 
 // Ends the call as the transfer went.
-Reply finish_with(const CallPtr& call) {
-    return [call](Answer answer) {
+Reply finish_with(const CallPtr& call, const char* type) {
+    return transfer_event(call->device, type, call->path, call->inputs, [call](Answer answer) {
         if (answer.code == 0)
             call_finish(call, json_object());
         else
             call_fail(call, answer.code, answer.detail);
         answer_drop(answer);
-    };
+    });
 }
 
 void upload(const CallPtr& call, const char* kind) {
-    finish_with(call)(upload_file(call->device, kind, call->inputs));
+    finish_with(call, "Upload")(upload_file(call->device, kind, call->inputs));
 }
 
 Store& store_of(const CallPtr& call) {
@@ -39,7 +40,7 @@ Store& store_of(const CallPtr& call) {
 void method_config_backup(const CallPtr& call) {
     const std::string* point = restore_point_at(call->device, call_object(call));
     if (!point) return upload(call, "Config");
-    finish_with(call)(
+    finish_with(call, "Upload")(
         upload_copy(call->device, restore_point_file(call->device, *point), "config.json", call->inputs));
 }
 
@@ -58,12 +59,14 @@ void method_config_restore(const CallPtr& call) {
     if (call_number(call, "FileSize", 0) == 0) json_object_del(call->inputs, "FileSize");
     std::string algorithm = call_text(call, "CheckSumAlgorithm", "SHA-1");
     std::string wanted = call_text(call, "CheckSum", "");
-    download_config(call->device, call->inputs, finish_with(call), [algorithm, wanted](Fetch& fetch) {
-        if (wanted.empty() || strcasecmp(wanted.c_str(), digest_of_file(algorithm, fetch.file).c_str()) == 0)
-            return;
-        fetch.code = FAULT_CORRUPTED;
-        fetch.detail = "\"CheckSum\" does not fit";
-    });
+    download_config(call->device, call->inputs, finish_with(call, "Download"),
+                    [algorithm, wanted](Fetch& fetch) {
+                        if (wanted.empty() ||
+                            strcasecmp(wanted.c_str(), digest_of_file(algorithm, fetch.file).c_str()) == 0)
+                            return;
+                        fetch.code = FAULT_CORRUPTED;
+                        fetch.detail = "\"CheckSum\" does not fit";
+                    });
 }
 
 void method_renew(const CallPtr& call) {

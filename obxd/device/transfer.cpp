@@ -9,6 +9,7 @@
 #include "device/files.hpp"
 #include "device/firmware.hpp"
 #include "device/model.hpp"
+#include "device/model_events.hpp"
 #include "device/params.hpp"
 #include "device/upload.hpp"
 
@@ -104,7 +105,8 @@ void download_config(Device& device, const json_t* params, const Reply& reply,
                                         }});
 }
 
-void device_download(Device& device, const json_t* params, const Reply& reply) {
+void device_download(Device& device, const json_t* params, const Reply& asked) {
+    Reply reply = transfer_event(device, "Download", "", params, asked);
     const char* type = text_param(params, "FileType");
     if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, params, reply);
     if (type && strcmp(type, "Config") == 0) return download_config(device, params, reply, nullptr);
@@ -140,7 +142,7 @@ Answer upload_copy(Device& device, const std::string& file, const char* name, co
 
 void device_upload(Device& device, const json_t* params, const Reply& reply) {
     const char* type = text_param(params, "FileType");
-    reply(upload_file(device, type ? type : "", params));
+    transfer_event(device, "Upload", "", params, reply)(upload_file(device, type ? type : "", params));
 }
 
 }  // namespace obxd

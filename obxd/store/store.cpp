@@ -3,6 +3,7 @@
 #include "store/attributes.hpp"
 #include "store/config.hpp"
 #include "store/dump.hpp"
+#include "store/events.hpp"
 #include "store/execute.hpp"
 #include "store/instances.hpp"
 #include "store/live.hpp"
@@ -44,6 +45,10 @@ const std::vector<std::string>& Store::notes() const {
 
 bool Store::make_rows(const std::map<std::string, uint32_t>& wanted, std::string& error) {
     return rows_make(*model_, wanted, error);
+}
+
+json_t* Store::event(std::string_view object, std::string_view name, const json_t* given) {
+    return event_arguments(*model_, object, name, given);
 }
 
 Answer Store::get_values(const Caller& caller, const json_t* params, size_t room) {

@@ -64,6 +64,9 @@ public:
     /// the caller may not read it.
     json_t* shown(const Caller&, std::string_view path);
 
+    /// The arguments of an event of the model, a new object: see events.hpp.
+    json_t* event(std::string_view object, std::string_view name, const json_t* given);
+
     // The daemon's own access, with no permission check and regardless of read-only.
     json_t* value(std::string_view path);                  ///< borrowed, null when there is none
     bool set_value(std::string_view path, json_t* value);  ///< takes over `value`; tells the listener
