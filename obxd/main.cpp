@@ -144,7 +144,7 @@ std::unique_ptr<Store> load_store(const Options& options, int& status) {
     status = EXIT_FAULT;
     std::unique_ptr<Store> store = Store::load({options.model, options.services, options.deleted}, error);
     bool fine = store && (options.values.empty() || store->load_values(options.values, error));
-    if (fine && !options.rows.empty() && !store->make_rows(options.rows, error)) {
+    if (fine && !store->make_rows(options.rows, error)) {
         error = "--rows: " + error;
         status = EXIT_USAGE;
         fine = false;

@@ -13,8 +13,10 @@
 #include "store/ties.hpp"
 #include "store/value_check.hpp"
 #include "store/value_form.hpp"
+#include "store/value_text.hpp"
 #include "store/walk.hpp"
 #include "store/wire_attrs.hpp"
+#include "store/words.hpp"
 
 namespace obxd {
 namespace {
@@ -62,9 +64,32 @@ struct EndVisitor {
             parameter->initial.reset(value_normal(parameter, parameter->initial));
     }
 
+    /// Published documents give some texts a pattern and a length that no word has together: then lengths on
+    /// that side of it where the words are will do as well. False where there is no such thing.
+    bool sizes_widen(Schema* parameter) const {
+        const Limits& limits = *parameter->limits;
+        std::vector<Expression> expressions;
+        for (const Pattern& pattern : limits.patterns) expressions.push_back(pattern.program);
+        if (expressions.empty() || limits.sizes.empty()) return false;
+        Words words(std::move(expressions), {});
+        if (words.count() == 0) return false;
+        model.notes.push_back(schema_path(parameter) + ": nothing that matches its pattern is " +
+                              sizes_text(limits.sizes) + " characters long; its pattern holds");
+        auto length = static_cast<json_int_t>(text_length(limits.type, words.word(0)));
+        const Size& last = limits.sizes.back();
+        bool longer = last.max >= 0 && length > last.max;
+        // All that share them are alike.
+        const_cast<Limits&>(limits).sizes.push_back(longer ? Size{last.max + 1, -1} : Size{0, last.min - 1});
+        parameter->attrs.reset(json_copy(parameter->attrs));
+        json_object_del(parameter->attrs, longer ? "maxLength" : "minLength");
+        return true;
+    }
+
     /// Clients learn a value's JSON type from the default.
     void default_make(Schema* parameter) {
-        if (json_t* legal = maker.plain(parameter)) parameter->initial.reset(legal);
+        json_t* legal = maker.plain(parameter);
+        if (!legal && sizes_widen(parameter)) legal = ValueMaker(model).plain(parameter);
+        if (legal) parameter->initial.reset(legal);
         parameter->default_kind = DefaultKind::MADE;
         CharsRef text(json_dumps(parameter->initial, JSON_ENCODE_ANY));
         std::pair key(JsonRef(json_incref(parameter->attrs)), std::string(text ? text.get() : ""));

@@ -43,7 +43,7 @@ struct Facts {
 
     // Of a parameter or an argument.
     bool write_once = false;  ///< settable (`writable` too) as long as it holds its initial value
-    bool hidden = false;      ///< reads as ""
+    bool hidden = false;      ///< reads as "", 0 or false
     bool mandatory = false;   ///< an argument that a call must give
     bool runtime = false;     ///< not saved
     const char* units = nullptr;

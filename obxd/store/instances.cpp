@@ -6,6 +6,7 @@
 #include "store/params.hpp"
 #include "store/place.hpp"
 #include "store/references.hpp"
+#include "store/rows.hpp"
 #include "store/tell.hpp"
 #include "store/ties.hpp"
 #include "store/value_check.hpp"
@@ -134,6 +135,7 @@ Answer object_add(Model& model, const Caller& caller, const json_t* params) {
     Node* instance = instance_new(place.node, 0);
     if (!instance) return answer_fault(FAULT_RESOURCES, std::string(name) + " has no instance number left");
     alias_make(instance);
+    rows_complete(model, instance);
     Answer answer = answer_of(OX_TR_INSTANCE_NUMBER, json_integer(instance->number));
     instance_announce(model, instance);
     return answer;

@@ -316,15 +316,18 @@ json_t* ValueMaker::numbered(const Schema* parameter, uint64_t number) {
 json_t* ValueMaker::list(Kind& kind, const Schema* parameter, uint64_t number) {
     const Limits& limits = *parameter->limits;
     uint64_t count = std::max<uint64_t>(1, static_cast<uint64_t>(limits.items.min));
-    std::string all;
+    std::string plain, bracketed;
     for (uint64_t i = 0; i < count; i++) {
         JsonRef item(numbered(kind.item.get(), number * count + i));
         if (!item) break;
         std::string text = item_text(item);
-        if (limits.inner && limits.brackets != Brackets::PROHIBITED) text = "[" + text + "]";
-        all += (i ? "," : "") + text;
+        plain += (i ? "," : "") + text;
+        bracketed += (i ? ",[" : "[") + text + "]";
     }
-    JsonRef value(json_string(all.c_str()));
+    bool brackets = limits.inner && limits.brackets != Brackets::PROHIBITED;
+    JsonRef value(json_string((brackets ? bracketed : plain).c_str()));
+    // Items with commas of their own need brackets in any list.
+    if (!takes(parameter, value)) value.reset(json_string(bracketed.c_str()));
     if (!takes(parameter, value)) value.reset(json_string(""));
     return takes(parameter, value) ? value.release() : nullptr;
 }

@@ -54,10 +54,18 @@ json_t* value_read(Node* node, const Schema* parameter, const std::string* path)
     return node->values[parameter->slot];
 }
 
+json_t* value_nothing(const Schema* parameter) {
+    static json_t* const text = json_string("");
+    static json_t* const number = json_integer(0);
+    static json_t* const real = json_real(0);
+    int type = limits_type(*parameter->limits);
+    if (type_is_boolean(type)) return json_false();
+    if (type_is_integer(type)) return number;
+    return type == OX_TR_DECIMAL ? real : text;
+}
+
 json_t* value_shown(Node* node, const Schema* parameter, const std::string* path) {
-    if (!parameter->hidden) return value_read(node, parameter, path);
-    static json_t* const nothing = json_string("");
-    return nothing;
+    return parameter->hidden ? value_nothing(parameter) : value_read(node, parameter, path);
 }
 
 json_t* place_value(const Place& place, const std::string* path) {

@@ -11,10 +11,12 @@ namespace obxd {
 
 /// The present value of a parameter, borrowed; computed ones are refreshed. `path` may be null.
 json_t* value_read(Node* node, const Schema* parameter, const std::string* path);
-/// What a request is shown: hidden ones read as "". Borrowed.
+/// What a request is shown: hidden ones read as "", 0 or false. Borrowed.
 json_t* value_shown(Node* node, const Schema* parameter, const std::string* path);
 /// The same of a parameter or pseudo-parameter: a new reference.
 json_t* place_value(const Place& place, const std::string* path);
+/// What a hidden parameter reads as. Borrowed.
+json_t* value_nothing(const Schema* parameter);
 
 /// What `path` (with "*" for instances) reads as; replaces what was set for the same path.
 void live_set(Model& model, std::string_view path, std::function<json_t*(const std::string&)> reader);

@@ -64,7 +64,7 @@ Facts parameter_facts(Builder& builder, const XmlSubject& subject, const Schema*
     facts.write_once = given.access == "writeOnceReadOnly";
     facts.mandatory = given.mandatory;
     facts.status = xml_status(given.status);
-    facts.hidden = given.facets.hidden || given.facets.secured;
+    facts.hidden = given.facets.hidden || given.facets.secured || given.facets.command;
     facts.runtime = given.facets.command;
     facts.since = builder.model.texts.keep(given.version);
     facts.description = described(builder, subject, given.description);

@@ -159,6 +159,23 @@ json_t* RowValues::choice_from(Node* node, const Schema* parameter, uint64_t num
     return value_check(model_, parameter, node, value, why) == 0 ? value.release() : nullptr;
 }
 
+bool RowValues::choice_begin(Node* node, const Schema* parameter) {
+    const Limits& limits = *parameter->limits;
+    if (limits.from.empty() || !parameter->writable || parameter->has_default) return false;
+    const json_t* present = node->values[parameter->slot];
+    std::string why;
+    if (!json_equal(present, parameter->initial) || value_check(model_, parameter, node, present, why) == 0)
+        return false;
+    Place source;
+    if (!parameter_find(model_, scope_path(node->schema, node, limits.from), source)) return false;
+    const char* choices = json_string_value(value_read(source.node, source.schema, nullptr));
+    if (choices && !*choices && !source.schema->writable)
+        put(source.node, source.schema, maker_.numbered(source.schema, 0));
+    json_t* choice = choice_from(node, parameter, 0);
+    put(node, parameter, choice);
+    return choice != nullptr;
+}
+
 /// Something that is there, but not the row of the reference itself.
 json_t* RowValues::reference(Node* node, const Schema* parameter, uint64_t number) {
     uint64_t count = targets_count(node, parameter);

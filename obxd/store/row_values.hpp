@@ -24,6 +24,9 @@ public:
     /// their own.
     void add(Node* node, uint64_t number, bool row) { nodes_.push_back({node, number, row}); }
     void fill();
+    /// Gives a parameter that can be set one of the choices that another has for it, where it began with none
+    /// that is legal; a list of the device's own that is empty gets one first. True when something changed.
+    bool choice_begin(Node* node, const Schema* parameter);
 
 private:
     struct Filled {

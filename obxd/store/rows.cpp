@@ -9,6 +9,7 @@
 #include "store/row_values.hpp"
 #include "store/snapshot.hpp"
 #include "store/ties.hpp"
+#include "store/walk.hpp"
 
 namespace obxd {
 namespace {
@@ -19,10 +20,12 @@ struct Plan {
     uint32_t nested = 0;  ///< in tables in the rows of others
     bool all = false;
 
+    /// Whether its rows are to be alive: those that must be there anyhow hold what the model gives them.
+    bool asks(const Schema* table) const { return all || named.count(table) > 0; }
+
     uint32_t rows(const Schema* table, bool below_rows) const {
         auto found = named.find(table);
         uint32_t wanted = found != named.end() ? found->second : below_rows ? nested : each;
-        if (wanted == 0 && !all) return 0;
         return std::clamp(wanted, std::min(table->min_count, table->max_count), table->max_count);
     }
 };
@@ -85,6 +88,7 @@ struct Maker {
     const Plan& plan;
     RowValues values;
     std::unordered_map<const Schema*, uint64_t> made;  ///< rows of tables so far, in all rows of others
+    bool changed = false;
 
     void table(Node* node, bool below_rows) {
         uint32_t wanted = plan.rows(node->schema, below_rows);
@@ -94,8 +98,14 @@ struct Maker {
                 alias_make(row);
             else
                 break;
-        for (size_t i = 0; i < node->instances.size(); i++)
-            object(node->instances[i].get(), made[node->schema]++, i >= present, true);
+        changed |= node->instances.size() > present;
+        for (size_t i = 0; i < node->instances.size(); i++) {
+            Node* row = node->instances[i].get();
+            uint64_t number = made[node->schema]++;
+            bool fresh = i >= present, asked = plan.asks(node->schema);
+            if (fresh && !asked) values.add(row, number, false);
+            object(row, number, fresh && asked, true);
+        }
     }
 
     void object(Node* node, uint64_t number, bool row, bool below_rows) {
@@ -109,16 +119,41 @@ struct Maker {
     }
 };
 
+/// Gives what takes its choices from elsewhere a choice, where the model leaves it without.
+struct ChoiceVisitor {
+    RowValues& values;
+    bool& changed;
+
+    bool enter(const Place&, const std::string&) const { return true; }
+    void leave(const Place&) const {}
+    void leaf(const Place& place, const std::string&) const {
+        if (place.schema->kind == Schema::PARAMETER && place.pseudo == Pseudo::NONE)
+            changed |= values.choice_begin(place.node, place.schema);
+    }
+};
+
+/// True when something was changed below the node.
+bool rows_fill(Model& model, const Plan& plan, Node* node) {
+    Maker maker{plan, RowValues(model), {}};
+    maker.object(node, 0, false, node != model.top.get());
+    maker.values.fill();
+    ChoiceVisitor visitor{maker.values, maker.changed};
+    walk_all<Walk::VALUES>(visitor, node == model.top.get() ? place_top(model) : place_of(node));
+    return maker.changed;
+}
+
 }  // namespace
 
 bool rows_make(Model& model, const RowsWanted& wanted, std::string& error) {
     Plan plan;
     if (!plan_make(model, wanted, plan, error)) return false;
-    Maker maker{plan, RowValues(model), {}};
-    maker.object(model.top.get(), 0, false, false);
-    maker.values.fill();
-    model.pristine.reset(values_take(model));
+    bool changed = rows_fill(model, plan, model.top.get());
+    if (changed || !wanted.empty()) model.pristine.reset(values_take(model));
     return true;
+}
+
+void rows_complete(Model& model, Node* row) {
+    rows_fill(model, {}, row);
 }
 
 }  // namespace obxd

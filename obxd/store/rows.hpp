@@ -17,8 +17,11 @@ using RowsWanted = std::map<std::string, uint32_t>;
 /// Fills up tables with rows of legal values, no more than they hold and their keys let be different. A table
 /// in the rows of others gets as many as leave the model with ROWS_MOST rows in all, at least one, if not
 /// asked for by its path. With "" what stands in no row gets values too, where the model has none. False with
-/// `error` for a path that names no table.
+/// `error` for a path that names no table. Without any wish tables still get the rows that they must have,
+/// and what takes its choices from elsewhere one of them.
 bool rows_make(Model& model, const RowsWanted& wanted, std::string& error);
+/// The same for a new row alone, which has its own values: the rows that tables in it must have.
+void rows_complete(Model& model, Node* row);
 
 inline constexpr uint64_t ROWS_MOST = 100000;
 

@@ -229,15 +229,34 @@ int inner_check(const Check& check, std::string_view item) {
     return item_check(inner, item);
 }
 
-int list_check(const Check& check, std::string_view text) {
+int items_check(const Check& check, const std::vector<std::string_view>& items) {
     const Limits& limits = check.limits;
-    std::vector<std::string_view> items = limits.inner ? list_groups(text) : list_items(text);
     for (std::string_view item : items) {
         int code = limits.inner ? inner_check(check, item) : item_check(check, item);
         if (code) return code;
     }
-    if (!size_fits({limits.items}, static_cast<json_int_t>(items.size())))
-        return check.refuse("must have " + sizes_text({limits.items}) + " items");
+    if (size_fits({limits.items}, static_cast<json_int_t>(items.size()))) return 0;
+    return check.refuse("must have " + sizes_text({limits.items}) + " items");
+}
+
+/// The items of a list whose items all stand in brackets, which keep commas of their own together; else none.
+std::vector<std::string_view> bracketed_items(std::string_view text) {
+    std::vector<std::string_view> items = list_groups(text);
+    for (std::string_view& item : items) {
+        if (item.size() < 2 || item.front() != '[' || item.back() != ']') return {};
+        item = item.substr(1, item.size() - 2);
+    }
+    return items;
+}
+
+int list_check(const Check& check, std::string_view text) {
+    const Limits& limits = check.limits;
+    int code = items_check(check, limits.inner ? list_groups(text) : list_items(text));
+    if (code && !limits.inner && limits.brackets != Brackets::PROHIBITED) {
+        std::vector<std::string_view> items = bracketed_items(text);
+        if (!items.empty()) code = items_check(check, items);
+    }
+    if (code) return code;
     if (!size_fits(limits.list_sizes, static_cast<json_int_t>(text_length(OX_TR_STRING, text))))
         return check.refuse("must be " + sizes_text(limits.list_sizes) + " characters long as a whole");
     return 0;

@@ -161,7 +161,7 @@ void commit(Setter& setter) {
             changed_add(changed, node_path(node) + schema->follower->name, node, schema->follower);
     }
     for (Told& told : changed) {
-        JsonRef shown(told.schema->hidden ? json_string("") : json_incref(told.value));
+        JsonRef shown(json_incref(told.schema->hidden ? value_nothing(told.schema) : told.value));
         value_tell(setter.model, told.path, shown);
     }
     for (Told& told : changed) hooks_run(told.schema, told.path, told.value);
