@@ -44,18 +44,6 @@ bool node_is_fetched(const json_t* node) {
            !json_is_true(json_object_get(node, OX_TR_LOST));
 }
 
-void node_info_normalize(json_t* value) {
-    json_t* info = json_object_get(value, OX_TR_INFO);
-    if (info) {
-        json_t* attributes = json_object_get(info, OX_TR_ATTRIBUTES);
-        if (attributes) json_object_set(value, OX_TR_ATTR, attributes);
-        json_object_del(value, OX_TR_INFO);
-    }
-    const char* key;
-    json_t* member;
-    json_object_foreach(value, key, member) node_info_normalize(member);
-}
-
 json_t* node_child_find(const json_t* node, const char* key, size_t key_length) {
     json_t* child = json_object_getn(node, key, key_length);
     if (child || !ox_tr_is_instance({key, key_length})) return child;

@@ -11,8 +11,6 @@ bool node_is_read_only(const json_t* node);
 bool node_needs_fetch(const json_t* node);
 /// True when they came with an answer of the daemon, be it a refusal.
 bool node_is_fetched(const json_t* node);
-/// Rewrites "#info" into "#attr" throughout a tree.
-void node_info_normalize(json_t* value);
 /// The child of an object by a key of a length, or, for an instance number without one, its "#template".
 /// Borrowed, or null.
 json_t* node_child_find(const json_t* node, const char* key, size_t key_length);

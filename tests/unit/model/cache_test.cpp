@@ -272,18 +272,6 @@ TEST_F(Metadata, ADaemonThatIsNotReachedIsAskedAgain) {
     EXPECT_FALSE(node_needs_fetch(node("Device.DeviceInfo")));
 }
 
-TEST_F(Metadata, InfoBecomesAttributes) {
-    JsonRef value(json_loads(R"({"#info":{"Attributes":{"type":"object"},"Name":1},
-        "A":{"#info":{"Attributes":{"type":"int","#info":{"Attributes":1}}},"B":{"#info":{}},"C":{"#info":7}}})",
-                             0, nullptr));
-    node_info_normalize(value);
-    JsonRef expected(json_loads(R"({"#attr":{"type":"object"},
-        "A":{"#attr":{"type":"int","#attr":1},"B":{},"C":{}}})",
-                                0, nullptr));
-    EXPECT_TRUE(json_equal(value, expected));
-    node_info_normalize(nullptr);
-}
-
 TEST_F(Metadata, ObjectTrees) {
     struct {
         const char* json;
