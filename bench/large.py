@@ -1,17 +1,21 @@
 """Rows of bench/run for large tables: processor time of client and daemon together, and the client's memory."""
 
+import lzma
 import os
 import subprocess
 import tempfile
 
+import served
+
 HOSTS = "Device.Hosts.Host"
+DOCUMENT = "tr-181-2-17-0-cwmp-full.xml"
 ROUNDS = 5
 
 
 class Large:
     """What the rows need of bench/run, handed over by it."""
 
-    def __init__(self, harness, top, row, interleave, generated_model, piped, timed):
+    def __init__(self, harness, top, row, interleave, generated_model, piped, timed, directory):
         self.harness = harness
         self.top = top
         self.row = row
@@ -19,11 +23,19 @@ class Large:
         self.generated_model = generated_model
         self.piped = piped
         self.timed = timed
+        self.directory = directory
+        self.model = os.environ.get("OBX_BENCH_MODEL") or self.official()
+
+    def official(self):
+        path = os.path.join(self.directory, DOCUMENT)
+        with lzma.open(os.path.join(self.top, "tests", "data", DOCUMENT + ".xz")) as packed, open(path, "wb") as out:
+            out.write(packed.read())
+        return path
 
     def hosts(self, count, *args):
-        """A daemon with so many hosts. OBX_BENCH_MODEL names another model than the router's."""
-        model = os.environ.get("OBX_BENCH_MODEL", os.path.join(self.top, "models", "router.json"))
-        return self.harness.Obxd("--rows", "%s=%d" % (HOSTS, count), *args, model=model)
+        """A daemon with so many hosts, and two rows in each other table. OBX_BENCH_MODEL names another model than
+        Device:2.17."""
+        return self.harness.Obxd("--rows", "2", "--rows", "%s.=%d" % (HOSTS, count), *args, model=self.model)
 
 
 def processor_us(pid):
@@ -62,30 +74,44 @@ def listing(large, directory):
               growth[2][0] / growth[1][0], 2.6)
 
 
-def first_tab(large):
-    """The first Tab among many hosts, on a terminal, and the ones after it."""
-    daemon = large.hosts(10000)
+def spent(pids):
+    return sum(processor_us(pid) for pid in pids)
+
+
+def tabs(large, count):
+    """Microseconds of both processes for the first Tab among so many hosts and, the median, for later ones, and the
+    shell's peak in KiB."""
+    daemon = large.hosts(count)
     terminal = large.harness.Terminal(daemon=daemon)
     terminal.prompt()
     terminal.settle()
     pids = (terminal.process.pid, daemon.process.pid)
-    before = sum(processor_us(pid) for pid in pids)
-    large.timed(terminal, "cat :%s.9999\t" % HOSTS, r"9999\.", 60)
-    spent = sum(processor_us(pid) for pid in pids) - before
-    large.row("first Tab in 10,000 hosts", "ms, with daemon", None, None, spent / 1000, None, 800)
+    before = spent(pids)
+    large.timed(terminal, "cat :%s.%d\t" % (HOSTS, count - 1), r"%d\." % (count - 1), 60)
+    first = spent(pids) - before
     with open("/proc/%d/status" % terminal.process.pid) as status:
         peak = [int(line.split()[1]) for line in status if line.startswith("VmHWM")][0]
-    large.row("first Tab in 10,000 hosts", "peak KiB", None, None, peak, None, 49152)
-    waits = []
-    for number in range(9001, 9010):
+    later = []
+    for number in range(count - 999, count - 990):
         terminal.send("\x15")
         terminal.settle()
-        before = sum(processor_us(pid) for pid in pids)
+        before = spent(pids)
         large.timed(terminal, "cat :%s.%d\t" % (HOSTS, number), r"%d\." % number, 60)
-        waits.append(sum(processor_us(pid) for pid in pids) - before)
-    large.row("a further Tab there", "ms, with daemon", None, None, sorted(waits)[4] / 1000, None, 5)
+        later.append(spent(pids) - before)
     terminal.close()
     daemon.close()
+    return first, sorted(later)[4], peak
+
+
+def first_tab(large):
+    """The first Tab among many hosts, on a terminal, and the ones after it. It grows with the hosts and no faster."""
+    growth = [tabs(large, count) for count in (10000, 20000, 40000)]
+    large.row("first Tab in 10,000 hosts", "ms, with daemon", None, None, growth[0][0] / 1000, None, 800)
+    large.row("first Tab in 10,000 hosts", "peak KiB", None, None, growth[0][2], None, 49152)
+    large.row("a further Tab there", "ms, with daemon", None, None, growth[0][1] / 1000, None, 5)
+    for smaller, larger, name in ((0, 1, "20,000 hosts"), (1, 2, "40,000 hosts")):
+        few, many = growth[smaller][0], growth[larger][0]
+        large.row("first Tab in " + name, "us, to half as many", few, None, many, many / few, 2.6)
 
 
 def template(large, directory):
@@ -97,12 +123,14 @@ def template(large, directory):
 
 
 def every_node(large, directory):
-    daemon = large.harness.Obxd("--rows", "1", model=os.environ.get(
-        "OBX_BENCH_MODEL", os.path.join(large.top, "models", "router.json")))
+    daemon = large.harness.Obxd("--rows", "1", model=large.model)
     client = daemon.client()
     names = client.call("GetParameterNames", {"ParameterPath": ".", "NextLevel": False})["ParameterList"]
     objects = [element["Name"] for element in names if element["Name"].endswith(".")]
     client.close()
+    values = subprocess.run(large.piped(daemon, directory, "every", *["ls :%s" % name for name in objects]),
+                            stdout=subprocess.PIPE, check=True, text=True).stdout
+    assert len(values.splitlines()) > len(objects), "the objects are not listed"
     _, peak = cost(large, daemon, directory, *["ls :%s" % name for name in objects])
     large.row("every object of %d listed" % len(objects), "peak KiB", None, None, peak, None, 12288)
     daemon.close()
@@ -144,10 +172,12 @@ while True:
 """
 
 
-def bench_large(large):
+def bench_large(*tools):
     with tempfile.TemporaryDirectory(dir="/var/tmp") as directory:
+        large = Large(*tools, directory)
         listing(large, directory)
         first_tab(large)
         template(large, directory)
         every_node(large, directory)
+        served.bench_served(large, directory)
         bombs(large, directory)

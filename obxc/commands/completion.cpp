@@ -99,7 +99,8 @@ char* hint_line(const char* line) {
     return added ? ox_memory_text(added) : nullptr;
 }
 
-void hint_continue(void) {
+bool hint_continue(void) {
     bool answered = fetch_continue();
     if (model_changes_continue() || answered) ox_rl_hint_changed();
+    return fetch_goes_on();
 }

@@ -15,5 +15,6 @@ void complete_for_hint(const char* line, json_t* candidates);
 /// there when it is called again behind the answer.
 char* hint_line(const char* line);
 /// Takes in what hints have asked for, as far as it has come, and lets the editor ask for the hint again. To
-/// be called whenever the shell waits for keys and something may have come from the daemon.
-void hint_continue(void);
+/// be called whenever the shell waits for keys and something may have come from the daemon. True when it has
+/// more to do at once: a key that came meanwhile goes first.
+bool hint_continue(void);

@@ -287,11 +287,12 @@ Step shell_pass(Shell* shell) {
     shell->entries[ENTRY_EVENTS].fd = ox_socket_fd(events);
     if (events && shell->entries[ENTRY_EVENTS].fd < 0) return waiting_failed(shell, errno);
     if (!events) return events_serve(shell);
-    hint_continue();
+    bool goes_on = hint_continue();
     bool sends = ox_jrpcapi_has_unsent(request_channel);
     shell->entries[ENTRY_REQUESTS].fd = sends ? ox_socket_fd(ox_jrpcapi_socket(request_channel)) : -1;
     bool read_ahead = ox_rl_pending();
-    int count = ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead ? 0 : rejoin_wait_ms(shell));
+    int count =
+        ox_wait_poll_keys(shell->entries, ENTRY_COUNT, read_ahead || goes_on ? 0 : rejoin_wait_ms(shell));
     if (count < 0) return poll_failed(shell, errno);
     if (sends) ox_jrpcapi_send_more(request_channel);
     if (is_ready(shell->entries[ENTRY_EVENTS]) && events_serve(shell) == STEP_LEAVE) return STEP_LEAVE;

@@ -90,6 +90,7 @@ ox_jrpcmsg* request_of(json_t* missing) {
 }
 
 void apply(const Change& change, json_t* fetched, json_t* missing) {
+    fetch_doubt(change.object);
     json_t* branch = node_own(change.object);
     if (!branch) return;
     if (!change.added) {

@@ -10,8 +10,9 @@
 
 namespace {
 
-/// Names of the first part of a long list, and elements that later parts should come to.
-enum { FIRST_PART = 1000, PART_ELEMENTS = 50000 };
+/// Names of the first part of a long list; elements that later parts should come to, and names that a request
+/// holds at most: one is made and written while keys wait.
+enum { FIRST_PART = 1000, PART_ELEMENTS = 50000, PART_NAMES = 4000 };
 
 /// An answer that is none says nothing of the node; an error is the daemon's word.
 bool tells_nothing(const ox_jrpcmsg* message) {
@@ -48,7 +49,9 @@ json_t* slice(Fetch* fetch) {
 }
 
 /// Instances of which only the names are known: they are asked for one by one when somebody comes to them.
-void add_names(json_t* instances, const json_t* names) {
+void add_names(json_t* parts, const json_t* names) {
+    json_t* instances = json_object();
+    json_array_append_new(parts, instances);
     for (size_t i = 0; i < json_array_size(names); ++i) {
         std::string_view key = ox_tr_path_leaf(json_string_value(json_array_get(names, i)));
         if (key.empty() || key[0] == '#') continue;
@@ -96,7 +99,7 @@ void take_names(Fetch* fetch) {
         end(fetch, outcome);
         return;
     }
-    fetch->instances.reset(json_object());
+    fetch->instances.reset(json_array());
     fetch->step = FETCH_STEP_INSTANCES;
 }
 
@@ -107,7 +110,7 @@ fetch_outcome part_outcome(Fetch* fetch) {
     if (outcome_of(fetch->message) == FETCH_LOST) return FETCH_LOST;
     if (ox_jrpcmsg_typeof(fetch->message) == OX_JRPCMSG_RESULT) {
         if (fetch->fold.full) return FETCH_LARGE;
-        json_object_update(fetch->instances, part);
+        json_array_append(fetch->instances, part);
         return FETCH_DONE;
     }
     // Where one of them is gone meanwhile, the others are worth asking for.
@@ -118,6 +121,7 @@ fetch_outcome part_outcome(Fetch* fetch) {
 size_t next_size(const Fetch* fetch, size_t asked) {
     size_t each = fetch->fold.elements / (asked > 0 ? asked : 1) + 1;
     size_t size = PART_ELEMENTS / each;
+    if (size > PART_NAMES) return PART_NAMES;
     return size > 0 ? size : 1;
 }
 
@@ -151,7 +155,8 @@ Fetch::Fetch(const char* path, bool is_multi)
       at(0),
       next(0),
       size(FIRST_PART),
-      fold(query) {
+      fold(query),
+      filled(0) {
     ox_string_strlcpy(query, path, sizeof query);
 }
 

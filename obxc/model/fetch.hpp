@@ -50,8 +50,9 @@ struct Fetch {
     size_t size;  ///< names in the next part
     JsonRef part;
     InstanceFold fold;
-    JsonRef
-        instances;  ///< by their numbers; those that no answer holds are nodes whose children are not known
+    JsonRef instances;  ///< a list of parts, each of nodes by their numbers; the children of those that no
+                        ///< answer holds are not known
+    size_t filled;      ///< of the parts, those that were moved into the cache
 };
 
 /// Makes the request of the step.

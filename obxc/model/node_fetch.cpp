@@ -1,5 +1,6 @@
 #include "model/node_fetch.hpp"
 
+#include <stdint.h>
 #include <string.h>
 
 #include <new>
@@ -7,8 +8,8 @@
 #include "model/cache.hpp"
 #include "model/fetch.hpp"
 #include "model/node.hpp"
+#include "model/node_fill.hpp"
 #include "model/path.hpp"
-#include "model/shared.hpp"
 #include "ox_socket.hpp"
 #include "ox_string.hpp"
 #include "ox_tr.hpp"
@@ -47,67 +48,6 @@ void query_path(const NodePath* p, char out[FETCH_QUERY_SIZE]) {
     if (ox_tr_path_is_full(out)) ox_string_strlcat(out, ".", FETCH_QUERY_SIZE);
 }
 
-/// Makes the node of a path one that can be changed: where it is shared, a copy of it, and of the shared ones
-/// above, takes its place in the cache and in the path.
-void own_node(NodePath* p) {
-    if (!node_is_shared(p->node)) return;
-    json_t* node = dm_root;
-    NodePath own = {};
-    path_reset(&own);
-    for (std::string_view component : ox_tr_components(p->path)) {
-        char name[sizeof p->path];
-        if (!node || !path_component(name, component)) break;
-        bool there = json_object_get(node, name) || !is_instance_number(name, -1);
-        node = node_own_member(node, there ? name : OX_TR_TEMPLATE);
-        if (node) path_push_child(&own, node, name);
-    }
-    if (node && strcmp(own.path, p->path) == 0) {
-        json_decref(p->node);
-        json_decref(p->parents);
-        p->node = json_incref(own.node);
-        p->parents = json_incref(own.parents);
-    }
-    path_free(&own);
-    if (!node_is_shared(p->node)) return;
-    // The cache has lost it meanwhile.
-    JsonRef shared(p->node);
-    p->node = node_own_copy(shared);
-}
-
-void fill_node(NodePath* p, const Fetch& fetch) {
-    ++dm_generation;
-    own_node(p);
-    json_t* node = p->node;
-    JsonRef attributes(json_incref(json_object_get(node, OX_TR_ATTR)));
-    json_object_clear(node);
-    if (fetch.has_children) json_object_update(node, fetch.tree.root);
-    // An answer without the node's own attributes (a failed request) does not make it forget what it is.
-    if (attributes && !json_object_get(node, OX_TR_ATTR)) json_object_set(node, OX_TR_ATTR, attributes);
-    json_object_set_new(node, OX_TR_FETCHED, json_true());
-    if (fetch.instances) json_object_update(node, fetch.instances);
-    if (p->ordered) json_object_set_new(node, OX_TR_ORDER, json_pack("{s:b}", OX_TR_FETCHED, 1));
-    if (!p->path[0]) json_object_del(node, "DataModelVersion");
-    if (fetch.outcome == FETCH_LARGE) json_object_set_new(node, OX_TR_LARGE, json_true());
-}
-
-void fill_lost(NodePath* p) {
-    own_node(p);
-    json_object_set_new(p->node, OX_TR_FETCHED, json_true());
-    json_object_set_new(p->node, OX_TR_LOST, json_true());
-}
-
-/// False when it did not come.
-bool fill_template(NodePath* p, const Fetch& fetch) {
-    json_t* pattern = fetch.tree.root;
-    if (!fetch.has_children || !json_object_get(pattern, OX_TR_ATTR)) return false;
-    json_object_set_new(pattern, OX_TR_FETCHED, json_true());
-    ++dm_generation;
-    own_node(p);
-    json_object_set(p->node, OX_TR_TEMPLATE, pattern);
-    json_object_set_new(p->node, OX_TR_PARTIAL, json_true());
-    return true;
-}
-
 /// What is asked for below or at a place.
 struct Wanted {
     char query[FETCH_QUERY_SIZE];
@@ -121,6 +61,7 @@ struct Begun {
     NodePath place;
     Wanted wanted;
     Fetch* fetch;  // in `storage`, or null
+    bool fills;    // it has ended, and the place is being filled with it
     alignas(Fetch) char storage[sizeof(Fetch)];
 } begun;
 
@@ -157,11 +98,21 @@ bool finish_begun() {
     return begun.fetch;
 }
 
-bool fill(NodePath* p, const Wanted& wanted, const Fetch& fetch) {
-    if (wanted.is_template) return fill_template(p, fetch);
-    bool reached = fetch.outcome != FETCH_LOST;
-    reached ? fill_node(p, fetch) : fill_lost(p);
-    return reached;
+bool fill(NodePath* p, const Wanted& wanted, Fetch* fetch) {
+    if (wanted.is_template) return node_fill_template(p, *fetch);
+    if (fetch->outcome == FETCH_LOST) {
+        node_fill_lost(p);
+        return false;
+    }
+    node_fill_begin(p, *fetch);
+    return node_fill_some(p, fetch, SIZE_MAX);
+}
+
+/// Fills the place with what was begun and has come.
+bool fill_with_begun(NodePath* p, const Wanted& wanted) {
+    bool filled = begun.fills ? node_fill_some(p, begun.fetch, SIZE_MAX) : fill(p, wanted, begun.fetch);
+    fetch_drop();
+    return filled;
 }
 
 /// Asks for it and fills the place.
@@ -170,18 +121,16 @@ bool fetch_wanted(NodePath* p, const Wanted& wanted) {
         begin(p, wanted);
         return false;
     }
-    if (is_begun(wanted) && finish_begun()) {
-        bool filled = fill(p, wanted, *begun.fetch);
-        fetch_drop();
-        return filled;
-    }
+    // What an old node has got already would be missing in the one that has taken its place.
+    if (begun.fills && begun.place.node != p->node) fetch_drop();
+    if (is_begun(wanted) && finish_begun()) return fill_with_begun(p, wanted);
     Fetch fetch(wanted.query, wanted.multi);
     while (fetch.step != FETCH_STEP_END) {
         fetch_ask(&fetch);
         request_exec_list(fetch.message, -1, &fetch.taker);
         fetch_take(&fetch);
     }
-    return fill(p, wanted, fetch);
+    return fill(p, wanted, &fetch);
 }
 
 }  // namespace
@@ -211,16 +160,33 @@ bool fetch_is_in_background(void) {
 }
 
 bool fetch_continue(void) {
+    // So few that no key waits for them.
+    enum { ROWS_AT_ONCE = 500 };
     if (!begun.fetch || request_is_underway(begun.fetch->message)) return false;
-    fetch_take(begun.fetch);
-    if (begun.fetch->step != FETCH_STEP_END) {
-        begin_step();
-        return !begun.fetch;
+    if (!begun.fills) {
+        fetch_take(begun.fetch);
+        if (begun.fetch->step != FETCH_STEP_END) {
+            begin_step();
+            return !begun.fetch;
+        }
+        // What was not reached stays as it was, so that the next Tab asks for it.
+        begun.fills = begun.fetch->outcome != FETCH_LOST && !begun.wanted.is_template;
+        if (begun.fills) node_fill_begin(&begun.place, *begun.fetch);
+        if (begun.wanted.is_template) node_fill_template(&begun.place, *begun.fetch);
     }
-    // What was not reached stays as it was, so that the next Tab asks for it.
-    if (begun.fetch->outcome != FETCH_LOST) fill(&begun.place, begun.wanted, *begun.fetch);
+    if (begun.fills && !node_fill_some(&begun.place, begun.fetch, ROWS_AT_ONCE)) return false;
     fetch_drop();
     return true;
+}
+
+bool fetch_goes_on(void) {
+    return begun.fills;
+}
+
+void fetch_doubt(const char* path) {
+    if (!begun.fetch || !begun.wanted.multi) return;
+    const char* query = begun.wanted.query;
+    if (strncmp(path, query, strlen(query)) == 0) fetch_drop();
 }
 
 void fetch_drop(void) {
@@ -228,6 +194,7 @@ void fetch_drop(void) {
     if (begun.fetch->message) request_abandon(begun.fetch->message);
     begun.fetch->~Fetch();
     begun.fetch = nullptr;
+    begun.fills = false;
     path_free(&begun.place);
     begun.place = {};
 }

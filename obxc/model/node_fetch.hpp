@@ -18,8 +18,12 @@ bool node_fetch_template(NodePath* p);
 /// the same node takes over what was begun.
 void fetch_in_background(bool on);
 bool fetch_is_in_background(void);
-/// Goes on with what was begun, as far as the daemon has answered. True when it is through: the cache has
-/// changed then, or the daemon was lost.
+/// Goes on with what was begun, as far as the daemon has answered, for about a millisecond. True when it is
+/// through: the cache has changed then, or the daemon was lost.
 bool fetch_continue(void);
+/// Whether it can go on at once: the answer is there.
+bool fetch_goes_on(void);
+/// The object at a path has other instances now. Where what was begun holds it, that is no longer wanted.
+void fetch_doubt(const char* path);
 /// The answer to what was begun is not wanted any more.
 void fetch_drop(void);

@@ -1,6 +1,9 @@
 """Hints and a daemon that takes its time: no key waits for an answer, and no question is asked twice."""
 
 import json
+import os
+import queue
+import socket
 import threading
 import time
 
@@ -195,6 +198,85 @@ def test_a_change_by_others_waits_for_no_key_either(shell, daemon, gate):
     types(shell, "cd Device.List.7")
     gate.open.set()
     shows(shell, "cd Device.List.7", "7.")
+
+
+class FarDaemon:
+    """A real daemon at a distance of `delay` seconds. No byte of it arrives while `hold` is held."""
+
+    def __init__(self, obxd, delay):
+        self.socket = os.path.join(obxd.directory, "far.sock")
+        self.obxd, self.delay = obxd, delay
+        self.hold = threading.Lock()
+        self.passed = 0
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(self.socket)
+        self.listener.listen()
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                near, _ = self.listener.accept()
+            except OSError:
+                return
+            far = socket.socket(socket.AF_UNIX)
+            far.connect(self.obxd.socket)
+            late = queue.Queue()
+            for work in ((self.forth, near, far), (self.keep, far, late), (self.back, late, near)):
+                threading.Thread(target=work[0], args=work[1:], daemon=True).start()
+
+    def forth(self, near, far):
+        while data := near.recv(65536):
+            far.sendall(data)
+        far.close()
+
+    def keep(self, far, late):
+        while True:
+            try:
+                data = far.recv(65536)
+            except OSError:
+                data = b""
+            late.put((time.monotonic() + self.delay, data))
+            if not data:
+                return
+
+    def back(self, late, near):
+        while True:
+            due, data = late.get()
+            time.sleep(max(0.0, due - time.monotonic()))
+            if not data:
+                near.close()
+                return
+            with self.hold:
+                try:
+                    near.sendall(data)
+                except OSError:
+                    return
+                self.passed += len(data)
+
+
+def test_no_key_waits_for_a_far_daemon(start_obxd, terminal):
+    """Between a key and its echo nothing arrives, so that what waits for an answer would wait for ever."""
+    daemon = start_obxd("--rows", "Device.Hosts.Host=3000")
+    far = FarDaemon(daemon, 0.3)
+    shell = terminal(daemon=far)
+    shell.prompt()
+    line = "cat Device.Hosts.Host.2999.HostN"
+    typed = ""
+    passed = [far.passed]
+    for key in list(line) + ["\x7f", "N"] * 200:
+        typed = typed[:-1] if key == "\x7f" else typed + key
+        with far.hold:
+            shell.send(key)
+            shell.wait(lambda: shell.line().startswith(("root@obxc:> " + typed).rstrip())
+                       and shell.cursor()[0] == len("root@obxc:> " + typed), "the echo of %r" % typed)
+            passed.append(far.passed)
+        shell.read(0.01)
+        if len(typed) == len(line) and shell.line().endswith("HostName"):
+            break
+    shows(shell, line, "ame")
+    assert len(set(passed)) > 10, "all answers came at once"
+    far.listener.close()
 
 
 ROWS = 10000

@@ -1,5 +1,6 @@
 // Hints: what Tab would add to the line.
 #include "completion_fixture.hpp"
+#include "model/cache.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "session/request.hpp"
 
@@ -143,6 +144,68 @@ TEST_F(Complete, ALostDaemonEndsTheHintsAndNothingElse) {
     small_router(second);
     EXPECT_EQ(complete("cat Device.Ho"), Texts({"Hosts."}));
     EXPECT_EQ(hint("cat Device.Ho"), "sts.");
+}
+
+/// A table of 1,200 rows, of which all is answered and a hint has taken in a part.
+class HalfTable : public Complete {
+protected:
+    enum { ROWS = 1200 };
+    void SetUp() override {
+        Complete::SetUp();
+        daemon.add("Device.Big.", R"({"type":"object","multi":true})");
+        for (int number = 1; number <= ROWS; ++number)
+            daemon.add("Device.Big." + std::to_string(number) + ".", R"({"type":"object"})");
+        complete("cat Device.");
+        hint_at_once("cat Device.Big.1199");
+        do {
+            while (request_channel->underway) ox_jrpcapi_pump(20);
+        } while (!hint_continue());
+        EXPECT_LE(children(), 501u);
+        daemon.take_requests();
+    }
+    static size_t children() {
+        return json_object_size(json_object_get(json_object_get(dm_root, "Device"), "Big"));
+    }
+};
+
+TEST_F(HalfTable, RowsAreTakenInStepByStep) {
+    int steps = 0;
+    for (bool more = true; more; ++steps) {
+        size_t before = children();
+        more = hint_continue();
+        EXPECT_LE(children(), before + 501);
+    }
+    EXPECT_GE(steps, 2);
+    EXPECT_GT(children(), size_t{ROWS});
+    EXPECT_EQ(hint_at_once("cat Device.Big.1199"), ".");
+    EXPECT_EQ(daemon.take_requests(), Texts());
+}
+
+TEST_F(HalfTable, KeysGoOnMeanwhile) {
+    EXPECT_EQ(hint_at_once("cat Device.Fire"), "wall.");
+    hint_at_once("cat Device.Big.2");
+    EXPECT_EQ(hint("cat Device.Big.1199"), ".");
+    EXPECT_EQ(daemon.take_requests(), Texts());
+}
+
+TEST_F(HalfTable, TabTakesTheRest) {
+    EXPECT_EQ(complete("cat Device.Big.").size(), size_t{ROWS});
+    EXPECT_EQ(daemon.take_requests(), Texts());
+    EXPECT_FALSE(hint_continue());
+}
+
+TEST_F(HalfTable, AChangeMeanwhileHasAllAskedForAgain) {
+    daemon.remove("Device.Big.7.");
+    event("Delete", "Device.Big.7.", 7);
+    EXPECT_EQ(complete("cat Device.Big.").size(), size_t{ROWS} - 1);
+    EXPECT_EQ(complete("cat Device.Big.7."), Texts());
+}
+
+TEST_F(HalfTable, AnotherModelLeavesNothingOfIt) {
+    daemon.remove("Device.Big.");
+    dm_reload();
+    EXPECT_FALSE(hint_continue());
+    EXPECT_EQ(complete("cat Device.Big."), Texts());
 }
 
 TEST_F(Complete, ARefusedHintIsNotAskedForAgain) {

@@ -12,6 +12,7 @@
 #include "model/cache.hpp"
 #include "model/changes.hpp"
 #include "model/current.hpp"
+#include "model/node_fetch.hpp"
 #include "model_daemon.hpp"
 #include "ox_jrpcevents.hpp"
 #include "ox_raii.hpp"
@@ -45,13 +46,14 @@ inline std::string hint_at_once(const char* line) {
 /// Waits for what hints have asked for.
 inline void answers_come() {
     while (request_channel->underway) ox_jrpcapi_pump(20);
-    hint_continue();
+    while (hint_continue()) {
+    }
 }
 
 /// The hint when everything that it asks for is answered.
 inline std::string hint(const char* line) {
     std::string text = hint_at_once(line);
-    while (request_channel->underway) {
+    while (request_channel->underway || fetch_goes_on()) {
         answers_come();
         text = hint_at_once(line);
     }
