@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace obxd {
 
@@ -88,15 +89,21 @@ bool share_is_pressed(const Server& server, const Connection& c) {
 }
 
 void share_drop_deaf(Server& server) {
+    auto holds = [](const Connection& c) { return c.phase != Connection::DEAD && c.pushed > OWN_EVENTS; };
     while (server.events > EVENTS_SHARE) {
-        Connection* most = nullptr;
+        size_t most = 0;
+        for (const auto& entry : server.connections)
+            if (holds(*entry.second)) most = std::max(most, entry.second->pushed);
+        // Of those who hold about as much, the one who has read nothing for longest.
+        Connection* deafest = nullptr;
         for (auto& entry : server.connections) {
             Connection& c = *entry.second;
-            bool holds = c.phase != Connection::DEAD && c.pushed > OWN_EVENTS;
-            if (holds && (!most || c.pushed > most->pushed)) most = &c;
+            if (!holds(c) || c.pushed < most / 2) continue;
+            if (!deafest || std::tie(c.progress, c.id) < std::tie(deafest->progress, deafest->id))
+                deafest = &c;
         }
-        if (!most) return;
-        server_close(server, *most);
+        if (!deafest) return;
+        server_close(server, *deafest);
     }
 }
 

@@ -41,7 +41,6 @@ def test_one_that_is_stopped_while_it_saves(daemon, terminal, directory, monkeyp
         start = time.monotonic()
         for shell in opened:
             os.write(shell.master, b"q\r")
-        for shell in opened:
             assert shell.end() == 0
-        assert time.monotonic() - start < harness.PATIENCE / 2
+        assert time.monotonic() - start < harness.PATIENCE
     assert sorted(history(directory)) == ["color c0", "color c1", "color c2"]

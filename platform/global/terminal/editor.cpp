@@ -63,6 +63,7 @@ void abandon_line(void) {
     rl_callback_sigcleanup();
     rl_redisplay_function = hint_redisplay;
     rl_callback_handler_remove();
+    rl_deprep_terminal();  // which that leaves out where the line was only being opened
     guard_off();
     editor.phase = EDITOR_IDLE;
     editor.fed = -1;

@@ -142,3 +142,20 @@ void setup_line(const char* prompt, void (*take_line)(char*)) {
     rl_eof_found = 0;  // else readline ends the row at each further restore
     rl_callback_handler_install(prompt, take_line);
 }
+
+// The library's memory. Its own functions would end the program without giving the terminal back.
+extern "C" {
+
+void* xmalloc(size_t size);
+void* xrealloc(void* pointer, size_t size);
+
+void* xmalloc(size_t size) {
+    return xrealloc(nullptr, size);
+}
+
+void* xrealloc(void* pointer, size_t size) {
+    void* block = realloc(pointer, size);
+    if (!block) ox_memory_failed(__func__);
+    return block;
+}
+}
