@@ -48,8 +48,8 @@ bool descend_template(NodePath* p) {
     return path_push_child(p, child, OX_TR_TEMPLATE) == 0;
 }
 
-/// Whether a member that is called `key` is meant by `name`: ignoring case; a method's "()" may be left out or
-/// added.
+/// Whether a member that is called `key` is meant by `name`: ignoring case; a method's "()" may be left out
+/// or added.
 bool is_meant(const char* key, json_t* member, const char* name) {
     if (strcasecmp(key, name) == 0) return true;
     size_t key_size = strlen(key), name_size = strlen(name);
