@@ -36,7 +36,7 @@ endif()
 if(OBX_SANITIZE)
     target_compile_options(obx_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
-        $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=vptr>)  # which needs RTTI
+        $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=vptr>)  # which needs RTTI everywhere
     target_link_options(obx_flags INTERFACE -fsanitize=address,undefined)
 endif()
 

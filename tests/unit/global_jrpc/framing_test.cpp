@@ -157,6 +157,7 @@ TEST(Framing, ManySmallMessagesCostTheirLength) {
         taken += take_all(&reader, &state).size();
     }
     EXPECT_EQ(taken, 1000000U);
+    frame_reset(&reader);
 }
 
 }  // namespace
