@@ -1,8 +1,6 @@
 // Attributes: what is made of the bounds, what an instance has of its own, what comes on request only, and
 // what is not offered any more.
 
-#include <unistd.h>
-
 #include "store_fixture.hpp"
 
 using obxd::Store;
@@ -41,16 +39,8 @@ const char* const MODEL = R"({'schema':{'Device':{
 
 struct Details : StoreTest {
     void SetUp() override {
-        std::string file = testing::TempDir() + "store_details_" + std::to_string(getpid()) + ".json";
-        std::string text = MODEL;
-        std::replace(text.begin(), text.end(), '\'', '"');
-        FILE* out = fopen(file.c_str(), "w");
-        ASSERT_TRUE(out);
-        fputs(text.c_str(), out);
-        ASSERT_EQ(fclose(out), 0);
         std::string error;
-        store = Store::load(file, error);
-        unlink(file.c_str());
+        store = store_of(MODEL, error);
         ASSERT_TRUE(store) << error;
     }
     /// The list of an answer to GetParameterAttributes.

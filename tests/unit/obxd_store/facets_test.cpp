@@ -1,8 +1,6 @@
 // Bounds as official models have them: several ranges and sizes, steps, patterns, lists of lists, values that
 // are told but not set, keys that bind enabled rows, references that are relative or weak.
 
-#include <unistd.h>
-
 #include "store_fixture.hpp"
 
 using obxd::Store;
@@ -62,16 +60,8 @@ const char* const MODEL = R"({'types':{
 
 struct Facets : StoreTest {
     void SetUp() override {
-        std::string file = testing::TempDir() + "store_facets_" + std::to_string(getpid()) + ".json";
-        std::string text = MODEL;
-        std::replace(text.begin(), text.end(), '\'', '"');
-        FILE* out = fopen(file.c_str(), "w");
-        ASSERT_TRUE(out);
-        fputs(text.c_str(), out);
-        ASSERT_EQ(fclose(out), 0);
         std::string error;
-        store = Store::load(file, error);
-        unlink(file.c_str());
+        store = store_of(MODEL, error);
         ASSERT_TRUE(store) << error;
     }
     std::string put(const std::string& name, const std::string& value_text) {

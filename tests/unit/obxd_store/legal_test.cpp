@@ -2,8 +2,6 @@
 
 #include "store/legal.hpp"
 
-#include <unistd.h>
-
 #include <set>
 
 #include "store/load.hpp"
@@ -51,10 +49,6 @@ const char* const MODEL = R"({'schema':{'Device':{
   'Refs':{'type':'pathRef[]'}
   }}})";
 
-void model_write(const std::string& file, const char* model) {
-    ASSERT_EQ(json_dump_file(json_of(model), file.c_str(), 0), 0);
-}
-
 struct Legal : testing::Test {
     Model model;
     std::vector<Schema*> parameters;
@@ -73,10 +67,8 @@ struct Legal : testing::Test {
         ASSERT_FALSE(parameters.empty());
     }
     void load_text(const char* text) {
-        std::string file = testing::TempDir() + "legal_" + std::to_string(getpid()) + ".json";
-        model_write(file, text);
-        load(file);
-        unlink(file.c_str());
+        CharsRef model_text(json_dumps(json_of(text), 0));
+        load(ModelText(model_text.get()).file);
     }
 
     /// The first values of a parameter.

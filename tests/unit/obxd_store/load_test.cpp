@@ -6,36 +6,21 @@ using obxd::Store;
 
 namespace {
 
-struct ModelFile : testing::Test {
-    std::string path;
-
-    void SetUp() override {
-        char name[] = "/tmp/obxd_model_XXXXXX";
-        Fd fd(mkstemp(name));
-        ASSERT_GE(fd.get(), 0);
-        path = name;
-    }
-    void TearDown() override { unlink(path.c_str()); }
-
-    /// The error behind the file's name, or "" when it loads.
-    std::string load(std::string text) {
-        std::replace(text.begin(), text.end(), '\'', '"');
-        FILE* file = fopen(path.c_str(), "w");
-        EXPECT_TRUE(file);
-        fwrite(text.data(), 1, text.size(), file);
-        fclose(file);
-        std::string error;
-        bool loaded = Store::load(path, error) != nullptr;
-        EXPECT_EQ(loaded, error.empty());
-        return loaded ? "" : error.substr(path.size());
-    }
-};
+/// The error behind the file's name, or "" when it loads.
+std::string load(std::string text) {
+    std::replace(text.begin(), text.end(), '\'', '"');
+    ModelText model(text);
+    std::string error;
+    bool loaded = Store::load(model.file, error) != nullptr;
+    EXPECT_EQ(loaded, error.empty());
+    return loaded ? "" : error.substr(model.file.size());
+}
 
 std::string schema(const std::string& members, const std::string& values = "{}") {
     return "{'schema':{'Device':{" + members + "}},'values':" + values + "}";
 }
 
-TEST_F(ModelFile, Errors) {
+TEST(ModelFile, Errors) {
     const struct {
         std::string text;
         const char* error;
@@ -94,24 +79,24 @@ TEST_F(ModelFile, Errors) {
     for (auto& row : rows) EXPECT_EQ(load(row.text), row.error) << row.text;
 }
 
-TEST_F(ModelFile, TooDeep) {
+TEST(ModelFile, TooDeep) {
     std::string text = "{'schema':";
     for (int i = 0; i < 100; i++) text += "{'A':";
     text += "{}" + std::string(101, '}');
     EXPECT_NE(load(text).find("nested too deeply"), std::string::npos);
 }
 
-TEST_F(ModelFile, Missing) {
+TEST(ModelFile, Missing) {
     std::string error;
-    EXPECT_FALSE(Store::load(path + ".none", error));
+    EXPECT_FALSE(Store::load("/no such model", error));
     EXPECT_NE(error.find("No such file"), std::string::npos) << error;
 }
 
-TEST_F(ModelFile, TheSmallestOne) {
+TEST(ModelFile, TheSmallestOne) {
     EXPECT_EQ(load("{'schema':{}}"), "");
 }
 
-TEST_F(ModelFile, NamedTypesMayBeNarrowed) {
+TEST(ModelFile, NamedTypesMayBeNarrowed) {
     EXPECT_EQ(
         load("{'types':{'A':{'type':'B','maxLength':3},'B':{'type':'string','minLength':1}},'schema':{'X':"
              "{'type':'A','maxLength':2,'default':'ab'}}}"),

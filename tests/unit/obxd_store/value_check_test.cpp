@@ -1,8 +1,6 @@
 // Values as data models of the field have them: lists with blanks, empty defaults, long integers, references
 // without relations.
 
-#include <unistd.h>
-
 #include "store_fixture.hpp"
 
 using obxd::Store;
@@ -43,11 +41,8 @@ const char* const MODEL = R"({'types':{'Tag':{'type':'unsignedInt[]','maxInclusi
 
 struct Values : StoreTest {
     void SetUp() override {
-        std::string file = testing::TempDir() + "store_values_" + std::to_string(getpid()) + ".json";
-        ASSERT_EQ(json_dump_file(json_of(MODEL), file.c_str(), 0), 0);
         std::string error;
-        store = Store::load(file, error);
-        unlink(file.c_str());
+        store = store_of(MODEL, error);
         ASSERT_TRUE(store) << error;
         store->set_listener([this](const obxd::Change& change) {
             changes.push_back(change.kind == obxd::Change::VALUE ? change.path + "=" + text_of(change.value)

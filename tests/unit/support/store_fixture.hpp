@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -17,6 +18,25 @@ inline JsonRef json_of(std::string text) {
     JsonRef json(json_loads(text.c_str(), JSON_DECODE_ANY, &error));
     EXPECT_TRUE(json) << text << ": " << error.text;
     return json;
+}
+
+/// A model's text as a file, as long as this is there.
+struct ModelText {
+    std::string file = testing::TempDir() + "obxd_model_XXXXXX";
+
+    explicit ModelText(const std::string& text) {
+        Fd fd(mkstemp(file.data()));
+        EXPECT_EQ(write(fd.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    ModelText(const ModelText&) = delete;
+    ModelText& operator=(const ModelText&) = delete;
+    ~ModelText() { unlink(file.c_str()); }
+};
+
+/// The store of a model in JSON with single quotes.
+inline std::unique_ptr<obxd::Store> store_of(std::string model, std::string& error) {
+    std::replace(model.begin(), model.end(), '\'', '"');
+    return obxd::Store::load(ModelText(model).file, error);
 }
 
 inline std::string text_of(const json_t* json) {
