@@ -184,7 +184,9 @@ std::string inline_plain(const XmlSubject& subject, std::string_view text, int d
         size_t end =
             text.substr(at, 2) == "{{" && depth < MAX_NESTING ? markup_end(text, at) : std::string_view::npos;
         if (end == std::string_view::npos) {
-            plain += text[at++];
+            std::string_view run = text.substr(at, text.find_first_of("'{", at + 1) - at);
+            plain += run;
+            at += run.size();
             continue;
         }
         Words words = markup_split(subject, text.substr(at + 2, end - at - 4), depth + 1);
