@@ -43,10 +43,11 @@ struct EndVisitor {
     ValueMaker maker{model};
     /// Attributes with a default that was made up, by those without and that default.
     std::map<std::pair<JsonRef, std::string>, JsonRef> completed{};
+    /// Limits that sizes_widen() has changed, and the attribute that is none any more.
+    std::map<const Limits*, const char*> widened{};
 
     bool enter(const Place& place, const std::string&) const {
-        if (place.is_table() || place.schema->kind != Schema::OBJECT) return error.empty();
-        for (Schema* object : place.schema->objects) counter_tie(object);
+        if (place.is_table()) counter_miss(place.schema);
         return error.empty();
     }
     void leave(const Place&) const {}
@@ -65,31 +66,35 @@ struct EndVisitor {
     }
 
     /// Published documents give some texts a pattern and a length that no word has together: then lengths on
-    /// that side of it where the words are will do as well. False where there is no such thing.
-    bool sizes_widen(Schema* parameter) const {
+    /// that side of it where the words are will do as well.
+    void sizes_widen(const Schema* parameter) {
         const Limits& limits = *parameter->limits;
         std::vector<Expression> expressions;
         for (const Pattern& pattern : limits.patterns) expressions.push_back(pattern.program);
-        if (expressions.empty() || limits.sizes.empty()) return false;
+        if (expressions.empty() || limits.sizes.empty() || widened.count(&limits)) return;
         Words words(std::move(expressions), {});
-        if (words.count() == 0) return false;
+        if (words.count() == 0) return;
         model.notes.push_back(schema_path(parameter) + ": nothing that matches its pattern is " +
                               sizes_text(limits.sizes) + " characters long; its pattern holds");
         auto length = static_cast<json_int_t>(text_length(limits.type, words.word(0)));
         const Size& last = limits.sizes.back();
         bool longer = last.max >= 0 && length > last.max;
-        // All that share them are alike.
         const_cast<Limits&>(limits).sizes.push_back(longer ? Size{last.max + 1, -1} : Size{0, last.min - 1});
-        parameter->attrs.reset(json_copy(parameter->attrs));
-        json_object_del(parameter->attrs, longer ? "maxLength" : "minLength");
-        return true;
+        widened[&limits] = longer ? "maxLength" : "minLength";
     }
 
     /// Clients learn a value's JSON type from the default.
     void default_make(Schema* parameter) {
-        json_t* legal = maker.plain(parameter);
-        if (!legal && sizes_widen(parameter)) legal = ValueMaker(model).plain(parameter);
-        if (legal) parameter->initial.reset(legal);
+        JsonRef legal(maker.plain(parameter));
+        if (!legal) sizes_widen(parameter);
+        // All that share them are alike.
+        auto wide = widened.find(parameter->limits.get());
+        if (wide != widened.end()) {
+            legal.reset(ValueMaker(model).plain(parameter));
+            parameter->attrs.reset(json_copy(parameter->attrs));
+            json_object_del(parameter->attrs, wide->second);
+        }
+        if (legal) parameter->initial = std::move(legal);
         parameter->default_kind = DefaultKind::MADE;
         CharsRef text(json_dumps(parameter->initial, JSON_ENCODE_ANY));
         std::pair key(JsonRef(json_incref(parameter->attrs)), std::string(text ? text.get() : ""));
@@ -101,13 +106,14 @@ struct EndVisitor {
         parameter->attrs.reset(json_incref(attrs));
     }
 
-    /// By the name that the table gives, where that is a parameter beside it.
-    void counter_tie(Schema* table) const {
-        const std::string name = table->named ? table->named->first : "";
-        if (name.empty() || table->argument) return;
-        Schema* counter = schema_child(table->parent, name);
-        if (counter && counter->kind == Schema::PARAMETER && tie_counter(counter, table->name)) return;
-        model.notes.push_back(schema_path(table) + ": nothing counts its instances: there is no " + name);
+    /// A table may name a counter that is no parameter beside it, or another table's.
+    void counter_miss(const Schema* table) const {
+        if (table->counter || !table->named || table->named->first.empty() || table->argument) return;
+        const std::string& name = table->named->first;
+        const Schema* other = schema_child(table->parent, name);
+        bool taken = other && other->kind == Schema::PARAMETER;
+        model.notes.push_back(schema_path(table) + ": nothing counts its instances: " +
+                              (taken ? name + " counts others" : "there is no " + name));
     }
 
     void targets_resolve(Schema* parameter) const {

@@ -150,11 +150,11 @@ bool keys_load(Schema* schema, const json_t* keys, std::string& why) {
     return true;
 }
 
-/// Ties counters to the objects they count.
+/// Ties counters to the objects that they name.
 bool counters_load(Loader& loader, Schema* schema, const json_t* given) {
     for (Schema* parameter : schema->parameters) {
         const char* counts = member_text(json_object_get(given, parameter->name.c_str()), "counts");
-        if (!tie_counter(parameter, counts ? counts : ""))
+        if (counts && !tie_counter(parameter, counts))
             return fail(loader, parameter,
                         std::string("\"counts\" names no multi-instance object: ") + counts);
     }
@@ -179,9 +179,9 @@ bool object_load(Loader& loader, Schema* schema, json_t* given, int depth) {
                                                     : child_load(loader, schema, name, child, depth);
         if (!fine) return false;
     }
-    if (!keys_load(schema, json_object_get(own, "keys"), why) || !build_object_end(schema, why))
-        return fail(loader, schema, why);
-    return counters_load(loader, schema, given);
+    if (!counters_load(loader, schema, given)) return false;
+    return (keys_load(schema, json_object_get(own, "keys"), why) && build_object_end(schema, why)) ||
+           fail(loader, schema, why);
 }
 
 }  // namespace

@@ -56,6 +56,12 @@ uint32_t count_of(const std::string& text) {
     return static_cast<uint32_t>(strtoul(text.c_str(), nullptr, 10));
 }
 
+/// A default that does not say what it is, or says no word for it, is that of the object.
+DefaultKind default_kind_of(const std::string& word) {
+    DefaultKind kind;
+    return default_kind_parse(word.c_str(), kind) && kind != DefaultKind::MADE ? kind : DefaultKind::OBJECT;
+}
+
 /// The facts of a parameter, but for its default.
 Facts parameter_facts(Builder& builder, const XmlSubject& subject, const Schema* parent,
                       const XmlParameter& given) {
@@ -88,7 +94,7 @@ bool parameter_build(Builder& builder, const Subject& owner, Schema* parent, con
     if (given.facets.kinds & XML_DEFAULT) {
         initial.reset(xml_initial(limits, given.facets.initial));
         if (initial) limits.taken.reset(json_incref(initial));
-        default_kind_parse(given.facets.initial_type.c_str(), facts.default_kind);
+        facts.default_kind = default_kind_of(given.facets.initial_type);
     }
     facts.initial = initial;
     std::string type = xml_type_text(merged, given.facets);

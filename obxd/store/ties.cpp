@@ -34,6 +34,15 @@ void status_tie(const Schema* schema) {
     }
 }
 
+/// Ties a table to the parameter beside it that it names as its counter, or else to the one that its own name
+/// gives ("HostNumberOfEntries"), where that counts nothing else.
+void counter_tie(Schema* table) {
+    bool named = table->named && !table->named->first.empty();
+    Schema* counter =
+        schema_child(table->parent, named ? table->named->first : table->name + "NumberOfEntries");
+    if (counter && counter->kind == Schema::PARAMETER && !counter->counts) tie_counter(counter, table->name);
+}
+
 /// The number of the lookup by that one parameter; a new one where there is none.
 uint32_t lookup_of(Schema* schema, Schema* parameter) {
     Key wanted{{parameter}};
@@ -52,6 +61,8 @@ std::string alias_text(const Node* instance) {
 void ties_make(Schema* object) {
     if (object->argument) return;
     status_tie(object);
+    for (Schema* below : object->objects)
+        if (below->multi && !below->counter) counter_tie(below);
     if (!object->multi) return;
     object->alias = parameter_of(object, "Alias", OX_TR_ALIAS);
     Schema* order = object->ordered ? schema_child(object, "Order") : nullptr;
@@ -60,17 +71,11 @@ void ties_make(Schema* object) {
     object->order_mirror = order;
 }
 
-bool tie_counter(Schema* parameter, const std::string& counts) {
-    constexpr std::string_view SUFFIX = "NumberOfEntries";
-    std::string_view name = parameter->name;
-    Schema* object = nullptr;
-    if (!counts.empty())
-        object = schema_child(parameter->parent, counts);
-    else if (name.ends_with(SUFFIX))
-        object = schema_child(parameter->parent, name.substr(0, name.size() - SUFFIX.size()));
-    if (!object || !object->multi) return counts.empty();
-    parameter->counts = object;
-    object->counter = parameter;
+bool tie_counter(Schema* parameter, std::string_view counts) {
+    Schema* table = schema_child(parameter->parent, counts);
+    if (!table || !table->multi) return false;
+    parameter->counts = table;
+    table->counter = parameter;
     return true;
 }
 

@@ -2,17 +2,16 @@
 // that shows the place, a "Status" that follows the "Enable" beside it, a counter of instances.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include "store/tree.hpp"
 
 namespace obxd {
 
-/// Ties the parameters of an object whose children are all there to what they show.
+/// Ties a counter to the multi-instance object of that name beside it. False when there is none.
+bool tie_counter(Schema* parameter, std::string_view counts);
+/// Ties the parameters of an object whose children are all there to what they show, but for what is tied.
 void ties_make(Schema* object);
-/// Ties a counter to the multi-instance object beside it: the one of that name, or with "" the one that its
-/// own name tells ("HostNumberOfEntries"). False when `counts` names none.
-bool tie_counter(Schema* parameter, const std::string& counts);
 /// Derives the lookups of a multi-instance object from its keys and its alias.
 void ties_look_up(Schema* object);
 
