@@ -3,6 +3,7 @@
 #include "finalizers.hpp"
 
 #include "coroutines.hpp"
+#include "wrapped.hpp"
 
 namespace {
 
@@ -54,7 +55,7 @@ void watch_finalizer(lua_State* L, int index) {
 /// setmetatable and debug.setmetatable; the original is the upvalue.
 int set_metatable(lua_State* L) {
     watch_finalizer(L, 2);
-    return lua_tocfunction(L, lua_upvalueindex(1))(L);
+    return call_original(L);
 }
 
 int closed(lua_State* L) {
@@ -69,9 +70,7 @@ void finalizers_open(lua_State* L) {
     lua_pushcclosure(L, set_metatable, 1);
     lua_setglobal(L, "setmetatable");
     lua_getglobal(L, "debug");
-    lua_getfield(L, -1, "setmetatable");
-    lua_pushcclosure(L, set_metatable, 1);
-    lua_setfield(L, -2, "setmetatable");
+    wrap_field(L, "setmetatable", set_metatable);
     lua_pop(L, 1);
 }
 

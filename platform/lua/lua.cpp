@@ -7,6 +7,7 @@
 #include "coroutines.hpp"
 #include "events.hpp"
 #include "finalizers.hpp"
+#include "input.hpp"
 #include "memory.hpp"
 #include "output.hpp"
 #include "ox_lua.hpp"
@@ -75,6 +76,7 @@ int open_state(lua_State* L) {
     tables_open(L);
     finalizers_open(L);
     output_open(context_of(L));
+    input_open(L);
     bindings_open(L);
     return 0;
 }

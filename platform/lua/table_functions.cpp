@@ -3,13 +3,11 @@
 // no pieces.
 #include "table_functions.hpp"
 
+#include "wrapped.hpp"
+
 namespace {
 
 enum { PIECE = 1 << 16 };
-
-int call_original(lua_State* L) {
-    return lua_tocfunction(L, lua_upvalueindex(1))(L);
-}
 
 /// Moves `count` elements by Lua's own function; arguments as of `move`, with `to_table` the index of the
 /// destination.
@@ -90,19 +88,13 @@ int sort(lua_State* L) {
     return call_original(L);
 }
 
-void replace(lua_State* L, const char* name, lua_CFunction function) {
-    lua_getfield(L, -1, name);
-    lua_pushcclosure(L, function, 1);
-    lua_setfield(L, -2, name);
-}
-
 }  // namespace
 
 void tables_open(lua_State* L) {
     lua_getglobal(L, "table");
-    replace(L, "move", move);
-    replace(L, "insert", insert);
-    replace(L, "remove", remove);
-    replace(L, "sort", sort);
+    wrap_field(L, "move", move);
+    wrap_field(L, "insert", insert);
+    wrap_field(L, "remove", remove);
+    wrap_field(L, "sort", sort);
     lua_pop(L, 1);
 }
