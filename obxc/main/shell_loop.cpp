@@ -168,9 +168,7 @@ void line_run(Shell* shell, char* line) {
     }
     told_directly(shell);
     model_changes_take();
-    interrupt_catch_ends(true);
     words_run_armed(shell->words);
-    interrupt_catch_ends(false);
     serve_file_tell(shell->tell);
     paths_refresh();
     idle_interrupt_taken();
@@ -263,6 +261,7 @@ bool is_ready(const struct pollfd& entry) {
 }
 
 Step poll_failed(Shell* shell, int error) {
+    if (interrupt_ended()) return STEP_LEAVE;
     if (error != EINTR) {
         ox_rl_async_restore(shell->editor);
         printf("Error poll(): %s\n", strerror(error));
@@ -349,11 +348,13 @@ int shell_loop(void) {
     cd_command("cd", nullptr);
     Shell shell = {};
     shell_open(&shell);
+    interrupt_catch_ends(true);
     while (running && shell_pass(&shell) == STEP_GO_ON) {
     }
     ox_rl_async_restore(shell.editor);
     shell_types = false;
     shell_close(&shell);
+    interrupt_catch_ends(false);
     end_as_told();
     return shell.failed ? EXIT_FAILURE : 0;
 }

@@ -44,8 +44,8 @@ void interrupt_recover(void);
 /// The SIGINT handler of a loop that waits for keys: it only ends that wait, or the next one (EINTR), and is
 /// remembered.
 void idle_interrupt(int signal);
-/// While a command runs, SIGTERM and SIGHUP are a Ctrl-C whose signal interrupt_ended gives (0: none came);
-/// the second one ends the program at once.
+/// While a shell runs, SIGTERM and SIGHUP, unless the editor takes them as the input's end, are a Ctrl-C
+/// whose signal interrupt_ended gives (0: none came); the second one ends the program at once.
 void interrupt_catch_ends(bool on);
 int interrupt_ended(void);
 /// True once after each SIGINT that idle_interrupt took.

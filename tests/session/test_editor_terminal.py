@@ -3,6 +3,7 @@
 import os
 import re
 import signal
+import termios
 import time
 
 import pytest
@@ -96,6 +97,27 @@ def test_the_end_during_a_command_keeps_the_history(terminal, scripted, command,
     assert session.end() == (0 if number == signal.SIGHUP else -number)
     with open(os.path.join(session.tmp, ".obxc.hist")) as history:
         assert history.read() == "color hint\n%s\n" % command
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP])
+def test_the_end_while_the_prompt_is_drawn_gives_the_terminal_back(terminal, daemon, number):
+    """The terminal takes no output, so the prompt stands half-way between the command and the editor."""
+    session = terminal(daemon=daemon)
+    session.run("color hint")
+    slave = os.open("/proc/%d/fd/0" % session.pid(), os.O_RDWR | os.O_NOCTTY)
+    session.send("sh sleep 0.5\r")
+    session.wait(lambda: session.modes() == (True, True), "the command")
+    termios.tcflow(slave, termios.TCOOFF)
+    session.wait(lambda: session.modes() == (False, False), "the editor")
+    session.settle(0.2)
+    os.kill(session.pid(), number)
+    session.settle(0.2)
+    termios.tcflow(slave, termios.TCOON)
+    os.close(slave)
+    assert session.end() == (0 if number == signal.SIGHUP else -number)
+    assert session.modes() == (True, True)
+    with open(os.path.join(session.tmp, ".obxc.hist")) as history:
+        assert history.read() == "color hint\nsh sleep 0.5\n"
 
 
 @pytest.mark.parametrize("keys, line", [

@@ -90,7 +90,7 @@ def check_end(shell, signals):
     shown = shell.raw.decode("utf-8", "replace")
     if not (-status in signals or re.search("Connection dropped|onnect", shown)):
         fail("the shell ended with %d and did not tell why" % status, shell)
-    if status >= 0 and shell.modes() != (True, True):  # a signal may still leave the editor's: see test_storms.py
+    if shell.modes() != (True, True):
         fail("the terminal's modes are not those it had", shell)
 
 
