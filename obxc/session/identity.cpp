@@ -1,5 +1,6 @@
 #include "session/identity.hpp"
 
+#include <errno.h>
 #include <pwd.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -91,11 +92,13 @@ int end_session() {
 /// slow to start and crashes where memory runs out.
 void read_local_user(struct passwd* entry, char* buffer, size_t size, struct passwd** found) {
     FILE* file = fopen("/etc/passwd", "re");
-    if (!file) return;
-    while (fgetpwent_r(file, entry, buffer, size, found) == 0 && *found && entry->pw_uid != getuid()) {
+    int error = file ? 0 : errno;
+    while (error == 0 && !*found) {
+        error = fgetpwent_r(file, entry, buffer, size, found);
+        if (*found && entry->pw_uid != getuid()) *found = nullptr;
     }
-    if (*found && entry->pw_uid != getuid()) *found = nullptr;
-    fclose(file);
+    if (file) fclose(file);
+    if (error == ENOMEM) ox_memory_failed(__func__);
 }
 
 }  // namespace

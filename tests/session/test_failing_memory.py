@@ -132,9 +132,10 @@ def test_a_shell_in_a_pipe(scripted, directory):
     sweep(Runs(scripted, directory, [], SHELL), 7)
 
 
-def test_all_allocations_from_one_on(scripted, directory, script):
+@pytest.mark.parametrize("option, text", [("-S", LUA), ("-s", SCRIPT)])
+def test_all_allocations_from_one_on(scripted, directory, script, option, text):
     """Nothing is left for those who tell of it, either."""
-    runs = Runs(scripted, directory, ["-S", script(LUA)])
+    runs = Runs(scripted, directory, [option, script(text)])
     good, count = runs.allocations()
     for at in itertools.chain(range(1, 60), range(60, count, 7)):
         check(at, good, runs.run(at, OBX_FAIL_ON="1"))

@@ -38,7 +38,8 @@ void ox_str_replace_text(ox_str* str, const char* text);
 /// Replaces the text by the formatted one.
 void ox_str_printf(ox_str* str, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void ox_str_printf_append(ox_str* str, const char* format, ...) __attribute__((format(printf, 2, 3)));
-/// A new heap text (the caller frees it with free).
+/// A new heap text (the caller frees it with free); never null, except where a failure is borne
+/// (ox_memory.hpp).
 char* ox_str_printf_new(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// The array's strings joined by `separator` in a new buffer; null when `array` is no array or holds no
 /// string.

@@ -71,7 +71,7 @@ void abandon_line(void) {
     paste_forget();
 }
 
-/// The prompt in its colour, behind what stands on its row; null when out of memory.
+/// The prompt in its colour, behind what stands on its row.
 char* coloured(const char* prompt) {
     char start[EDITOR_COLOR_SIZE];
     if (editor_color(OX_RL_COLOR_PROMPT, start) == 0) return ox_str_printf_new("%s%s", row_text(), prompt);

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "ox_log.hpp"
+#include "ox_memory.hpp"
 #include "ox_str.hpp"
 
 namespace {
@@ -123,8 +124,9 @@ char* ox_str_printf_new(const char* format, ...) {
     char* text = nullptr;
     int length = vasprintf(&text, format, args);
     va_end(args);
-    __ox_log_assert(length >= 0, "length >= 0", "ox_str", __LINE__, __func__, "out of memory");
-    return text;
+    if (length >= 0) return text;
+    ox_memory_failed(__func__);
+    return nullptr;
 }
 
 ox_str* ox_str_json_join(const json_t* array, const char* separator) {
