@@ -42,11 +42,14 @@ constexpr Share GUESTS_SHARE = {80 * MIB, 80 * MIB, 100000};
 constexpr Share USERS_SHARE = {128 * MIB, 128 * MIB, 400000};
 constexpr Share ADMINISTRATORS_SHARE = {256 * MIB, 256 * MIB, 1000000};
 /// Of each connection's own: half a message, answers that are not read (beyond that it is not served), events
-/// that are not read.
+/// that are not read (those it may have whatever others have).
 constexpr size_t OWN_INPUT = size_t{64} * 1024;
 constexpr size_t OWN_OUTPUT = size_t{256} * 1024;
-constexpr size_t OWN_EVENTS = size_t{64} * 1024;
-/// Events that are not read, of all connections together; one that several get counts once.
+constexpr size_t OWN_EVENTS = size_t{256} * 1024;
+/// Events that are not read, before one more: of a connection; of all, one counted for each that gets it.
+constexpr size_t CLIENT_EVENTS = 8 * MIB;
+constexpr size_t ALL_EVENTS = 64 * MIB;
+/// The memory of events, which may each be as long as a message; one that several get counts once.
 constexpr size_t EVENTS_SHARE = 80 * MIB;
 /// What took more memory than this has it given back to the system.
 constexpr size_t LARGE = MIB;

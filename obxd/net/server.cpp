@@ -18,9 +18,6 @@ constexpr uint64_t TAG_LOCAL = 2;
 constexpr uint64_t TAG_TCP = 3;
 constexpr int MESSAGES_PER_TURN = 16;
 constexpr int READS_PER_TURN = 16;
-constexpr size_t MAX_PUSHED = size_t{8} * 1024 * 1024;
-constexpr size_t MAX_PUSHED_TO_ALL = size_t{64} * 1024 * 1024;
-constexpr size_t PUSHED_SHARE = size_t{256} * 1024;  // that a client has also where others have filled that
 constexpr int64_t HANDSHAKE_MS = 10000;
 constexpr int64_t STALL_MS = 60000;
 constexpr int64_t PRESSED_STALL_MS = 5000;  // where others wait for the memory
@@ -193,12 +190,6 @@ bool on_turn(Server& server) {
     return !server.to_serve.empty();
 }
 
-size_t pushed_to_all(const Server& server) {
-    size_t sum = 0;
-    for (const auto& entry : server.connections) sum += entry.second->pushed;
-    return sum;
-}
-
 // Those that are open.
 void watch_listeners(Server& server, uint32_t events) {
     if (server.local_listener.get() >= 0)
@@ -319,9 +310,7 @@ std::shared_ptr<const Text> server_shared_text(Server& server, Text text) {
 
 bool server_push(Server& server, Connection& c, const std::shared_ptr<const Text>& text) {
     if (c.deaf || c.phase != Connection::OPEN) return true;
-    // A single text may be as long as a message, so the bound is on what waited before it.
-    if (c.pushed > MAX_PUSHED || (c.pushed > PUSHED_SHARE && pushed_to_all(server) > MAX_PUSHED_TO_ALL))
-        return false;
+    if (!share_takes_event(server, c)) return false;
     if (connection_pending(c) == 0) c.progress = now_ms();
     c.pushed += text->size();
     c.out.share(text);

@@ -88,6 +88,15 @@ bool share_is_pressed(const Server& server, const Connection& c) {
     return answers_of(c) > 0 && others_wait(server, c);
 }
 
+// A single event may be as long as a message, so the bound is on what waited before it.
+bool share_takes_event(const Server& server, const Connection& c) {
+    if (c.pushed <= OWN_EVENTS) return true;
+    if (c.pushed > CLIENT_EVENTS) return false;
+    size_t all = 0;
+    for (const auto& entry : server.connections) all += entry.second->pushed;
+    return all <= ALL_EVENTS;
+}
+
 void share_drop_deaf(Server& server) {
     auto holds = [](const Connection& c) { return c.phase != Connection::DEAD && c.pushed > OWN_EVENTS; };
     while (server.events > EVENTS_SHARE) {

@@ -23,6 +23,8 @@ void share_wake(Server& server);
 /// True where answers that this connection does not read make others wait.
 bool share_is_pressed(const Server& server, const Connection& c);
 
+/// True while one more event may wait for the connection to read it.
+bool share_takes_event(const Server& server, const Connection& c);
 /// Closes those that read no events, the one with most of them first, until all that are left fit.
 void share_drop_deaf(Server& server);
 
