@@ -94,10 +94,10 @@ bool make_room(Server& server, const Connection& newcomer) {
     return victim;
 }
 
-void take_in(Server& server, int fd, bool local) {
+void take_in(Server& server, int fd, bool local, const sockaddr_storage& peer) {
     auto c = std::make_unique<Connection>();
     c->fd = fd;
-    source_find(*c, local);
+    source_find(*c, local, peer);
     if (!make_room(server, *c)) return;
     int one = 1;
     if (!local) setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
@@ -132,9 +132,11 @@ void shed(Server& server, int listener) {
 
 void admission_accept(Server& server, int listener, bool local) {
     for (int i = 0; i < ACCEPTS_PER_TURN; i++) {
-        int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        sockaddr_storage peer{};
+        socklen_t size = sizeof peer;
+        int fd = accept4(listener, reinterpret_cast<sockaddr*>(&peer), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd >= 0) {
-            take_in(server, fd, local);
+            take_in(server, fd, local, peer);
             continue;
         }
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) shed(server, listener);

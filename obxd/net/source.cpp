@@ -27,10 +27,7 @@ std::string ipv6_text(in6_addr address) {
     return std::string(text) + "/64";
 }
 
-std::string address_text(int fd) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return "";
+std::string address_text(const sockaddr_storage& address) {
     if (address.ss_family == AF_INET6)
         return ipv6_text(reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr);
     return ipv4_text(&reinterpret_cast<const sockaddr_in*>(&address)->sin_addr);
@@ -38,12 +35,12 @@ std::string address_text(int fd) {
 
 }  // namespace
 
-void source_find(Connection& c, bool local) {
+void source_find(Connection& c, bool local, const sockaddr_storage& peer) {
     ucred owner{};
     socklen_t size = sizeof owner;
     c.local = local && getsockopt(c.fd, SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0;
     if (!c.local) {
-        c.source = address_text(c.fd);
+        c.source = address_text(peer);
         return;
     }
     c.uid = owner.uid;
