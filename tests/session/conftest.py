@@ -8,6 +8,7 @@ import pytest
 
 import harness
 from certificates import Authority
+from harness.fixtures import directory, scripted  # noqa: F401: fixtures
 
 
 def pytest_configure(config):
@@ -100,28 +101,6 @@ def terminal():
     yield open_terminal
     for each in opened:
         each.close()
-
-
-@pytest.fixture
-def scripted():
-    """A function that starts a scripted daemon (harness.ScriptedDaemon), closed after the test."""
-    started = []
-
-    def start(answer=None):
-        started.append(harness.ScriptedDaemon(answer))
-        return started[-1]
-
-    yield start
-    for each in started:
-        each.close()
-
-
-@pytest.fixture
-def directory():
-    """A private directory that the programs under test see too."""
-    path = harness.temp_dir()
-    yield path
-    shutil.rmtree(path, ignore_errors=True)
 
 
 @pytest.fixture

@@ -104,7 +104,7 @@ def test_a_daemon_that_sends_no_message_is_given_up(scripted, kind):
     with ThreadPoolExecutor(len(runs)) as pool:
         for done, took in pool.map(timed, runs):
             assert done.out.endswith(TIMED_OUT), done.out
-            assert 1 <= took < 2.5
+            assert 1 <= took < 4  # of which a busy machine may take two
 
 
 @pytest.mark.parametrize("sign", [b"\n", EVENT, OTHER])

@@ -12,7 +12,6 @@ A test makes all its choices with the fixture `rng` and goes on while `budget` l
 
 import os
 import random
-import shutil
 import sys
 import time
 
@@ -21,6 +20,7 @@ import pytest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "session"))
 
 import harness  # noqa: E402: the session tests' own
+from harness.fixtures import directory, scripted  # noqa: E402,F401: fixtures
 
 SECONDS = 60
 
@@ -98,9 +98,10 @@ def start_obxd():
         each.close()
 
 
-@pytest.fixture
-def directory():
-    """A private directory."""
-    path = harness.temp_dir()
-    yield path
-    shutil.rmtree(path, ignore_errors=True)
+@pytest.fixture(scope="module")
+def shared_obxd():
+    """One development daemon for all tests of a module, which it must live to see, with nothing to tell."""
+    daemon = harness.Obxd(*harness.QUICK)
+    yield daemon
+    assert daemon.process.poll() is None and daemon.errors() == ""
+    daemon.close()

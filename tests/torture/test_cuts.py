@@ -16,8 +16,6 @@ REQUESTS = [["get", HOST], ["cat", "Device.NAT."], ["ls", "Device.NAT."], ["attr
             ["select", HOST], ["save"]]
 
 
-
-
 @pytest.fixture(scope="module", params=["unix", "tcp", "tls"])
 def wire(request, tmp_path_factory):
     """A wire to an obxd, and the environment and options of its clients."""

@@ -31,11 +31,8 @@ MIB = 400 if harness.SANITIZED else 64  # the largest lie is 8 MiB
 
 
 @pytest.fixture(scope="module")
-def obxd():
-    daemon = harness.Obxd(*harness.QUICK)
-    yield daemon
-    assert daemon.process.poll() is None and daemon.errors() == ""
-    daemon.close()
+def obxd(shared_obxd):
+    return shared_obxd
 
 
 @pytest.fixture

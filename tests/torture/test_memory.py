@@ -17,19 +17,6 @@ pytestmark = pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer has its o
 CASES = dict(failing.COMMANDS, shell=([], failing.SHELL))
 
 
-@pytest.fixture
-def scripted():
-    started = []
-
-    def start(answer=None):
-        started.append(harness.ScriptedDaemon(answer))
-        return started[-1]
-
-    yield start
-    for each in started:
-        each.close()
-
-
 # Who reads lines is asked who he is: the C library's getpwuid_r crashes where nothing at all is left for it.
 ASKS_FOR_THE_USER = ("shell", "tree", "script")
 

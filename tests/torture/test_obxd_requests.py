@@ -128,7 +128,7 @@ def test_every_method(start_obxd, rng, budget, paths, who):
 
 
 def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
-    """Bytes of requests changed, dropped, doubled: a request gets one answer, or the connection ends with a reason."""
+    """Bytes of requests changed, dropped, doubled: whatever is answered is a message, and others are served as before."""
     obxd = start_obxd(*harness.SMALL)
     client = obxd.client(login=None)
     with watched(obxd):

@@ -13,11 +13,8 @@ KNOWN = [
 
 
 @pytest.fixture(scope="module")
-def obxd():
-    daemon = harness.Obxd(*harness.QUICK)
-    yield daemon
-    assert daemon.process.poll() is None and daemon.errors() == ""
-    daemon.close()
+def obxd(shared_obxd):
+    return shared_obxd
 
 
 @pytest.mark.parametrize("actions", KNOWN)

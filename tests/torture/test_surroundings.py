@@ -16,10 +16,8 @@ HOST = "Device.DeviceInfo.HostName"
 
 
 @pytest.fixture(scope="module")
-def obxd():
-    daemon = harness.Obxd(*harness.QUICK)
-    yield daemon
-    daemon.close()
+def obxd(shared_obxd):
+    return shared_obxd
 
 
 @pytest.fixture(scope="module")
@@ -30,11 +28,11 @@ def right(obxd):
 
 
 def done_or_said(ran, right):
-    """The answer, or a status with a reason of one line (where there was anywhere to say it)."""
+    """The answer, or a status with a reason, where there was anywhere to say it."""
     if ran.status == 0:
         assert ran.out == right, ran
     else:
-        assert ran.err.count(b"\n") <= 2, ran
+        assert 0 < (ran.out + ran.err).count(b"\n") <= 2, ran
 
 
 @pytest.mark.parametrize("missing", ["HOME", "TERM", "PATH", "LANG", "USER"])
@@ -55,11 +53,6 @@ def test_closed_descriptors(obxd, right, closed):
         assert ran.status != 0, ran
     else:
         assert (ran.status, ran.out) == (0, right), ran
-
-
-def test_closed_output_is_told(obxd):
-    ran = run(obxd, "-r", "get", HOST, before=lambda: os.close(1))
-    assert ran.status != 0 and os.strerror(errno.EBADF).encode() in ran.err, ran
 
 
 def test_full_disk_is_told(obxd):
@@ -143,5 +136,5 @@ def test_socket_that_is_none(directory, right):
         path = os.path.join(directory, "s")
         make(path)
         ran = run(path, "-r", "get", HOST, hangs=20)
-        assert ran.status != 0 and ran.err.count(b"\n") <= 2, ran
+        assert ran.status != 0 and (ran.out + ran.err).count(b"\n") == 1, ran
         os.rmdir(path) if os.path.isdir(path) else os.unlink(path)
