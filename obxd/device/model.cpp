@@ -1,7 +1,5 @@
 #include "device/model.hpp"
 
-#include <string.h>
-
 #include "answers.hpp"
 #include "ox_tr_list.hpp"
 #include "ox_tr_names.hpp"
@@ -35,11 +33,7 @@ std::vector<std::string> model_children(Store& store, const std::string& object)
 }
 
 Rank model_call_rank(Store& store, const std::string& path) {
-    // "perms" is "READ/WRITE", and who may write a method may call it.
-    JsonRef attributes = model_attributes(store, path);
-    const char* perms = json_string_value(json_object_get(attributes, "perms"));
-    const char* slash = perms ? strchr(perms, '/') : nullptr;
-    int rank = slash ? rank_parse(slash + 1) : -1;
+    int rank = store.write_rank(path);
     return rank < 0 ? RANK_ADMIN : static_cast<Rank>(rank);
 }
 

@@ -98,6 +98,11 @@ json_t* Store::shown(const Caller& caller, std::string_view path) {
     return caller_rank(caller) >= place.schema->read_rank ? place_value(place, &full) : nullptr;
 }
 
+int Store::write_rank(std::string_view path) {
+    Place place;
+    return place_find(*model_, path, place) ? place.schema->write_rank : -1;
+}
+
 json_t* Store::value(std::string_view path) {
     Place place;
     return parameter_find(*model_, path, place) ? value_read(place.node, place.schema, nullptr) : nullptr;

@@ -64,6 +64,9 @@ public:
     /// the caller may not read it.
     json_t* shown(const Caller&, std::string_view path);
 
+    /// The least role that may set, extend or call what stands at the path; -1 where there is nothing.
+    int write_rank(std::string_view path);
+
     /// The arguments of an event of the model, a new object: see events.hpp.
     json_t* event(std::string_view object, std::string_view name, const json_t* given);
 

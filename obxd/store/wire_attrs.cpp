@@ -146,10 +146,10 @@ void foreign_key_set(Schema* parameter, const std::string& paths) {
 }
 
 std::string perms_text(const Schema* schema, bool writable) {
-    std::string perms =
-        std::string(rank_text(schema->read_rank)) + "/" + (writable ? rank_text(schema->write_rank) : "-");
-    if (schema->status != Status::CURRENT) perms += std::string(" ") + status_text(schema->status);
-    return perms;
+    std::string read = rank_text(schema->read_rank), write = writable ? rank_text(schema->write_rank) : "-";
+    if (schema->status == Status::CURRENT) return read + "/" + write;
+    // Clients show 19 characters: what is marked has the initials of its roles.
+    return read.substr(0, 1) + "/" + write.substr(0, 1) + " " + status_text(schema->status);
 }
 
 json_t* ranges_json(const Limits& limits) {

@@ -84,7 +84,7 @@ def test_attributes_and_details(client):
     row = attributes(client, "Device.Row.", Details=True)["Device.Row."]
     assert row["keys"] == [["Name"]] and row["since"] == "1.0"
     listed = attributes(client, "Device.", level=1)
-    assert listed["Device.Older"]["perms"] == "guest/- deprecated"
+    assert listed["Device.Older"]["perms"] == "g/- deprecated"
     assert "Device.Former" not in listed
     assert attributes(client, "Device.Former", Details=True)["Device.Former"]["status"] == "obsoleted"
 

@@ -86,15 +86,20 @@ TEST_F(Details, WhatIsMadeOfTheBounds) {
         {"Many", {"type", "minCount", "maxCount", "maxLength"}, "'unsignedInt[]' 1 4 -"},
         {"State", {"enum", "mappings"}, "['None','Requested'] ['Requested: asks for it']"},
         {"Shown", {"enum", "mappings"}, "['Complete','Past'] -"},
-        {"Old", {"perms", "status"}, "'user/- deprecated' -"},
-        {"OldObject.In", {"perms"}, "'user/- deprecated'"},
-        {"Past", {"perms"}, "'user/admin obsoleted'"},
+        {"Old", {"perms", "status"}, "'u/- deprecated' -"},
+        {"OldObject.In", {"perms"}, "'u/- deprecated'"},
+        {"Past", {"perms"}, "'u/a obsoleted'"},
         {"Once", {"access"}, "'readWrite'"},
         {"Rows.", {"multi", "keys"}, "true -"},
         {"Rows.#template.Cell.#template.Same", {"foreign_key"}, "'Device.Rows.#template.Cell.'"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(attributes(std::string("Device.") + row.name, row.keys, false), row.expected) << row.name;
+}
+
+TEST_F(Details, WhoMayChangeWhatIsDeprecated) {
+    EXPECT_EQ(store->write_rank("Device.OldObject.In"), obxd::RANK_ADMIN);
+    EXPECT_EQ(store->write_rank("Device.Nothing"), -1);
 }
 
 TEST_F(Details, OnRequest) {
