@@ -20,7 +20,8 @@ bool names_below(std::string_view path, const std::string& deleted) {
 /// Whether a reference to `target` (a table) can name the instance or something below it.
 bool target_covers(const std::string& target, const std::string& deleted) {
     size_t target_left, deleted_left;
-    return pattern_fits(target, deleted, target_left, deleted_left) && deleted_left <= 1;
+    return pattern_fits(target, deleted, target_left, deleted_left) &&
+           (deleted_left <= 1 || scope_is_top(target));
 }
 
 bool may_name(const Reference& reference, const std::string& deleted) {

@@ -65,4 +65,8 @@ std::string scope_path(const Schema* object, const Node* node, std::string_view 
     return full;
 }
 
+bool scope_is_top(std::string_view full) {
+    return !full.empty() && full.find('.') == full.npos;
+}
+
 }  // namespace obxd

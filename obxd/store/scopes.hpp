@@ -18,5 +18,7 @@ namespace obxd {
 /// `object` names so. With `node` (of that object, or of one above it) the instances that both stand in are
 /// its own.
 std::string scope_path(const Schema* object, const Node* node, std::string_view path);
+/// Whether such a path is that of a top object. It is no table: rows of it are any rows below it.
+bool scope_is_top(std::string_view full);
 
 }  // namespace obxd

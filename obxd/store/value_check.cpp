@@ -114,6 +114,7 @@ bool target_allows(const std::string& target, TargetType type, std::string_view 
     size_t target_left, path_left;
     if (place.is_table() || !pattern_fits(target, path, target_left, path_left) || target_left) return false;
     if (type == TargetType::PARAMETER) return place.is_parameter() && path_left <= 1;
+    if (type == TargetType::ROW && scope_is_top(target)) return place.is_instance();
     if (path_left == 1)
         return place.is_instance() || type == TargetType::SINGLE || type == TargetType::OBJECT;
     return path_left == 0 && (!place.is_instance() || target.ends_with(OX_TR_TEMPLATE));
