@@ -1,6 +1,10 @@
 #include "execute.hpp"
 
+#include <stdlib.h>
+#include <string.h>
 #include <strings.h>
+
+#include <set>
 
 #include "ox_tr_names.hpp"
 #include "ox_tr_path.hpp"
@@ -48,16 +52,52 @@ const Schema* argument_find(Schema* input, std::string& name) {
     return place.schema;
 }
 
-/// Fills in the defaults of the arguments that were not given, and refuses where one had to be.
-void defaults_fill(const Schema* input, json_t* inputs, JsonRef& data) {
+/// Fills in the defaults of the arguments that were not given.
+void defaults_fill(const Schema* input, json_t* inputs) {
     if (!input) return;
-    for (const Schema* argument : input->parameters) {
-        const char* name = argument->name.c_str();
-        if (json_object_get(inputs, name)) continue;
-        if (argument->mandatory)
-            refuse(data, name, FAULT_INVALID_ARGUMENTS, "is required");
-        else if (argument->has_default)
-            json_object_set(inputs, name, argument->initial);
+    for (const Schema* argument : input->parameters)
+        if (argument->has_default && !json_object_get(inputs, argument->name.c_str()))
+            json_object_set(inputs, argument->name.c_str(), argument->initial);
+}
+
+/// The numbers of the instances of a table of which something is given; the first one where one has to be.
+std::set<uint32_t> rows_given(const Schema* table, const std::string& prefix, const json_t* inputs) {
+    std::set<uint32_t> rows;
+    const char* name;
+    json_t* value;
+    json_object_foreach(const_cast<json_t*>(inputs), name, value) {
+        if (strncmp(name, prefix.c_str(), prefix.size()) == 0)
+            rows.insert(static_cast<uint32_t>(strtoul(name + prefix.size(), nullptr, 10)));
+    }
+    if (rows.empty() && table->min_count > 0) rows.insert(1);
+    return rows;
+}
+
+/// Whether something is given of an object.
+bool is_given(const std::string& prefix, const json_t* inputs) {
+    const char* name;
+    json_t* value;
+    json_object_foreach(const_cast<json_t*>(inputs), name, value) {
+        if (strncmp(name, prefix.c_str(), prefix.size()) == 0) return true;
+    }
+    return false;
+}
+
+/// Names the arguments that have to be given and are not: of the call, and of each object and instance of
+/// which something is given. `prefix` leads to them.
+void mandatory_check(const Schema* object, const std::string& prefix, const json_t* inputs, JsonRef& data) {
+    if (!object) return;
+    for (const Schema* argument : object->parameters) {
+        std::string name = prefix + argument->name;
+        if (argument->mandatory && !json_object_get(inputs, name.c_str()))
+            refuse(data, name.c_str(), FAULT_INVALID_ARGUMENTS, "is required");
+    }
+    for (const Schema* below : object->objects) {
+        std::string path = prefix + below->name + ".";
+        if (!below->multi && is_given(path, inputs)) mandatory_check(below, path, inputs, data);
+        if (!below->multi) continue;
+        for (uint32_t row : rows_given(below, path, inputs))
+            mandatory_check(below, path + std::to_string(row) + ".", inputs, data);
     }
 }
 
@@ -114,8 +154,9 @@ Answer execute_check(Model& model, const Caller& caller, const json_t* params, s
         if (!key) return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name");
         argument_take({model, method, place.node, given, data}, key, json_object_get(entry, OX_TR_VALUE));
     }
-    defaults_fill(method->input.get(), given, data);
+    mandatory_check(method->input.get(), "", given, data);
     if (data) return answer_refused(std::move(data), std::string(name) + " was not called");
+    defaults_fill(method->input.get(), given);
     path = node_path(place.node) + method->name;
     inputs = given.release();
     return {};

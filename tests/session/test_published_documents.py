@@ -1,5 +1,6 @@
 """Documents as people have them: other versions, other roots, services, entities, blanks, and what is refused."""
 
+import json
 import re
 
 import pytest
@@ -133,6 +134,21 @@ def test_counters_and_keys(write, start_obxd):
     client.close()
 
 
+def test_rows_of_the_top_object_are_any_rows(write, start_obxd):
+    parent = parameter("Parent", "<string><pathRef refType='strong' targetParent='.' targetType='row'/></string>"
+                       "<default type='object' value=''/>", "readWrite")
+    body = obj("Device.") + table("Device.Row.{i}.", parent) + table("Device.Row.{i}.Below.{i}.", parent)
+    client = start_obxd("--rows", "2", model=write(document(body))).client()
+    client.login()
+    for name in ("Device.Row.1.Parent", "Device.Row.2.Below.1.Parent"):
+        assert client.get(name) == ""
+        assert fault(client.set(name, "Device"))[0] == 9003
+        assert "result" in client.set(name, "Device.Row.1.Below.2")
+    client.call("DeleteObject", {"ObjectName": "Device.Row.1.Below.2."})
+    assert client.get("Device.Row.1.Parent") == client.get("Device.Row.2.Below.1.Parent") == ""
+    client.close()
+
+
 def test_deleted_nodes_on_request_alone(write):
     body = (obj("Device.", parameter("Gone", more='status="deleted"') + parameter("Old", more='status="deprecated"'))
             + obj("Device.Lost.").replace("access=", 'status="deleted" access=') + obj("Device.Lost.Below."))
@@ -141,6 +157,16 @@ def test_deleted_nodes_on_request_alone(write):
     shown = schema_of(path, "--deleted")
     assert {"Device.Gone", "Device.Lost", "Device.Lost.Below"} <= shown.keys()
     assert shown["Device.Gone"]["status"] == "deleted" and shown["Device.Old"]["status"] == "deprecated"
+
+
+def test_a_long_listing_shows_what_is_deprecated(write, start_obxd):
+    body = obj("Device.", parameter("Old", access="readWrite", more='status="deprecated"') + parameter("New"))
+    shell = harness.Terminal(daemon=start_obxd(model=write(document(body))))
+    shell.prompt()
+    listing = [line.split("  ") for line in shell.run("ls -l :Device").splitlines()]
+    perms = {line[-1].split()[-1]: [cell.strip() for cell in line if cell.strip()][2] for line in listing}
+    assert perms["Old"] == "u/a deprecated" and perms["New"] == "user/-"
+    shell.close()
 
 
 def test_descriptions_are_plain_text(write):
@@ -177,6 +203,23 @@ def test_an_internet_gateway_device(write, start_obxd):
     shell.prompt()
     assert shell.run("ls :InternetGatewayDevice.LANDevice.1").endswith(".Name")
     shell.close()
+
+
+def test_an_internet_gateway_device_is_alive(write, start_obxd, tmp_path):
+    """What is computed when it is read is so below either root."""
+    names = {"DeviceInfo.": ("SoftwareVersion", "string", "9.1"), "DeviceInfo.MemoryStatus.": ("Total", "unsignedInt", 0),
+             "Time.": ("CurrentLocalTime", "dateTime", "0001-01-01T00:00:00Z")}
+    body = obj("InternetGatewayDevice.") + "".join(
+        obj("InternetGatewayDevice." + name, parameter(leaf, "<%s/>" % kind)) for name, (leaf, kind, _) in names.items())
+    values = tmp_path / "values.json"
+    values.write_text(json.dumps({"InternetGatewayDevice." + name + leaf: value
+                                  for name, (leaf, _, value) in names.items()}))
+    model = write(document(body, model="InternetGatewayDevice:1.14"))
+    client = start_obxd("--values", str(values), model=model).client()
+    assert client.get("InternetGatewayDevice.DeviceInfo.MemoryStatus.Total") > 1000
+    assert client.get("InternetGatewayDevice.Time.CurrentLocalTime") > "2020"
+    assert [client.get(root + "DeviceInfo.SoftwareVersion") for root in ("InternetGatewayDevice.", "Device.")] == ["9.1"] * 2
+    client.close()
 
 
 def test_services_are_mounted(write, start_obxd):
@@ -238,6 +281,30 @@ def test_commands_with_and_without_parentheses(write, start_obxd):
         drawn = shell.run("execute :Device.IP.Diagnostics.%s Host=127.0.0.1 NumberOfRepetitions=1" % spelling)
         assert re.search("SuccessCount += 1\n", drawn), drawn
     shell.close()
+
+
+def test_mandatory_arguments_are_named(write, start_obxd):
+    """Those of the call, and those of every object and row of arguments of which something is given."""
+    must = 'mandatory="true"'
+    rows = '<object name="%s" minEntries="%d" maxEntries="unbounded">%s</object>'
+    body = obj("Device.", '<command name="Do()"><input>%s%s%s%s%s</input></command>' % (
+        parameter("Host", more=must), rows % ("Window.{i}.", 1, parameter("Mode", more=must) + parameter("Extra")),
+        rows % ("Class.{i}.", 0, parameter("Number", more=must) + parameter("Extra")),
+        rows % ("Class.{i}.Channel.{i}.", 0, parameter("Number", more=must)),
+        obj("Restart.", parameter("Enable", more=must) + parameter("Extra")).replace('access="readOnly"', "")))
+    client = start_obxd(model=write(document(body))).client()
+
+    def missing(*given):
+        arguments = [{"Name": name, "Value": ""} for name in given]
+        error = client.request("Execute", {"Path": "Device.Do", "ParameterList": arguments})["error"]
+        return set(error["data"]) - {"Detail"}
+    assert missing() == {"Host", "Window.1.Mode"}
+    assert missing("Host", "Window.4.Extra", "Window.5.Mode") == {"Window.4.Mode"}
+    assert missing("Host", "Window.1.Mode", "Class.2.Extra", "Restart.Extra") == {"Class.2.Number", "Restart.Enable"}
+    nested = missing("Host", "Window.1.Mode", "Class.2.Number", "Class.3.Channel.1.Number")
+    assert nested == {"Class.3.Number"}
+    assert missing("Host", "Window.1.Mode", "Class.2.Number", "Restart.Enable") == set()
+    client.close()
 
 
 def test_events_are_kept(write):
