@@ -27,6 +27,7 @@ namespace {
 
 constexpr int64_t ANSWER_MS = 50;  // time for the answer to leave before a device goes down
 constexpr const char* VERSION_PATH = "Device.DeviceInfo.SoftwareVersion";
+constexpr const char* GATEWAY_VERSION_PATH = "InternetGatewayDevice.DeviceInfo.SoftwareVersion";
 constexpr const char* MODE_PATH = "Device.DeviceInfo.DeviceMode";
 
 std::string text_value(Store& store, const char* path) {
@@ -65,6 +66,7 @@ bool read_state(Device& device, const std::string& path, std::string& error) {
 
 void load_state(Device& device) {
     device.version = text_value(device.store, VERSION_PATH);
+    if (device.version.empty()) device.version = text_value(device.store, GATEWAY_VERSION_PATH);
     device.mode.clear();
     std::string path = device.state.path + "/state.json";
     std::string error;

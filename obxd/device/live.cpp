@@ -33,6 +33,9 @@ constexpr struct {
     {"DiscardPacketsSent", 11},
 };
 
+/// What official models have at the top.
+constexpr const char* ROOTS[] = {"Device.", "InternetGatewayDevice."};
+
 constexpr const char* COUNTED_OBJECTS[] = {
     "Device.Ethernet.Interface",
     "Device.WiFi.Radio",
@@ -126,17 +129,27 @@ double load_average() {
     return getloadavg(&load, 1) == 1 ? static_cast<double>(static_cast<int>(load * 100)) / 100 : 0;
 }
 
+/// Serves a parameter below whatever root object the model has.
+void show(Store& store, const std::string& path,
+          const std::function<json_t*(const std::string& path)>& reader) {
+    for (const char* root : ROOTS) store.set_live(root + path, reader);
+}
+
 void register_host(Device& device) {
     Store& store = device.store;
-    store.set_live("Device.DeviceInfo.MemoryStatus.Total",
-                   [](const std::string&) { return json_integer(meminfo_kib("MemTotal")); });
-    store.set_live("Device.DeviceInfo.MemoryStatus.Free",
-                   [](const std::string&) { return json_integer(meminfo_kib("MemAvailable")); });
-    store.set_live("Device.DeviceInfo.ProcessStatus.CPUUsage",
-                   [&device](const std::string&) { return json_integer(cpu_usage(device.live)); });
-    store.set_live("Device.Time.CurrentLocalTime",
-                   [](const std::string&) { return json_string(time_text().c_str()); });
+    show(store, "DeviceInfo.MemoryStatus.Total",
+         [](const std::string&) { return json_integer(meminfo_kib("MemTotal")); });
+    show(store, "DeviceInfo.MemoryStatus.Free",
+         [](const std::string&) { return json_integer(meminfo_kib("MemAvailable")); });
+    show(store, "DeviceInfo.ProcessStatus.CPUUsage",
+         [&device](const std::string&) { return json_integer(cpu_usage(device.live)); });
+    show(store, "DeviceInfo.UpTime",
+         [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
+    show(store, "Time.CurrentLocalTime", [](const std::string&) { return json_string(time_text().c_str()); });
     store.set_live("Device.System.LoadAverage", [](const std::string&) { return json_real(load_average()); });
+    // "Device.DeviceInfo.SoftwareVersion" is the one that is stored.
+    store.set_live("InternetGatewayDevice.DeviceInfo.SoftwareVersion",
+                   [&device](const std::string&) { return json_string(device.version.c_str()); });
 }
 
 /// What the system tells about one process.
@@ -197,8 +210,8 @@ json_t* process_value(std::string_view name, pid_t pid, const Process& process) 
 
 void register_processes(Store& store) {
     for (const char* name : {"PID", "Size", "CPUTime", "State"}) {
-        std::string path = std::string("Device.DeviceInfo.ProcessStatus.Process.*.") + name;
-        store.set_live(path, [&store](const std::string& full) {
+        std::string path = std::string("DeviceInfo.ProcessStatus.Process.*.") + name;
+        show(store, path, [&store](const std::string& full) {
             Process process;
             pid_t pid = host_process(store, full.substr(0, ox_tr_path_parent(full)));
             if (pid && read_process(pid, process)) return process_value(ox_tr_path_leaf(full), pid, process);
@@ -223,8 +236,6 @@ void live_register(Device& device) {
     register_host(device);
     register_processes(store);
     register_caller(device);
-    store.set_live("Device.DeviceInfo.UpTime",
-                   [&device](const std::string&) { return json_integer((now_ms() - device.booted) / 1000); });
     store.set_live("Device.DeviceInfo.UpgradeStatus",
                    [&device](const std::string&) { return firmware_status(device); });
     for (const char* object : COUNTED_OBJECTS) {

@@ -17,6 +17,11 @@ void tell(Device& device, const std::string& object, const char* name, json_t* g
     if (arguments) device_event(device, (object + name).c_str(), arguments);
 }
 
+const char* text_at(Store& store, const std::string& path) {
+    const char* text = json_string_value(store.value(path));
+    return text ? text : "";
+}
+
 }  // namespace
 
 void boot_event(Device& device) {
@@ -44,6 +49,13 @@ Reply transfer_event(Device& device, const char* type, const std::string& comman
                        type, "TransferURL", url.c_str(), "StartTime", start.c_str(), "CompleteTime",
                        time_text().c_str(), "FaultCode", code, "FaultString", detail.c_str()));
     };
+}
+
+void station_event(Device& device, const std::string& access_point, const char* address) {
+    std::string ssid = text_at(device.store, access_point + ".SSIDReference");
+    tell(device, "Device.WiFi.DataElements.AssociationEvent.", "Associated!",
+         json_pack("{s:s, s:s, s:s, s:i}", "TimeStamp", time_text().c_str(), "BSSID",
+                   text_at(device.store, ssid + ".BSSID"), "MACAddress", address, "StatusCode", 0));
 }
 
 }  // namespace obxd

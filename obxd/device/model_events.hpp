@@ -16,4 +16,7 @@ void boot_event(Device& device);
 Reply transfer_event(Device& device, const char* type, const std::string& command, const json_t* params,
                      const Reply& reply);
 
+/// "Device.WiFi.DataElements.AssociationEvent.Associated!": a station with that address has joined.
+void station_event(Device& device, const std::string& access_point, const char* address);
+
 }  // namespace obxd

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "device/clock.hpp"
+#include "device/model_events.hpp"
 #include "ox_tr_path.hpp"
 
 namespace obxd {
@@ -212,7 +213,9 @@ const char* station_join(const CallPtr& call, const std::string& access_point) {
     JsonRef values(json_pack("{s:s, s:b, s:b, s:s, s:i}", "MACAddress", address, "Active", 1,
                              "AuthenticationState", 1, "AssociationTime", time_text().c_str(),
                              "SignalStrength", -52));
-    return store.add_instance(table, values) ? "Success" : "Error_Other";
+    if (!store.add_instance(table, values)) return "Error_Other";
+    station_event(call->device, access_point, address);
+    return "Success";
 }
 
 }  // namespace

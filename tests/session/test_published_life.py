@@ -1,5 +1,7 @@
 """A published model alive: every value that it begins with is legal, its events are told, its rows are there."""
 
+import json
+
 import pytest
 
 import harness
@@ -159,3 +161,17 @@ def test_a_transfer_is_told_as_the_model_has_it(tmp_path, start):
     assert failed["FaultCode"] == 9010 and failed["FaultString"] != ""
     assert "error" in client.request("Upload", {"FileType": "Config", "URL": "file:///proc/nowhere"})
     assert event(client, "Device.LocalAgent.TransferComplete!")["TransferType"] == "Upload"
+
+
+def test_a_station_is_told_as_the_model_has_it(tmp_path, start):
+    values = tmp_path / "values.json"
+    values.write_text(json.dumps({
+        "Device.WiFi.SSID.1.BSSID": "02:00:5e:10:00:01",
+        "Device.WiFi.AccessPoint.1": {"Enable": True, "SSIDReference": "Device.WiFi.SSID.1", "WPS": {"Enable": True}}}))
+    client = start(published.official("usp", tmp_path), "--values", str(values))
+    client.call("JoinGroup", {"Group": 2})
+    client.call("Execute", {"Path": "Device.WiFi.AccessPoint.1.WPS.InitiateWPSPBC()"})
+    told = event(client, "Device.WiFi.DataElements.AssociationEvent.Associated!")
+    station = client.get("Device.WiFi.AccessPoint.1.AssociatedDevice.1.MACAddress")
+    assert (told["BSSID"], told["MACAddress"], told["StatusCode"]) == ("02:00:5e:10:00:01", station, 0)
+    assert told["TimeStamp"] != "" and "HTCapabilities" in told
