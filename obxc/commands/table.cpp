@@ -18,7 +18,7 @@
 #include "commands/tree.hpp"
 
 // name, method, id, hashes, handler, request handler, offers, syntax, help. `debug` is hidden: it has no
-// texts. packaging/CMakeLists.txt reads the rows for bash's completion.
+// texts. packaging/completion/generate.cmake reads the rows.
 // clang-format off
 ShellCommand command_table[COMMAND_COUNT] = {
     {"add", "AddObject", 1, 0, 0, add_command, add_command, add_offers,

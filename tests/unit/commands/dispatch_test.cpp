@@ -185,16 +185,16 @@ TEST(Table, Rows) {
     }
 }
 
-// What bash completes behind "obxc -r" was made from the rows.
+// What shells complete behind "obxc -r" was made from the rows.
 TEST(Table, ShellsCompleteTheWordsOfRequests) {
-    std::ifstream file(OBX_BINARY_DIR "/bash-completion/obxc");
+    std::ifstream file(OBX_BINARY_DIR "/share/obxc/complete");
     std::stringstream text;
     text << file.rdbuf();
-    std::string words;
+    std::string lines;
     for (const ShellCommand& row : command_table) {
-        if (row.request_handler) words += (words.empty() ? "" : " ") + std::string(row.name);
+        if (row.request_handler) lines += std::string(row.name) + "\t" + (row.help ? row.help : "") + "\n";
     }
-    EXPECT_NE(text.str().find("-W '" + words + "'"), std::string::npos) << words;
+    EXPECT_NE(text.str().find("\n" + lines + "END\n"), std::string::npos) << lines;
 }
 
 TEST(Table, HashesAreFilledInByTheFirstLookup) {
