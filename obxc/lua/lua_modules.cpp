@@ -1,14 +1,39 @@
 #include "lua/lua_modules.hpp"
 
 #include <dirent.h>
+#include <limits.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "ox_string.hpp"
 
 namespace {
 
 const char* const PREFIX = "ombrix.";
+
+struct ModuleDirectory {
+    char path[PATH_MAX];
+};
+
+/// Cuts the last component off a path.
+void climb(char* path) {
+    char* slash = strrchr(path, '/');
+    if (slash) *slash = '\0';
+}
+
+/// That of the prefix below which the program is installed, else the system's.
+ModuleDirectory module_directory_find() {
+    ModuleDirectory found = {};
+    if (readlink("/proc/self/exe", found.path, sizeof(found.path) - 1) > 0) {
+        climb(found.path);
+        climb(found.path);
+        ox_string_strlcat(found.path, "/lib/lua/5.3/ombrix", sizeof(found.path));
+        if (access(found.path, X_OK) == 0) return found;
+    }
+    ox_string_strlcpy(found.path, OBX_LUA_MODULE_DIR, sizeof(found.path));
+    return found;
+}
 
 /// Appends templates below `root` to a field of `package` (on top of the stack).
 void append_templates(lua_State* L, const char* field, const char* root, const char* second) {
@@ -44,16 +69,17 @@ int preload(lua_State* L) {
 }  // namespace
 
 void lua_modules_add_path(lua_State* L) {
-    const char* end = strrchr(OBX_LUA_MODULE_DIR, '/');
+    ModuleDirectory directory = module_directory_find();
+    climb(directory.path);
     int top = lua_gettop(L);
     lua_pushcfunction(L, add_path);
-    lua_pushlstring(L, OBX_LUA_MODULE_DIR, end ? static_cast<size_t>(end - OBX_LUA_MODULE_DIR) : 0);
+    lua_pushstring(L, directory.path);
     lua_pcall(L, 1, 0, 0);
     lua_settop(L, top);
 }
 
 void lua_preload_modules(lua_State* L) {
-    DIR* directory = opendir(OBX_LUA_MODULE_DIR);
+    DIR* directory = opendir(module_directory_find().path);
     if (!directory) return;
     int top = lua_gettop(L);
     while (const struct dirent* entry = readdir(directory)) {

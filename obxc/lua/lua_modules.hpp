@@ -1,4 +1,5 @@
-// The modules of the module directory.
+// The modules of the module directory: lib/lua/5.3/ombrix below the prefix where the program is installed if
+// that is there, else OBX_LUA_MODULE_DIR.
 #pragma once
 
 #include <lua.hpp>

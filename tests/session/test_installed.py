@@ -1,0 +1,108 @@
+"""What `cmake --install` leaves: everything, below any prefix, and found from there."""
+
+import os
+import re
+import subprocess
+
+import pytest
+
+import harness
+
+CLIENT = """
+bin/obxc bin/obxc_interpreter bin/obxc_lua
+lib/lua/5.3/ombrix/snapshot/init.lua lib/lua/5.3/ombrix/wait/init.lua
+share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish share/zsh/site-functions/_obxc
+share/obxc/complete share/obxc/complete.lua
+share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
+share/doc/obxc/README.md share/doc/obxc/CHANGELOG.md share/doc/obxc/SECURITY.md share/doc/obxc/LICENSE
+share/doc/obxc/THIRD-PARTY.md share/doc/obxc/LICENSES/GPL-3 share/doc/obxc/docs/guide.md share/doc/obxc/docs/lua.md
+""".split()
+DAEMON = """
+bin/obxd lib/systemd/system/obxd.service lib/sysusers.d/obxd.conf lib/tmpfiles.d/obxd.conf
+share/obxd/router.json share/obxd/users.json share/man/man8/obxd.8 share/doc/obxd/examples/obxd.init
+share/doc/obxd/docs/obxd.md share/doc/obxd/LICENSE share/doc/obxd/THIRD-PARTY.md share/doc/obxd/LICENSES/LGPL-2.1
+""".split()
+
+
+def install(prefix, destination=""):
+    subprocess.run(["cmake", "--install", harness.BUILD, "--prefix", prefix], check=True, stdout=subprocess.DEVNULL,
+                   env=dict(os.environ, DESTDIR=destination))
+    return destination + prefix
+
+
+@pytest.fixture(scope="module")
+def prefix():
+    """An installation below a directory of its own."""
+    directory = harness.temp_dir()
+    yield install(os.path.join(directory, "opt"))
+    subprocess.run(["rm", "-rf", directory], check=True)
+
+
+def files(top):
+    return {os.path.relpath(os.path.join(path, name), top) for path, _, names in os.walk(top) for name in names}
+
+
+def test_everything_is_there(prefix):
+    assert set(CLIENT + DAEMON) - files(prefix) == set()
+    broken = [name for name in files(prefix) if not os.path.exists(os.path.join(prefix, name))]
+    assert broken == []
+    for name in ("bin/obxc", "bin/obxd", "share/obxc/complete", "share/doc/obxd/examples/obxd.init"):
+        assert os.access(os.path.join(prefix, name), os.X_OK), name
+
+
+def test_destination_goes_before_the_prefix(prefix, directory):
+    assert files(install("/usr", directory)) == files(prefix)
+    assert os.listdir(directory) == ["usr"]
+    with open(directory + "/usr/lib/systemd/system/obxd.service") as unit:
+        assert "ExecStart=/usr/bin/obxd " in unit.read()
+
+
+def test_links_of_the_documents_lead_somewhere(prefix):
+    wrong = []
+    for name in sorted(files(prefix)):
+        if not name.endswith(".md"):
+            continue
+        with open(os.path.join(prefix, name)) as file:
+            for link in re.findall(r"\]\(([^)#:]+)", file.read()):
+                if not os.path.exists(os.path.join(prefix, os.path.dirname(name), link)):
+                    wrong.append((name, link))
+    assert wrong == []
+
+
+def test_unit_starts_the_daemon_of_the_prefix(prefix):
+    with open(os.path.join(prefix, "lib/systemd/system/obxd.service")) as unit:
+        assert "ExecStart=%s/bin/obxd " % prefix in unit.read()
+
+
+def test_programs_find_what_is_theirs(prefix, script):
+    environment = harness.environment(PATH=prefix + "/bin:/usr/bin:/bin", OBX_COMPLETION_TIMEOUT=str(harness.PATIENCE))
+    socket = os.path.join(os.path.dirname(prefix), "s")
+    daemon = subprocess.Popen([prefix + "/bin/obxd", "--socket", socket], stdout=subprocess.PIPE, env=environment)
+    try:
+        assert b"ready" in daemon.stdout.readline()  # so it has its model, though no source is near
+        text = "#!%s/bin/obxc_lua\nprint(require('ombrix.wait').wait_until('Device.DeviceInfo.UpTime', function() return true end))\n"
+        path = script(text % prefix + "print(package.searchpath('ombrix.wait', package.path))\n")
+
+        def run(*command):
+            return subprocess.run(command, capture_output=True, text=True, env=environment, check=True).stdout
+
+        up, place = run(prefix + "/bin/obxc", "-u", socket, "-S", path).split()
+        assert up.isdigit() and place == prefix + "/lib/lua/5.3/ombrix/wait/init.lua"
+        complete = prefix + "/share/obxc/complete"
+        assert run(complete, "obxc", "-u", socket, "-r", "get", "Device.DeviceInfo.ModelNa") == "Device.DeviceInfo.ModelName\n"
+    finally:
+        daemon.terminate()
+        daemon.wait()
+
+
+@pytest.mark.parametrize("shell, lines", [
+    ("bash", ". {}/share/bash-completion/completions/obxc; COMP_LINE='obxc -r sel' COMP_POINT=11 COMP_WORDS=(obxc -r sel) "
+             "COMP_CWORD=2; _obxc; echo ${{COMPREPLY[@]}}"),
+    ("fish", "source {}/share/fish/vendor_completions.d/obxc.fish; complete -C 'obxc -r sel'"),
+])
+def test_completions_find_their_back_end(prefix, shell, lines):
+    if subprocess.run(["which", shell], stdout=subprocess.DEVNULL).returncode:
+        pytest.skip("%s is not installed" % shell)
+    out = subprocess.run([shell, "-c", lines.format(prefix)], capture_output=True, text=True,
+                         env=harness.environment(home=os.path.dirname(prefix), PATH=prefix + "/bin:/usr/bin:/bin")).stdout
+    assert out.split()[0] == "select"
