@@ -1,0 +1,135 @@
+"""Packages for routers and archives of the sources: what their scripts make, and that the checks among them can fail."""
+
+import os
+import re
+import shutil
+import subprocess
+import tarfile
+
+import pytest
+
+import harness
+
+PACKAGING = os.path.join(harness.SOURCE, "packaging")
+with open(os.path.join(harness.SOURCE, "CMakeLists.txt")) as sources:
+    VERSION = re.search(r"project\(obxc VERSION (\S+)", sources.read()).group(1)
+TOP = "obxc-" + VERSION
+
+
+def run(*command, **options):
+    return subprocess.run(command, capture_output=True, text=True, **options)
+
+
+@pytest.fixture
+def copy(directory):
+    """A copy of what names versions, whose files a test may change."""
+    for name in ("CMakeLists.txt", "CHANGELOG.md", "LICENSE", "THIRD-PARTY.md"):
+        shutil.copy(os.path.join(harness.SOURCE, name), directory)
+    shutil.copytree(PACKAGING, os.path.join(directory, "packaging"), symlinks=True)
+    return directory
+
+
+def change(path, old, new):
+    with open(path) as file:
+        text = file.read()
+    assert old in text
+    with open(path, "w") as file:
+        file.write(text.replace(old, new, 1))
+
+
+def test_programs_and_packages_are_of_one_version(copy):
+    assert run(PACKAGING + "/versions").stderr == ""
+    assert harness.obxc("-v").out.endswith("obxc version %s\n" % VERSION)
+    assert VERSION in run(harness.OBXD, "--version", env=harness.environment()).stdout
+    change(os.path.join(copy, "CMakeLists.txt"), "VERSION " + VERSION, "VERSION 9.9.9")
+    finished = run(copy + "/packaging/versions")
+    assert finished.returncode == 1
+    assert [line.split()[0] for line in finished.stderr.splitlines()] == [
+        "CHANGELOG.md", "packaging/debian/changelog", "packaging/openwrt/Makefile"]
+
+
+def check_recipe(top, directory):
+    return run(top + "/packaging/openwrt/check", harness.BUILD, os.path.join(directory, "out"), env=harness.environment(
+        OBX_BUILD_DIR=None))
+
+
+@pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer brings libraries along")
+def test_openwrt_recipe_packs_what_is_installed(directory):
+    finished = check_recipe(harness.SOURCE, directory)
+    assert (finished.returncode, finished.stderr) == (0, "")
+    root = os.path.join(directory, "out", "root")
+    assert os.readlink(root + "/obxc/usr/bin/obxc_lua") == "obxc"
+    assert os.path.exists(root + "/lua-ombrix/usr/lib/lua/5.3/ombrix/wait/init.lua")
+    with open(os.path.join(directory, "out", "control", "obxd")) as control:
+        assert "Version: %s-r1\nDepends: libc\n" % VERSION in control.read()
+    with open(os.path.join(directory, "out", "PKGINFO", "lua-ombrix")) as info:
+        assert "arch = noarch\n" in info.read()
+
+
+@pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer brings libraries along")
+@pytest.mark.parametrize("old, new, told", [
+    ("PKG_VERSION:=" + VERSION, "PKG_VERSION:=9.9.9", "the recipe is of version 9.9.9"),
+    ("PKG_HASH:=skip", "PKG_HASH:=0123", "PKG_HASH is no SHA-256"),
+    ("LICENSE THIRD-PARTY.md", "LICENCE", "the licence file LICENCE is not there"),
+    ("$(LN) obxc $(1)/usr/bin/obxc_lua", "$(LN) obxd $(1)/usr/bin/obxc_lua", "usr/bin/obxc_lua leads nowhere"),
+    ("/etc/config/obxd\n", "/etc/config/other\n", "/etc/config/other is not there"),
+    ("$(eval $(call BuildPackage,lua-ombrix))", "", "wait/init.lua is in no package"),
+])
+def test_openwrt_check_sees_what_is_wrong(copy, old, new, told):
+    change(os.path.join(copy, "packaging/openwrt/Makefile"), old, new)
+    finished = check_recipe(copy, copy)
+    assert finished.returncode == 1
+    assert told in finished.stderr
+
+
+# Where procd and UCI stand, each prints what it was asked.
+PROCD = """
+config_load() { :; }
+config_get_bool() { eval "$1=${enabled_is:-$4}"; }
+config_get() { eval "$1=${4:-}"; case $3 in model) eval "$1=/m.json" ;; esac; }
+procd_open_instance() { :; }
+procd_close_instance() { :; }
+procd_set_param() { echo "$@"; }
+procd_append_param() { echo "more $@"; }
+mkdir() { :; }; chown() { :; }; chmod() { echo "chmod $@"; }; ln() { :; }
+. %s/openwrt/files/obxd.init
+start_service
+""" % PACKAGING
+
+
+def test_openwrt_service_starts_the_daemon_as_its_user():
+    lines = run("sh", "-c", PROCD, check=True).stdout.splitlines()
+    assert "command /usr/bin/obxd --socket /var/run/obxd/obxd.sock --state /etc/obxd" in lines
+    assert "more command --model /m.json" in lines and "user obxd" in lines
+    assert "chmod 0750 /var/run/obxd" in lines  # for the group alone
+    assert run("sh", "-c", "enabled_is=0\n" + PROCD, check=True).stdout == ""
+
+
+def test_source_archive_is_the_same_whoever_makes_it(directory):
+    if not os.path.exists(os.path.join(harness.SOURCE, ".git")):
+        pytest.skip("this tree is such an archive")
+    env = harness.environment(HOME=directory, GIT_CONFIG_COUNT="1", GIT_CONFIG_KEY_0="safe.directory", GIT_CONFIG_VALUE_0="*")
+    archives = []
+    for name, zone in (("a", "UTC"), ("b", "Asia/Tokyo")):
+        finished = run(PACKAGING + "/release", os.path.join(directory, name), env=dict(env, TZ=zone))
+        assert (finished.returncode, finished.stderr) == (0, "")
+        archives.append(os.path.join(directory, name, TOP + ".tar.gz"))
+    with open(archives[0], "rb") as one, open(archives[1], "rb") as other:
+        assert one.read() == other.read()
+    with tarfile.open(archives[0]) as archive:
+        names = archive.getnames()
+    assert {name.split("/")[0] for name in names} == {TOP}
+    assert {TOP + "/CMakeLists.txt", TOP + "/LICENSE", TOP + "/packaging/debian/rules"} <= set(names)
+    digest = finished.stdout.split()[0]
+    with open(os.path.join(directory, "b", "openwrt", "Makefile")) as recipe:
+        assert "PKG_HASH:=%s\n" % digest in recipe.read()
+
+
+def test_service_is_hardened(directory):
+    if not shutil.which("systemd-analyze"):
+        pytest.skip("systemd is not installed")
+    subprocess.run(["cmake", "--install", harness.BUILD, "--prefix", "/usr"], check=True, stdout=subprocess.DEVNULL,
+                   env=dict(os.environ, DESTDIR=directory))
+    unit = directory + "/usr/lib/systemd/system/obxd.service"
+    finished = run("systemd-analyze", "security", "--offline=true", "--threshold=25", "--no-pager", unit)
+    assert finished.returncode == 0, finished.stdout
