@@ -51,6 +51,8 @@ constexpr size_t CLIENT_EVENTS = 8 * MIB;
 constexpr size_t ALL_EVENTS = 64 * MIB;
 /// The memory of events, which may each be as long as a message; one that several get counts once.
 constexpr size_t EVENTS_SHARE = 80 * MIB;
+/// What it takes to take an open change back.
+constexpr size_t CHANGE_SHARE = 16 * MIB;
 /// What took more memory than this has it given back to the system.
 constexpr size_t LARGE = MIB;
 

@@ -7,6 +7,7 @@
 
 #include <vector>
 
+#include "device/change.hpp"
 #include "device/files.hpp"
 #include "device/params.hpp"
 #include "device/restore_points.hpp"
@@ -70,6 +71,8 @@ void device_save_config(Device& device, const json_t* params, const Reply& reply
     if (name && !restore_point_name_free(device, name))
         return reply(answer_fault(FAULT_INVALID_ARGUMENTS,
                                   std::string("There is another configuration file named ") + name));
+    Answer refused = change_refuses_saving(device);
+    if (refused.code) return reply(std::move(refused));
     std::string text = config_text(device);
     bool saved = !text.empty();
     if (saved && name) saved = write_file(restore_point_file(device, name), text);
@@ -106,6 +109,8 @@ void device_factory_reset(Device& device, const json_t* params, const Reply& rep
         return reply(
             answer_fault(FAULT_INVALID_VALUE, "No such device mode", json_pack("{s:s}", "DeviceMode", mode)));
     if (device.flashing) return reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
+    Answer refused = change_refuses_lasting(device, "A factory reset");
+    if (refused.code) return reply(std::move(refused));
     bool clean_all = json_is_true(json_object_get(params, "CleanAll"));
     if (!device_reset(device, clean_all, mode)) return reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     reply(answer_result());

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 
+#include "device/change.hpp"
 #include "device/config.hpp"
 #include "device/files.hpp"
 #include "device/firmware.hpp"
@@ -99,6 +100,7 @@ void come_back(Device& device) {
 }
 
 void go_down(Device& device, const char* cause) {
+    change_lose(device);
     device_event(device, "Reboot", json_pack("{s:s}", "Cause", cause));
     device.boots++;
     device.boot = {true, cause, false};
@@ -112,6 +114,7 @@ void go_down(Device& device, const char* cause) {
 
 bool device_start(Device& device, std::string& error) {
     if (!state_dir_open(device.state, device.options.state_dir, error)) return false;
+    change_recover(device);
     load_state(device);
     live_register(device);
     device.store.set_hook(MODE_PATH, [&device](const std::string&, json_t*) { device.mode.clear(); });
@@ -180,6 +183,8 @@ void device_reboot(Device& device, const json_t* params, const Reply& reply) {
     if (device.flashing && !json_is_true(json_object_get(params, "Force")))
         return reply(answer_fault(FAULT_REQUEST_DENIED, "Firmware is being flashed"));
     if (mode) {
+        Answer refused = change_refuses_lasting(device, "Another device mode");
+        if (refused.code) return reply(std::move(refused));
         device.mode = mode;
         if (!device_save_state(device)) return reply(answer_fault(FAULT_RESOURCES, strerror(errno)));
     }

@@ -12,6 +12,7 @@
 
 #include "answers.hpp"
 #include "device/journal.hpp"
+#include "device/open_change.hpp"
 #include "device/password_gate.hpp"
 #include "device/state_dir.hpp"
 #include "net/loop.hpp"
@@ -32,8 +33,9 @@ struct DeviceOptions {
 /// Who the request that is being answered comes from: null and 0 outside of one.
 struct Asker {
     const Caller* caller = nullptr;
-    uint64_t client = 0;  ///< tells connections apart
-    std::string source;   ///< where it comes from; "" for local root and the device itself
+    uint64_t client = 0;     ///< tells connections apart
+    std::string source;      ///< where it comes from; "" for local root and the device itself
+    bool in_change = false;  ///< what it alters belongs to the open change
 };
 
 /// Values of Device.DeviceInfo.UpgradeStatus.
@@ -85,6 +87,7 @@ struct Device {
     std::function<void(json_t* event)> tell;  ///< sends an event of the device; takes it over
 
     Asker asker;
+    OpenChange change;
     PasswordGate passwords;
     Journal journal;
     StateDir state;

@@ -1,6 +1,7 @@
 #include "device/execute.hpp"
 
 #include "device/call.hpp"
+#include "device/change.hpp"
 #include "device/diagnostics.hpp"
 #include "device/maintain.hpp"
 #include "device/methods.hpp"
@@ -17,6 +18,7 @@ struct MethodRow {
     const char* path;  ///< "*" stands for any instance
     void (*run)(const CallPtr&);
     bool patient = false;  ///< where it is async and soon through, the answer holds the outcome
+    bool lasting = false;  ///< what it does cannot be taken back
 };
 
 constexpr int64_t PATIENCE_MS = 2000;  // clients wait for 5 seconds
@@ -24,7 +26,7 @@ constexpr int64_t PATIENCE_MS = 2000;  // clients wait for 5 seconds
 constexpr MethodRow METHODS[] = {
     {"Device.System.Debug", method_debug},
     {"Device.Reboot", method_reboot},
-    {"Device.FactoryReset", method_factory_reset},
+    {"Device.FactoryReset", method_factory_reset, false, true},
     {"Device.WiFi.Reset", method_wifi_reset},
     {"Device.ScheduleTimer", method_schedule_timer},
     {"Device.IP.Diagnostics.IPPing", method_ping, true},
@@ -40,7 +42,7 @@ constexpr MethodRow METHODS[] = {
     {"Device.DHCPv4.Client.*.Renew", method_renew},
     {"Device.DeviceInfo.TemperatureStatus.TemperatureSensor.*.Reset", method_sensor_reset},
     {"Device.DeviceInfo.VendorConfigFile.*.Backup", method_config_backup},
-    {"Device.DeviceInfo.VendorConfigFile.*.Restore", method_config_restore, true},
+    {"Device.DeviceInfo.VendorConfigFile.*.Restore", method_config_restore, true, true},
     {"Device.DeviceInfo.VendorLogFile.*.Upload", method_log_upload},
     {"Device.WiFi.AccessPoint.*.Security.Reset", method_security_reset},
     {"Device.WiFi.AccessPoint.*.WPS.InitiateWPSPBC", method_wps},
@@ -74,6 +76,8 @@ void device_execute(Device& device, const json_t* params, const Reply& reply) {
         if (path_matches(candidate.path, path)) row = &candidate;
     }
     if (!row) return reply(answer_fault(FAULT_METHOD_NOT_SUPPORTED, "This device cannot run " + path));
+    if (row->lasting) checked = change_refuses_lasting(device, path.c_str());
+    if (checked.code) return reply(std::move(checked));
     CallPtr call(new Call{device, device.boots, path, std::move(owned), *device.asker.caller, reply});
     call->async = json_is_true(json_object_get(model_attributes(device.store, path), "async"));
     journal_add(device.journal, "%s run", path.c_str());

@@ -20,7 +20,7 @@ namespace obxd {
 namespace {
 
 constexpr const char* DIRECTORIES[] = {"restore", "files", "firmware"};
-constexpr const char* FILES[] = {"config.json", "state.json"};
+constexpr const char* FILES[] = {"config.json", "state.json", "change.json"};
 constexpr std::string_view FETCHED = "fetch-";
 constexpr const char* TEMPORARY = ".obxd-temporary";  // marks directories that may be removed
 constexpr std::string_view TEMPORARY_NAME = "obxd-";

@@ -5,6 +5,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "device/change.hpp"
 #include "device/config.hpp"
 #include "device/files.hpp"
 #include "device/firmware.hpp"
@@ -106,6 +107,8 @@ void download_config(Device& device, const json_t* params, const Reply& reply,
 }
 
 void device_download(Device& device, const json_t* params, const Reply& asked) {
+    Answer refused = change_refuses_lasting(device, "A download");
+    if (refused.code) return asked(std::move(refused));
     Reply reply = transfer_event(device, "Download", "", params, asked);
     const char* type = text_param(params, "FileType");
     if (type && strcmp(type, "Firmware") == 0) return firmware_download(device, params, reply);

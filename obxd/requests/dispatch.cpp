@@ -2,12 +2,14 @@
 
 #include <string.h>
 
+#include "device/change.hpp"
 #include "device/config.hpp"
 #include "device/execute.hpp"
 #include "device/model.hpp"
 #include "device/transfer.hpp"
 #include "net/admission.hpp"
 #include "net/shares.hpp"
+#include "ox_tr_names.hpp"
 #include "requests/events.hpp"
 #include "requests/large.hpp"
 #include "requests/response.hpp"
@@ -59,6 +61,9 @@ constexpr MethodRow METHODS[] = {
     {"DeleteObject", RANK_GUEST, nullptr, change<&Store::delete_object>},
     {"Execute", RANK_GUEST, nullptr, nullptr, device_execute},
     {"SaveConfig", RANK_USER, nullptr, nullptr, device_save_config},
+    {"BeginChange", RANK_USER, nullptr, nullptr, device_begin_change},
+    {"ConfirmChange", RANK_USER, nullptr, nullptr, device_confirm_change},
+    {"CancelChange", RANK_USER, nullptr, nullptr, device_cancel_change},
     {"Reboot", RANK_ADMIN, nullptr, nullptr, device_reboot, nullptr, "Device.Reboot"},
     {"FactoryReset", RANK_ADMIN, nullptr, nullptr, device_factory_reset, nullptr, "Device.FactoryReset"},
     {"Download", RANK_ADMIN, nullptr, nullptr, device_download},
@@ -144,6 +149,26 @@ void answer_request(Requests& requests, Connection& c, const MethodRow& row, con
     row.session(request);
 }
 
+// Whether a request may alter what an open change can take back.
+bool row_alters(const MethodRow& row) {
+    bool about_changes = row.device == device_begin_change || row.device == device_confirm_change ||
+                         row.device == device_cancel_change;
+    return row.change || (row.device && !about_changes);
+}
+
+// The same as part of the change that the request names, beside its params or in them, or that its connection
+// began.
+void answer_altering(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
+                     const json_t* message, const json_t* params, json_t* id) {
+    const json_t* named = json_object_get(message, OX_TR_CHANGE);
+    Answer refused = change_enter(requests.device, named ? named : json_object_get(params, OX_TR_CHANGE));
+    if (!refused.code)
+        answer_request(requests, c, row, caller, params, id);
+    else if (id)
+        send_answer(c, id, std::move(refused));
+    change_leave(requests.device);
+}
+
 const char* check_message(const json_t* message) {
     const json_t* version = json_object_get(message, "jsonrpc");
     if (!json_is_string(version) || strcmp(json_string_value(version), "2.0") != 0)
@@ -154,6 +179,8 @@ const char* check_message(const json_t* message) {
     if (!json_is_string(json_object_get(message, "method"))) return "\"method\" must be a text";
     const json_t* auth = json_object_get(message, "auth");
     if (auth && !json_is_string(auth) && !json_is_null(auth)) return "\"auth\" must be a text";
+    const json_t* change = json_object_get(message, OX_TR_CHANGE);
+    if (change && !json_is_string(change) && !json_is_null(change)) return "\"Change\" must be a text";
     return nullptr;
 }
 
@@ -198,6 +225,8 @@ bool serve_message(Requests& requests, Connection& c, const json_t* message) {
     bool done = true;
     if (row->read)
         done = answer_read(requests, c, *row, caller, params, id);
+    else if (row_alters(*row))
+        answer_altering(requests, c, *row, caller, message, params, id);
     else
         answer_request(requests, c, *row, caller, params, id);
     requests.device.asker = {};

@@ -9,8 +9,10 @@
 #include "store/rows.hpp"
 #include "store/tell.hpp"
 #include "store/ties.hpp"
+#include "store/undo.hpp"
 #include "store/value_check.hpp"
 #include "store/value_form.hpp"
+#include "store/write.hpp"
 
 namespace obxd {
 namespace {
@@ -56,10 +58,11 @@ void instance_drop(Model& model, const std::string& path) {
         if (!is_below(referrer.node, place.node) && !goes_too(referrer))
             reference_clear(model, referrer, path);
     Node* table = place.node->parent;
-    std::unique_ptr<Node> gone = instance_take(table, place.node);
-    instance_tell(model, Change::DELETE, path, gone->number);
+    uint32_t number = place.node->number, order = place.node->order;
+    undo_deleted(model, path, instance_take(table, place.node));
+    instance_tell(model, Change::DELETE, path, number);
     counter_tell(model, table);
-    if (table->schema->ordered) orders_tell(model, table, gone->order, UINT32_MAX);
+    if (table->schema->ordered) orders_tell(model, table, order, UINT32_MAX);
 }
 
 /// Whether all tables keep as many instances as they must have. False with `why`.
@@ -77,15 +80,18 @@ bool enough_stay(const std::vector<Node*>& doomed, std::string& why) {
     return true;
 }
 
-/// Deletes an instance and what goes with it. The device itself may leave less than there must be.
-bool doomed_delete(Model& model, Node* instance, bool by_client, std::string& why) {
-    std::vector<Node*> doomed;
-    if (!cascade_gather(model, instance, doomed, why) || (by_client && !enough_stay(doomed, why)))
-        return false;
+/// Deletes what was gathered. What holds others goes last.
+void doomed_delete(Model& model, const std::vector<Node*>& doomed) {
     std::vector<std::string> paths;
     for (auto node = doomed.rbegin(); node != doomed.rend(); ++node) paths.push_back(node_path(*node));
     for (const std::string& path : paths) instance_drop(model, path);
-    return true;
+}
+
+/// Whether the loss of all these can be noted.
+bool undo_has_room(const Model& model, const std::vector<Node*>& doomed) {
+    size_t size = 0;
+    for (const Node* row : doomed) size += undo_size(row);
+    return undo_has_room(model, size);
 }
 
 /// Gives a new instance its values, by names relative to it. False when one does not fit.
@@ -103,6 +109,7 @@ bool values_fill(Model& model, Node* instance, const json_t* values) {
 }
 
 void instance_announce(Model& model, Node* instance) {
+    undo_added(model, instance);
     instance_tell(model, Change::ADD, node_path(instance->parent), instance->number);
     counter_tell(model, instance->parent);
 }
@@ -113,6 +120,29 @@ const char* object_named(Model& model, const json_t* params, Place& place, Answe
     if (!name || (place_find(model, name, place) && place.is_object())) return name;
     refused = answer_fault(FAULT_INVALID_NAME, name);
     return nullptr;
+}
+
+/// Adds a row with its first values, or nothing at all.
+Answer row_add(Model& model, const Caller& caller, Node* table, const json_t* values, bool dry) {
+    uint32_t highest = table->max_instance;
+    Node* row = instance_new(table, 0);
+    if (!row) return answer_fault(FAULT_RESOURCES, node_path(table) + " has no instance number left");
+    alias_make(row);
+    rows_complete(model, row, dry);
+    uint32_t number = row->number;
+    auto accepted = [&model, row] { instance_announce(model, row); };
+    Answer answer = undo_has_room(model, undo_size(row))
+                        ? values_apply(model, caller, values, {false, dry, node_path(row), accepted})
+                        : answer_fault(FAULT_RESOURCES, UNDO_FULL);
+    if (!answer.code && !dry) {
+        answer_drop(answer);
+        return answer_of(OX_TR_INSTANCE_NUMBER, json_integer(number));
+    }
+    instance_take(table, row);
+    table->max_instance = highest;
+    if (answer.code) return answer;
+    answer_drop(answer);
+    return answer_of(OX_TR_INSTANCE_NUMBER, json_integer(number));
 }
 
 }  // namespace
@@ -132,13 +162,11 @@ Answer object_add(Model& model, const Caller& caller, const json_t* params) {
     if (place.node->instances.size() >= schema->max_count)
         return answer_fault(FAULT_RESOURCES,
                             std::string(name) + " holds at most " + std::to_string(schema->max_count));
-    Node* instance = instance_new(place.node, 0);
-    if (!instance) return answer_fault(FAULT_RESOURCES, std::string(name) + " has no instance number left");
-    alias_make(instance);
-    rows_complete(model, instance);
-    Answer answer = answer_of(OX_TR_INSTANCE_NUMBER, json_integer(instance->number));
-    instance_announce(model, instance);
-    return answer;
+    bool dry = false;
+    const json_t* values = json_object_get(params, OX_TR_PARAMETER_LIST);
+    if (values && !json_is_null(values) && !(values = param_list(params, refused))) return refused;
+    if (!param_dry_run(params, dry, refused)) return refused;
+    return row_add(model, caller, place.node, values, dry);
 }
 
 Answer object_delete(Model& model, const Caller& caller, const json_t* params) {
@@ -154,7 +182,13 @@ Answer object_delete(Model& model, const Caller& caller, const json_t* params) {
         return answer_fault(FAULT_REQUEST_DENIED,
                             std::string("only ") + rank_text(schema->write_rank) + " may delete " + name);
     std::string why;
-    if (!doomed_delete(model, place.node, true, why)) return answer_fault(FAULT_REQUEST_DENIED, why);
+    bool dry = false;
+    std::vector<Node*> doomed;
+    if (!param_dry_run(params, dry, refused)) return refused;
+    if (!cascade_gather(model, place.node, doomed, why) || !enough_stay(doomed, why))
+        return answer_fault(FAULT_REQUEST_DENIED, why);
+    if (!undo_has_room(model, doomed)) return answer_fault(FAULT_RESOURCES, UNDO_FULL);
+    if (!dry) doomed_delete(model, doomed);
     return answer_result();
 }
 
@@ -178,8 +212,12 @@ uint32_t instance_add(Model& model, std::string_view object, const json_t* value
 bool instance_delete(Model& model, std::string_view path) {
     Place place;
     std::string why;
-    return place_find(model, path, place) && place.is_instance() &&
-           doomed_delete(model, place.node, false, why);
+    std::vector<Node*> doomed;
+    if (!place_find(model, path, place) || !place.is_instance()) return false;
+    // The device itself may leave less than there must be.
+    if (!cascade_gather(model, place.node, doomed, why)) return false;
+    doomed_delete(model, doomed);
+    return true;
 }
 
 std::vector<uint32_t> instance_numbers(Model& model, std::string_view object) {

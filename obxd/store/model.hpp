@@ -9,6 +9,7 @@
 #include "store/schema.hpp"
 #include "store/texts.hpp"
 #include "store/tree.hpp"
+#include "store/undo_log.hpp"
 
 namespace obxd {
 
@@ -28,6 +29,7 @@ struct Model {
     bool show_all = false;           ///< deleted nodes are there, and obsoleted ones are listed
     std::vector<std::string> notes;  ///< what is odd in the model, for whoever starts the daemon
     std::function<void(const Change&)> listener;
+    std::unique_ptr<UndoLog> undo;  ///< while a change is open
 };
 
 }  // namespace obxd

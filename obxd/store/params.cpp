@@ -17,6 +17,14 @@ bool param_flag(const json_t* params, const char* key) {
     return json_is_true(json_object_get(params, key));
 }
 
+bool param_dry_run(const json_t* params, bool& dry, Answer& refused) {
+    const json_t* flag = json_object_get(params, OX_TR_DRY_RUN);
+    dry = json_is_true(flag);
+    if (!flag || json_is_boolean(flag) || json_is_null(flag)) return true;
+    refused = answer_fault(FAULT_INVALID_ARGUMENTS, "DryRun is neither true nor false");
+    return false;
+}
+
 const json_t* param_list(const json_t* params, Answer& refused) {
     const json_t* list = json_object_get(params, OX_TR_PARAMETER_LIST);
     if (json_is_array(list)) return list;

@@ -15,6 +15,9 @@ namespace obxd {
 const char* param_text(const json_t* params, const char* key, Answer& refused);
 /// Whether a member is true.
 bool param_flag(const json_t* params, const char* key);
+/// Reads whether the request is a dry run. False, with `refused` filled, where that is neither true nor
+/// false.
+bool param_dry_run(const json_t* params, bool& dry, Answer& refused);
 /// The ParameterList, which must be an array; null, with `refused` filled, when it is none.
 const json_t* param_list(const json_t* params, Answer& refused);
 /// Calls `visit` with each of the ParameterNames, once where it stands there several times, until it gives a

@@ -6,8 +6,10 @@
 #include "ox_tr_path.hpp"
 #include "store/live.hpp"
 #include "store/pattern.hpp"
+#include "store/place.hpp"
 #include "store/scopes.hpp"
 #include "store/tell.hpp"
+#include "store/undo.hpp"
 #include "store/value_text.hpp"
 
 namespace obxd {
@@ -107,11 +109,26 @@ std::vector<Referrer> referrers_of(Model& model, const std::string& deleted) {
 }
 
 void reference_clear(Model& model, const Referrer& referrer, const std::string& deleted) {
+    undo_consequence(model, referrer.node, referrer.parameter,
+                     referrer.node->values[referrer.parameter->slot]);
     items_drop(referrer.node, referrer.parameter,
                [&](std::string_view item) { return names_below(item, deleted); });
     if (!model.listener) return;
     JsonRef value(json_incref(value_shown(referrer.node, referrer.parameter, nullptr)));
     value_tell(model, node_path(referrer.node) + referrer.parameter->name, value);
+}
+
+bool reference_tidy(Model& model, Node* node, const Schema* parameter) {
+    const Limits& limits = *parameter->limits;
+    if (limits.type != OX_TR_PATH_REF || limits.weak) return false;
+    auto dangles = [&model](std::string_view item) {
+        Place place;
+        return !item.empty() && !place_find(model, item, place);
+    };
+    auto items = list_items(text_at(node, parameter));
+    if (std::none_of(items.begin(), items.end(), dangles)) return false;
+    items_drop(node, parameter, dangles);
+    return true;
 }
 
 void references_forget(Model& model, const std::unordered_set<std::string_view>& gone) {

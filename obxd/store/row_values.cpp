@@ -22,6 +22,11 @@ namespace {
 constexpr uint64_t TRIES = 512;       // values of a key that are tried before it is taken for used up
 constexpr uint64_t TARGET_TRIES = 8;  // what a reference may name that is looked at
 
+bool is_within(const Node* node, const Node* top) {
+    while (top && node && node != top) node = node->parent;
+    return node != nullptr;
+}
+
 /// What follows from other values by itself.
 bool is_tied(const Schema* parameter) {
     return parameter->counts || parameter->mirrors_order || parameter->parent->alias == parameter;
@@ -169,7 +174,7 @@ bool RowValues::choice_begin(Node* node, const Schema* parameter) {
     Place source;
     if (!parameter_find(model_, scope_path(node->schema, node, limits.from), source)) return false;
     const char* choices = json_string_value(value_read(source.node, source.schema, nullptr));
-    if (choices && !*choices && !source.schema->writable)
+    if (choices && !*choices && !source.schema->writable && is_within(source.node, within_))
         put(source.node, source.schema, maker_.numbered(source.schema, 0));
     json_t* choice = choice_from(node, parameter, 0);
     put(node, parameter, choice);

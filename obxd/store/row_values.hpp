@@ -17,7 +17,8 @@ namespace obxd {
 
 class RowValues {
 public:
-    explicit RowValues(Model& model) : model_(model), maker_(model) {}
+    /// Nothing outside of `within` is touched; null: anything may be.
+    RowValues(Model& model, const Node* within) : model_(model), maker_(model), within_(within) {}
 
     /// Takes in a single object or a row; `row` where it was made up itself, else only what has no value yet
     /// is filled. Then fill() gives all of them their values, and takes out rows that can't have a key of
@@ -52,6 +53,7 @@ private:
 
     Model& model_;
     ValueMaker maker_;
+    const Node* within_;
     std::vector<Filled> nodes_;
     std::unordered_map<std::string, std::vector<std::string>>
         targets_;                                            ///< what is there, by the path asked for

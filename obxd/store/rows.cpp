@@ -133,8 +133,8 @@ struct ChoiceVisitor {
 };
 
 /// True when something was changed below the node.
-bool rows_fill(Model& model, const Plan& plan, Node* node) {
-    Maker maker{plan, RowValues(model), {}};
+bool rows_fill(Model& model, const Plan& plan, Node* node, bool alone) {
+    Maker maker{plan, RowValues(model, alone ? node : nullptr), {}};
     maker.object(node, 0, false, node != model.top.get());
     maker.values.fill();
     ChoiceVisitor visitor{maker.values, maker.changed};
@@ -147,13 +147,13 @@ bool rows_fill(Model& model, const Plan& plan, Node* node) {
 bool rows_make(Model& model, const RowsWanted& wanted, std::string& error) {
     Plan plan;
     if (!plan_make(model, wanted, plan, error)) return false;
-    bool changed = rows_fill(model, plan, model.top.get());
+    bool changed = rows_fill(model, plan, model.top.get(), false);
     if (changed || !wanted.empty()) model.pristine.reset(values_take(model));
     return true;
 }
 
-void rows_complete(Model& model, Node* row) {
-    rows_fill(model, {}, row);
+void rows_complete(Model& model, Node* row, bool alone) {
+    rows_fill(model, {}, row, alone);
 }
 
 }  // namespace obxd

@@ -20,8 +20,9 @@ using RowsWanted = std::map<std::string, uint32_t>;
 /// `error` for a path that names no table. Without any wish tables still get the rows that they must have,
 /// and what takes its choices from elsewhere one of them.
 bool rows_make(Model& model, const RowsWanted& wanted, std::string& error);
-/// The same for a new row alone, which has its own values: the rows that tables in it must have.
-void rows_complete(Model& model, Node* row);
+/// The same for a new row alone, which has its own values: the rows that tables in it must have. With `alone`
+/// nothing outside of it is touched.
+void rows_complete(Model& model, Node* row, bool alone);
 
 inline constexpr uint64_t ROWS_MOST = 100000;
 

@@ -7,6 +7,7 @@
 #include "store/apply.hpp"
 #include "store/references.hpp"
 #include "store/tell.hpp"
+#include "store/undo.hpp"
 #include "store/walk.hpp"
 
 namespace obxd {
@@ -55,7 +56,6 @@ json_t* tree_take(Model& model) {
     return visitor.open.back().release();
 }
 
-/// The paths of all instances, in the model's order.
 struct InstancesVisitor {
     std::vector<std::string> found;
 
@@ -67,12 +67,6 @@ struct InstancesVisitor {
     void leave(const Place&) const {}
 };
 
-std::vector<std::string> instances_of(Model& model) {
-    InstancesVisitor visitor;
-    walk_all<Walk::VALUES>(visitor, place_top(model));
-    return std::move(visitor.found);
-}
-
 void path_tell(Model& model, Change::Kind kind, const std::string& path) {
     std::string_view leaf = ox_tr_path_leaf(path);
     uint32_t number = 0;
@@ -81,8 +75,15 @@ void path_tell(Model& model, Change::Kind kind, const std::string& path) {
     instance_tell(model, kind, kind == Change::ADD ? path.substr(0, table) : path, number);
 }
 
-/// What follows from the instances that went and came since `before` was gathered. What holds others is told
-/// last when it went and first when it came.
+}  // namespace
+
+std::vector<std::string> instances_of(Model& model) {
+    InstancesVisitor visitor;
+    walk_all<Walk::VALUES>(visitor, place_top(model));
+    return std::move(visitor.found);
+}
+
+// What holds others is told last when it went and first when it came.
 void instances_settle(Model& model, const std::vector<std::string>& before) {
     std::vector<std::string> after = instances_of(model);
     std::unordered_set<std::string_view> had(before.begin(), before.end()), has(after.begin(), after.end());
@@ -97,8 +98,6 @@ void instances_settle(Model& model, const std::vector<std::string>& before) {
         if (!had.count(path)) path_tell(model, Change::ADD, path);
 }
 
-}  // namespace
-
 json_t* snapshot_take(Model& model) {
     return tree_take<Extent::CONFIGURATION>(model);
 }
@@ -111,6 +110,7 @@ bool snapshot_restore(Model& model, const json_t* snapshot, std::string& error) 
     if (!tree_check(model, snapshot, error)) return false;
     std::vector<std::string> before = instances_of(model);
     tree_apply(model, snapshot, true, {});
+    undo_overrule(model, snapshot, {});
     instances_settle(model, before);
     return true;
 }
@@ -118,6 +118,7 @@ bool snapshot_restore(Model& model, const json_t* snapshot, std::string& error) 
 void defaults_reset(Model& model, const std::vector<std::string>& keep) {
     std::vector<std::string> before = instances_of(model);
     tree_apply(model, model.pristine, false, keep);
+    undo_overrule(model, nullptr, keep);
     instances_settle(model, before);
 }
 

@@ -19,4 +19,10 @@ bool snapshot_restore(Model& model, const json_t* snapshot, std::string& error);
 /// Makes the values those of the model file; the listener is told as above. `keep` names what is left alone.
 void defaults_reset(Model& model, const std::vector<std::string>& keep);
 
+/// The paths of all instances, in the model's order.
+std::vector<std::string> instances_of(Model& model);
+/// Does what follows from the instances that went and came since `before` was gathered: references to those
+/// that went are emptied, and the listener is told.
+void instances_settle(Model& model, const std::vector<std::string>& before);
+
 }  // namespace obxd

@@ -13,6 +13,7 @@
 #include "store/rows.hpp"
 #include "store/select.hpp"
 #include "store/snapshot.hpp"
+#include "store/take_back.hpp"
 #include "store/validate.hpp"
 #include "store/values_file.hpp"
 #include "store/write.hpp"
@@ -147,6 +148,22 @@ bool Store::restore(const json_t* snapshot, std::string& error) {
 
 void Store::reset_defaults(const std::vector<std::string>& keep) {
     defaults_reset(*model_, keep);
+}
+
+void Store::undo_begin() {
+    model_->undo = std::make_unique<UndoLog>();
+}
+
+void Store::undo_mine(bool mine) {
+    if (model_->undo) model_->undo->mine = mine;
+}
+
+void Store::undo_forget() {
+    model_->undo.reset();
+}
+
+std::vector<std::string> Store::undo_all() {
+    return take_back(*model_);
 }
 
 bool Store::reset_object(std::string_view path) {

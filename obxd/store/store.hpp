@@ -97,6 +97,13 @@ public:
     /// leave alone.
     void reset_defaults(const std::vector<std::string>& keep);
 
+    // An open change. What is altered while it is `mine` is noted; what others alter is theirs from then on.
+    void undo_begin();
+    void undo_mine(bool mine);
+    void undo_forget();
+    /// Takes back what was noted: see take_back.hpp.
+    std::vector<std::string> undo_all();
+
     /// Sets the parameters of one object that can be set (not of those below it) to the values of the model
     /// file; tells the listener. False when there is no such object.
     bool reset_object(std::string_view path);

@@ -58,6 +58,20 @@ std::unique_ptr<Node> instance_take(Node* table, Node* instance) {
     return taken;
 }
 
+Node* instance_put(Node* table, std::unique_ptr<Node> instance) {
+    auto place = instance_place(table, instance->number);
+    if (place != table->instances.end() && (*place)->number == instance->number) return nullptr;
+    Node* raw = instance.get();
+    raw->parent = table;
+    raw->order = std::min(raw->order, static_cast<uint32_t>(table->instances.size()) + 1);
+    for (auto& other : table->instances)
+        if (table->schema->ordered && other->order >= raw->order) other->order++;
+    table->instances.insert(place, std::move(instance));
+    table->max_instance = std::max(table->max_instance, raw->number);
+    lookups_enter(raw, nullptr);
+    return raw;
+}
+
 void instance_move(Node* instance, uint32_t place) {
     uint32_t old = instance->order;
     for (auto& other : instance->parent->instances) {

@@ -46,6 +46,9 @@ Node* instance_new(Node* table, uint32_t number);
 Node* instance_find(const Node* table, uint32_t number);
 /// Takes the instance out and closes the gap in the order.
 std::unique_ptr<Node> instance_take(Node* table, Node* instance);
+/// Puts an instance that was taken out back, with its number and, where that is still there, its place. Null
+/// when the number is taken.
+Node* instance_put(Node* table, std::unique_ptr<Node> instance);
 /// Moves an instance of an ordered object; `place` is 1 to the number of instances.
 void instance_move(Node* instance, uint32_t place);
 

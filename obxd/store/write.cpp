@@ -10,6 +10,7 @@
 #include "store/params.hpp"
 #include "store/tell.hpp"
 #include "store/ties.hpp"
+#include "store/undo.hpp"
 #include "store/value_check.hpp"
 #include "store/value_form.hpp"
 
@@ -28,7 +29,7 @@ struct Assignment {
 struct Setter {
     Model& model;
     int rank;
-    bool raw;
+    const Setting& how;
     std::vector<Assignment> assignments;
     JsonRef data;  ///< why values are refused
 
@@ -39,7 +40,7 @@ struct Setter {
 
 /// Finds what a value is for. An instance of an ordered object stands for its `index`: `order PATH NUMBER` in
 /// a script names the instance, because there is no model to look the child up in.
-bool assignment_place(Model& model, const char* name, Place& place) {
+bool assignment_place(Model& model, const std::string& name, Place& place) {
     if (!place_find(model, name, place)) return false;
     if (place.is_instance() && place.schema->ordered) place.pseudo = Pseudo::INDEX;
     return place.is_parameter();
@@ -71,8 +72,8 @@ int position_check(const Place& place, const json_t* value, uint32_t& position, 
 /// Checks everything about one value but what depends on the others.
 void assignment_check(Setter& setter, const char* name, json_t* value) {
     Assignment entry;
-    entry.path = name;
-    if (!assignment_place(setter.model, name, entry.place))
+    entry.path = setter.how.row + name;
+    if (!assignment_place(setter.model, entry.path, entry.place))
         return setter.refuse(name, FAULT_INVALID_NAME, "there is no such parameter");
     const Place& place = entry.place;
     const Schema* schema = place.schema;
@@ -85,7 +86,7 @@ void assignment_check(Setter& setter, const char* name, json_t* value) {
                              std::string("only ") + rank_text(schema->write_rank) + " may set it");
     std::string why;
     JsonRef converted;
-    if (setter.raw && json_is_string(value)) {
+    if (setter.how.raw && json_is_string(value)) {
         int code = raw_convert(place, json_string_value(value), converted, why);
         if (code) return setter.refuse(name, code, why);
         if (converted) value = converted;
@@ -123,7 +124,7 @@ void keys_check(Setter& setter) {
             const Node* rival = key_rival(node, key);
             if (!rival) continue;
             setter.refuse(
-                entry.path, FAULT_INVALID_VALUE,
+                entry.path.substr(setter.how.row.size()), FAULT_INVALID_VALUE,
                 "has the same " + key_names(node->schema->keys[key].members) + " as " + node_path(rival));
             break;
         }
@@ -148,6 +149,7 @@ void commit(Setter& setter) {
         Node* node = entry.place.node;
         if (entry.position) {
             uint32_t old = node->order;
+            undo_moved(setter.model, node->parent);
             if (old == entry.position) continue;
             instance_move(node, entry.position);
             orders_tell(setter.model, node->parent, std::min(old, entry.position),
@@ -155,6 +157,7 @@ void commit(Setter& setter) {
             continue;
         }
         const Schema* schema = entry.place.schema;
+        undo_value(setter.model, node, schema, entry.old);
         if (json_equal(node->values[schema->slot], entry.old)) continue;
         changed_add(changed, entry.path, node, schema);
         if (status_follow(node, schema))
@@ -167,13 +170,17 @@ void commit(Setter& setter) {
     for (Told& told : changed) hooks_run(told.schema, told.path, told.value);
 }
 
-}  // namespace
+/// Whether what the values were before can be noted, so that they can be taken back.
+bool has_room(const Setter& setter) {
+    size_t size = 0;
+    for (const Assignment& entry : setter.assignments)
+        size += undo_size(entry.old) + entry.path.size() +
+                (entry.position ? entry.place.node->parent->instances.size() * sizeof(uint32_t) : 0);
+    return undo_has_room(setter.model, size);
+}
 
-Answer values_set(Model& model, const Caller& caller, const json_t* params, bool raw) {
-    Answer refused;
-    const json_t* list = param_list(params, refused);
-    if (!list) return refused;
-    Setter setter{model, caller_rank(caller), raw, {}, JsonRef()};
+/// Takes in the values of the list. A fault where it is none, or code 0.
+Answer assignments_take(Setter& setter, const json_t* list) {
     std::set<std::string_view> names;
     for (size_t i = 0; i < json_array_size(list); i++) {
         json_t* entry = json_array_get(list, i);
@@ -183,17 +190,43 @@ Answer values_set(Model& model, const Caller& caller, const json_t* params, bool
             return answer_fault(FAULT_INVALID_ARGUMENTS, "ParameterList holds what has no Name and Value");
         if (!names.insert(name).second)
             setter.refuse(name, FAULT_INVALID_ARGUMENTS, "is named twice");
+        else if (!*name)
+            setter.refuse(name, FAULT_INVALID_NAME, "there is no such parameter");
         else
             assignment_check(setter, name, value);
     }
+    return {};
+}
+
+}  // namespace
+
+Answer values_apply(Model& model, const Caller& caller, const json_t* list, const Setting& how) {
+    Setter setter{model, caller_rank(caller), how, {}, JsonRef()};
+    Answer refused = assignments_take(setter, list);
+    if (refused.code) return refused;
+    bool room = true;
     if (!setter.data) {
         values_swap(setter);
         keys_check(setter);
-        if (setter.data) values_swap_back(setter);
+        room = has_room(setter);
+        if (setter.data || how.dry || !room) values_swap_back(setter);
     }
-    if (setter.data) return answer_refused(std::move(setter.data), "nothing was set");
+    if (setter.data)
+        return answer_refused(std::move(setter.data),
+                              how.row.empty() ? "nothing was set" : "nothing was added");
+    if (!room) return answer_fault(FAULT_RESOURCES, UNDO_FULL);
+    if (how.dry) return answer_result();
+    if (how.accepted) how.accepted();
     commit(setter);
     return answer_result();
+}
+
+Answer values_set(Model& model, const Caller& caller, const json_t* params, bool raw) {
+    Answer refused;
+    Setting how{raw, false, "", nullptr};
+    const json_t* list = param_list(params, refused);
+    if (!list || !param_dry_run(params, how.dry, refused)) return refused;
+    return values_apply(model, caller, list, how);
 }
 
 bool value_set(Model& model, std::string_view path, json_t* value) {
@@ -203,7 +236,9 @@ bool value_set(Model& model, std::string_view path, json_t* value) {
     std::string why;
     if (value_check(model, place.schema, nullptr, value, why) != 0) return false;
     JsonRef normal(value_normal(place.schema, value));
-    bool changed = !json_equal(place.node->values[place.schema->slot], normal);
+    json_t* before = place.node->values[place.schema->slot];
+    bool changed = !json_equal(before, normal);
+    if (changed && place.schema->writable) undo_value(model, place.node, place.schema, before);
     slot_set(place.node, place.schema, json_incref(normal.get()));
     if (changed && !place.schema->hidden) value_tell(model, std::string(path), normal);
     return true;

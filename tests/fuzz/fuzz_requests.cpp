@@ -1,7 +1,8 @@
 // The daemon as a client meets it, without its sockets: each request gets its one answer, and whatever was
 // asked, the values fit the model and can be saved and restored.
 //
-// Time does not pass: what the device does later happens as soon as nothing else is left to do.
+// Time does not pass: what the device does within a second happens as soon as nothing else is left to do, the
+// rest (a change that is taken back) in the end.
 #include <stdio.h>
 
 #include <vector>
@@ -17,6 +18,7 @@ namespace obxd {
 namespace {
 
 constexpr int MOST_STEPS = 100;  // that a device may take after a request
+constexpr int64_t SOON_MS = 900;
 
 Users users_made() {
     Users users;
@@ -60,14 +62,18 @@ void begin_anew(Daemon& d) {
     d.server.to_forget.clear();
     d.server.waiting.clear();
     d.loop.timers.clear();
-    for (const char* file : {"/config.json", "/state.json"}) remove((d.device.state.path + file).c_str());
+    for (const char* file : {"/config.json", "/state.json", "/change.json"})
+        remove((d.device.state.path + file).c_str());
+    d.device.change = {};
+    d.store->undo_forget();
     d.store->reset_defaults({});
     d.device.rebooting = false;
     d.device.mode.clear();
 }
 
-void time_passes(Daemon& d) {
+void time_passes(Daemon& d, int64_t until) {
     for (int i = 0; i < MOST_STEPS && !d.loop.timers.empty(); i++) {
+        if (d.loop.timers.begin()->first > until) return;
         auto action = std::move(d.loop.timers.begin()->second);
         d.loop.timers.erase(d.loop.timers.begin());
         action();
@@ -116,7 +122,7 @@ void serve(Daemon& d, Connection& c, std::string_view text) {
     JsonRef message(json_loadb(text.data(), text.size(), 0, nullptr));
     if (message && leaves(message)) return;
     REQUIRE(dispatch(d.requests, c, text));
-    time_passes(d);
+    time_passes(d, now_ms() + SOON_MS);
     REQUIRE(!c.busy);
     if (message)
         answers_fit(message, sent(c));
@@ -145,6 +151,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     REQUIRE(input_append(c.in, reinterpret_cast<const char*>(data), size));
     std::string_view text;
     while (!c.closing && input_next(c.in, text) == Frame::MESSAGE) serve(d, c, text);
+    time_passes(d, INT64_MAX);
+    REQUIRE(d.device.change.state != OpenChange::OPEN || !d.loop.timers.empty());
     for (const auto& event : sent(listener)) REQUIRE(json_object_get(event, "method"));
     state_holds(d);
     return 0;

@@ -11,10 +11,12 @@ from watch import watched
 
 METHODS = ["GetParameterValues", "SetParameterValues", "RawSetParameterValues", "GetParameterNames",
            "GetParameterAttributes", "GetDataModel", "GetConfig", "Select", "AddObject", "DeleteObject", "Execute",
-           "JoinGroup", "LeaveGroup", "Login", "Logout", "SaveConfig", "Reboot", "FactoryReset", "Download", "Upload", "None"]
+           "JoinGroup", "LeaveGroup", "Login", "Logout", "BeginChange", "ConfirmChange", "CancelChange", "SaveConfig", "Reboot",
+           "FactoryReset", "Download", "Upload", "None"]
 MEMBERS = ["ParameterNames", "ParameterList", "ParameterPath", "NextLevel", "Level", "IgnoreAccessError", "Path", "Selector",
            "ObjectName", "Group", "Login", "Password", "RestorePointName", "Force", "DeviceMode", "CleanAll", "FileType",
-           "URL", "MD5", "TargetFileName", "FileSize", "NeedPreUpdate", "TransactionID", "DryRun", "Details", "Name", "Value"]
+           "URL", "MD5", "TargetFileName", "FileSize", "NeedPreUpdate", "TransactionID", "DryRun", "Details", "Timeout", "Change",
+           "Name", "Value"]
 TRAVERSALS = ["../../../etc/passwd", "/etc/passwd", "..", ".", "a/../../b", "file:///etc/passwd", "file:///etc/../etc/shadow",
               "file://../x", "%2e%2e/x", "netcat://127.0.0.1:1/../x", "\u0000", "x" * 300, "a\nb", "-rf", "~root/x", "C:\\x"]
 
@@ -72,6 +74,10 @@ def random_params(rng, paths):
         params["ParameterList"] = [{"Name": rng.choice(paths), "Value": random_value(rng, paths)} for _ in range(3)]
         params["Level"] = rng.choice((0, 1, -1))
         params["Selector"] = rng.choice(paths)
+        params["Timeout"] = rng.choice((1, 2, 3600))
+        params["DryRun"] = rng.random() < 0.5
+    if rng.random() < 0.9:
+        params.pop("Change", None)  # a request that names none that is open is refused
     return params
 
 
@@ -133,7 +139,7 @@ def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
     client = obxd.client(login=None)
     with watched(obxd):
         for _ in budget.rounds(at_least=30):
-            message = bytearray(json.dumps({"jsonrpc": "2.0", "id": 7, "method": rng.choice(METHODS[:13]),
+            message = bytearray(json.dumps({"jsonrpc": "2.0", "id": 7, "method": rng.choice(METHODS[:16]),
                                             "params": random_params(rng, paths)}).encode())
             for _ in range(rng.randrange(1, 5)):
                 at = rng.randrange(len(message))
