@@ -83,13 +83,13 @@ def test_programs_find_what_is_theirs(prefix, script):
         text = "#!%s/bin/obxc_lua\nprint(require('ombrix.wait').wait_until('Device.DeviceInfo.UpTime', function() return true end))\n"
         path = script(text % prefix + "print(package.searchpath('ombrix.wait', package.path))\n")
 
-        def run(*command):
-            return subprocess.run(command, capture_output=True, text=True, env=environment, check=True).stdout
+        def run(*command, words=""):
+            return subprocess.run(command, input=words, capture_output=True, text=True, env=environment, check=True).stdout
 
         up, place = run(prefix + "/bin/obxc", "-u", socket, "-S", path).split()
         assert up.isdigit() and place == prefix + "/lib/lua/5.3/ombrix/wait/init.lua"
-        complete = prefix + "/share/obxc/complete"
-        assert run(complete, "obxc", "-u", socket, "-r", "get", "Device.DeviceInfo.ModelNa") == "Device.DeviceInfo.ModelName\n"
+        words = "obxc\n-u\n%s\n-r\nget\nDevice.DeviceInfo.ModelNa\n" % socket
+        assert run(prefix + "/share/obxc/complete", words=words) == "Device.DeviceInfo.ModelName\n"
     finally:
         daemon.terminate()
         daemon.wait()

@@ -17,8 +17,8 @@ PATH = os.path.dirname(harness.OBXC) + ":" + os.environ.get("PATH", "/usr/bin:/b
 
 def offers(*words, timeout=PATIENT, program="obxc"):
     """The words that are offered in the place of the last one."""
-    process = subprocess.run([os.path.join(SHARE, "obxc", "complete"), program, *words], capture_output=True, check=True,
-                             text=True, env=harness.environment(PATH=PATH, OBX_COMPLETION_TIMEOUT=timeout))
+    process = subprocess.run(os.path.join(SHARE, "obxc", "complete"), input="\n".join([program, *words, ""]),
+                             capture_output=True, check=True, text=True, env=harness.environment(PATH=PATH, OBX_COMPLETION_TIMEOUT=timeout))
     assert process.stderr == ""
     return [line.split("\t")[0] for line in process.stdout.splitlines()]
 
@@ -88,6 +88,20 @@ def test_daemon_is_the_one_that_the_words_name(shared_obxd):
     assert offers("-u", shared_obxd.socket + "x", "-r", "get", path) == []
 
 
+def test_password_is_given_to_no_program(shared_obxd, directory):
+    """What stands among a program's arguments can be seen by everybody on the host."""
+    spy = os.path.join(directory, "obxc")
+    with open(spy, "w") as file:
+        file.write("#!/bin/sh\necho \"$*\" >>%s/arguments\n" % directory)
+    os.chmod(spy, 0o755)
+    offers("-a", "admin:secret", "-u", shared_obxd.socket, "-r", "get", "Device.", program=spy)
+    offers("-a", "root", "-u", shared_obxd.socket, "-r", "get", "Device.", program=spy)
+    with open(os.path.join(directory, "arguments")) as file:
+        first, second = file.read().splitlines()
+    assert "secret" not in first and " -S " in first
+    assert " -a root " in second
+
+
 def test_commands_of_the_start_are_not_run(shared_obxd, directory):
     mark = os.path.join(directory, "mark")
     config = os.path.join(directory, ".local", "obxc", "config")
@@ -98,8 +112,8 @@ def test_commands_of_the_start_are_not_run(shared_obxd, directory):
     assert harness.obxc("-r", "get", "Device.DeviceInfo.UpTime", daemon=shared_obxd, env=env).status == 0
     assert os.path.exists(mark)  # so such commands do run
     os.remove(mark)
-    subprocess.run([os.path.join(SHARE, "obxc", "complete"), "obxc", "-u", shared_obxd.socket, "-r", "get", "D"],
-                   stdout=subprocess.DEVNULL, env=env, check=True)
+    subprocess.run(os.path.join(SHARE, "obxc", "complete"), input="obxc\n-u\n%s\n-r\nget\nD\n" % shared_obxd.socket,
+                   stdout=subprocess.DEVNULL, env=env, check=True, text=True)
     assert not os.path.exists(mark)
 
 
