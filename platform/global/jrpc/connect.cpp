@@ -1,7 +1,6 @@
 #include "connect.hpp"
 
 #include <errno.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -11,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "addresses.hpp"
 #include "ox_string.hpp"
 #include "ox_wait.hpp"
 #include "socket_error.hpp"
@@ -75,10 +75,10 @@ int connect_local(ox_socket* target, const char* path, long long deadline) {
     }
 }
 
-int connect_address(ox_socket* target, const struct addrinfo* info, long long deadline) {
-    int rc = open_socket(target, info->ai_family);
+int connect_address(ox_socket* target, const HostAddress* to, long long deadline) {
+    int rc = open_socket(target, to->address.ss_family);
     if (rc != OX_SOCKET_OK) return rc;
-    if (connect(target->fd, info->ai_addr, info->ai_addrlen) != 0) {
+    if (connect(target->fd, reinterpret_cast<const struct sockaddr*>(&to->address), to->size) != 0) {
         if (errno != EINPROGRESS && errno != EINTR) return socket_error_of(errno);
         rc = wait_until(target->fd, POLLOUT, deadline);
         if (rc != OX_SOCKET_OK) return rc;
@@ -97,18 +97,14 @@ int connect_address(ox_socket* target, const struct addrinfo* info, long long de
 
 /// Tries each address that the name has.
 int connect_tcp(ox_socket* target, const TcpDestination* destination, long long deadline) {
-    struct addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    struct addrinfo* list = nullptr;
     target->kind = OX_SOCKET_TCP;
-    if (getaddrinfo(destination->host, destination->port, &hints, &list) != 0) return OX_SOCKET_EDESTINATION;
-    int rc = OX_SOCKET_EDESTINATION;
-    for (const struct addrinfo* info = list; info; info = info->ai_next) {
-        rc = connect_address(target, info, deadline);
+    HostAddresses found;
+    int rc = addresses_find(destination->host, destination->port, deadline, &found);
+    if (rc != OX_SOCKET_OK) return rc;
+    for (unsigned i = 0; i < found.count; ++i) {
+        rc = connect_address(target, &found.list[i], deadline);
         if (rc == OX_SOCKET_OK) break;
     }
-    freeaddrinfo(list);
     return rc;
 }
 
