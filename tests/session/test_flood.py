@@ -88,8 +88,9 @@ def impatient(seconds=1):
     return environment(OBX_PATIENCE=str(seconds))
 
 
-@pytest.mark.parametrize("kind", [None, "objects", "events on the other connection", "a byte at a time"])
-def test_a_daemon_that_sends_no_message_is_given_up(scripted, kind):
+@pytest.mark.parametrize("kind", [None, "objects", "answers of other ids", "events", "events on the other connection",
+                                  "events on both", "a byte at a time"])
+def test_a_daemon_that_sends_nothing_of_use_is_given_up(scripted, kind):
     """Where the commands themselves set no bound."""
     def daemon(method):
         if kind:
@@ -107,17 +108,18 @@ def test_a_daemon_that_sends_no_message_is_given_up(scripted, kind):
             assert 1 <= took < 4  # of which a busy machine may take two
 
 
-@pytest.mark.parametrize("sign", [b"\n", EVENT, OTHER])
-def test_a_method_that_tells_that_it_is_at_work_is_waited_for(scripted, sign):
+@pytest.mark.parametrize("signs", [[b"\n"], [EVENT], [OTHER, b"\n", b"\n", b"\n"]])
+def test_a_method_that_tells_that_it_is_at_work_is_waited_for(scripted, signs):
+    """By blanks, or by events of a group that was joined."""
     def answer(request, connection):
         if request["method"] == "SaveConfig":
-            for _ in range(10):
-                time.sleep(0.3)
+            for sign in itertools.islice(itertools.cycle(signs), 20):
+                time.sleep(0.15)
                 daemon.connections[0].sendall(sign)
         return daemon.result({})
 
     daemon = scripted(answer)
-    done, took = timed(lambda: obxc("-r", "save", daemon=daemon, env=impatient()))
+    done, took = timed(lambda: obxc("-g", "9", "-r", "save", daemon=daemon, env=impatient()))
     assert (done.out, done.status) == ("Status: OK\n", 0)
     assert took >= 3
 

@@ -64,13 +64,14 @@ bool connection_is_unanswered(const ox_jrpcapi* api, const json_t* id) {
     return false;
 }
 
-void connection_note_answered(const ox_jrpcapi* api, const json_t* response) {
+bool connection_note_answered(const ox_jrpcapi* api, const json_t* response) {
     const json_t* id = json_object_get(response, "id");
     for (size_t i = 0; i < json_array_size(api->unanswered); ++i) {
         if (!json_equal(json_array_get(api->unanswered, i), id)) continue;
         json_array_remove(api->unanswered, i);
-        return;
+        return true;
     }
+    return false;
 }
 
 void connection_note_groups(ox_jrpcapi* api, const ox_jrpcmsg* message) {
@@ -83,4 +84,8 @@ void connection_note_groups(ox_jrpcapi* api, const ox_jrpcmsg* message) {
     uint32_t* found = find_group(api->groups, group);
     if (!join && found) *found = api->groups[--api->groups.size];
     if (join && !found) api->groups.append(&group, 1);
+}
+
+bool connection_is_in_group(const ox_jrpcapi* api, uint32_t group) {
+    return find_group(api->groups, group) != nullptr;
 }

@@ -31,8 +31,8 @@ struct ox_jrpcapi {
     bool logged_in;        ///< that login succeeded; no logout and no accepted token followed
     bool too_large;        ///< the last error was a message that is too long, or takes too much memory
     bool answered;         ///< a message has come from the other side
-    bool heard;            ///< another one has, since this was cleared
-    bool babbled;          ///< an object that is no message has, since this was cleared
+    bool heard;            ///< one that was waited for has, since this was cleared
+    bool babbled;          ///< one without use has, since this was cleared
     bool was_connected;    ///< so a new connection is a reconnection
     bool restore_pending;  ///< login and groups are still to be restored after a reconnection
     json_int_t last_id;
@@ -62,8 +62,9 @@ void connection_set_text(char** place, const char* text);
 /// jump.
 void connection_note_unanswered(ox_jrpcapi* api, json_t* id);
 bool connection_is_unanswered(const ox_jrpcapi* api, const json_t* id);
-/// The request with the id of this response has its answer.
-void connection_note_answered(const ox_jrpcapi* api, const json_t* response);
+/// The request with the id of this response has its answer. False where none waits for one.
+bool connection_note_answered(const ox_jrpcapi* api, const json_t* response);
 
 /// Remembers which groups the connection is in after a request that was executed.
 void connection_note_groups(ox_jrpcapi* api, const ox_jrpcmsg* message);
+bool connection_is_in_group(const ox_jrpcapi* api, uint32_t group);

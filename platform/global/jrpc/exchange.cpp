@@ -21,14 +21,24 @@ bool underway_moves(const ox_jrpcapi* api, bool* ahead, bool partial) {
     return was_ahead && (!*ahead || (partial && api->in.dropped > 0));
 }
 
+/// Whether what was read shows that the daemon is at work: a message of use, or nothing but blanks; but not
+/// the first ones behind a message without use.
+bool shows_work(ox_jrpcapi* api, bool blanks, bool* babbling) {
+    bool shows = api->heard || (blanks && !api->babbled && !*babbling);
+    *babbling = api->babbled || (*babbling && !blanks);
+    api->heard = api->babbled = false;
+    return shows;
+}
+
 /// Waits for the response with this id, or (null) for the end of the request underway; what else arrives on
-/// the way goes where it belongs. Without a time-out of the connection, each message that arrives, and each
-/// blank between messages, gives the daemon time anew.
+/// the way goes where it belongs. Without a time-out of the connection, each message of use that arrives, and
+/// each blank between messages, gives the daemon time anew.
 json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
     bool patient = api->timeout_ms < 0;
     bool ahead = api->underway != nullptr;
     api->heard = patient;
     api->babbled = false;
+    bool babbling = false;
     bool filled = true;
     for (bool late = false;;) {
         int rc = OX_SOCKET_OK;
@@ -42,10 +52,9 @@ json_t* await_response(ox_jrpcapi* api, const json_t* id, long long deadline) {
         if (rc != OX_SOCKET_EEMPTY && rc != OX_SOCKET_EPARTIAL) return nullptr;
         hub_signal();
         if (!id && !api->underway) return nullptr;
-        bool heard = patient && (api->heard || (filled && rc == OX_SOCKET_EEMPTY && !api->babbled));
-        if (underway_moves(api, &ahead, rc == OX_SOCKET_EPARTIAL) || heard) {
+        bool at_work = shows_work(api, filled && rc == OX_SOCKET_EEMPTY, &babbling);
+        if (underway_moves(api, &ahead, rc == OX_SOCKET_EPARTIAL) || (patient && at_work)) {
             deadline = deadline_of_exchange(api->timeout_ms);
-            api->heard = false;
         } else if (late) {
             api->error = OX_SOCKET_ETIMEOUT;
             return nullptr;

@@ -51,9 +51,7 @@ ox_jrpcapi* ox_jrpcapi_events(void) {
 
 bool ox_jrpcapi_has_joined(uint32_t group) {
     for (ox_jrpcapi* api = connections_first(); api; api = api->next) {
-        for (uint32_t joined : api->groups) {
-            if (joined == group) return true;
-        }
+        if (connection_is_in_group(api, group)) return true;
     }
     return false;
 }

@@ -150,6 +150,18 @@ int broken_bytes(ox_jrpcapi* api) {
     return socket_failure(OX_SOCKET_EPROTO, "Broken message");
 }
 
+bool is_response(int kind) {
+    return kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR;
+}
+
+/// Whether the message is one that was asked for: it shows that the daemon is at work.
+bool is_of_use(const ox_jrpcapi* api, int kind, const json_t* json) {
+    if (is_response(kind)) return connection_note_answered(api, json);
+    if (kind != OX_JRPCMSG_EVENT) return false;
+    json_int_t group = json_integer_value(json_object_get(json, "group"));
+    return connection_is_in_group(api, static_cast<uint32_t>(group));
+}
+
 }  // namespace
 
 json_t* stream_take(ox_jrpcapi* api, int* error, bool keep_events) {
@@ -162,13 +174,11 @@ json_t* stream_take(ox_jrpcapi* api, int* error, bool keep_events) {
         json_t* json = frame_json(&api->in);
         api->answered = true;
         int kind = ox_jrpcmsg_kind_of(json);
-        (kind == 0 ? api->babbled : api->heard) = true;
+        (is_of_use(api, kind, json) ? api->heard : api->babbled) = true;
         bool deliver = kind == OX_JRPCMSG_EVENT && !keep_events;
         if (deliver) events_deliver(json, text, size);
-        bool response = kind == OX_JRPCMSG_RESULT || kind == OX_JRPCMSG_ERROR;
-        if (response) connection_note_answered(api, json);
         frame_consume(&api->in);
-        bool taken = deliver || (response && underway_take(api, json));
+        bool taken = deliver || (is_response(kind) && underway_take(api, json));
         if (kind != 0 && !taken) return json;
         json_decref(json);
     }
