@@ -155,6 +155,14 @@ int run_script(ox_lua_ctx* ctx, const ox_str* text, const char* path, json_t* ar
 
 }  // namespace
 
+bool lua_script_stands_alone(const char* path) {
+    static const char mark[] = "-- obxc: stands alone\n";
+    FileRef file(fopen(path, "re"));
+    char line[128];
+    if (!file || !fgets(line, sizeof(line), file) || !strchr(line, '\n')) return false;
+    return fgets(line, sizeof(line), file) && strcmp(line, mark) == 0;
+}
+
 int lua_script_run(const char* path, json_t* args) {
     JsonRef word;
     if (!path) {

@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "lua/lua_script.hpp"
 #include "ox_jrpcapi.hpp"
 #include "ox_log.hpp"
 #include "ox_memory.hpp"
@@ -185,15 +186,25 @@ void name_apply(StartOptions* options, const char* path) {
     if (strcmp(name, "obxc_lua") == 0) options->mode = MODE_SCRIPT_LUA;
 }
 
+/// A credential among the words of a script that takes them all is covered as well, once they are copied.
+void auth_words_cover(int argc, char** argv) {
+    for (int i = 2; i < argc && strcmp(argv[i], "--") != 0; i++) {
+        if (strncmp(argv[i], "-a", 2) != 0) continue;
+        char* secret = argv[i][2] ? argv[i] + 2 : i + 1 < argc ? argv[i + 1] : argv[i] + 2;
+        memset(secret, '*', strlen(secret));
+    }
+}
+
 }  // namespace
 
 int options_parse(StartOptions* options, int argc, char** argv) {
     options->mode_name = "interactive";
     options->args = json_array();
     name_apply(options, argc > 0 ? argv[0] : "");
-    optind = 0;
+    options->stands_alone = options->mode == MODE_SCRIPT_LUA && argc > 1 && lua_script_stands_alone(argv[1]);
+    optind = options->stands_alone ? 1 : 0;
     opterr = 0;  // the usage text is the whole message
-    for (;;) {
+    while (!options->stands_alone) {
         int option = getopt_long(argc, argv, "c:s?S:r:n:e:g:i:u:a:t:lhv", LONG_OPTIONS, nullptr);
         if (option < 0) break;
         int status = option_apply(options, option, optarg);
@@ -204,6 +215,7 @@ int options_parse(StartOptions* options, int argc, char** argv) {
         int status = arg_append(options, argv[i]);
         if (status != GO_ON) return status;
     }
+    if (options->stands_alone) auth_words_cover(argc, argv);
     return GO_ON;
 }
 

@@ -30,6 +30,7 @@ struct StartOptions {
     const char* unix_path;    ///< null: the library's default
     const char* host;         ///< no option fills it
     bool use_ssl;
+    bool stands_alone;  ///< a Lua script that takes all words, and connects by itself
     int timeout_s;
     char login[256];  ///< user name or token, "" for none
     char password[256];

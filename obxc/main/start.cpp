@@ -170,6 +170,20 @@ int session_start(const Channels* channels, const StartOptions* options) {
     return GO_ON;
 }
 
+/// For a script that connects by itself: the connections are there, but lead nowhere yet.
+void session_leave(const Channels* channels) {
+    request_channel = channels->requests;
+    event_channel = channels->events;
+    request_timeout_ms = OX_JRPCAPI_TIMEOUT_MS;
+}
+
+/// What comes before the mode. -1: go on; else the exit status.
+int session_prepare(const Channels* channels, const StartOptions* options) {
+    if (!options->stands_alone) return session_start(channels, options);
+    session_leave(channels);
+    return GO_ON;
+}
+
 /// A closed standard descriptor would be taken by a connection, which then would be read or written as if it
 /// were the person's. What is written to a closed standard output fails on, so that its loss is told.
 void descriptors_fill() {
@@ -200,7 +214,7 @@ int run(int argc, char** argv) {
     StartOptions options = {};
     int status = options_parse(&options, argc, argv);
     interrupt_begin_end(status == GO_ON && options.mode == MODE_INTERACTIVE);
-    if (status == GO_ON) status = session_start(&channels, &options);
+    if (status == GO_ON) status = session_prepare(&channels, &options);
     if (status == GO_ON) status = mode_run(&options);
     ox_jrpcapi_deinit(channels.requests);
     ox_jrpcapi_deinit(channels.events);

@@ -22,6 +22,7 @@ struct LuaContext : ox_lua_ctx {
     bool holds;               ///< ox_lua_hold: what allocates is no Lua code, and may take of the reserve
     size_t taken;             ///< bytes that were allocated since the reserve was last seen
     int timeout_ms;           ///< of a request, where a script sets no other
+    bool hands_on;            ///< an exchange hands on what it reads: its connection is not free
     bool yields;              ///< the coroutine that runs gives way in its waits
     const lua_State* paused;  ///< the coroutine that was last kept from spinning, for all
     long long paused_end;     ///< when that ended, ox_wait_now_ms

@@ -29,11 +29,16 @@ int error_text(lua_State* L) {
 struct Exchange {
     ox_jrpcapi* api;
     ox_jrpcmsg* message;
+    const ox_list_taker* taker;
 };
 
 void run_exchange(void* argument) {
     auto* exchange = static_cast<Exchange*>(argument);
-    ox_jrpcapi_exec_retry(exchange->api, exchange->message);
+    if (exchange->taker) {
+        ox_jrpcapi_exec_list(exchange->api, exchange->message, exchange->taker);
+    } else {
+        ox_jrpcapi_exec_retry(exchange->api, exchange->message);
+    }
 }
 
 /// The number of seconds at `index` in milliseconds, -1 for math.huge; 0 when it is no time-out.
@@ -45,7 +50,8 @@ int timeout_at(lua_State* L, int index) {
     return ms < 1 ? 1 : static_cast<int>(ms);
 }
 
-/// What ox.timeout says, or the context's.
+}  // namespace
+
 int script_timeout(lua_State* L) {
     lua_getfield(L, LUA_REGISTRYINDEX, "ox");
     lua_getfield(L, -1, "timeout");
@@ -54,6 +60,8 @@ int script_timeout(lua_State* L) {
     lua_pop(L, 2);
     return ms;
 }
+
+namespace {
 
 /// Takes an option whose key and value are on top.
 void take_option(lua_State* L, int index, Holder* holder, const char* mark) {
@@ -184,18 +192,21 @@ void holder_clear(Holder* holder) {
     holder->message = nullptr;
 }
 
-bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message) {
+bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message, const ox_list_taker* taker) {
     ox_jrpcmsg_free(holder->message);
     holder->message = message;
     LuaContext* context = context_of(L);
     if (!message) raise_memory(L);
     check_memory(L);
     if (!context->api) luaL_error(L, "there is no connection to the daemon");
+    if (context->hands_on) luaL_error(L, "no request while an answer is handed on");
     int timeout = holder->timeout_ms ? holder->timeout_ms : script_timeout(L);
     int usual = ox_jrpcapi_get_timeout(context->api);
-    Exchange exchange = {context->api, message};
+    Exchange exchange = {context->api, message, taker};
     ox_jrpcapi_set_timeout(context->api, timeout);
+    context->hands_on = taker != nullptr;
     bool done = run_guarded(L, run_exchange, &exchange);
+    context->hands_on = false;
     ox_jrpcapi_set_timeout(context->api, usual);
     if (!done) stop_error(L);
     check_memory(L);

@@ -18,9 +18,12 @@ struct Holder {
 Holder* holder_push(lua_State* L, int options = 0, const char* mark = nullptr);
 /// Releases its values now.
 void holder_clear(Holder* holder);
+/// Bound of a request in milliseconds: what ox.timeout says, or the context's; -1: none.
+int script_timeout(lua_State* L);
 /// Makes `message` (taken over; null raises an error) the holder's one and executes it. False when the answer
-/// is an error. Raises an error when it was interrupted.
-bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message);
+/// is an error. Raises an error when it was interrupted. `taker`, where there is one, is handed the elements
+/// of the answer's list.
+bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message, const ox_list_taker* taker = nullptr);
 /// The result's member of that name, borrowed; null where it is missing.
 json_t* result_member(const Holder* holder, const char* name);
 /// The list of the result, borrowed; null where it is missing.

@@ -1,6 +1,8 @@
 // What the terminal can do. Everything else asks here.
 #pragma once
 
+#include <stddef.h>
+
 /// What a terminal can do. The order of the bytes is fixed.
 struct ox_rl_capabilities {
     unsigned char line_drawing;  ///< box-drawing characters can be shown (the locale is UTF-8)
@@ -12,6 +14,8 @@ struct ox_rl_capabilities {
 /// perhaps line drawing. Never null; valid until the next call.
 const ox_rl_capabilities* ox_rl_get_terminal_capabilities(const char* term);
 
+/// Columns of the terminal on standard output; 80 when it does not tell.
+size_t ox_screen_columns(void);
 /// Whether standard output is a terminal (asked once, again after ox_out_refresh).
 bool ox_out_is_terminal(void);
 void ox_out_refresh(void);

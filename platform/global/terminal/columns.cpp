@@ -46,6 +46,10 @@ void print_row(const ColumnList& list, size_t row, const char* colour) {
 
 }  // namespace
 
+size_t ox_text_columns(const char* text, size_t size) {
+    return terminal_text_width(text, size);
+}
+
 ColumnLayout columns_layout(const size_t* widths, size_t count, size_t width) {
     ColumnLayout layout = {count, 1,
                            static_cast<size_t*>(ox_memory_new((width / (gap + 1) + 2) * sizeof(size_t)))};
@@ -93,7 +97,7 @@ void columns_free(ColumnList* list) {
 
 void ox_rl_show_list(const json_t* strings) {
     if (ox_out_is_terminal()) {
-        ColumnList list = columns_list(strings, screen_columns());
+        ColumnList list = columns_list(strings, ox_screen_columns());
         columns_print(list, 0, SIZE_MAX, "");
         columns_free(&list);
         return;

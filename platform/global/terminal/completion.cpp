@@ -79,7 +79,7 @@ size_t page_rows(void) {
 }
 
 void list_below(const json_t* candidates) {
-    listing.list = columns_list(candidates, screen_columns());
+    listing.list = columns_list(candidates, ox_screen_columns());
     list_rows(is_on("page-completions") ? page_rows() : listing.list.layout.rows);
 }
 

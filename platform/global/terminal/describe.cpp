@@ -22,7 +22,7 @@ int describe_key(int, int) {
     free(describe.text);
     int begin = completion_row_begin();
     completion_may_wait(true);
-    describe.text = describe.callback(rl_line_buffer + begin, rl_point - begin, screen_columns());
+    describe.text = describe.callback(rl_line_buffer + begin, rl_point - begin, ox_screen_columns());
     completion_may_wait(false);
     return describe.text ? 0 : rl_ding();
 }

@@ -18,7 +18,7 @@ bool ox_rl_note(const char* text) {
         completion_end_line();
         // Down and up again makes sure that there is a row below; only then is the cursor's place remembered.
         fputs("\033D\033M\0337\r\n", stdout);
-        size_t columns = screen_columns();
+        size_t columns = ox_screen_columns();
         size_t size = terminal_cut(text, strlen(text), columns > 1 ? columns - 1 : 0);
         fwrite(text, 1, size, stdout);
     }

@@ -19,7 +19,7 @@ void ox_rl_draw_progressbar(int percent, const char* label) {
     if (percent > 100) percent = 100;
     if (!label) label = "";
 
-    size_t columns = screen_columns();
+    size_t columns = ox_screen_columns();
     // The last column stays free, so that no terminal wraps the row: label, " [", "] ", "100%".
     size_t labelled = terminal_cut(label, strlen(label), columns > 9 ? columns - 9 : 0);
     size_t taken = terminal_text_width(label, labelled) + 9;

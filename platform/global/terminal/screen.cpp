@@ -153,7 +153,7 @@ int screen_depth(void) {
     return screen.depth;
 }
 
-size_t screen_columns(void) {
+size_t ox_screen_columns(void) {
     struct winsize size;
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
     const char* columns = getenv("COLUMNS");

@@ -14,8 +14,6 @@ bool screen_is_utf8(void);
 /// locale or is not installed. Returns the locale that stands in for the environment's, null when none does.
 const char* screen_init_locale(void);
 
-/// Columns of the terminal on standard output; 80 when it does not tell.
-size_t screen_columns(void);
 /// The depth of colour (ox_rl_capabilities) that colours are written with, at least 1. Asked once.
 int screen_depth(void);
 /// Whether somebody types and sees: standard input and standard output are terminals.

@@ -10,6 +10,7 @@ BUILD = os.path.abspath(os.environ.get("OBX_BUILD_DIR") or os.path.join(SOURCE, 
 OBXC = os.path.join(BUILD, "bin", "obxc")
 SHELL = os.path.join(BUILD, "tests", "obxc")  # obxc on a terminal: keeps its history in OBX_TEST_TMP, not in /tmp
 TREE_MODULES = os.path.join(BUILD, "tests", "obxc_tree_modules")  # obxc with the Lua modules of this tree
+OBX = os.path.join(SOURCE, "lua", "obx")
 OBXD = os.path.join(BUILD, "bin", "obxd")
 runs = {"obxc": OBXC, "terminal": SHELL}  # what obxc() and Terminal run; the fixture tree_modules changes it
 SANITIZED = os.environ.get("OBX_SANITIZE") == "1"
@@ -86,6 +87,24 @@ def obxc(*args, daemon=None, stdin="", env=None, program=None, leaks=True, cwd=N
     data = stdin.encode("utf-8", "surrogateescape") if isinstance(stdin, str) else stdin
     process = subprocess.run(command, executable=runs["obxc"], input=data, capture_output=True,
                              env=env or environment(leaks=leaks), timeout=4 * PATIENCE, cwd=cwd)
+    finished = Finished(process)
+    check_sanitizers(finished.err)
+    return finished
+
+
+def obx_environment(**extra):
+    """The environment in which obx finds its interpreter, which has the Lua modules of this tree."""
+    env = environment(**extra)
+    env["PATH"] = os.path.join(BUILD, "tests", "named") + ":" + env["PATH"]
+    return env
+
+
+def obx(*words, daemon=None, stdin="", env=None, cwd=None):
+    """Runs obx to its end, without a terminal. `daemon` puts "-u SOCKET" in front."""
+    command = [OBX] + (["-u", daemon.socket] if daemon else []) + list(words)
+    data = stdin.encode("utf-8", "surrogateescape") if isinstance(stdin, str) else stdin
+    process = subprocess.run(command, input=data, capture_output=True, env=env or obx_environment(),
+                             timeout=4 * PATIENCE, cwd=cwd)
     finished = Finished(process)
     check_sanitizers(finished.err)
     return finished
