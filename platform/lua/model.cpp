@@ -140,12 +140,14 @@ int exec(lua_State* L) {
     return execute(L, holder, path, 2) ? 1 : failure(L, holder);
 }
 
-/// ox.call(method [, params [, options]]): any request, its result as it comes.
+/// ox.call(method [, params [, options]]): any request, its result as it comes. With {once = true} it is not
+/// sent again when the connection is lost before its answer came.
 int call(lua_State* L) {
     require_writable(L);
     const char* method = luaL_checkstring(L, 1);
     lua_settop(L, 3);
-    Holder* holder = holder_push(L, 3);
+    Holder* holder = holder_push(L, 3, "once");
+    holder->once = holder->marked;
     holder->json = json_object();
     if (!lua_isnil(L, 2)) {
         luaL_checktype(L, 2, LUA_TTABLE);

@@ -93,11 +93,15 @@ int call_open(lua_State* L) {
 
 /// io.flush and file:flush: the original, and a streaming context's text goes out.
 int flush(lua_State* L) {
+    LuaContext* context = context_of(L);
+    const auto* stream = static_cast<luaL_Stream*>(luaL_testudata(L, 1, LUA_FILEHANDLE));
+    bool own = !stream || stream->f == stdout || stream->f == context->capture;
     ox_out_flush();
     int results = call_original(L);
-    LuaContext* context = context_of(L);
-    if (context->flags & OX_LUA_STREAM) output_show(context);
-    return results;
+    if (!(context->flags & OX_LUA_STREAM)) return results;
+    errno = 0;
+    output_show(context);
+    return own && ferror(stdout) ? luaL_fileresult(L, 0, nullptr) : results;
 }
 
 /// Whether the arguments from `first` on are texts, a long one among them, for standard output itself.

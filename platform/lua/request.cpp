@@ -30,12 +30,15 @@ struct Exchange {
     ox_jrpcapi* api;
     ox_jrpcmsg* message;
     const ox_list_taker* taker;
+    bool once;
 };
 
 void run_exchange(void* argument) {
     auto* exchange = static_cast<Exchange*>(argument);
     if (exchange->taker) {
         ox_jrpcapi_exec_list(exchange->api, exchange->message, exchange->taker);
+    } else if (exchange->once) {
+        ox_jrpcapi_exec(exchange->api, exchange->message);
     } else {
         ox_jrpcapi_exec_retry(exchange->api, exchange->message);
     }
@@ -175,7 +178,7 @@ int try_call(lua_State* L) {
 Holder* holder_push(lua_State* L, int options, const char* mark) {
     ox_memory_take_failure();  // what failed before has been told
     auto* holder = static_cast<Holder*>(lua_newuserdata(L, sizeof(Holder)));
-    *holder = {nullptr, nullptr, 0, false};
+    *holder = {nullptr, nullptr, 0, false, false};
     if (luaL_newmetatable(L, HOLDER)) {
         lua_pushcfunction(L, holder_gc);
         lua_setfield(L, -2, "__gc");
@@ -202,7 +205,7 @@ bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message, const ox_list_t
     if (context->hands_on) luaL_error(L, "no request while an answer is handed on");
     int timeout = holder->timeout_ms ? holder->timeout_ms : script_timeout(L);
     int usual = ox_jrpcapi_get_timeout(context->api);
-    Exchange exchange = {context->api, message, taker};
+    Exchange exchange = {context->api, message, taker, holder->once};
     ox_jrpcapi_set_timeout(context->api, timeout);
     context->hands_on = taker != nullptr;
     bool done = run_guarded(L, run_exchange, &exchange);

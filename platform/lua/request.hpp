@@ -11,6 +11,7 @@ struct Holder {
     ox_jrpcmsg* message;
     int timeout_ms;  ///< of its exchanges; 0: the script's
     bool marked;     ///< the option that the call has of its own is set
+    bool once;       ///< its requests are not sent again when the connection is lost
 };
 
 /// Pushes an empty holder. `options`: the index of the call's table of options, or nothing there (nil); 0:

@@ -9,10 +9,12 @@ import pytest
 import harness
 
 CLIENT = """
-bin/obxc bin/obxc_interpreter bin/obxc_lua
+bin/obx bin/obxc bin/obxc_interpreter bin/obxc_lua
 lib/lua/5.3/ombrix/snapshot/init.lua lib/lua/5.3/ombrix/wait/init.lua
 share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish share/zsh/site-functions/_obxc
-share/obxc/complete share/obxc/complete.lua
+share/obxc/complete share/obxc/complete.lua share/obx/complete
+lib/lua/5.3/ombrix/obx/program.lua lib/lua/5.3/ombrix/obx/commands/get.lua
+share/bash-completion/completions/obx share/fish/vendor_completions.d/obx.fish share/zsh/site-functions/_obx
 share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
 share/doc/obxc/README.md share/doc/obxc/CHANGELOG.md share/doc/obxc/SECURITY.md share/doc/obxc/LICENSE
 share/doc/obxc/THIRD-PARTY.md share/doc/obxc/LICENSES/GPL-3 share/doc/obxc/docs/guide.md share/doc/obxc/docs/lua.md
@@ -46,7 +48,7 @@ def test_everything_is_there(prefix):
     assert set(CLIENT + DAEMON) - files(prefix) == set()
     broken = [name for name in files(prefix) if not os.path.exists(os.path.join(prefix, name))]
     assert broken == []
-    for name in ("bin/obxc", "bin/obxd", "share/obxc/complete", "share/doc/obxd/examples/obxd.init"):
+    for name in ("bin/obx", "share/obx/complete", "bin/obxc", "bin/obxd", "share/obxc/complete", "share/doc/obxd/examples/obxd.init"):
         assert os.access(os.path.join(prefix, name), os.X_OK), name
 
 

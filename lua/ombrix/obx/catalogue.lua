@@ -6,13 +6,14 @@
 --       options = {{name = "every", value = "SECONDS", number = true, help = "..."}},
 --       least = 1, most = 2,                      -- words that it takes; no bound where one is missing
 --       words = {"path"},                         -- what Tab offers for each; the last one stands for the rest
---       offline = true,                           -- it connects to no daemon
+--       offline = true,                           -- it connects to no daemon, or by itself
+--       raw = true,                               -- its options are words like others
 --       run = function(words, options) ... end,   -- returns an exit status (none: 0)
 --   }
 
 local catalogue = {}
 
-catalogue.NAMES = {"get", "set", "add", "del", "call", "find", "watch", "wait", "export",
+catalogue.NAMES = {"get", "set", "add", "del", "call", "find", "watch", "wait", "export", "diff", "apply", "confirm",
                    "upgrade", "reboot", "save", "doc"}
 
 local function is_own(name)

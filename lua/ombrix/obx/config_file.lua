@@ -28,16 +28,20 @@ function config_file.entries(snapshot)
             end
         end
     end
-    local empty = 1
     for _, name in ipairs(snapshot.names) do
         tell_rows(name)
         entries[#entries + 1] = {path = name, value = snapshot.values[name]}
     end
-    while empty <= #rows do -- rows in which nothing can be written
-        tell_rows(rows[empty])
-        empty = empty + 1
-    end
+    for _, row in ipairs(rows) do tell_rows(row) end -- those in which nothing can be written
     return entries
+end
+
+-- Writes a snapshot as a file.
+function config_file.write(snapshot, file)
+    file:write(config_file.heading(snapshot.path), "\n")
+    for _, entry in ipairs(config_file.entries(snapshot)) do
+        file:write(entry.path, entry.value == nil and "" or "=" .. text.line(entry.value), "\n")
+    end
 end
 
 local function add_line(config, line, number, name)

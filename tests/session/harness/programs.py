@@ -1,6 +1,7 @@
 """The programs under test: where they are, their environment, and obxc run to its end without a terminal."""
 
 import os
+import select
 import subprocess
 import tempfile
 import time
@@ -90,6 +91,11 @@ def obxc(*args, daemon=None, stdin="", env=None, program=None, leaks=True, cwd=N
     finished = Finished(process)
     check_sanitizers(finished.err)
     return finished
+
+
+def select_readable(stream, seconds):
+    """Whether there is something to read within so many seconds."""
+    return bool(select.select([stream], [], [], seconds)[0])
 
 
 def obx_environment(**extra):

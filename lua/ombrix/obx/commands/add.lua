@@ -32,7 +32,7 @@ local function run(words, options)
     if parent:sub(-1) ~= "." then parent = parent .. "." end
     entries_of(words, parent)
     local answer = assign.check_change(parent, "whether a row was added is not known",
-        ox.call("AddObject", {ObjectName = parent}))
+        ox.call("AddObject", {ObjectName = parent}, {once = true}))
     local row = ("%s%d."):format(parent, answer.InstanceNumber)
     local list = entries_of(words, row)
     if #list > 0 then

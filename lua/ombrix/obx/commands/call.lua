@@ -89,7 +89,7 @@ local function run(words, options)
     if attributes.async then
         outputs = call_asynchronous(method, arguments, options.wait)
     else
-        outputs = status.check(method, ox.exec(method, arguments, {timeout = options.wait or math.huge}))
+        outputs = status.check(method, ox.exec(method, arguments, {timeout = options.wait or ox.timeout or math.huge}))
     end
     local out = output.open(options, COLUMNS, function(record) return record.name .. "=" .. text.line(record.value) end)
     local names = {}

@@ -9,10 +9,8 @@ local function run(words, options)
     local snapshot = require "ombrix.snapshot"
     local path = text.path(words[1] or "Device.")
     local taken = status.check(path, snapshot.take(path))
-    if not options.format then io.write(config_file.heading(taken.path), "\n") end
-    local out = output.open(options, {"path", "value"}, function(record)
-        return record.value == nil and record.path or output.assignment(record)
-    end)
+    if not options.format then return config_file.write(taken, io.stdout) end
+    local out = output.open(options, {"path", "value"})
     for _, entry in ipairs(config_file.entries(taken)) do out.add(entry) end
     out.finish()
 end

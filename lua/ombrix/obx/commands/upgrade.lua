@@ -8,7 +8,6 @@ local PROGRESS, STATE = "Device.DeviceInfo.UpgradeProgress", "Device.DeviceInfo.
 local VERSION = "Device.DeviceInfo.SoftwareVersion"
 local STEP = 0.2
 local NOT_BEGUN = 5   -- seconds after an order that is refused without a word
-local PATIENT = {timeout = math.huge}
 
 -- What Download is to fetch. A file of this host is fetched by its path, so the daemon has to run here.
 local function source_of(image)
@@ -21,8 +20,11 @@ local function source_of(image)
     return {FileType = "Firmware", URL = "file://" .. file.path, MD5 = file.md5}
 end
 
+-- Fetching takes its time: a bound is what the person says, or that the daemon is silent for a minute.
+local function patient() return {timeout = ox.timeout or math.huge} end
+
 local function download(image, params)
-    return status.check(image, ox.call("Download", params, PATIENT))
+    return status.check(image, ox.call("Download", params, patient()))
 end
 
 -- Follows the flashing to its end; true where the device went down.
@@ -66,7 +68,7 @@ local function run(words, options)
     if check.CurrentVersion == check.NewVersion and check.Status ~= 0 then return status.DONE end
     if check.Status ~= 0 then
         params.URL, params.TransactionID = "file://" .. (check.SavedFirmware or ""), check.TransactionID
-        local done, message, code, data = ox.call("Download", params, PATIENT)
+        local done, message, code, data = ox.call("Download", params, patient())
         -- A device may go down before its answer is out.
         if not done and not device.is_gone(code) then
             status.stop(status.of(code), nil, status.reason(image, message, data))

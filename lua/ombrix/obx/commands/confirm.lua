@@ -1,0 +1,17 @@
+-- obx confirm: what was changed for a time stays.
+
+local status = require "ombrix.obx.status"
+
+local function run(words, options)
+    local method = options.cancel and "CancelChange" or "ConfirmChange"
+    status.check(words[1], ox.call(method, {Change = words[1]}))
+end
+
+return {
+    summary = "keeps what obx apply --confirm has changed, or takes it back",
+    usage = "[CHANGE]",
+    options = {{name = "cancel", help = "takes it back at once"}},
+    most = 1,
+    words = {},
+    run = run,
+}
