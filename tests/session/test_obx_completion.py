@@ -47,7 +47,7 @@ def test_words_that_need_no_daemon(words, expected):
 
 
 @pytest.mark.parametrize("words, expected", [
-    (["get", "Device.WiFi.Radio.1.OperatingChannelB"], ["Device.WiFi.Radio.1.OperatingChannelBandwidth"]),
+    (["get", "Device.WiFi.Radio.1.ChannelsI"], ["Device.WiFi.Radio.1.ChannelsInUse"]),
     (["get", "Device.Hosts.Host.*.IPA"], ["Device.Hosts.Host.*.IPAddress"]),
     (["get", "-v", ":Device.DeviceInfo.modelna"], [":Device.DeviceInfo.ModelName"]),
     (["set", "Device.WiFi.Radio.1.Channe"], [CHANNEL + "="]),
