@@ -127,7 +127,7 @@ def test_nobody_is_told_a_word_of_a_file_that_is_refused(obxd, client, tmp_path,
     assert "result" in client.request("Upload", {"FileType": "Log", "URL": "file://" + state(obxd, "log")})
     with open(state(obxd, "log")) as log:
         assert SECRET not in log.read() + obxd.errors()
-    assert client.events == [] and os.listdir(state(obxd, "files")) == []
+    assert not client.events and os.listdir(state(obxd, "files")) == []
 
 
 @pytest.mark.parametrize("option", ["--users", "--model", "--values", "--tls-cert"])

@@ -56,16 +56,6 @@ def given_back(obxd, before):
     harness.wait_until(lambda: memory_mb(obxd) < before + 8 or harness.SANITIZED, "memory to be given back")
 
 
-def received(client):
-    """The next message, which is long; nothing follows it."""
-    parts = [client.buffer]
-    client.buffer = b""
-    while not parts[-1].endswith(b"\n"):
-        parts.append(client.socket.recv(1 << 20))
-        assert parts[-1], "the daemon closed the connection"
-    return json.loads(b"".join(parts))
-
-
 def values_of(names, number=1):
     return {"jsonrpc": "2.0", "id": number, "method": "GetParameterValues", "params": {"ParameterNames": names}}
 
@@ -81,7 +71,7 @@ def test_memory_of_large_answers_is_given_back(obxd):
     client = obxd.client(login=None)
     before = memory_mb(obxd)
     client.send(values_of(NAMES))
-    assert len(received(client)["result"]["ParameterList"]) == 2 * BLOBS
+    assert len(client.receive()["result"]["ParameterList"]) == 2 * BLOBS
     given_back(obxd, before)
     check(obxd)
 
@@ -106,7 +96,7 @@ def test_answers_that_nobody_reads(obxd):
         client.close()
     # The others wait for the memory, and get it one after the other, in an order that nobody knows.
     with ThreadPoolExecutor(10) as readers:
-        for answer in readers.map(received, clients[:10]):
+        for answer in readers.map(lambda client: client.message(10 * harness.PATIENCE), clients[:10]):
             assert len(answer["result"]["ParameterList"]) == 2 * BLOBS
     check(obxd)
     for client in clients[:10]:
@@ -121,7 +111,7 @@ def test_who_does_not_read_while_others_wait_is_dropped(obxd):
     asks = obxd.client(login=None)
     start = time.monotonic()
     asks.send(values_of(NAMES))
-    assert len(received(asks)["result"]["ParameterList"]) == 2 * BLOBS
+    assert len(asks.receive()["result"]["ParameterList"]) == 2 * BLOBS
     assert time.monotonic() - start < 20
     check(obxd)
 
@@ -131,10 +121,10 @@ def test_others_are_served_while_a_long_answer_goes_out_which_is_of_one_moment(o
     slow.send(values_of(NAMES + ["Device.Note"]))
     root = obxd.client()
     for number in range(20):
-        slow.buffer += slow.socket.recv(65536)
+        slow.framer.feed(slow.socket.recv(65536))
         assert "result" in root.set("Device.Note", "changed %d" % number)
         assert "result" in root.set("Device.Blobs.Blob%d" % (BLOBS - 1), "y")
-    values = received(slow)["result"]["ParameterList"]
+    values = slow.receive()["result"]["ParameterList"]
     assert values[-1] == {"Name": "Device.Note", "Value": "first"}
     assert values[BLOBS - 1]["Value"] == "x" * MIB
     check(obxd)
@@ -150,7 +140,7 @@ def test_a_long_event_for_many_who_do_not_read(obxd):
     sender.send(event)
     assert sender.get("Device.Note") == "first"
     check(obxd)
-    assert received(members[0])["params"] == event["params"]
+    assert members[0].receive()["params"] == event["params"]
     sender.send(event)
     assert sender.get("Device.Note") == "first"
     check(obxd)
@@ -168,7 +158,7 @@ def test_long_events_of_many_groups(obxd):
         sender.send({"jsonrpc": "2.0", "method": "Event", "group": group, "params": "x" * (20 * MIB)})
         assert sender.get("Device.Note") == "first"
         check(obxd)
-    assert received(members[-1])["group"] == 29  # those who held most for longest had to go
+    assert members[-1].receive()["group"] == 29  # those who held most for longest had to go
 
 
 def test_short_events_of_many_who_do_not_read(obxd):

@@ -1,57 +1,64 @@
-"""A raw connection to a daemon."""
+"""A raw connection to a daemon: the client of ansible/, and what tests ask for in one word."""
 
-import json
+import contextlib
+import os
 import socket
+import sys
 
-from .programs import PATIENCE, SessionFailure
+from .programs import PATIENCE, SOURCE, SessionFailure
+
+sys.path.append(os.path.join(SOURCE, "ansible", "plugins"))
+
+from module_utils import client as product  # noqa: E402
+from module_utils.errors import Closed, TimedOut  # noqa: E402
 
 
-class Client:
+@contextlib.contextmanager
+def socket_errors():
+    """Tells what the socket did as sockets do."""
+    try:
+        yield
+    except TimedOut as error:
+        raise TimeoutError(str(error)) from error
+    except Closed as error:
+        raise ConnectionError(str(error)) from error
+
+
+class Client(product.Client):
     """A raw JSON-RPC connection to a daemon: what other programs than obxc do."""
 
     def __init__(self, path=None, connection=None):
         if connection is None:
             connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
             connection.connect(path)
-        self.socket = connection
-        self.socket.settimeout(PATIENCE)
-        self.buffer = b""
-        self.id = 0
-        self.events = []
+        super().__init__(connection, PATIENCE)
 
-    def send(self, message):
+    def send(self, message, timeout=None):
         """Sends a message (a dict), or bytes as they are."""
-        self.socket.sendall(message if isinstance(message, bytes) else json.dumps(message).encode() + b"\n")
+        with socket_errors():
+            super().send(message, timeout)
 
     def receive(self):
         """The next message as a dict; None when the daemon closed the connection."""
-        while b"\n" not in self.buffer:
-            try:
-                data = self.socket.recv(1 << 20)
-            except ConnectionError:
-                data = b""
-            if not data:
-                return None
-            self.buffer += data
-        line, self.buffer = self.buffer.split(b"\n", 1)
-        return json.loads(line)
+        try:
+            with socket_errors():
+                return self.message()
+        except ConnectionError:
+            return None
+
+    def event(self, timeout=None):
+        """The next event, waiting for it."""
+        with socket_errors():
+            return super().event(timeout)
 
     def request(self, method, params=None, auth=None):
         """Sends a request and returns its whole response; events that come before it are kept for event()."""
-        self.id += 1
-        message = {"jsonrpc": "2.0", "id": self.id, "method": method}
-        if params is not None:
-            message["params"] = params
-        if auth is not None:
-            message["auth"] = auth
-        self.send(message)
-        while True:
-            response = self.receive()
-            if response is None:
-                raise SessionFailure("the daemon closed the connection during %s" % method)
-            if response.get("id") == self.id:
-                return response
-            self.events.append(response)
+        members = {} if auth is None else {"auth": auth}
+        try:
+            with socket_errors():
+                return self.exchange(method, params, **members)
+        except ConnectionError as error:
+            raise SessionFailure("the daemon closed the connection during %s" % method) from error
 
     def call(self, method, params=None):
         """The result of a request that must succeed."""
@@ -68,18 +75,6 @@ class Client:
 
     def set(self, path, value):
         return self.request("SetParameterValues", {"ParameterList": [{"Name": path, "Value": value}]})
-
-    def event(self):
-        """The next event, waiting for it."""
-        if not self.events:
-            message = self.receive()
-            if message is None:
-                raise SessionFailure("the daemon closed the connection")
-            return message
-        return self.events.pop(0)
-
-    def close(self):
-        self.socket.close()
 
 
 def fault(response):
