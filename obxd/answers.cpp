@@ -38,7 +38,7 @@ const char* code_text(int code) {
 
 Answer answer_result(json_t* result) {
     Answer answer;
-    answer.result = result ? result : json_object();
+    answer.result.reset(result ? result : json_object());
     return answer;
 }
 
@@ -57,15 +57,8 @@ Answer answer_fault(int code, std::string detail, json_t* data) {
     answer.code = code;
     answer.message = code_text(code);
     answer.detail = code == FAULT_INVALID_NAME && detail.empty() ? "the name is empty" : std::move(detail);
-    answer.data = data;
+    answer.data.reset(data);
     return answer;
-}
-
-void answer_drop(Answer& answer) {
-    json_decref(answer.result);
-    json_decref(answer.data);
-    answer.result = answer.data = nullptr;
-    answer.text.clear();
 }
 
 }  // namespace obxd

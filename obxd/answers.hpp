@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "owners.hpp"
 #include "text.hpp"
 
 namespace obxd {
@@ -35,16 +36,16 @@ enum RpcCode : int {
     RPC_INVALID_PARAMS = -32602,
 };
 
-/// The outcome of a request: a result (owned reference, or its JSON text), or a fault with its text, detail
-/// and extra values (owned).
+/// The outcome of a request: a result (a value, or its JSON text), or a fault with its text, detail and extra
+/// values.
 struct Answer {
-    json_t* result = nullptr;
+    JsonRef result{};
     Text text;         ///< the result where it was written at once; `result` is null then
     bool cut = false;  ///< `text` grew beyond the room that there was for it, and was given up
     int code = 0;
     std::string message;
     std::string detail;
-    json_t* data = nullptr;  ///< object of named extra values, or null
+    JsonRef data{};  ///< object of named extra values, or null
 };
 
 /// Takes the outcome of a request, at once or later.
@@ -60,7 +61,5 @@ Answer answer_text(Text text);
 Answer answer_fault(int code, std::string detail);
 /// Takes over `data`: an object of named extra values.
 Answer answer_fault(int code, std::string detail, json_t* data);
-/// Drops the references of an answer that nobody will get.
-void answer_drop(Answer& answer);
 
 }  // namespace obxd

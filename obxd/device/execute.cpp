@@ -70,7 +70,6 @@ void device_execute(Device& device, const json_t* params, const Reply& reply) {
     Answer checked = device.store.check_execute(*device.asker.caller, params, path, inputs);
     JsonRef owned(inputs);
     if (checked.code != 0) return reply(std::move(checked));
-    answer_drop(checked);
     const MethodRow* row = nullptr;
     for (const MethodRow& candidate : METHODS) {
         if (path_matches(candidate.path, path)) row = &candidate;

@@ -23,7 +23,6 @@ Reply finish_with(const CallPtr& call, const char* type) {
             call_finish(call, json_object());
         else
             call_fail(call, answer.code, answer.detail);
-        answer_drop(answer);
     });
 }
 

@@ -94,12 +94,9 @@ Reply make_reply(Requests& requests, Connection& c, json_t* id) {
     auto held = std::make_shared<JsonRef>(json_incref(id));
     return [&requests, connection = c.id, held](Answer answer) {
         Connection* to = server_find(requests.server, connection);
-        if (!to) return answer_drop(answer);
+        if (!to) return;
         to->busy = false;
-        if (held->get())
-            send_answer(*to, *held, std::move(answer));
-        else
-            answer_drop(answer);
+        if (held->get()) send_answer(*to, *held, std::move(answer));
         // A connection whose turn it is goes on without being woken.
         if (!requests.device.asker.caller) server_wake(requests.server, *to);
     };

@@ -44,7 +44,6 @@ Text response_text(const json_t* id, Answer answer) {
     if (answer.code != 0) append_error(body = Text(), answer);
     head.append(std::move(body));
     head.append("}\n");
-    answer_drop(answer);
     return head;
 }
 

@@ -7,8 +7,8 @@
 
 namespace obxd {
 
-/// The response to the request with this id (borrowed); takes over the answer's references. An answer longer
-/// than a message may be, or cut, becomes a fault.
+/// The response to the request with this id (borrowed). An answer longer than a message may be, or cut,
+/// becomes a fault.
 Text response_text(const json_t* id, Answer answer);
 
 }  // namespace obxd

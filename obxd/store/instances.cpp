@@ -134,14 +134,11 @@ Answer row_add(Model& model, const Caller& caller, Node* table, const json_t* va
     Answer answer = undo_has_room(model, undo_size(row))
                         ? values_apply(model, caller, values, {false, dry, node_path(row), accepted})
                         : answer_fault(FAULT_RESOURCES, UNDO_FULL);
-    if (!answer.code && !dry) {
-        answer_drop(answer);
-        return answer_of(OX_TR_INSTANCE_NUMBER, json_integer(number));
+    if (answer.code || dry) {
+        instance_take(table, row);
+        table->max_instance = highest;
     }
-    instance_take(table, row);
-    table->max_instance = highest;
     if (answer.code) return answer;
-    answer_drop(answer);
     return answer_of(OX_TR_INSTANCE_NUMBER, json_integer(number));
 }
 

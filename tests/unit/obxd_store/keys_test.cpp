@@ -108,7 +108,7 @@ double growth(Store& store, int count) {
     clock_t start = clock();
     JsonRef table = json_of("{'ObjectName':'Device.T.'}");
     for (int i = 0; i < count; i++) {
-        JsonRef added(store.add_object(root, table).result);
+        JsonRef added(store.add_object(root, table).result.release());
         std::string row = std::to_string(json_integer_value(json_object_get(added, "InstanceNumber")));
         JsonRef params = json_of("{'ParameterList':[{'Name':'Device.T." + row + ".Name','Value':'row" + row +
                                  "'},{'Name':'Device.T." + row + ".Port','Value':" + row + "}]}");

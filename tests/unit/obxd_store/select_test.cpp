@@ -16,7 +16,7 @@ struct SelectTest : StoreTest {
     std::string paths(const std::string& selector) {
         JsonRef params(json_pack("{s:s}", "Selector", selector.c_str()));
         obxd::Answer answer = store->select(admin, params);
-        if (answer.code) return text_of(std::move(answer));
+        if (answer.code) return text_of(answer);
         JsonRef result = result_of(answer);
         std::string text;
         const char* key;

@@ -59,7 +59,7 @@ TEST_F(StatusTest, StaysWhenTheRequestIsRefused) {
 TEST_F(StatusTest, FollowsARestoredConfiguration) {
     std::string mapping = "Device.NAT.PortMapping.";
     JsonRef params(json_pack("{s:s}", "ObjectName", mapping.c_str()));
-    JsonRef added(store->add_object(admin, params).result);
+    JsonRef added(store->add_object(admin, params).result.release());
     mapping += std::to_string(json_integer_value(json_object_get(added, "InstanceNumber"))) + ".";
     EXPECT_EQ(value(mapping + "Status"), "'Disabled'");
     EXPECT_EQ(set("'" + mapping + "Enable': true, '" + mapping +

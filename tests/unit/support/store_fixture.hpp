@@ -49,16 +49,15 @@ inline std::string text_of(const json_t* json) {
 
 /// The result of an answer, whether it is a tree or text.
 inline JsonRef result_of(const obxd::Answer& answer) {
-    return answer.result ? JsonRef(answer.result) : json_of(answer.text.str());
+    return answer.result ? JsonRef(json_incref(answer.result)) : json_of(answer.text.str());
 }
 
 /// The outcome as text: the result, or "code detail" with the data behind it.
-inline std::string text_of(obxd::Answer answer) {
-    JsonRef data(answer.data);
+inline std::string text_of(const obxd::Answer& answer) {
     if (!answer.code) return answer.cut ? "(cut)" : text_of(result_of(answer).get());
     std::string text = std::to_string(answer.code);
     if (!answer.detail.empty()) text += " " + answer.detail;
-    return data ? text + " " + text_of(data.get()) : text;
+    return answer.data ? text + " " + text_of(answer.data.get()) : text;
 }
 
 /// What a request to set values answers when the one value of that path is refused.
@@ -95,7 +94,7 @@ struct StoreTest : testing::Test {
     std::string value(const std::string& name) {
         JsonRef params(json_pack("{s:[s]}", "ParameterNames", name.c_str()));
         obxd::Answer answer = store->get_values(root, params);
-        if (answer.code) return text_of(std::move(answer));
+        if (answer.code) return text_of(answer);
         JsonRef result = result_of(answer);
         json_t* list = json_object_get(result, "ParameterList");
         return text_of(json_object_get(json_array_get(list, 0), "Value"));
