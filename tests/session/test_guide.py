@@ -37,10 +37,11 @@ def test_session(block, obxd, terminal):
 
 @pytest.mark.parametrize("block", blocks("console"))
 def test_console(block, obxd, directory):
-    obxc = 'obxc() { %s -u %s "$@"; }; ' % (harness.OBXC, obxd.socket)
+    programs = 'obxc() { %s -u %s "$@"; }; ' % (harness.OBXC, obxd.socket)
+    programs += 'obx() { %s -u %s "$@"; }; ' % (harness.OBX, obxd.socket)
     for _, command, output in steps(block, r"^(\$) "):
-        done = subprocess.run(["sh", "-c", obxc + command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                              env=harness.environment(), cwd=directory, timeout=harness.PATIENCE)
+        done = subprocess.run(["sh", "-c", programs + command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              env=harness.obx_environment(), cwd=directory, timeout=4 * harness.PATIENCE)
         assert done.stdout.decode().rstrip("\n") == output
 
 
@@ -52,3 +53,17 @@ def test_inputrc(obxd, terminal, directory):
     shell.prompt()
     shell.send("\x07")
     shell.wait_for(r"^ = \d+$")
+
+
+def test_own_command(shared_obxd, directory):
+    [text] = [text for word, text in BLOCKS if word == "lua"]
+    place = os.path.join(directory, ".local", "obxc", "commands")
+    os.makedirs(place)
+    with open(os.path.join(place, "leases.lua"), "w") as file:
+        file.write(text)
+    env = harness.obx_environment(home=directory)
+    done = harness.obx("leases", daemon=shared_obxd, env=env)
+    assert done.status == 0 and "phone-anna\n" in done.out
+    everybody = harness.obx("leases", "--all", "--csv", daemon=shared_obxd, env=env).out.splitlines()
+    assert everybody[0] == "name,address" and len(everybody) > len(done.out.splitlines())
+    assert "leases     who is in the house" in harness.obx("help", env=env).out

@@ -15,7 +15,7 @@ share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish
 share/obxc/complete share/obxc/complete.lua share/obx/complete
 lib/lua/5.3/ombrix/obx/program.lua lib/lua/5.3/ombrix/obx/commands/get.lua
 share/bash-completion/completions/obx share/fish/vendor_completions.d/obx.fish share/zsh/site-functions/_obx
-share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
+share/man/man1/obx.1 share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
 share/doc/obxc/README.md share/doc/obxc/CHANGELOG.md share/doc/obxc/SECURITY.md share/doc/obxc/LICENSE
 share/doc/obxc/THIRD-PARTY.md share/doc/obxc/LICENSES/GPL-3 share/doc/obxc/docs/guide.md share/doc/obxc/docs/lua.md
 """.split()

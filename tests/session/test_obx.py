@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import subprocess
 
 import pytest
@@ -231,6 +232,48 @@ def test_help_needs_no_daemon():
     assert done.status == 0 and "\n  get " in done.out
     assert obx("get", "--help").out.startswith("Usage: obx get [options] PATH...\n")
     assert obx("help", "get").out == obx("get", "-h").out
+
+
+def page_blocks():
+    """The examples of the manual page, as they are read."""
+    with open(os.path.join(harness.SOURCE, "docs", "obx.1"), encoding="utf-8") as page:
+        blocks = re.findall(r"^\.EX\n(.*?)^\.EE", page.read(), re.M | re.S)
+    for escape, text in (("\\(aq", "'"), ("\\(dq", '"'), ("\\-", "-"), ("\\e", "\\")):
+        blocks = [block.replace(escape, text) for block in blocks]
+    return blocks
+
+
+def test_examples_of_the_manual_page(obxd, directory):
+    """They are one script, each line with what it prints."""
+    steps = re.split(r"^\$ ", page_blocks()[1], flags=re.M)[1:]
+    script = 'obx() { %s -u %s "$@"; }\n' % (harness.OBX, obxd.socket)
+    expected = ""
+    for step in steps:
+        command, _, printed = step.partition("\n")
+        script += command + "\n"
+        expected += printed
+    done = subprocess.run(["sh", "-c", script], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=directory,
+                          env=harness.obx_environment(), timeout=8 * harness.PATIENCE)
+    assert len(steps) > 10 and done.stdout.decode() == expected
+
+
+def test_own_command_of_the_manual_page(shared_obxd, directory):
+    commands = os.path.join(directory, ".local", "obxc", "commands")
+    os.makedirs(commands)
+    with open(os.path.join(commands, "rows.lua"), "w") as file:
+        file.write(page_blocks()[0])
+    check(obx("rows", "Device.WiFi.Radio.", daemon=shared_obxd, env=harness.obx_environment(home=directory)), "2\n")
+
+
+def test_manual_page_names_every_command_and_option():
+    with open(os.path.join(harness.SOURCE, "docs", "obx.1"), encoding="utf-8") as file:
+        page = file.read().replace("\\-", "-")
+    text = obx("help").out
+    for command in re.findall(r"^  (\w+)  ", text, re.M):
+        assert "\\fB%s\\fR" % command in page, command
+        text += obx("help", command).out
+    for option in set(re.findall(r"--[a-z-]+", text)):
+        assert option in page, option
 
 
 def test_no_secret_in_the_list_of_processes(obxd):
