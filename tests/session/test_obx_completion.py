@@ -21,8 +21,8 @@ def environment(home=None, **extra):
 
 def offers(*words, env=None):
     """The words that are offered in the place of the last one."""
-    done = subprocess.run([os.path.join(SHARE, "obx", "complete"), "obx", *words], capture_output=True, check=True,
-                          text=True, env=env or environment())
+    done = subprocess.run(os.path.join(SHARE, "obx", "complete"), input="\n".join(["obx", *words, ""]), text=True,
+                          capture_output=True, check=True, env=env or environment())
     assert done.stderr == ""
     return [line.split("\t")[0] for line in done.stdout.splitlines()]
 

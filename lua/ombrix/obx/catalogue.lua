@@ -7,7 +7,6 @@
 --       least = 1, most = 2,                      -- words that it takes; no bound where one is missing
 --       words = {"path"},                         -- what Tab offers for each; the last one stands for the rest
 --       offline = true,                           -- it connects to no daemon, or by itself
---       raw = true,                               -- its options are words like others
 --       run = function(words, options) ... end,   -- returns an exit status (none: 0)
 --   }
 

@@ -26,8 +26,7 @@ local function run_command(words)
     local _, at = options.parse({options.COMMON}, words, 1, found, true)
     local name = words[at] or "help"
     local command = load_command(name)
-    local rest = command.raw and table.move(words, at + 1, #words, 1, {})
-        or options.parse({options.COMMON, command.options or {}}, words, at + 1, found)
+    local rest = options.parse({options.COMMON, command.options or {}}, words, at + 1, found)
     if found.help then command, rest = load_command("help"), {words[at]} end
     check_words(name, command, rest)
     if not command.offline then require("ombrix.obx.connection").open(found) end

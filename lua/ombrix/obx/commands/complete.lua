@@ -1,5 +1,6 @@
--- obx complete WORDS...: what can stand in the place of the last word, a line each: a word, or a word, a tab and what
--- it is for; ":files" stands for the names of files. The shells' completion asks this.
+-- obx complete: what can stand in the place of the last of the words that standard input holds, a line each: a word, or a
+-- word, a tab and what it is for; ":files" stands for the names of files. The shells' completion asks this; the words are
+-- no arguments, since there may be a password among them.
 
 local catalogue = require "ombrix.obx.catalogue"
 local options = require "ombrix.obx.options"
@@ -71,7 +72,9 @@ local function offer_model(kind, line, typed)
 end
 
 -- Nothing is told of what goes wrong here: there is nothing to offer then.
-local function run(words)
+local function run()
+    local words = {}
+    for word in io.lines() do words[#words + 1] = word end
     local line, typed = read(words), words[#words] or ""
     local kinds = line.command and line.command.words or {}
     local kind = kinds[#line.words + 1] or kinds[#kinds]
@@ -90,4 +93,4 @@ local function run(words)
     end
 end
 
-return {summary = "what can stand in the place of a word", raw = true, offline = true, run = run}
+return {summary = "what can stand in the place of a word", most = 0, offline = true, run = run}
