@@ -23,6 +23,10 @@ LINES = ["ls", "ls -l Device", "cat Device.DeviceInfo", "tree Device", "attr " +
          "lua for i = 1, 1e6 do end", "sh echo word", "login", "wrong 'quote", "cat *", "info Device", "opt hint off", "opt hint on"]
 KEYS = ["\t", "\t\t", "\r", "\x03", "\x15", "\x17", "\x0c", "\x12cat", "\x07", "\x1b[A", "\x1b[B", "\x1b[D", "\x1b[C", "\x7f",
         "Device.", "cat Dev", "set ", "\u00e4\u20ac", "\x1b[200~ls\rpwd\r\x1b[201~", "*", "'", "lua\r"]
+SIGNALS = [signal.SIGINT, signal.SIGINT, signal.SIGINT, signal.SIGWINCH, signal.SIGCONT, signal.SIGTSTP, signal.SIGTERM,
+           signal.SIGHUP]
+MORE_DESCRIPTORS = 6  # than at the start: what a first use opens for good
+MIB = 400 if harness.SANITIZED else 64  # the largest lie is 8 MiB
 MARGIN = 20 if harness.SANITIZED else 10  # seconds that a busy machine may take
 
 
@@ -37,10 +41,10 @@ def make(rng, size):
         if what == "kind":
             return "kind", rng.choice(KINDS + [None] * 5)
         if what == "signal":
-            return "signal", int(rng.choice([signal.SIGINT, signal.SIGINT, signal.SIGWINCH, signal.SIGCONT, signal.SIGTERM]))
+            return "signal", int(rng.choice(SIGNALS))
         if what == "size":
             return "size", rng.randrange(20, 150), rng.randrange(5, 50)
-        return (what, round(rng.random() * 0.1, 3)) if what == "wait" else (what, "restart")
+        return (what, round(rng.random() * 0.1, 3)) if what == "wait" else (what, rng.choice(["restart", "pause"]))
     return [one() for _ in range(size)]
 
 
@@ -57,10 +61,17 @@ def act(shell, liar, obxd, action):
             shell.send(values[0])
     elif what == "signal":
         os.kill(shell.process.pid, values[0])
+        if values[0] == signal.SIGTSTP:
+            shell.read(0.01)
+            os.kill(shell.process.pid, signal.SIGCONT)
     elif what == "size":
         shell.resize(*values)
     elif what == "wait":
         shell.read(values[0])
+    elif values[0] == "pause":
+        obxd.process.send_signal(signal.SIGSTOP)
+        shell.read(0.3)
+        obxd.process.send_signal(signal.SIGCONT)
     else:
         obxd.restart()
     shell.read(0.01)
@@ -74,6 +85,7 @@ def prompt_again(shell, patience):
     while time.monotonic() < end:
         if shell.process.poll() is not None:
             return False
+        os.kill(shell.process.pid, signal.SIGCONT)  # one that came before the stop is lost
         with contextlib.suppress(OSError, harness.SessionFailure):
             shell.send("\x07\x03\x15\x0c")
             shell.settle(0.1)
@@ -88,10 +100,31 @@ def check_end(shell, signals):
     """The shell has ended: by a signal that it was sent, or it told why."""
     status = shell.end()
     shown = shell.raw.decode("utf-8", "replace")
-    if not (-status in signals or re.search("Connection dropped|onnect", shown)):
+    hung_up = status == 0 and signal.SIGHUP in signals
+    if not (-status in signals or hung_up or re.search("Connection dropped|onnect", shown)):
         fail("the shell ended with %d and did not tell why" % status, shell)
     if shell.modes() != (True, True):
         fail("the terminal's modes are not those it had", shell)
+    check_shown(shell)
+
+
+def check_shown(shell):
+    if steering(shell.raw):
+        fail("the terminal was steered: %r" % steering(shell.raw), shell)
+
+
+def descriptors(shell):
+    return len(os.listdir("/proc/%d/fd" % shell.process.pid))
+
+
+def check_possessions(shell, at_start):
+    """What it has at the prompt: no child, its descriptors, no memory that it does not need."""
+    pid = shell.process.pid
+    with open("/proc/%d/status" % pid) as status, open("/proc/%d/task/%d/children" % (pid, pid)) as children:
+        mib = next(int(line.split()[1]) for line in status if line.startswith("VmRSS")) / 1024
+        left = children.read()
+    if left or descriptors(shell) > at_start + MORE_DESCRIPTORS or mib > MIB:
+        fail("children %s, descriptors %d (first %d), %d MiB" % (left.split(), descriptors(shell), at_start, mib), shell)
 
 
 def check_alive(shell, obxd):
@@ -116,6 +149,7 @@ def play(obxd, actions, seed=1):
         shell = harness.Terminal("-t", "1", daemon=liar, env=harness.environment(OBX_PATIENCE="1"))
         try:
             shell.prompt()
+            at_start = descriptors(shell)
             for action in actions:
                 if shell.process.poll() is not None:
                     break
@@ -125,22 +159,22 @@ def play(obxd, actions, seed=1):
             patience = MARGIN + FLOOD + 10
             if prompt_again(shell, patience):
                 with contextlib.suppress(OSError):
-                    return finish(shell, obxd, ends)
+                    return finish(shell, obxd, ends, at_start)
             check_end(shell, ends)
         finally:
             shell.close()
     return None
 
 
-def finish(shell, obxd, ends):
+def finish(shell, obxd, ends, at_start):
     try:
+        check_possessions(shell, at_start)
         check_alive(shell, obxd)
     except harness.SessionFailure:
         if shell.process.poll() is None:
             raise
         check_end(shell, ends)
-    if steering(shell.raw):
-        fail("the terminal was steered: %r" % steering(shell.raw), shell)
+    check_shown(shell)
 
 
 def fails(obxd, actions, seed):

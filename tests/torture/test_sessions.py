@@ -1,5 +1,6 @@
 """Whole sessions, made at random: keys, the daemon's lies, signals and sizes. The shell lives, or has ended for a reason that it
-told; the terminal is not steered; the answer afterwards is right; the terminal's modes are restored."""
+told; the terminal is not steered; the answer afterwards is right; the terminal's modes are restored; no child, descriptor or memory is
+left over."""
 
 import pytest
 
