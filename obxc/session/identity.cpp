@@ -93,7 +93,7 @@ int end_session() {
 void read_local_user(struct passwd* entry, char* buffer, size_t size, struct passwd** found) {
     FILE* file = fopen("/etc/passwd", "re");
     int error = file ? 0 : errno;
-    while (error == 0 && !*found) {
+    while (file && error == 0 && !*found) {
         error = fgetpwent_r(file, entry, buffer, size, found);
         if (*found && entry->pw_uid != getuid()) *found = nullptr;
     }
