@@ -91,7 +91,7 @@ local output = require "ombrix.obx.output"
 return {
     summary = "names with their lengths",
     usage = "NAME...",
-    options = {{name = "twice", help = "each one twice"}},
+    options = {{"    --twice", "each one twice"}},
     least = 1,
     run = function(words, options)
         local out = output.open(options, {"name", "columns"}, function(record) return record.name end)

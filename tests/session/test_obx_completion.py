@@ -72,9 +72,9 @@ def test_own_commands(directory):
     commands = os.path.join(directory, ".local", "obxc", "commands")
     os.makedirs(commands)
     with open(os.path.join(commands, "hello.lua"), "w") as file:
-        file.write('return {summary = "greets", options = {{name = "loud", help = "louder"}}, words = {"file"}, run = print}')
+        file.write('return {summary = "greets", options = {{"    --loud", "louder"}}, words = {"file"}, run = print}')
     env = environment(home=directory)
-    assert offers("hel", env=env) == ["hello", "help"]
+    assert offers("hel", env=env) == ["help", "hello"]
     assert offers("hello", "--lo", env=env) == ["--loud"]
     assert offers("hello", "", env=env) == [":files"]
 

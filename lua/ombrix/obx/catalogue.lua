@@ -3,23 +3,23 @@
 --
 --   return {
 --       summary = "what it does", usage = "PATH...",
---       options = {{name = "every", value = "SECONDS", number = true, help = "..."}},
+--       options = {{"    --every SECONDS", "..."}},
 --       least = 1, most = 2,                      -- words that it takes; no bound where one is missing
 --       words = {"path"},                         -- what Tab offers for each; the last one stands for the rest
 --       offline = true,                           -- it connects to no daemon, or by itself
 --       run = function(words, options) ... end,   -- returns an exit status (none: 0)
 --   }
 
+local program = require "ombrix.obx.program"
+
 local catalogue = {}
 
-catalogue.NAMES = {"get", "set", "add", "del", "call", "find", "watch", "wait", "export", "diff", "apply", "confirm",
-                   "upgrade", "reboot", "save", "doc"}
-
-local function is_own(name)
-    for _, own in ipairs(catalogue.NAMES) do
-        if own == name then return true end
-    end
-    return name == "help" or name == "complete"
+-- The names of the program's own commands, and which they are.
+catalogue.NAMES = {}
+local own = {}
+for name in program.COMMANDS:gmatch("%a+") do
+    own[name] = true
+    if name ~= "complete" then catalogue.NAMES[#catalogue.NAMES + 1] = name end
 end
 
 local function directory()
@@ -32,14 +32,14 @@ function catalogue.users()
     local names = {}
     for _, path in ipairs(directory() and ox.glob(directory() .. "*.lua") or {}) do
         local name = path:match("([%w_-]+)%.lua$")
-        if name and not is_own(name) then names[#names + 1] = name end
+        if name and not own[name] then names[#names + 1] = name end
     end
     return names
 end
 
 -- The command's table; nil where there is no such command, nil and a message where the user's file is wrong.
 function catalogue.load(name)
-    if is_own(name) then return require("ombrix.obx.commands." .. name) end
+    if own[name] then return require("ombrix.obx.commands." .. name) end
     if not directory() or not name:find("^[%w_-]+$") then return nil end
     local path = directory() .. name .. ".lua"
     local file = io.open(path)

@@ -8,6 +8,7 @@ local text = require "ombrix.obx.text"
 
 local config_file = {}
 
+local BYTES = {n = "\n", r = "\r", t = "\t", ["\\"] = "\\"}
 local HEADING = "# obx export "
 
 function config_file.heading(path) return HEADING .. (path == "" and "." or path) end
@@ -44,6 +45,14 @@ function config_file.write(snapshot, file)
     end
 end
 
+-- What text.line was made of.
+local function read_value(line)
+    return (line:gsub("\\([0nrt\\])([0-7]?[0-7]?[0-7]?)", function(kind, digits)
+        if kind ~= "0" then return BYTES[kind] .. digits end
+        if #digits == 3 then return string.char(tonumber(digits, 8) % 256) end
+    end))
+end
+
 local function add_line(config, line, number, name)
     if line:find("^%s*$") then return end
     if line:sub(1, 1) == "#" then
@@ -56,7 +65,7 @@ local function add_line(config, line, number, name)
         status.stop(status.REFUSED, ("%s:%d"):format(name, number),
             "PATH=VALUE, or a row's path with its final \".\", expected")
     end
-    config.entries[#config.entries + 1] = {path = path, value = value and text.read(value)}
+    config.entries[#config.entries + 1] = {path = path, value = value and read_value(value)}
 end
 
 -- Reads a file ("-": standard input): {scope = path or nil, entries = {{path, value}}}.

@@ -3,6 +3,7 @@
 -- A row of the file is the device's row of the same number; where there is none, a row of the same table that has the
 -- same values, or the same Alias: rows that were added from a file have other numbers than in it.
 
+local sort = require "ombrix.obx.sort"
 local status = require "ombrix.obx.status"
 local text = require "ombrix.obx.text"
 
@@ -64,7 +65,7 @@ local function device_rows(now, parent)
     for row in pairs(now.instances) do
         if table_of(row) == parent then rows[#rows + 1] = row end
     end
-    return text.sort(rows)
+    return sort(rows)
 end
 
 local function has_values(now, row, values)
@@ -112,7 +113,7 @@ end
 local function sorted_keys(values)
     local keys = {}
     for key in pairs(values) do keys[#keys + 1] = key end
-    return text.sort(keys)
+    return sort(keys)
 end
 
 -- The changes for a row of the file (at first ""), which is called `there` on the device; nil where it is to be added.
@@ -147,7 +148,7 @@ local function add_removed(context, scope)
         if inside and not kept[row] and context.now.tables[table_of(row)] ~= false then gone[#gone + 1] = row end
     end
     local told = {}
-    for _, row in ipairs(text.sort(gone)) do
+    for _, row in ipairs(sort(gone)) do
         local outer = owner_of(row)
         if not told[outer] then context.changes[#context.changes + 1] = {change = "removed", path = row, name = row} end
         told[row] = true

@@ -1,107 +1,92 @@
 -- The options of a command line.
 --
--- An option is {name = "every", short = "e", value = "SECONDS", number = true, help = "..."}; without `value` it is a
--- flag. Options may stand before and behind words; "--" ends them.
-
-local status = require "ombrix.obx.status"
+-- An option is what its help shows: {"-e, --every SECONDS", "what it does"}. Without a word in capitals behind its name
+-- it is a flag; SECONDS are a number. Options may stand before and behind words; "--" ends them.
 
 local options = {}
 
 -- Those that every command takes.
 options.COMMON = {
-    {name = "unixpath", short = "u", value = "PATH", help = "the daemon's socket, or tcp://HOST:PORT"},
-    {name = "ssl", help = "TLS; the certificate is verified"},
-    {name = "auth", short = "a", value = "LOGIN:PASSWORD|TOKEN", help = "logs in"},
-    {name = "request-timeout", short = "t", value = "SECONDS", number = true, help = "bound of each request (5)"},
-    {name = "json", format = true, help = "one JSON document: an array of objects"},
-    {name = "jsonl", format = true, help = "a JSON object a line"},
-    {name = "csv", format = true, help = "comma-separated values with a heading"},
-    {name = "tsv", format = true, help = "the same with tabs; \\t, \\n, \\r and \\\\ in values"},
-    {name = "table", format = true, help = "aligned columns"},
-    {name = "help", short = "h", help = "tells how the command is used"},
+    {"-u, --unixpath PATH", "the daemon's socket, or tcp://HOST:PORT"},
+    {"    --ssl", "TLS; the certificate is verified"},
+    {"-a, --auth LOGIN:PASSWORD|TOKEN", "logs in"},
+    {"-t, --request-timeout SECONDS", "bound of each request (5)"},
+    {"    --json", "one JSON document: an array of objects"},
+    {"    --jsonl", "a JSON object a line"},
+    {"    --csv", "comma-separated values with a heading"},
+    {"    --tsv", "the same with tabs; \\t, \\n, \\r and \\\\ in values"},
+    {"    --table", "aligned columns"},
+    {"-h, --help", "tells how the command is used"},
 }
 
-local function find(lists, field, name)
+local FORMATS = {json = true, jsonl = true, csv = true, tsv = true, table = true}
+
+local function fail(reason) require("ombrix.obx.status").usage(reason) end
+
+-- The letter (or ""), the name and the value's name (or "") of an option.
+function options.parts(option) return option[1]:match("^[%s-]*(%a?),?%s*%-%-([%a-]+) ?(.*)$") end
+
+-- The option that a letter or a name stands for: its name, and its value's name where it takes one.
+function options.find(lists, wanted)
     for _, list in ipairs(lists) do
         for _, option in ipairs(list) do
-            if option[field] == name then return option end
+            local letter, name, value = options.parts(option)
+            if wanted == letter or wanted == name then return name, value ~= "" and value or nil end
         end
     end
 end
 
-local function number_of(option, text)
-    local number = tonumber(text)
-    if not number or number ~= number or number < 0 then
-        status.usage(("%s: a number of %s expected"):format(text, option.value:lower()))
+local function set(found, name, kind, text)
+    if kind == "SECONDS" then
+        local seconds = tonumber(text)
+        if not seconds or seconds ~= seconds or seconds < 0 then fail(text .. ": a number of seconds expected") end
+        text = seconds
+    elseif FORMATS[name] then
+        if found.format and found.format ~= name then fail(("--%s and --%s at once"):format(found.format, name)) end
+        found.format = name
     end
-    return number
+    found[name] = text
 end
 
--- Takes the option's value: what follows "=", or the next word.
-local function take_value(option, shown, given, words, index)
-    if not option.value then
-        if given then status.usage(shown .. " takes no value") end
-        return true, index
+-- Takes the word at `index`, and the next one where that is its value; returns the index of the last one taken.
+local function take(lists, found, words, index)
+    local word = words[index]
+    local wanted, given = word:match("^%-%-([^=]+)=?(.*)$")
+    if not wanted then
+        wanted, given = word:match("^%-(.)(.*)$")
+    elseif not word:find("=", 1, true) then
+        given = nil
     end
-    if not given then
+    local shown = word:sub(1, 2) == "--" and "--" .. wanted or "-" .. wanted
+    local name, kind = options.find(lists, wanted)
+    if not name then fail("there is no option " .. shown) end
+    if not kind then
+        if given and shown:sub(1, 2) == "--" then fail(shown .. " takes no value") end
+        set(found, name, nil, true)
+        if not given or given == "" then return index end
+        words[index] = "-" .. given -- further letters
+        return take(lists, found, words, index)
+    end
+    if not given or given == "" and #shown == 2 then
         index = index + 1
         given = words[index]
     end
-    if not given then status.usage(("%s needs a value: %s"):format(shown, option.value)) end
-    return option.number and number_of(option, given) or given, index
-end
-
-local function set(found, option, value)
-    if option.format then
-        if found.format and found.format ~= option.name then
-            status.usage(("--%s and --%s at once"):format(found.format, option.name))
-        end
-        found.format = option.name
-    else
-        found[option.name] = value
-    end
-end
-
--- "-Ex": each letter an option, the last one with the rest as its value.
-local function take_letters(lists, found, word, words, index)
-    for at = 2, #word do
-        local letter = word:sub(at, at)
-        local option = find(lists, "short", letter)
-        if not option then status.usage("there is no option -" .. letter) end
-        local rest = option.value and at < #word and word:sub(at + 1) or nil
-        local value
-        value, index = take_value(option, "-" .. letter, rest, words, index)
-        set(found, option, value)
-        if rest then break end
-    end
-    return index
-end
-
-local function take_name(lists, found, word, words, index)
-    local name, given = word:match("^%-%-([^=]+)=(.*)$")
-    name = name or word:sub(3)
-    local option = find(lists, "name", name)
-    if not option then status.usage("there is no option --" .. name) end
-    local value
-    value, index = take_value(option, "--" .. name, given, words, index)
-    set(found, option, value)
+    if not given then fail(("%s needs a value: %s"):format(shown, kind)) end
+    set(found, name, kind, given)
     return index
 end
 
 -- Sorts words from `first` on into `found` (by name) and a list of the others. With `only_leading` it stops at the
 -- first word that is no option, and returns its index as well.
 function options.parse(lists, words, first, found, only_leading)
-    local rest = {}
-    local index = first
+    local rest, index = {}, first
     while index <= #words do
         local word = words[index]
         if word == "--" then
             table.move(words, index + 1, #words, #rest + 1, rest)
             break
-        elseif word:find("^%-%-.") then
-            index = take_name(lists, found, word, words, index)
         elseif word:find("^%-.") then
-            index = take_letters(lists, found, word, words, index)
+            index = take(lists, found, words, index)
         elseif only_leading then
             break
         else

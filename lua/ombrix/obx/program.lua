@@ -1,17 +1,19 @@
 -- The program: finds the command, reads its options, runs it, and tells what went wrong.
 
-local catalogue = require "ombrix.obx.catalogue"
 local options = require "ombrix.obx.options"
 local status = require "ombrix.obx.status"
 
 local program = {}
 
+program.COMMANDS = "get set add del call find watch wait export diff apply confirm upgrade reboot save doc"
+    .. " help complete"
+
 local function load_command(name)
-    local command, message = catalogue.load(name)
-    if not command then
-        status.usage(message or ("there is no command '%s': obx help lists them"):format(name))
+    if (" " .. program.COMMANDS .. " "):find(" " .. name .. " ", 1, true) then
+        return require("ombrix.obx.commands." .. name)
     end
-    return command
+    local command, message = require("ombrix.obx.catalogue").load(name)
+    return command or status.usage(message or ("there is no command '%s': obx help lists them"):format(name))
 end
 
 local function check_words(name, command, words)
@@ -36,7 +38,12 @@ end
 local function trace(err)
     if type(err) == "table" and err.status then return err end
     if tostring(err):find("interrupted!", 1, true) then return {interrupted = err} end
-    return {status = status.REFUSED, line = ox.plain(debug.traceback(tostring(err), 2))}
+    return {status = status.REFUSED, line = debug.traceback(tostring(err), 2)}
+end
+
+-- A text as one line that steers no terminal.
+local function tell(line)
+    io.stderr:write("obx: ", (ox.plain(line):gsub("[\t\n]+", " ")), "\n")
 end
 
 -- Runs the words of a command line; returns the exit status.
@@ -45,11 +52,11 @@ function program.run(words)
     local written, reason = io.stdout:flush()
     if not done then
         if result.interrupted then error(result.interrupted, 0) end
-        io.stderr:write("obx: ", result.line, "\n")
+        tell(result.line)
         return result.status
     end
     if not written then
-        io.stderr:write("obx: standard output: ", reason, "\n")
+        tell("standard output: " .. reason)
         return status.REFUSED
     end
     return result or status.DONE

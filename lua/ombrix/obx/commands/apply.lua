@@ -25,9 +25,9 @@ return {
     summary = "makes the configuration that of a file, all of it or nothing",
     usage = "FILE",
     options = {
-        {name = "dry-run", help = "tells what would change, and changes nothing"},
-        {name = "confirm", value = "SECONDS", number = true, help = "taken back unless obx confirm comes in time"},
-        {name = "verbose", short = "v", help = "tells what was changed"},
+        {"    --dry-run", "tells what would change, and changes nothing"},
+        {"    --confirm SECONDS", "taken back unless obx confirm comes in time"},
+        {"-v, --verbose", "tells what was changed"},
     },
     least = 1,
     most = 1,

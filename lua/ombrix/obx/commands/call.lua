@@ -1,6 +1,7 @@
 -- obx call: a method, to its end.
 
 local output = require "ombrix.obx.output"
+local sort = require "ombrix.obx.sort"
 local status = require "ombrix.obx.status"
 local text = require "ombrix.obx.text"
 
@@ -94,7 +95,7 @@ local function run(words, options)
     local out = output.open(options, COLUMNS, function(record) return record.name .. "=" .. text.line(record.value) end)
     local names = {}
     for name in pairs(outputs) do names[#names + 1] = name end
-    for _, name in ipairs(text.sort(names)) do out.add{name = name, value = outputs[name]} end
+    for _, name in ipairs(sort(names)) do out.add{name = name, value = outputs[name]} end
     out.finish()
 end
 
@@ -102,7 +103,7 @@ return {
     summary = "calls a method, waits for its end and prints its outputs",
     usage = "METHOD [NAME=VALUE...]",
     options = {
-        {name = "wait", value = "SECONDS", number = true, help = "at most so long (0: not for an asynchronous one)"},
+        {"    --wait SECONDS", "at most so long (0: not for an asynchronous one)"},
     },
     least = 1,
     words = {"method", "argument"},

@@ -1,6 +1,6 @@
--- obx complete: what can stand in the place of the last of the words that standard input holds, a line each: a word, or a
--- word, a tab and what it is for; ":files" stands for the names of files. The shells' completion asks this; the words are
--- no arguments, since there may be a password among them.
+-- obx complete: what can stand in the place of the last of the words that standard input holds, a line each: a word, or
+-- a word, a tab and what it is for; ":files" stands for the names of files. The shells' completion asks this; the words
+-- are no arguments, since there may be a password among them.
 
 local catalogue = require "ombrix.obx.catalogue"
 local options = require "ombrix.obx.options"
@@ -11,16 +11,10 @@ local function offer(word, about) io.write(word, about and "\t" .. about or "", 
 
 local function begins(text, typed) return text:sub(1, #typed) == typed end
 
--- The option that a word is, where its value is the next word.
+-- The option that a word is, where its value is the next word: {name, kind = the value's name}.
 local function awaits_value(lists, word)
-    local letter = word:match("^%-(%a)$")
-    local name = word:match("^%-%-([^=]+)$")
-    for _, list in ipairs(lists) do
-        for _, option in ipairs(list) do
-            local meant = letter and option.short == letter or name and option.name == name
-            if meant then return option.value and option end
-        end
-    end
+    local name, kind = options.find(lists, word:match("^%-(%a)$") or word:match("^%-%-([^=]+)$"))
+    return kind and {name = name, kind = kind}
 end
 
 -- The command, its words before the last one, the options that were given, and the one that awaits its value.
@@ -47,7 +41,7 @@ local function read(words)
 end
 
 local function offer_commands(typed)
-    for _, names in ipairs{catalogue.NAMES, catalogue.users(), {"help"}} do
+    for _, names in ipairs{catalogue.NAMES, catalogue.users()} do
         for _, name in ipairs(names) do
             local command = begins(name, typed) and catalogue.load(name)
             if command then offer(name, command.summary) end
@@ -58,7 +52,8 @@ end
 local function offer_options(lists, typed)
     for _, list in ipairs(lists) do
         for _, option in ipairs(list) do
-            if begins("--" .. option.name, typed) then offer("--" .. option.name, option.help) end
+            local _, name = options.parts(option)
+            if begins("--" .. name, typed) then offer("--" .. name, option[2]) end
         end
     end
 end
@@ -79,7 +74,7 @@ local function run()
     local kinds = line.command and line.command.words or {}
     local kind = kinds[#line.words + 1] or kinds[#kinds]
     if line.awaiting then
-        if line.awaiting.value == "PATH" then offer(":files") end
+        if line.awaiting.kind == "PATH" then offer(":files") end
     elseif begins(typed, "-") then
         offer_options(line.lists, typed)
     elseif not line.command then

@@ -10,7 +10,7 @@ end
 return {
     summary = "keeps what obx apply --confirm has changed, or takes it back",
     usage = "[CHANGE]",
-    options = {{name = "cancel", help = "takes it back at once"}},
+    options = {{"    --cancel", "takes it back at once"}},
     most = 1,
     words = {},
     run = run,

@@ -29,7 +29,7 @@ end
 return {
     summary = "deletes rows",
     usage = "PATH...",
-    options = {{name = "verbose", short = "v", help = "tells what was deleted"}},
+    options = {{"-v, --verbose", "tells what was deleted"}},
     least = 1,
     words = {"row"},
     run = run,

@@ -64,7 +64,7 @@ end
 
 diff.summary = "what applying a file would change; 1 where anything would"
 diff.usage = "FILE|--saved [PATH]"
-diff.options = {{name = "saved", help = "against what the last obx save has kept"}}
+diff.options = {{"    --saved", "against what the last obx save has kept"}}
 diff.most = 2
 diff.words = {"file", "object"}
 

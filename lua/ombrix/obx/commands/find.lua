@@ -33,8 +33,8 @@ return {
     summary = "names and values that hold a text",
     usage = "TEXT [UNDER]",
     options = {
-        {name = "regex", short = "E", help = "TEXT is an extended regular expression"},
-        {name = "case", help = "capitals and small letters differ"},
+        {"-E, --regex", "TEXT is an extended regular expression"},
+        {"    --case", "capitals and small letters differ"},
     },
     least = 1,
     most = 2,

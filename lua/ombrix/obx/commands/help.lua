@@ -5,11 +5,7 @@ local options = require "ombrix.obx.options"
 local status = require "ombrix.obx.status"
 
 local function write_options(list)
-    for _, option in ipairs(list) do
-        local names = (option.short and "-" .. option.short .. ", " or "    ") .. "--" .. option.name
-        if option.value then names = names .. " " .. option.value end
-        io.write(("  %-34s %s\n"):format(names, option.help or ""))
-    end
+    for _, option in ipairs(list) do io.write(("  %-34s %s\n"):format(option[1], option[2] or "")) end
 end
 
 local function write_command(name)

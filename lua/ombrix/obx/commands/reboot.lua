@@ -18,9 +18,9 @@ return {
     summary = "restarts the device; with --wait it ends when the device is back",
     usage = "[MODE]",
     options = {
-        {name = "wait", help = "until the device is back"},
-        {name = "timeout", value = "SECONDS", number = true, help = "bound of the waiting (600)"},
-        {name = "force", short = "f", help = "also while firmware is flashed"},
+        {"    --wait", "until the device is back"},
+        {"    --timeout SECONDS", "bound of the waiting (600)"},
+        {"-f, --force", "also while firmware is flashed"},
     },
     most = 1,
     words = {"mode"},

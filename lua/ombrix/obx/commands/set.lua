@@ -24,8 +24,8 @@ return {
     summary = "sets values, all of them or none; the daemon converts the texts",
     usage = "PATH=VALUE...",
     options = {
-        {name = "dry-run", help = "everything is checked, nothing is changed"},
-        {name = "verbose", short = "v", help = "tells what was set"},
+        {"    --dry-run", "everything is checked, nothing is changed"},
+        {"-v, --verbose", "tells what was set"},
     },
     least = 1,
     words = {"assignment"},

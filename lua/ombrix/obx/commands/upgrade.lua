@@ -86,8 +86,8 @@ return {
     summary = "flashes firmware; with --wait it ends when the device runs it",
     usage = "IMAGE",
     options = {
-        {name = "wait", help = "until the device is back, and runs the new version"},
-        {name = "timeout", value = "SECONDS", number = true, help = "bound of the waiting for it (600)"},
+        {"    --wait", "until the device is back, and runs the new version"},
+        {"    --timeout SECONDS", "bound of the waiting for it (600)"},
     },
     least = 1,
     most = 1,

@@ -42,8 +42,8 @@ return {
     summary = "waits until a value is as wanted, through restarts of the daemon",
     usage = "'PATH OP VALUE'",
     options = {
-        {name = "timeout", value = "SECONDS", number = true, help = "not longer"},
-        {name = "verbose", short = "v", help = "prints the value"},
+        {"    --timeout SECONDS", "not longer"},
+        {"-v, --verbose", "prints the value"},
     },
     least = 1,
     words = {"path", "operator", "value"},

@@ -1,6 +1,7 @@
 -- obx watch: a line for each change. Events tell of changes at once; what has no events is found when it is read again.
 
 local output = require "ombrix.obx.output"
+local sort = require "ombrix.obx.sort"
 local status = require "ombrix.obx.status"
 local text = require "ombrix.obx.text"
 
@@ -52,7 +53,7 @@ end
 -- What came or went between two readings, a row as one change.
 function Watch:tell_each(change, names, rows)
     local told = {}
-    for _, name in ipairs(text.sort(names)) do
+    for _, name in ipairs(sort(names)) do
         local row = row_of(name, rows)
         if not told[row] then self:tell(change, row) end
         told[row] = true
@@ -129,7 +130,7 @@ return {
     summary = "a line for each change, of values and of rows",
     usage = "PATH...",
     options = {
-        {name = "every", value = "SECONDS", number = true, help = "how often what has no events is read again (1)"},
+        {"    --every SECONDS", "how often what has no events is read again (1)"},
     },
     least = 1,
     words = {"path"},
