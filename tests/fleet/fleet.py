@@ -127,10 +127,15 @@ class Controller:
                               capture_output=True, text=True, timeout=20 * harness.PATIENCE)
 
     def play(self, tasks, inventory, *args, verbose="-v", env=None):
-        """Runs tasks (YAML), or a playbook by its path, on the hosts of an inventory (its path or content)."""
+        """Runs tasks (YAML), or a playbook by its path, on the hosts of an inventory."""
         if not tasks.endswith(".yml"):
             tasks = self.write("play.yml", HEAD + textwrap.indent(textwrap.dedent(tasks), "    "))
-        if not isinstance(inventory, str):
-            inventory = self.write("inventory.json", json.dumps(inventory))
-        words = ["ansible-playbook", "-i", inventory, tasks] + ([verbose] if verbose else []) + list(args)
+        words = ["ansible-playbook", "-i", self.inventory(inventory), tasks] + ([verbose] if verbose else [])
+        return self.played(words + list(args), env)
+
+    def inventory(self, content):
+        """The path of an inventory with this content."""
+        return self.write("inventory.json", json.dumps(content))
+
+    def played(self, words, env=None):
         return Played(self.command(*words, env=env))

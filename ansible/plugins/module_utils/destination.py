@@ -1,5 +1,6 @@
 """Where a daemon listens, and how a connection to it comes about."""
 
+import ipaddress
 import re
 import socket
 import ssl
@@ -11,21 +12,28 @@ from .errors import Misused, Unreachable
 
 DEFAULT_PORT = 7547
 
+_ADDRESS = re.compile(r"(?:tcp://)?(?:(?P<host>[^:/\[\]\s]+)|\[(?P<v6>[^\[\]]+)\])(?::(?P<port>\d{1,5}))?")
+
 # `path` is that of a local socket, else None.
 Destination = namedtuple("Destination", "host port path")
 
 
 def parse(text):
-    """PATH of a local socket, or HOST, HOST:PORT, tcp://HOST:PORT, an IPv6 host in brackets."""
+    """PATH of a local socket, or HOST, HOST:PORT, tcp://HOST:PORT; an IPv6 host stands in brackets."""
     if "/" in text and not text.startswith("tcp://"):
         return Destination(None, None, text)
-    rest = text[6:] if text.startswith("tcp://") else text
-    found = (re.fullmatch(r"\[([0-9A-Fa-f:.%\w]+)\](?::(\d+))?", rest) or re.fullmatch(r"([^:/\[\]\s]+)(?::(\d+))?", rest)
-             or re.fullmatch(r"([0-9A-Fa-f:]*:[0-9A-Fa-f:.]*:[0-9A-Fa-f:.]*)()", rest))
-    port = int(found.group(2) or DEFAULT_PORT) if found else 0
-    if not 0 < port < 65536:
+    found = _ADDRESS.fullmatch(text)
+    port = int(found.group("port") or DEFAULT_PORT) if found else 0
+    if not 0 < port < 65536 or not _is_host(found):
         raise Misused("%s is no address: HOST, HOST:PORT or the path of a local socket" % text)
-    return Destination(found.group(1), port, None)
+    return Destination(found.group("v6") or found.group("host"), port, None)
+
+
+def _is_host(found):
+    try:
+        return not found.group("v6") or bool(ipaddress.IPv6Address(found.group("v6")))
+    except ValueError:
+        return False
 
 
 def trust(ca_file=None):

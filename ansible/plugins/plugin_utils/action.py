@@ -5,8 +5,8 @@ from ansible.errors import AnsibleConnectionFailure
 from ansible.module_utils.common.arg_spec import ArgumentSpecValidator
 from ansible.module_utils.common.parameters import remove_values
 from ansible.plugins.action import ActionBase
-from ansible_collections.ombrix.obx.plugins.module_utils.settings import CONNECTION, VARIABLE
 from ansible_collections.ombrix.obx.plugins.module_utils.task import Task, perform
+from ansible_collections.ombrix.obx.plugins.plugin_utils.options import with_variables
 
 
 class RouterAction(ActionBase):
@@ -17,8 +17,9 @@ class RouterAction(ActionBase):
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
+        options = with_variables(self._task.args, task_vars or {}, self._templar)
         rules = getattr(self.module, "RULES", {})
-        checked = ArgumentSpecValidator(self.module.ARGUMENTS, **rules).validate(self._options(task_vars or {}))
+        checked = ArgumentSpecValidator(self.module.ARGUMENTS, **rules).validate(options)
         secrets = set(checked._no_log_values)  # there is no other way to them
         if checked.error_messages:
             result.update(failed=True, msg="; ".join(checked.error_messages))
@@ -31,15 +32,3 @@ class RouterAction(ActionBase):
         if result.pop("unreachable", False):
             raise AnsibleConnectionFailure(result["msg"])
         return result
-
-    def _options(self, variables):
-        """The task's options, and the host's variables where it gives none."""
-        options = dict(self._task.args)
-        for name in CONNECTION:
-            value = variables.get(VARIABLE % name)
-            if options.get(name) is None and value is not None:
-                options[name] = self._templar.template(value)
-        if not options.get("address"):
-            options["address"] = self._templar.template(
-                variables.get("ansible_host") or variables.get("inventory_hostname"))
-        return options
