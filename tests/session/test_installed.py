@@ -9,7 +9,7 @@ import pytest
 import harness
 
 CLIENT = """
-bin/obx bin/obxc bin/obxc_interpreter bin/obxc_lua
+bin/obx bin/obx bin/obxc bin/obxc_interpreter bin/obxc_lua
 lib/lua/5.3/ombrix/snapshot/init.lua lib/lua/5.3/ombrix/wait/init.lua
 share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish share/zsh/site-functions/_obxc
 share/obxc/complete share/obxc/complete.lua share/obx/complete
@@ -65,7 +65,7 @@ def test_links_of_the_documents_lead_somewhere(prefix):
         if not name.endswith(".md"):
             continue
         with open(os.path.join(prefix, name)) as file:
-            for link in re.findall(r"\]\(([^)#:]+)", file.read()):
+            for link in re.findall(r"\]\(([^)#:]+)[)#]", file.read()):
                 if not os.path.exists(os.path.join(prefix, os.path.dirname(name), link)):
                     wrong.append((name, link))
     assert wrong == []
