@@ -63,9 +63,10 @@ int glob_names(lua_State* L) {
     lua_setmetatable(L, -2);
     glob(pattern, 0, nullptr, names);
     lua_newtable(L);
+    lua_Integer count = 0;
     for (size_t i = 0; i < names->gl_pathc; ++i) {
         lua_pushstring(L, names->gl_pathv[i]);
-        lua_rawseti(L, -2, static_cast<lua_Integer>(i + 1));
+        lua_rawseti(L, -2, ++count);
     }
     return 1;
 }

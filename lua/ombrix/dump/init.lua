@@ -45,32 +45,6 @@ end
 
 function dump.print(value) print(dump.text(value)) end
 
--- Ranges of characters that take no column, and of those that take two.
-local NARROW = {{0x300, 0x36F}, {0x483, 0x489}, {0x591, 0x5BD}, {0x610, 0x61A}, {0x64B, 0x65F}, {0x1AB0, 0x1AFF},
-                {0x1DC0, 0x1DFF}, {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x2064}, {0x20D0, 0x20FF},
-                {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}, {0xE0100, 0xE01EF}}
-local WIDE = {{0x1100, 0x115F}, {0x2E80, 0x303E}, {0x3041, 0xA4CF}, {0xA960, 0xA97F}, {0xAC00, 0xD7A3}, {0xF900, 0xFAFF},
-              {0xFE30, 0xFE6F}, {0xFF01, 0xFF60}, {0xFFE0, 0xFFE6}, {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF},
-              {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}}
-
-local function is_in(ranges, code)
-    for _, range in ipairs(ranges) do
-        if code < range[1] then return false end
-        if code <= range[2] then return true end
-    end
-    return false
-end
-
--- Columns of a text on a terminal.
-local function width_of(text)
-    if not text:find("[\x80-\xff]") then return #text end
-    local width = 0
-    for _, code in utf8.codes(text) do
-        width = width + (is_in(NARROW, code) and 0 or is_in(WIDE, code) and 2 or 1)
-    end
-    return width
-end
-
 local function escaped(c) return ("\\x%02x"):format(c:byte()) end
 
 -- A cell is one line of valid text.
@@ -108,11 +82,11 @@ function dump.rows(records, columns)
     end
     local widths = {}
     for _, row in ipairs(rows) do
-        for i, cell in ipairs(row) do widths[i] = math.max(widths[i] or 0, width_of(cell)) end
+        for i, cell in ipairs(row) do widths[i] = math.max(widths[i] or 0, ox.width(cell)) end
     end
     for _, row in ipairs(rows) do
         local line = {}
-        for i, cell in ipairs(row) do line[i] = i < #row and cell .. (" "):rep(widths[i] - width_of(cell)) or cell end
+        for i, cell in ipairs(row) do line[i] = i < #row and cell .. (" "):rep(widths[i] - ox.width(cell)) or cell end
         print(table.concat(line, "  "))
     end
 end
