@@ -6,7 +6,7 @@ local status = require "ombrix.obx.status"
 local function run(words, options)
     local before = device.boot()
     local done, message, code, data =
-        ox.call("Reboot", {Force = options.force or nil, DeviceMode = words[1]})
+        ox.call("Reboot", {Force = options.force or nil, DeviceMode = words[1]}, {once = true})
     -- A device may be gone before its answer is out.
     if not done and not (options.wait and device.is_gone(code)) then
         status.stop(status.of(code), nil, status.reason("reboot", message, data))

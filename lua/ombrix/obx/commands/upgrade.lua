@@ -20,21 +20,20 @@ local function source_of(image)
     return {FileType = "Firmware", URL = "file://" .. file.path, MD5 = file.md5}
 end
 
--- Fetching takes its time: a bound is what the person says, or that the daemon is silent for a minute.
-local function patient() return {timeout = ox.timeout or math.huge} end
+-- Fetching takes its time: a bound is what the person says, or that the daemon is silent for a minute. No order is
+-- given twice.
+local function order(params) return ox.call("Download", params, {timeout = ox.timeout or math.huge, once = true}) end
 
-local function download(image, params)
-    return status.check(image, ox.call("Download", params, patient()))
-end
+local function download(image, params) return status.check(image, order(params)) end
 
--- Follows the flashing to its end; true where the device went down.
+-- Follows the flashing; true where the device told its end, nil where it went down first.
 local function follow(image, bar)
     local flashing, begun = false, ox.now()
     while true do
-        local percent, state = ox.get(PROGRESS, STATE, {timeout = 5})
+        local percent, state, code = ox.get(PROGRESS, STATE, {timeout = 5})
         if percent == nil then
-            if device.is_gone(math.type(state) and state or -7) then return end
-            status.stop(status.REFUSED, image, "the device does not tell how far it is")
+            if device.is_gone(code) then return end
+            status.stop(status.REFUSED, image, "the device does not tell how far it is: " .. state)
         end
         if state == -1 then break end
         if state < 0 then status.stop(status.REFUSED, image, "the firmware was not flashed") end
@@ -47,6 +46,7 @@ local function follow(image, bar)
         ox.sleep(STEP)
     end
     bar:show(100)
+    return true
 end
 
 -- The device is back: it runs the new version, or it does not.
@@ -62,22 +62,25 @@ local function run(words, options)
     local before = device.boot()
     local params = source_of(image)
     params.NeedPreUpdate = true
-    download(image, params)
-    params.NeedPreUpdate = false
     local check = download(image, params)
-    if check.CurrentVersion == check.NewVersion and check.Status ~= 0 then return status.DONE end
+    if check.NewVersion and check.CurrentVersion == check.NewVersion then
+        ox.call("Download", {FileType = "Firmware", TransactionID = check.TransactionID}) -- it runs already
+        return status.DONE
+    end
+    params.NeedPreUpdate = false
+    check = download(image, params)
     if check.Status ~= 0 then
         params.URL, params.TransactionID = "file://" .. (check.SavedFirmware or ""), check.TransactionID
-        local done, message, code, data = ox.call("Download", params, patient())
+        local done, message, code, data = order(params)
         -- A device may go down before its answer is out.
         if not done and not device.is_gone(code) then
             status.stop(status.of(code), nil, status.reason(image, message, data))
         end
     end
     local bar = progress.open("Flashing")
-    follow(image, bar)
+    local told = follow(image, bar)
     bar:close()
-    if not options.wait then return status.DONE end
+    if told and not options.wait then return status.DONE end
     device.await_boot(before, options.timeout)
     check_version(image, check.NewVersion)
 end
