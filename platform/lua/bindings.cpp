@@ -1,6 +1,7 @@
 #include "bindings.hpp"
 
 #include "atexit.hpp"
+#include "change.hpp"
 #include "connection.hpp"
 #include "coroutines.hpp"
 #include "elements.hpp"
@@ -24,6 +25,7 @@ void bindings_open(lua_State* L) {
     json_open(L);
     values_open(L);
     model_open(L);
+    change_open(L);
     events_open(L);
     atexit_open(L);
     object_open(L);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "change.hpp"
 #include "json.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_tr.hpp"
@@ -33,12 +34,17 @@ int add(lua_State* L) {
     const char* path = check_path(L, 1);
     if (!lua_isnil(L, 2)) luaL_checktype(L, 2, LUA_TTABLE);
     const char* table = lua_pushfstring(L, "%s%s", path, ox_tr_path_is_partial(path) ? "" : ".");
-    Holder* holder = holder_push(L, 3);
+    Holder* holder = holder_push(L, 3, DRY_RUN_OPTION);
+    if (int refused = dry_run_refused(L, holder)) return refused;
     holder->json = json_array();
     if (!lua_isnil(L, 2)) add_values(L, 2, holder->json, table);
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_add_object(path))) return failure(L, holder);
+    if (holder->marked) move_names(L, holder->json, strlen(table), "");
+    ox_jrpcmsg* request = dry_run_mark(holder, ox_jrpcmsg_cmd_add_object(path));
+    if (holder->marked)
+        ox_jrpcmsg_add_parameter_json_new(request, OX_TR_PARAMETER_LIST, json_incref(holder->json));
+    if (!exchange(L, holder, request)) return failure(L, holder);
     push_result_number(L, holder);
-    if (lua_isnil(L, 2)) {
+    if (lua_isnil(L, 2) || holder->marked) {
         holder_clear(holder);
         return 1;
     }
@@ -62,8 +68,10 @@ int del(lua_State* L) {
     require_writable(L);
     lua_settop(L, 2);
     const char* path = check_path(L, 1);
-    Holder* holder = holder_push(L, 2);
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_delete_object(path))) return failure(L, holder);
+    Holder* holder = holder_push(L, 2, DRY_RUN_OPTION);
+    if (int refused = dry_run_refused(L, holder)) return refused;
+    ox_jrpcmsg* request = dry_run_mark(holder, ox_jrpcmsg_cmd_delete_object(path));
+    if (!exchange(L, holder, request)) return failure(L, holder);
     holder_clear(holder);
     lua_pushboolean(L, 1);
     return 1;

@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <string.h>
 
+#include "change.hpp"
 #include "json.hpp"
 #include "memory.hpp"
 #include "object.hpp"
@@ -203,6 +204,8 @@ bool exchange(lua_State* L, Holder* holder, ox_jrpcmsg* message, const ox_list_t
     check_memory(L);
     if (!context->api) luaL_error(L, "there is no connection to the daemon");
     if (context->hands_on) luaL_error(L, "no request while an answer is handed on");
+    change_name(L, message);
+    check_memory(L);
     int timeout = holder->timeout_ms ? holder->timeout_ms : script_timeout(L);
     int usual = ox_jrpcapi_get_timeout(context->api);
     Exchange exchange = {context->api, message, taker, holder->once};

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "change.hpp"
 #include "json.hpp"
 #include "memory.hpp"
 #include "object.hpp"
@@ -75,7 +76,8 @@ int set(lua_State* L) {
     luaL_argcheck(L, many || !lua_isnoneornil(L, 2), 2, "a value expected (ox.null for none)");
     lua_settop(L, 3);
     const char* path = many ? "" : check_path(L, 1);
-    Holder* holder = holder_push(L, many ? 2 : 3);
+    Holder* holder = holder_push(L, many ? 2 : 3, DRY_RUN_OPTION);
+    if (int refused = dry_run_refused(L, holder)) return refused;
     holder->json = json_array();
     if (many) {
         add_values(L, 1, holder->json, "");
@@ -86,7 +88,8 @@ int set(lua_State* L) {
     }
     json_t* list = holder->json;
     holder->json = nullptr;
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_set_parameter_values_new(list))) return failure(L, holder);
+    ox_jrpcmsg* request = dry_run_mark(holder, ox_jrpcmsg_cmd_set_parameter_values_new(list));
+    if (!exchange(L, holder, request)) return failure(L, holder);
     holder_clear(holder);
     lua_pushboolean(L, 1);
     return 1;
