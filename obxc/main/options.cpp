@@ -82,16 +82,6 @@ int groups_parse(StartOptions* options, const char* list) {
     return GO_ON;
 }
 
-// The argument is then covered, so that no list of processes shows a password or token.
-void auth_parse(StartOptions* options, char* data) {
-    const char* colon = strchr(data, ':');
-    size_t login_length = colon ? static_cast<size_t>(colon - data) : strlen(data);
-    if (login_length > sizeof(options->login) - 1) login_length = sizeof(options->login) - 1;
-    ox_string_strlcpy(options->login, data, login_length + 1);
-    ox_string_strlcpy(options->password, colon ? colon + 1 : "", sizeof(options->password));
-    memset(data, '*', strlen(data));
-}
-
 /// The one-mode rule. `said` is how a conflict names the new mode, `name` what later conflicts call it.
 int mode_choose(StartOptions* options, int mode, const char* said, const char* name) {
     if (options->mode != MODE_INTERACTIVE) {
@@ -157,7 +147,8 @@ int option_apply(StartOptions* options, int option, char* argument) {
             options->unix_path = argument;
             return GO_ON;
         case 'a':
-            auth_parse(options, argument);
+            options_take_auth(options, argument);
+            memset(argument, '*', strlen(argument));  // no list of processes shows a password or token
             return GO_ON;
         case 'c':
             options->config_path = argument;
@@ -217,6 +208,14 @@ int options_parse(StartOptions* options, int argc, char** argv) {
     }
     if (options->stands_alone) auth_words_cover(argc, argv);
     return GO_ON;
+}
+
+void options_take_auth(StartOptions* options, const char* text) {
+    const char* colon = strchr(text, ':');
+    size_t login_length = colon ? static_cast<size_t>(colon - text) : strlen(text);
+    if (login_length > sizeof(options->login) - 1) login_length = sizeof(options->login) - 1;
+    ox_string_strlcpy(options->login, text, login_length + 1);
+    ox_string_strlcpy(options->password, colon ? colon + 1 : "", sizeof(options->password));
 }
 
 void options_free(StartOptions* options) {

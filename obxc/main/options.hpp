@@ -39,6 +39,8 @@ struct StartOptions {
 
 /// Fills the (zeroed) options. -1: go on; 0 or more: end with this exit status, everything is printed.
 int options_parse(StartOptions* options, int argc, char** argv);
+/// Takes credentials: a user and, behind ":", the password, or a token.
+void options_take_auth(StartOptions* options, const char* text);
 /// Releases what the options own and wipes the credentials.
 void options_free(StartOptions* options);
 /// `request_timeout_ms` for the options.

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "commands/login.hpp"
+#include "main/auth_file.hpp"
 #include "main/events.hpp"
 #include "main/modes.hpp"
 #include "main/options.hpp"
@@ -75,7 +76,8 @@ int channel_check(ox_jrpcapi* api, const char* name) {
 /// Whether connecting takes handshakes, which are given more time than an exchange on the events connection:
 /// but not when the same daemon has just failed to answer one.
 bool is_afar(const StartOptions* options) {
-    return options->use_ssl || (options->unix_path && strncmp(options->unix_path, "tcp://", 6) == 0);
+    const char* destination = options->unix_path ? options->unix_path : ox_jrpcapi_default_destination();
+    return options->use_ssl || strncmp(destination, "tcp://", 6) == 0;
 }
 
 int channels_open(const Channels* channels, const StartOptions* options) {
@@ -213,6 +215,7 @@ int run(int argc, char** argv) {
     channels.events = ox_jrpcapi_init();
     StartOptions options = {};
     int status = options_parse(&options, argc, argv);
+    if (status == GO_ON) status = auth_file_take(&options);
     interrupt_begin_end(status == GO_ON && options.mode == MODE_INTERACTIVE);
     if (status == GO_ON) status = session_prepare(&channels, &options);
     if (status == GO_ON) status = mode_run(&options);

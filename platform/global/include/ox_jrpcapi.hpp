@@ -20,6 +20,9 @@ enum ox_jrpcapi_flag : uint32_t {
 };
 
 inline constexpr const char* OX_JRPCAPI_DEFAULT_SOCKET = "/var/run/obxd.sock";
+/// Where connections go that nobody gave a destination: where the environment's OBXD_SOCKET says (a path, or
+/// tcp://HOST:PORT), else to the socket above.
+const char* ox_jrpcapi_default_destination(void);
 /// The time-out of exchanges for which nobody set another, in milliseconds.
 inline constexpr int OX_JRPCAPI_TIMEOUT_MS = 5000;
 

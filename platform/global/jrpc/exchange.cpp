@@ -145,7 +145,7 @@ ox_jrpcmsg* exchange_login_message(const char* login, const char* password) {
 int exchange_connect(ox_jrpcapi* api, long long deadline) {
     if (!api->socket.connected) {
         stream_fail(api, api->error);  // what a jump may have left of an earlier attempt
-        const char* destination = api->destination ? api->destination : OX_JRPCAPI_DEFAULT_SOCKET;
+        const char* destination = api->destination ? api->destination : ox_jrpcapi_default_destination();
         bool tls = (api->flags & OX_JRPCAPI_SSL) != 0;
         api->error = socket_connect(&api->socket, destination, api->kind, tls, deadline);
         if (api->error != OX_SOCKET_OK) return api->error;

@@ -15,6 +15,11 @@ void (*mismatch_hook)(ox_jrpcapi*) = nullptr;
 
 }  // namespace
 
+const char* ox_jrpcapi_default_destination(void) {
+    const char* destination = getenv("OBXD_SOCKET");
+    return destination && *destination ? destination : OX_JRPCAPI_DEFAULT_SOCKET;
+}
+
 ox_jrpcapi* ox_jrpcapi_init(void) {
     ox_jrpcapi* api = connection_new();
     api->flags = OX_JRPCAPI_RELOGIN;
