@@ -8,6 +8,7 @@
 #include "ox_colors.hpp"
 #include "ox_log.hpp"
 #include "ox_raii.hpp"
+#include "session/interrupt.hpp"
 #include "session/prompt.hpp"
 
 namespace {
@@ -41,6 +42,7 @@ int help_command(const char*, json_t*) {
         printf("%-*s", static_cast<int>(width), rows[i].syntax);
         ox_colors_reset();
         printf(" - %s\n", rows[i].help);
+        interrupt_point();
     }
     return 0;
 }

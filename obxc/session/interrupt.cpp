@@ -2,11 +2,14 @@
 
 #include <pthread.h>
 #include <stdio.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include "ox_colors.hpp"
 #include "ox_confapi.hpp"
 #include "ox_editor.hpp"
 #include "ox_out.hpp"
+#include "ox_screen.hpp"
 #include "ox_wait.hpp"
 #include "session/identity.hpp"
 #include "session/patience.hpp"
@@ -135,11 +138,13 @@ void interrupt_forget(void) {
 }
 
 void interrupt_point(void) {
+    ox_out_line();
     if (interrupt_armed && marked) interrupt_jump();
 }
 
 void interrupt_recover(void) {
     patience_leave();
+    if (ox_out_is_slow()) tcflush(STDOUT_FILENO, TCOFLUSH);
     ox_rl_recover();
     ox_colors_reset();
     ox_confapi_ignore_next_error_exec(0);

@@ -8,6 +8,9 @@
 
 /// From now on the output of these functions stops, even within a text, as soon as `cancelled` says so.
 void ox_out_set_cancel(bool (*cancelled)(void));
+/// To be called behind each line of a longer output: on a serial line it goes out before the next is made.
+/// False as soon as output is to stop.
+bool ox_out_line(void);
 /// Writes bytes as they are.
 void ox_out_write(FILE* file, const char* data, size_t size);
 /// Writes `length` bytes (-1: up to the terminating zero) to standard output. On a terminal, control

@@ -19,3 +19,6 @@ size_t ox_screen_columns(void);
 /// Whether standard output is a terminal (asked once, again after ox_out_refresh).
 bool ox_out_is_terminal(void);
 void ox_out_refresh(void);
+/// Whether standard output is a serial line, on which each byte takes its time: a terminal that has one of
+/// their speeds (asked once as well). Pseudo-terminals and the system's own screens all have another.
+bool ox_out_is_slow(void);

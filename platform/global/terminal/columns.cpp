@@ -83,8 +83,10 @@ ColumnList columns_list(const json_t* strings, size_t width) {
 
 void columns_print(const ColumnList& list, size_t first, size_t count, const char* colour) {
     if (!list.layout.widths) return;
-    for (size_t row = first; row < list.layout.rows && row - first < count; row++)
+    for (size_t row = first; row < list.layout.rows && row - first < count; row++) {
         print_row(list, row, colour);
+        if (!ox_out_line()) return;
+    }
 }
 
 void columns_free(ColumnList* list) {

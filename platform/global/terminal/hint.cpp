@@ -9,6 +9,7 @@
 
 #include "editor.hpp"
 #include "ox_hint.hpp"
+#include "ox_screen.hpp"
 #include "ox_str.hpp"
 #include "typed.hpp"
 #include "width.hpp"
@@ -36,10 +37,11 @@ bool line_has_columns(void) {
     return true;
 }
 
-/// Whether a hint may stand behind the line as readline draws it.
+/// Whether a hint may stand behind the line as readline draws it. On a serial line it would cost more time
+/// than it saves.
 bool has_place(void) {
-    return editor.hint && rl_end > 0 && rl_point == rl_end && !RL_ISSTATE(no_state) && typed_row_is_plain() &&
-           line_has_columns();
+    return editor.hint && !ox_out_is_slow() && rl_end > 0 && rl_point == rl_end && !RL_ISSTATE(no_state) &&
+           typed_row_is_plain() && line_has_columns();
 }
 
 bool is_of_line(void) {

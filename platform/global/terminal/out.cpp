@@ -4,6 +4,8 @@
 
 #include "ox_memory.hpp"
 #include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
+#include "ox_screen.hpp"
 #include "screen.hpp"
 #include "width.hpp"
 
@@ -74,11 +76,20 @@ void ox_out_set_cancel(bool (*cancelled)(void)) {
     cancelled_hook = cancelled;
 }
 
+// What has been handed to the system can't be stopped any more: there a line at most is.
+bool ox_out_line(void) {
+    if (ox_out_is_slow()) ox_out_flush();
+    return !is_cancelled();
+}
+
 void ox_out_write(FILE* file, const char* data, size_t size) {
-    enum { PIECE = 4096 };
+    enum { PIECE = 4096, SLOW_PIECE = 64 };
+    bool slow = file == stdout && size > SLOW_PIECE && ox_out_is_slow();
+    size_t most = slow ? SLOW_PIECE : PIECE;
     for (size_t piece = 0; size > 0 && !is_cancelled(); data += piece, size -= piece) {
-        piece = size < PIECE ? size : static_cast<size_t>(PIECE);
+        piece = size < most ? size : most;
         fwrite(data, 1, piece, file);
+        if (slow) ox_out_flush();
     }
 }
 
@@ -121,6 +132,7 @@ void ox_out_lines(const char* text) {
     while (const char* newline = strchr(text, '\n')) {
         ox_out_text(text, newline - text);
         putchar('\n');
+        if (!ox_out_line()) return;
         text = newline + 1;
     }
     ox_out_text(text);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "ox_out_buffer.hpp"
+#include "ox_screen.hpp"
 #include "ox_str.hpp"
 #include "screen.hpp"
 
@@ -31,8 +32,13 @@ bool is_printable(const char* text, size_t size) {
     return true;
 }
 
-/// Starts a row unless the cursor stands at the start of one.
+/// Starts a row unless the cursor stands at the start of one; on a serial line, where a row of blanks takes
+/// its time, in any case.
 void start_row(size_t columns) {
+    if (ox_out_is_slow()) {
+        putchar('\n');
+        return;
+    }
     const char* erase = rl_get_termcap("ce");
     if (!erase || strncmp(erase, "\033[K", 3) != 0) return;
     // As many blanks as there are columns wrap to the next row only where the cursor was not in column 0.

@@ -6,6 +6,7 @@
 #include <string.h>
 #include <strings.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "ox_string.hpp"
@@ -18,13 +19,14 @@ enum { DEPTH_UNKNOWN = -1, DEPTH_NONE = 0, DEPTH_16 = 1, DEPTH_256 = 2, DEPTH_TR
 /// What was found out about the terminal so far.
 struct Screen {
     int is_terminal;  // standard output; -1 while nobody asked
+    int is_slow;      // the same
     int depth;        // of colours written; DEPTH_UNKNOWN while nobody asked
     bool has_locale;
     const char* stand_in;             // of the environment's locale
     char described[32];               // the terminal whose description was read last
     Terminfo info;                    // what it says
     ox_rl_capabilities capabilities;  // as they were asked for last
-} screen = {.is_terminal = -1, .depth = DEPTH_UNKNOWN};
+} screen = {.is_terminal = -1, .is_slow = -1, .depth = DEPTH_UNKNOWN};
 
 struct Family {
     const char* prefix;
@@ -143,6 +145,17 @@ bool ox_out_is_terminal(void) {
 
 void ox_out_refresh(void) {
     screen.is_terminal = -1;
+    screen.is_slow = -1;
+}
+
+bool ox_out_is_slow(void) {
+    if (screen.is_slow < 0) {
+        struct termios line;
+        bool known = ox_out_is_terminal() && tcgetattr(STDOUT_FILENO, &line) == 0;
+        speed_t speed = known ? cfgetospeed(&line) : B0;
+        screen.is_slow = speed != B0 && speed != B38400 && speed <= B230400;
+    }
+    return screen.is_slow;
 }
 
 int screen_depth(void) {

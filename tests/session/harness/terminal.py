@@ -24,10 +24,12 @@ class Terminal:
 
     `args` are obxc's; `daemon` puts "-u SOCKET" in front of them; `command` runs another program instead, in which
     the shell is called SHELL. `tmp` is a private directory where its history lies as it would in /tmp, empty at first.
+    `baud` makes it a serial line: it has that speed, and no more is read than comes over such a line; with `told` false it does
+    not say how large its screen is.
     """
 
     def __init__(self, *args, daemon=None, command=None, columns=100, lines=30, env=None, cwd=None,
-                 home=None):
+                 home=None, baud=None, told=True):
         self.columns, self.lines = columns, lines
         self.emulator = pyte.HistoryScreen(columns, lines, history=20000, ratio=0.5)
         self.stream = pyte.ByteStream(self.emulator)
@@ -35,7 +37,12 @@ class Terminal:
         self.tmp = temp_dir()
         argv = command or [runs["terminal"]] + (["-u", daemon.socket] if daemon else []) + list(args)
         self.master, slave = pty.openpty()
-        self._set_size(slave)
+        self.rate = baud and baud / 10  # bytes a second
+        self.taken = (time.monotonic(), 0.0)  # when, and how many more may be read then
+        if baud:
+            self._set_speed(slave, getattr(termios, "B%d" % baud))
+        if told:
+            self._set_size(slave)
         self.process = subprocess.Popen(argv, stdin=slave, stdout=slave, stderr=slave, cwd=cwd,
                                         env=dict(env or environment(home=home), OBX_TEST_TMP=self.tmp),
                                         preexec_fn=self._take_terminal)
@@ -46,6 +53,24 @@ class Terminal:
         os.setsid()
         fcntl.ioctl(0, termios.TIOCSCTTY, 0)
         signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+    @staticmethod
+    def _set_speed(fd, speed):
+        line = termios.tcgetattr(fd)
+        line[4] = line[5] = speed
+        termios.tcsetattr(fd, termios.TCSANOW, line)
+
+    def _take(self):
+        """What has arrived, b"" where the line is not that fast."""
+        if not self.rate:
+            return os.read(self.master, 65536)
+        now = time.monotonic()
+        room = min(self.taken[1] + (now - self.taken[0]) * self.rate, 1 + self.rate / 20)
+        data = os.read(self.master, int(room)) if room >= 1 else b""
+        self.taken = (now, room - len(data))
+        if not data:
+            time.sleep(1 / self.rate)
+        return data
 
     def _set_size(self, fd):
         fcntl.ioctl(fd, termios.TIOCSWINSZ, struct.pack("HHHH", self.lines, self.columns, 0, 0))
@@ -70,13 +95,19 @@ class Terminal:
             if not ready:
                 return True
             try:
-                data = os.read(self.master, 65536)
+                data = self._take()
             except OSError:
                 return False
-            if not data:
+            if not data and not self.rate:
                 return False
-            self.raw += data
-            self.stream.feed(data)
+            if self.rate and time.monotonic() > end:
+                self._show(data)
+                return True
+            self._show(data)
+
+    def _show(self, data):
+        self.raw += data
+        self.stream.feed(data)
 
     def send(self, text):
         """Types. "\\r" is Enter, "\\t" Tab, "\\x03" Ctrl-C, "\\x04" Ctrl-D, "\\x1b[A" cursor up."""
