@@ -43,6 +43,38 @@ class Peer:
             closing.close()
 
 
+class OneWayIn:
+    """Passes one connection on to a port of this machine, and no other one after it."""
+
+    def __init__(self, port):
+        self.port = port
+        self.listener = socket.create_server(("127.0.0.1", 0), backlog=1)
+        self.address = "127.0.0.1:%d" % self.listener.getsockname()[1]
+
+    def __enter__(self):
+        threading.Thread(target=self._serve, daemon=True).start()
+        return self
+
+    def __exit__(self, *unused):
+        self.listener.close()
+
+    def _serve(self):
+        client = self.listener.accept()[0]
+        self.listener.close()
+        with client, socket.create_connection(("127.0.0.1", self.port)) as router:
+            back = threading.Thread(target=self._pass, args=(router, client), daemon=True)
+            back.start()
+            self._pass(client, router)
+            back.join()
+
+    @staticmethod
+    def _pass(here, there):
+        with contextlib.suppress(OSError):
+            while data := here.recv(65536):
+                there.sendall(data)
+            there.shutdown(socket.SHUT_WR)
+
+
 def closed_port():
     """An address where nobody listens."""
     with socket.create_server(("127.0.0.1", 0)) as listener:

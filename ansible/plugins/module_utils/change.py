@@ -6,6 +6,8 @@ from .errors import ConnectionFailed, Misused, ObxError, Refused
 from .router import NO_SUCH_METHOD
 from .values import HIDDEN, as_kept, is_same, is_secret, shown, to_text
 
+AS_ONE = 60  # seconds after which the router takes back what was neither confirmed nor cancelled
+
 CHANGING = {
     "confirm_within": {"type": "int"},
     "save": {"type": "bool", "default": False},
@@ -57,10 +59,10 @@ def attempt(task, router, trial):
     return None
 
 
-def commit(task, router, change):
-    """Calls `change` with the router, confirms it where the task wants that, and saves. Returns the router, which may be
-    on another connection then."""
-    seconds = task.options["confirm_within"]
+def commit(task, router, change, as_one=False):
+    """Calls `change` with the router and saves where the task wants that. Where it wants a confirmed change, and with
+    `as_one`, the router takes back what was done when that fails. Returns the router, on another connection perhaps."""
+    seconds = task.options["confirm_within"] or (AS_ONE if as_one else 0)
     if seconds:
         end = time.monotonic() + seconds
         identity = _begin(router, seconds)
