@@ -8,7 +8,8 @@ local NAMES = {["\n"] = "\\n", ["\r"] = "\\r", ["\t"] = "\\t", ["\\"] = "\\\\"}
 function text.of(value)
     if type(value) == "string" then return value end
     if value == nil or value == ox.null then return "" end
-    return type(value) == "boolean" and tostring(value) or ox.json.encode(value)
+    local plain = type(value) == "boolean" or math.type(value) == "integer"
+    return plain and tostring(value) or ox.json.encode(value)
 end
 
 -- A value as part of a line: what would end the line, or steer a terminal, is written as printf's %b reads it.
