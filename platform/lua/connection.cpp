@@ -1,13 +1,16 @@
 // Where the script's connection leads, and who it is logged in as.
 #include "connection.hpp"
 
+#include <string.h>
+
+#include "ox_auth_file.hpp"
 #include "ox_jrpcapi.hpp"
 #include "ox_user.hpp"
 #include "request.hpp"
 
 namespace {
 
-enum { LOGIN_REFUSED = 9001 };
+enum { LOGIN_REFUSED = 9001, LINE_SIZE = 512 };
 
 ox_jrpcapi* connection_of(lua_State* L) {
     ox_jrpcapi* api = context_of(L)->api;
@@ -85,6 +88,24 @@ int token(lua_State* L) {
     return 0;
 }
 
+/// ox.auth_file(): what the file holds that OBX_AUTH_FILE names, as -a takes it; nil where it names none, nil
+/// and why where the file cannot be used.
+int auth_file(lua_State* L) {
+    require_open(L);
+    const char* path = ox_auth_file();
+    if (!path) return 0;
+    char line[LINE_SIZE];
+    const char* why = ox_auth_file_read(path, line, sizeof(line));
+    if (why) {
+        lua_pushnil(L);
+        lua_pushfstring(L, "cannot use OBX_AUTH_FILE %s: %s", path, why);
+        return 2;
+    }
+    lua_pushstring(L, line);
+    explicit_bzero(line, sizeof(line));
+    return 1;
+}
+
 /// ox.is_local(): whether the daemon runs on this host, and so sees its files.
 int is_local(lua_State* L) {
     lua_pushboolean(L, ox_socket_type(ox_jrpcapi_socket(connection_of(L))) == OX_SOCKET_LOCAL);
@@ -94,7 +115,8 @@ int is_local(lua_State* L) {
 }  // namespace
 
 void connection_open(lua_State* L) {
-    static const luaL_Reg functions[] = {
-        {"connect", connect}, {"login", login}, {"token", token}, {"is_local", is_local}, {nullptr, nullptr}};
+    static const luaL_Reg functions[] = {{"connect", connect},   {"login", login},
+                                         {"token", token},       {"auth_file", auth_file},
+                                         {"is_local", is_local}, {nullptr, nullptr}};
     luaL_setfuncs(L, functions, 0);
 }

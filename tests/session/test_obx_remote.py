@@ -39,6 +39,19 @@ def test_a_wrong_login_is_refused(remote, trusting):
         check(at(remote, "get", "-a", login, USER, env=trusting), "", 1, "obx: login: %s\n" % reason)
 
 
+def test_the_environment(remote, authority, directory):
+    secret = os.path.join(directory, "secret")
+    with open(secret, "w") as file:
+        file.write("admin:admin\n")
+    os.chmod(secret, 0o600)
+    env = harness.obx_environment(OBX_CA_FILE=authority.cert, OBX_AUTH_FILE=secret, OBXD_SOCKET=remote.url())
+    check(obx("--ssl", "get", USER, env=env), "admin\n")
+    check(obx("--ssl", "-a", "user-token", "get", USER, env=env), "user\n")
+    os.chmod(secret, 0o640)
+    check(obx("--ssl", "get", USER, env=env), "", 1,
+          "obx: cannot use OBX_AUTH_FILE %s: others may use it; its mode must be 0600\n" % secret)
+
+
 def test_a_certificate_that_nobody_vouches_for(remote):
     done = at(remote, "get", USER, env=harness.obx_environment(OBX_CA_FILE="/etc/hostname"))
     assert done.status == 3 and done.err.startswith("obx: %s: cannot connect to obxd: " % remote.url()), done

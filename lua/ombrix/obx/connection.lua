@@ -12,8 +12,10 @@ function connection.open(options)
     local where = (options.unixpath or options.ssl) and {to = options.unixpath, ssl = options.ssl} or nil
     local ok, message, code = ox.connect(where)
     if not ok then status.stop(status.of(code), options.unixpath, "cannot connect to obxd: " .. message) end
-    if options.auth then return require("ombrix.obx.login")(options.auth) end
-    if os.getenv("OBX_AUTH_FILE") then return end
+    local auth, reason = options.auth, nil
+    if not auth then auth, reason = ox.auth_file() end
+    if reason then status.stop(status.REFUSED, nil, reason) end
+    if auth then return require("ombrix.obx.login")(auth) end
     ok, message, code = ox.login()
     if not ok and code < 0 then status.stop(status.of(code), "login", message) end
 end
