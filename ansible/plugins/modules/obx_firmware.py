@@ -78,7 +78,8 @@ ARGUMENTS = argument_spec(
 VERSION = "Device.DeviceInfo.SoftwareVersion"
 STATUS = "Device.DeviceInfo.UpgradeStatus"
 PROGRESS = "Device.DeviceInfo.UpgradeProgress"
-AT_REST, REFUSED = 0, -2
+AT_REST = 0
+REFUSED = -2
 
 
 def order(task, router, end):
