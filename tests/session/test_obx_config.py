@@ -189,6 +189,7 @@ def test_wrong_files(obxd, written, directory):
     done = obx("diff", directory + "/none", daemon=obxd)
     assert done.status == 1 and "none: No such file" in done.err
     assert obx("diff", daemon=obxd).status == 2
+    assert obx("apply", "--confirm", "0", name, daemon=obxd).status == 2
     done = obx("apply", written("Device.None=1"), daemon=obxd)
     assert done.status == 1 and done.err.startswith("obx: Device.None: ")
 

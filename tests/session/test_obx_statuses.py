@@ -139,7 +139,7 @@ def test_an_apply_that_is_cut_off_is_left_to_the_daemon(scripted):
     done = obx("apply", "-", daemon=daemon, stdin=FILE)
     one_line(done, 5)
     assert "what was done is taken back within" in done.err
-    assert daemon.requests("AddObject") == [{"ObjectName": ROW, "Change": "c1"}]
+    assert [each["Change"] for each in daemon.received if each["method"] == "AddObject"] == ["c1"]
     assert not daemon.requests("RawSetParameterValues")
 
 

@@ -44,25 +44,24 @@ end
 local function lacks(code) return code == NO_SUCH_METHOD or code == NOT_SUPPORTED end
 
 -- Rows are added, values set in one request, rows deleted. Nil, message, code, data where something is refused.
--- They name the change `id` (nil: none), so that they belong to it on any connection. A row is asked for once: where
--- the answer is lost, nobody knows whether there is one.
-local function carry_out(changes, names, id)
+-- A row is asked for once: where the answer is lost, nobody knows whether there is one.
+local function carry_out(changes, names)
     for _, each in ipairs(changes) do
         if each.change == "added" then
             local parent = renamed(table_of(each.path), names)
-            local answer, message, code, data = ox.call("AddObject", {ObjectName = parent, Change = id}, ONCE)
+            local answer, message, code, data = ox.call("AddObject", {ObjectName = parent}, ONCE)
             if not answer then return nil, message, code, data end
             names[each.path] = ("%s%d."):format(parent, answer.InstanceNumber)
         end
     end
     local list = assignments(changes, names)
     if #list > 0 then
-        local done, message, code, data = ox.call("RawSetParameterValues", {ParameterList = list, Change = id})
+        local done, message, code, data = ox.call("RawSetParameterValues", {ParameterList = list})
         if not done then return nil, message, code, data end
     end
     for _, each in ipairs(changes) do
         if each.change == "removed" then
-            local done, message, code, data = ox.call("DeleteObject", {ObjectName = each.name, Change = id})
+            local done, message, code, data = ox.del(each.name)
             if not done and code ~= NO_SUCH_NAME then return nil, message, code, data end
         end
     end
@@ -81,29 +80,29 @@ local function take_back(now, message, code, data)
 end
 
 -- It was begun, and failed: the daemon takes it back now, or when its time is over.
-local function give_up(id, message, code, data)
+local function give_up(seconds, message, code, data)
     local reason = status.reason(nil, message, data)
-    if not ox.call("CancelChange", {Change = id}) then
-        reason = ("%s; what was done is taken back within %d seconds"):format(reason, SECONDS)
+    if not ox.cancel_change() then
+        reason = ("%s; what was done is taken back within %g seconds"):format(reason, seconds)
         status.stop(status.PARTLY, nil, reason)
     end
     status.stop(status.of(code), nil, reason)
 end
 
--- Carries the changes out, all or none; returns the change's name where it waits for `obx confirm`.
+-- Carries the changes out, all or none; returns the change's name where it is to be confirmed within `seconds`.
 function change.apply(changes, now, names, seconds)
-    local begun, message, code, data = ox.call("BeginChange", {Timeout = math.ceil(seconds or SECONDS)})
-    if not begun and (seconds or not lacks(code)) then
+    local id, message, code, data = ox.begin_change(seconds or SECONDS)
+    if not id and (seconds or not lacks(code)) then
         if lacks(code) then message = "the daemon knows no changes that have to be confirmed" end
         status.stop(status.of(code), nil, status.reason(nil, message, data))
     end
     local done
-    done, message, code, data = carry_out(changes, names, begun and begun.Change)
-    if not done and begun then give_up(begun.Change, message, code, data) end
+    done, message, code, data = carry_out(changes, names)
+    if not done and id then give_up(seconds or SECONDS, message, code, data) end
     if not done then take_back(now, message, code, data) end
-    if seconds or not begun then return begun and begun.Change end
-    done, message, code, data = ox.call("ConfirmChange", {Change = begun.Change})
-    if not done then give_up(begun.Change, message, code, data) end
+    if seconds or not id then return id end
+    done, message, code, data = ox.confirm_change()
+    if not done then give_up(SECONDS, message, code, data) end
 end
 
 -- Whether the values can be set, as far as that can be known before rows are there.

@@ -6,7 +6,11 @@ local diff = require "ombrix.obx.commands.diff"
 local difference = require "ombrix.obx.difference"
 local status = require "ombrix.obx.status"
 
+local MOST_SECONDS = 3600
+
 local function run(words, options)
+    local seconds = options.confirm
+    if seconds and (seconds <= 0 or seconds > MOST_SECONDS) then status.usage("--confirm takes 1 to 3600 seconds") end
     local changes, now, names = difference.find(config_file.read(words[1]))
     if options["dry-run"] then
         diff.write(changes, options)
@@ -14,8 +18,8 @@ local function run(words, options)
         return status.DONE
     end
     if #changes > 0 then
-        local id = change.apply(changes, now, names, options.confirm)
-        if options.confirm then io.write(id, "\n") end
+        local id = change.apply(changes, now, names, seconds)
+        if seconds then io.write(id, "\n") end
     end
     if options.verbose or options.format then diff.write(changes, options) end
     return status.DONE

@@ -3,8 +3,8 @@
 local status = require "ombrix.obx.status"
 
 local function run(words, options)
-    local method = options.cancel and "CancelChange" or "ConfirmChange"
-    status.check(words[1], ox.call(method, {Change = words[1]}))
+    local finish = options.cancel and ox.cancel_change or ox.confirm_change
+    status.check(words[1], finish(words[1]))
 end
 
 return {
