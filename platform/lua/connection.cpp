@@ -58,12 +58,16 @@ void take_destination(lua_State* L, ox_jrpcapi* api) {
     lua_pop(L, 2);
 }
 
-/// ox.connect([{to = destination, ssl = boolean}])
+/// ox.connect([{to = destination, ssl = boolean}]): true, and whether there was no connection before.
 int connect(lua_State* L) {
     require_writable(L);
     ox_jrpcapi* api = connection_of(L);
     if (!lua_isnoneornil(L, 1)) take_destination(L, api);
-    return try_attempt(L, {api, nullptr, nullptr, 0}, nullptr);
+    bool fresh = !ox_jrpcapi_socket(api);
+    int results = try_attempt(L, {api, nullptr, nullptr, 0}, nullptr);
+    if (results > 1) return results;
+    lua_pushboolean(L, fresh);
+    return 2;
 }
 
 /// ox.login([name [, password]]): without a name as the user who runs the program, over the local socket.

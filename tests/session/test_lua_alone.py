@@ -36,7 +36,7 @@ def test_without_the_mark_the_options_are_obxcs(run):
 
 def test_connects_where_it_says(run, obxd):
     text = 'print(ox.connect{to = ...}) print(ox.get("Device.DeviceInfo.HostName"))'
-    assert run(text, obxd.socket).out == "true\nrouter\n"
+    assert run(text, obxd.socket).out == "true\ttrue\nrouter\n"
     assert run(text, "/none").out.startswith("nil\tNo such socket\t-5\n")
     done = run('ox.connect{to = ...} ox.connect{to = ...}', obxd.socket)
     assert "the script is connected already" in done.out

@@ -211,7 +211,8 @@ def test_reboot_waits_until_the_device_is_back(start_obxd):
 
 
 @pytest.mark.parametrize("words", [["get", "Device."], ["set", "Device.X=1"], ["add", "Device.X."], ["del", "Device.X"],
-                                   ["call", "Device.X"], ["find", "x"], ["watch", "Device."], ["export"], ["reboot"],
+                                   ["call", "Device.X"], ["find", "x"], ["watch", "Device."], ["export"], ["diff", "-"], ["apply", "-"],
+                                   ["confirm"], ["reboot"],
                                    ["save"], ["doc", "Device."], ["upgrade", "/dev/null"],
                                    ["wait", "--timeout", "0.2", "Device.X == 1"]])
 def test_no_daemon(words, directory):
@@ -274,6 +275,15 @@ def test_manual_page_names_every_command_and_option():
         text += obx("help", command).out
     for option in set(re.findall(r"--[a-z-]+", text)):
         assert option in page, option
+
+
+def test_on_the_connection_of_obxc(shared_obxd, tree_modules):
+    """From a tree, where its interpreter has no name of its own."""
+    words = ["-S", harness.OBX, "--", "get", "Device.Users.CurrentUser"]
+    check(harness.obxc("-a", "admin:admin", *words, daemon=shared_obxd), "admin\n")
+    check(harness.obxc(*words, daemon=shared_obxd), "\n")  # a guest, as every script is
+    done = harness.obxc("-S", harness.OBX, "--", "get", "Device.None", daemon=shared_obxd)
+    check(done, "", 1, "obx: Device.None: Invalid parameter name\n")
 
 
 def test_no_secret_in_the_list_of_processes(obxd):

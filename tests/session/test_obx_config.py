@@ -1,6 +1,8 @@
 """obx export, diff, apply and confirm: a configuration as a file."""
 
 import os
+import pty
+import subprocess
 
 import pytest
 
@@ -204,3 +206,37 @@ def test_what_was_saved(obxd, directory):
     check(obx("diff", "--saved", daemon=obxd, env=env),
           "-Device.DeviceInfo.HostName=x\n+Device.DeviceInfo.HostName=router\n", 1)
     check(obx("diff", "--saved", "Device.NAT.", daemon=obxd, env=env))
+
+
+def on_terminal(*words, daemon, **env):
+    """What obx writes to a terminal."""
+    master, slave = pty.openpty()
+    try:
+        process = subprocess.run([harness.OBX, "-u", daemon.socket, *words], stdout=slave, stderr=subprocess.PIPE,
+                                 env=harness.obx_environment(**env), timeout=4 * harness.PATIENCE)
+        harness.check_sanitizers(process.stderr)
+        os.close(slave)
+        slave = -1
+        data = b""
+        while True:
+            try:
+                more = os.read(master, 65536)
+            except OSError:  # the terminal is gone, and empty
+                return data.decode().replace("\r\n", "\n")
+            data += more
+    finally:
+        os.close(master)
+        if slave >= 0:
+            os.close(slave)
+
+
+def test_on_a_terminal(obxd, written):
+    name = written("Device.DeviceInfo.HostName=other")
+    plain = "-Device.DeviceInfo.HostName=router\n+Device.DeviceInfo.HostName=other\n"
+    assert on_terminal("diff", name, daemon=obxd) == (
+        "\x1b[31m-Device.DeviceInfo.HostName=router\x1b[0m\n\x1b[32m+Device.DeviceInfo.HostName=other\x1b[0m\n")
+    assert on_terminal("diff", name, daemon=obxd, NO_COLOR="1") == plain
+    assert on_terminal("diff", name, daemon=obxd, TERM="dumb") == plain
+    obxd.client().set("Device.NAT.PortMapping.1.Description", "a\x1b[2Jb")
+    assert on_terminal("get", MAPPING + "1.Description", daemon=obxd) == "a\\x1b[2Jb\n"
+    check(obx("get", MAPPING + "1.Description", daemon=obxd), "a\x1b[2Jb\n")
