@@ -289,6 +289,14 @@ json_reader_state read_folded(JsonReader* reader, Window* window, size_t size) {
     return add_counted(reader, object, cost);
 }
 
+/// The begin of an object whose end has not arrived: broken, when nothing that may follow makes it one.
+json_reader_state look_at_begin(const JsonReader* reader, const char* text, size_t size) {
+    json_reader_state state = JSON_READER_MORE;
+    size_t cost = 0;
+    json_decref(read_apart(reader, text, size, &state, &cost));
+    return state;
+}
+
 json_reader_state read_foldable(JsonReader* reader, Window* window, size_t there) {
     size_t size = 0;
     json_t* object = json_folds_guess(reader->folds, window->at, there, &size);
@@ -298,7 +306,7 @@ json_reader_state read_foldable(JsonReader* reader, Window* window, size_t there
     }
     size = json_folds_length(window->at, there < FOLD_MAX ? there : size_t{FOLD_MAX});
     if (size > 0) return read_folded(reader, window, size);
-    if (there < FOLD_MAX) return JSON_READER_MORE;
+    if (there < FOLD_MAX) return look_at_begin(reader, window->at, there);
     ++window->at;
     return open_container(reader, json_object());
 }

@@ -175,6 +175,21 @@ TEST(JsonReader, TextsThatGoOnAreNotBroken) {
     }
 }
 
+/// What comes behind them would be swallowed.
+TEST(JsonReader, BrokenTextsAreNotWaitedFor) {
+    for (const char* value : {R"({"a":trx)", R"({"a":1 {)", R"({"a":1]})",
+                              R"({"a":"x)"
+                              "\n",
+                              R"({"a" "b")", R"([1 2)"}) {
+        for (const char* name : {"Attributes", "attr", "other"}) {
+            std::string text = std::string("{\"") + name + "\":" + value;
+            for (size_t step : {size_t{1}, text.size()}) {
+                EXPECT_EQ(read(text, step).state, JSON_READER_BROKEN) << text << " by " << step;
+            }
+        }
+    }
+}
+
 TEST(JsonReader, EqualAttributesAreOneObject) {
     std::string attributes = R"({"access":"readOnly","type":"string"})";
     std::string list;
