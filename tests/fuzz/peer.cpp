@@ -29,7 +29,6 @@ struct Peer {
     std::string lines;
     size_t at = 0;
     bool echo = false;
-    unsigned requests = 0;
     long long now_ms = 1000000;
 };
 
@@ -101,7 +100,6 @@ void serve_line(Connection* c, const std::string& line) {
     REQUIRE(json_string_length(json_object_get(request, "method")) > 0);
     json_t* id = json_object_get(request, "id");
     if (!id) return;
-    peer().requests++;
     if (peer().echo) {
         json_t* params = json_object_get(request, "params");
         REQUIRE(params);
@@ -177,7 +175,6 @@ void peer_begin(const std::string& lines) {
     p.lines = lines;
     p.at = 0;
     p.echo = false;
-    p.requests = 0;
 }
 
 void peer_echo() {
@@ -186,8 +183,4 @@ void peer_echo() {
 
 long long peer_waited_ms() {
     return peer().now_ms;
-}
-
-unsigned peer_requests() {
-    return peer().requests;
 }

@@ -16,5 +16,3 @@ void peer_begin(const std::string& lines);
 void peer_echo();
 /// How long the client has waited so far.
 long long peer_waited_ms();
-/// Requests that came, since peer_begin.
-unsigned peer_requests();
