@@ -10,7 +10,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(
 
 import harness  # noqa: E402: the session tests' own
 from certificates import Authority  # noqa: E402
-from fleet import Controller, Fleet  # noqa: E402
+from routers import Controller, Fleet  # noqa: E402
 
 ROUTERS = 8 if harness.SANITIZED else 30
 

@@ -29,8 +29,8 @@ def framed(data, sizes):
     return messages, bytes(framer.buffer)
 
 
-MESSAGES = [{}, {"a": "}{"}, {"text": 'quotes " and \\ and \\" and \u20ac'}, {"deep": {"er": [{"x": "[{"}, 1.5, None, True]}},
-            {"end": "\\"}, {"long": "x" * 5000 + '"' * 50 + "\\" * 51}, {"\u00fc": -1}]
+MESSAGES = [{}, {"a": "}{"}, {"text": 'quotes " and \\ and \\" and \u20ac'},
+            {"deep": {"er": [{"x": "[{"}, 1.5, None, True]}}, {"end": "\\"}, {"long": "x" * 5000 + '"' * 50 + "\\" * 51}, {"\u00fc": -1}]
 
 
 @pytest.mark.parametrize("between", ["", "\n", " \t\r\n  "])
@@ -45,8 +45,8 @@ def test_messages_come_out_whole_however_they_are_cut(between, indent):
 
 
 @pytest.mark.parametrize("data", [
-    b"[]", b"null", b"x{}", b"}", b'{"a":NaN}', b'{"a":Infinity}', b'{"a":1,}', b"{'a':1}", b'{"a":"\xff"}', b'{"a":"\\ud800"}',
-    b'{"a":"\x01"}', b'{"a":' * 100000 + b"1" + b"}" * 100000, b'{"a":' + b"[" * 100000 + b"]" * 100000 + b"}",
+    b"[]", b"null", b"x{}", b"}", b'{"a":NaN}', b'{"a":Infinity}', b'{"a":1,}', b"{'a':1}", b'{"a":"\xff"}',
+    b'{"a":"\\ud800"}', b'{"a":"\x01"}', b'{"a":' * 100000 + b"1" + b"}" * 100000, b'{"a":' + b"[" * 100000 + b"]" * 100000 + b"}",
     b'{"a":' + b"9" * 100000 + b"}"], ids=lambda data: str(data[:20]))
 def test_what_is_no_message_is_told(data):
     framer = Framer()
@@ -177,7 +177,8 @@ def test_addresses(text, wanted):
     assert parse(text) == Destination(*wanted)
 
 
-@pytest.mark.parametrize("text", ["", "a:b", "a:0", "a:65536", "tcp://", "tcp://a/b", "[::1", "a b", "[]:1", ":1", "[a:b]:1", "2001:db8::1"])
+@pytest.mark.parametrize("text", ["", "a:b", "a:0", "a:65536", "tcp://", "tcp://a/b", "[::1", "a b", "[]:1", ":1", "[a:b]:1",
+                                  "2001:db8::1"])
 def test_what_is_no_address(text):
     with pytest.raises(Misused):
         parse(text)

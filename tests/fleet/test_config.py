@@ -56,8 +56,8 @@ def test_a_backup_is_a_file_of_obx_and_brings_everything_back(play, fleet, one, 
     assert restored.counted("changed") == {"r0"} and restored.status == 0, restored
     assert fleet.values("Device.NAT.PortMapping.1.Description")["r0"] == "SSH to the NAS"
     with fleet.routers["r0"].client() as client:
-        row, = client.call("Select", {"Selector": 'Device.NAT.PortMapping.*[Alias=="web"].{ExternalPort}'})["Matches"].items()
-    assert row[1] == {"ExternalPort": 8080}
+        rows = client.call("Select", {"Selector": 'Device.NAT.PortMapping.*[Alias=="web"].{ExternalPort}'})["Matches"]
+    assert list(rows.values()) == [{"ExternalPort": 8080}]
     last = config(play, fleet, one, "restored", file)
     assert last.status == 0 and last.counted("changed") == set(), last
 

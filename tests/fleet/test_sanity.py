@@ -1,5 +1,5 @@
-"""The checks of ansible-test sanity that run without a network: those that need nothing but ansible-core through ansible-test
-itself, and those for which it would fetch packages through the same programs as Debian packages them."""
+"""The checks of ansible-test sanity that run without a network: through ansible-test itself those that need nothing but
+ansible-core, and with Debian's packages of the same programs those for which it would fetch packages."""
 
 import os
 import re
@@ -10,11 +10,11 @@ import sys
 import ansible_test
 import pytest
 
-from fleet import COLLECTION
+from routers import COLLECTION
 
 OFFLINE = """
-    action-plugin-docs changelog compile empty-init future-import-boilerplate ignores line-endings metaclass-boilerplate no-assert
-    no-basestring no-dict-iteritems no-dict-iterkeys no-dict-itervalues no-get-exception no-illegal-filenames no-main-display
+    action-plugin-docs changelog compile empty-init future-import-boilerplate ignores line-endings metaclass-boilerplate
+    no-assert no-basestring no-dict-iteritems no-dict-iterkeys no-dict-itervalues no-get-exception no-illegal-filenames no-main-display
     no-smart-quotes no-unicode-literals replace-urlopen shebang symlinks use-argspec-type-path use-compat-six
 """.split()
 CHECKS = os.path.join(os.path.dirname(ansible_test.__file__), "_util", "controller", "sanity")
@@ -60,8 +60,8 @@ def test_documentation_and_options_are_the_same(run, collection, kind):
     with open(os.path.join(collection, "tests", "sanity", "ignore-2.14.txt"), encoding="utf-8") as file:
         ignored = {(line.split()[0], line.split()[1].split(":")[1]) for line in file}
     program = os.path.join(CHECKS, "validate-modules", "validate.py")
-    checked = run(sys.executable, program, "--format", "plain", "--arg-spec", "--collection", "ansible_collections/ombrix/obx",
-                  "--collection-version", "1.0.0", "--plugin-type", kind, *plugins(collection, kind))
+    checked = run(sys.executable, program, "--format", "plain", "--arg-spec",
+                  "--collection", "ansible_collections/ombrix/obx", "--collection-version", "1.0.0", "--plugin-type", kind, *plugins(collection, kind))
     assert "Traceback" not in checked.stderr, checked.stderr
     found = set(re.findall(r"^(\S+?):\d+:\d+: [EW](\S+)", checked.stdout, re.M))
     assert found == {entry for entry in ignored if entry[0] in plugins(collection, kind)}, checked.stdout
@@ -81,8 +81,8 @@ def test_the_layout_of_python_and_yaml(run, collection):
         ignored = ",".join(file.read().split())
     python = run("pycodestyle", "--max-line-length", "160", "--ignore", ignored, "plugins")
     assert python.returncode == 0, python.stdout + python.stderr
-    yaml = run("yamllint", "-c", os.path.join(CHECKS, "yamllint", "config", "default.yml"), "galaxy.yml", "meta", "playbooks",
-               "tests")
+    yaml = run("yamllint", "-c", os.path.join(CHECKS, "yamllint", "config", "default.yml"), "galaxy.yml", "meta",
+               "playbooks", "tests")
     assert yaml.returncode == 0, yaml.stdout + yaml.stderr
     documents = [path for kind in PLUGINS for path in plugins(collection, kind)]
     inside = run(sys.executable, os.path.join(CHECKS, "yamllint", "yamllinter.py"), stdin="\n".join(documents))

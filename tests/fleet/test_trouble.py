@@ -6,7 +6,7 @@ import os
 import pytest
 
 from certificates import Authority
-from fleet import TOKEN
+from routers import TOKEN
 from peers import Peer, closed_port, says, silent
 
 SHORT = 3  # seconds that the silent ones are waited for
