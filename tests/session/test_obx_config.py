@@ -146,7 +146,7 @@ def test_confirm_without_a_name_and_cancel(obxd, written):
 
 
 def test_unless_confirmed_in_time_it_is_taken_back(obxd, written):
-    assert obx("apply", "--confirm", "1", written("Device.DeviceInfo.HostName=tried"), daemon=obxd).status == 0
+    assert obx("apply", "--confirm", "2", written("Device.DeviceInfo.HostName=tried"), daemon=obxd).status == 0
     harness.wait_until(lambda: value_of(obxd, "Device.DeviceInfo.HostName") == "router", "the end of the change")
     done = obx("confirm", daemon=obxd)
     assert done.status == 1 and done.err.count("\n") == 1

@@ -170,7 +170,8 @@ def test_wait_for_a_daemon_that_comes_later(obxd):
 
 def test_wait_on_a_daemon_that_hangs(scripted):
     daemon = scripted(lambda request, connection: None)
-    one_line(obx("wait", "--timeout", "0.5", "Device.A == 1", daemon=daemon), 4)
+    done = obx("wait", "--timeout", "0.5", "Device.A == 1", daemon=daemon)
+    check(done, "", 4, "obx: Device.A: not so within 0.5 seconds\n")
 
 
 def read_line(process):

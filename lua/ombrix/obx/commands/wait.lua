@@ -8,13 +8,14 @@ local status = require "ombrix.obx.status"
 local STEP = 0.2
 local LATE = -11
 
--- A daemon that is away is waited for; what it refuses is refused.
+-- A daemon that is away is waited for; what it refuses is refused. False where the time is over, and it was there.
 local function connect(options, left)
     while true do
         local done, err = pcall(connection.open, options)
-        if done then return end
-        if type(err) ~= "table" or err.status ~= status.AWAY and err.status ~= status.LATE then error(err, 0) end
-        if left() <= 0 then error(err, 0) end
+        if done then return true end
+        local late = type(err) == "table" and err.status == status.LATE
+        if not late and (type(err) ~= "table" or err.status ~= status.AWAY) then error(err, 0) end
+        if left() <= 0 then return not late and error(err, 0) end
         ox.sleep(math.min(STEP, left()))
     end
 end
@@ -25,10 +26,11 @@ local function run(words, options)
     local function left() return finish and math.max(finish - ox.now(), 0) or math.huge end
     local bound = options["request-timeout"]
     if finish then options["request-timeout"] = math.max(math.min(bound or 5, left()), 0.05) end
-    connect(options, left)
-    ox.timeout = bound
-    local wait = require "ombrix.wait"
-    local value, message, code = wait.wait_until(path, holds, finish and left())
+    local value, message, code = nil, nil, LATE
+    if connect(options, left) then
+        ox.timeout = bound
+        value, message, code = require("ombrix.wait").wait_until(path, holds, finish and left())
+    end
     if value == nil then
         if code == LATE then message = ("not so within %g seconds"):format(options.timeout) end
         status.stop(status.of(code), nil, status.reason(path, message))
