@@ -1,5 +1,9 @@
 -- The program: finds the command, reads its options, runs it, and tells what went wrong.
 
+-- The other modules lie beside this one: looking for them elsewhere first costs as much as reading them.
+local _, file = ...
+package.path = file:gsub("ombrix/obx/program%.lua$", "?.lua;") .. package.path
+
 local options = require "ombrix.obx.options"
 local status = require "ombrix.obx.status"
 
