@@ -1,5 +1,6 @@
 """Every method, as a guest and as a user, with params that make sense, nearly do, or do not at all."""
 
+import contextlib
 import json
 import os
 import string
@@ -162,3 +163,76 @@ def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
                 client.close()
                 client = obxd.client(login=None)
     client.close()
+
+
+def bomb(rng, paths):
+    """A whole request that is easily sent and would cost much."""
+    size = rng.randrange(1, (8 if harness.SANITIZED else 60) << 20)
+    method = rng.choice(METHODS)
+    kind = rng.randrange(6)
+    if kind == 0:
+        filler = rng.choice((b"{},", b"[],", b"0,", b'"",', b"[{}],"))
+        params = b'{"ParameterNames":[' + filler * (size // len(filler)) + b"0]}"
+    elif kind == 1:
+        depth = rng.choice((100, 2000, 3000, 1000000))
+        params = b'{"Value":' + b"[" * depth + b"]" * depth + b"}"
+    elif kind == 2:
+        params = b'{"Path":"' + rng.choice((b"a", b"*.", b"\\n", b"Device.", "\u00e4".encode())) * (size // 8) + b'"}'
+    elif kind == 3:
+        params = b"{" + b",".join(b'"%d":{}' % number for number in range(size // 100)) + b"}"
+    else:
+        names = ["."] * rng.choice((1, 20000)) if kind == 4 else rng.choices(paths, k=rng.choice((10, 1000, 5000)))
+        method = rng.choice(("GetParameterAttributes", "GetParameterValues", "GetDataModel"))
+        params = json.dumps({"ParameterNames": names, "Level": -1, "IgnoreAccessError": True}).encode()
+    return b'{"jsonrpc":"2.0","id":7,"method":"' + method.encode() + b'","params":' + params + b"}\n"
+
+
+def test_bombs_of_guests(start_obxd, rng, budget, paths):
+    """Each gets one answer, or the connection's end where nothing more could be taken."""
+    obxd = start_obxd()
+    with watched(obxd):
+        for _ in budget.rounds(at_least=12):
+            with contextlib.closing(obxd.client(login=None)) as client:
+                with contextlib.suppress(BrokenPipeError, ConnectionResetError):
+                    client.socket.sendall(bomb(rng, paths))
+                with contextlib.suppress(ConnectionResetError):
+                    answer = client.receive()
+                    assert answer is None or ("result" in answer) != ("error" in answer), answer
+
+
+def test_names_and_urls_lead_nowhere_else(start_obxd, rng, budget, directory):
+    """What an administrator names is written below the state directory, not over the daemon's own files, and nobody is
+    shown a word of a file that is refused."""
+    obxd = start_obxd(*harness.SMALL)
+    state = os.path.join(obxd.directory, "state")
+    secret = os.path.join(directory, "secret")
+    with open(secret, "w") as file:
+        file.write("hidden: words")
+    os.symlink(directory, os.path.join(state, "out"))
+    outside = hosts_files()
+    client = obxd.client()
+    client.call("SaveConfig")
+    pieces = ["..", ".", "", "out", "out/..", "files", "restore", "firmware", "config.json", "state.json", "secret", "new",
+              "%2e%2e", "..%2f", "~", "*", "x" * 300, "a b", "\u00e4", "\n", "-rf", directory, secret, "/etc/passwd"]
+
+    def name():
+        return "/".join(rng.choices(pieces, k=rng.choice((1, 1, 2, 3, 8))))
+
+    for _ in budget.rounds(at_least=200):
+        url = rng.choice(("file://", "file://", "FILE://", "file:", "")) + rng.choice((state + "/", "/", directory + "/", ""))
+        params = {"URL": url + name(), "FileType": rng.choice(("Config", "Log", "BuildConfig", "File", "Firmware"))}
+        if rng.random() < 0.5:
+            params["TargetFileName"] = name()
+        answer = client.request(rng.choice(("Upload", "Download")), params)
+        assert "hidden" not in json.dumps(answer) and "root:" not in json.dumps(answer), (params, answer)
+        client.request("SaveConfig", {"RestorePointName": name()} if rng.random() < 0.5 else {})
+        assert os.listdir(directory) == ["secret"], params
+        with open(secret) as file:
+            assert file.read() == "hidden: words", params
+        for own, member in (("config.json", "config"), ("state.json", "SoftwareVersion")):
+            with open(os.path.join(state, own)) as file:
+                assert member in json.load(file), (own, params)
+        assert os.path.islink(os.path.join(state, "out")), params
+    client.close()
+    assert hosts_files() == outside
+    assert all(each.endswith(".json") for each in os.listdir(os.path.join(state, "restore")))
