@@ -44,11 +44,11 @@ def memory_mb(obxd, field="VmRSS"):
 
 def check(obxd):
     """Root is served within a second, and the memory has stayed within its bound."""
-    start = time.monotonic()
+    watch = harness.Stopwatch(obxd)
     with_root = obxd.client()
     assert with_root.get("Device.Note")
     with_root.close()
-    assert time.monotonic() - start < 1 or harness.SANITIZED
+    assert watch.seconds() < 1 or harness.SANITIZED
     assert memory_mb(obxd, "VmHWM") < BOUND or harness.SANITIZED, memory_mb(obxd, "VmHWM")
 
 
@@ -215,10 +215,10 @@ def test_unfit_and_broken_long_messages(obxd):
 
 
 def test_a_long_text_is_read_quickly(obxd):
-    client, start = obxd.client(login=None), time.monotonic()
+    client, before = obxd.client(login=None), harness.cpu_seconds(obxd.process.pid)
     client.send({"jsonrpc": "2.0", "id": 1, "method": "Logout", "params": {"x": "\u00e4\n" * (7 * MIB)}})
     assert client.receive()["result"] == {}
-    assert time.monotonic() - start < 10
+    assert harness.cpu_seconds(obxd.process.pid) - before < 10
     check(obxd)
 
 

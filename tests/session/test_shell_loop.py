@@ -23,12 +23,6 @@ Enter 'help' or '?' for help, 'q' for exit.
 """
 
 
-def processor_time(process):
-    with open("/proc/%d/stat" % process.pid) as stat:
-        fields = stat.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-
 # --- start and lines --------------------------------------------------------------------------------------------
 
 
@@ -223,10 +217,10 @@ def test_broken_events_end_the_shell(session):
 
 
 def test_the_requests_connection_is_lost_and_found(session):
-    before = processor_time(session.process)
+    before = harness.cpu_seconds(session.process.pid)
     session.daemon.connections[0].shutdown(socket.SHUT_RDWR)
     session.settle(0.5)
-    assert processor_time(session.process) - before < 0.2, "the shell spins"
+    assert harness.cpu_seconds(session.process.pid) - before < 0.2, "the shell spins"
     session.run("save")
     session.daemon.wait_for_request("SaveConfig")
     # Reconnected, and logged in again as before.
@@ -282,12 +276,12 @@ def test_groups_that_a_command_joined_again(joined):
 @pytest.mark.parametrize("reply", [None, ScriptedDaemon.CLOSE])
 def test_groups_that_cannot_be_joined_again_wait_for_a_command(joined, reply):
     joined.daemon.answer = lambda request, connection: reply
-    before = processor_time(joined.process)
+    before = harness.cpu_seconds(joined.process.pid)
     joined.daemon.connections[0].shutdown(socket.SHUT_RDWR)
     joined.wait_for(STILL_CLOSED)
     joined.settle(1)
     assert len(re.findall("may be lost", joined.text())) == 1
-    assert processor_time(joined.process) - before < 0.3, "the shell spins"
+    assert harness.cpu_seconds(joined.process.pid) - before < 0.3, "the shell spins"
     joined.daemon.answer = lambda request, connection: joined.daemon.result({})
     assert joined.run("save") == "Status: OK"
     joined.daemon.send_event(77, "later", on=-1)

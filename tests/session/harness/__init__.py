@@ -12,3 +12,4 @@ from .daemons import QUICK, SMALL, SMALL_MODEL, UPLOADS, Obxd, ScriptedDaemon, m
 from .programs import (BUILD, OBX, OBXC, OBXD, PATIENCE, SANITIZED, SHELL, SOURCE, TREE_MODULES, Finished, SessionFailure,
                        check_sanitizers, environment, obx, obx_environment, obxc, runs, temp_dir, wait_until)
 from .terminal import PROMPT, Terminal
+from .timing import Stopwatch, cpu_seconds
