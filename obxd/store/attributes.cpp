@@ -160,7 +160,7 @@ Answer datamodel_get(Model& model, const json_t* params, size_t room) {
     Answer answer = param_names(params, [&](const char* name) -> Answer {
         // What does not exist is answered as its nearest ancestor. A selector's path may begin with ":".
         if (*name == ':') name++;
-        std::string path = name;
+        std::string path = path_reach(model, name);
         Place place;
         bool found = schema_find(model, path, place);
         while (!found && path_climb(path)) found = schema_find(model, path, place);

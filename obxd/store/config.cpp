@@ -121,7 +121,7 @@ Answer config_get(Model& model, const Caller& caller, const json_t* params, size
         }
     };
     // A path that does not exist is answered as its nearest ancestor that does.
-    std::string nearest = name;
+    std::string nearest = path_reach(model, name);
     bool found = places_each(place_top(model), nearest, put);
     while (!found && path_climb(nearest)) found = places_each(place_top(model), nearest, put);
     if (!found) return answer_fault(FAULT_INVALID_NAME, name);

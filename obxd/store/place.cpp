@@ -9,53 +9,59 @@ namespace obxd {
 namespace {
 
 struct Expansion {
-    std::vector<std::string_view> parts;
     bool partial;  ///< the path ends in ".", so it names an object
     const PlaceVisit& visit;
 };
+
+/// Takes the first component off an exact path.
+std::string_view take(std::string_view& rest) {
+    std::string_view name = rest.substr(0, rest.find('.'));
+    rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+    return name;
+}
 
 bool is_wildcard(std::string_view part) {
     return part == OX_TR_TEMPLATE || part == "*";
 }
 
 /// True when the rest of the path could exist below an instance that isn't there.
-bool known_below(const Expansion& job, Schema* table, size_t at) {
+bool known_below(const Expansion& job, Schema* table, std::string_view rest) {
     Place place{table, nullptr, true};
-    for (; at < job.parts.size(); at++)
-        if (!place_step(place, place_any(job.parts[at]))) return false;
+    while (!rest.empty())
+        if (!place_step(place, place_any(take(rest)))) return false;
     return !place.schema->argument && (place.is_object() || !job.partial);
 }
 
-bool expand(const Expansion& job, const Place& place, size_t at, std::string& path);
+bool expand(const Expansion& job, const Place& place, std::string_view rest, std::string& path);
 
-bool expand_table(const Expansion& job, const Place& place, size_t at, std::string& path) {
-    if (place.node->instances.empty()) return known_below(job, place.schema, at + 1);
+bool expand_table(const Expansion& job, const Place& place, std::string_view rest, std::string& path) {
+    if (place.node->instances.empty()) return known_below(job, place.schema, rest);
     bool found = false;
     size_t length = path.size();
     for (auto& instance : place.node->instances) {
         path_add(path, instance->number);
         path += '.';
-        found |= expand(job, {place.schema, instance.get(), true}, at + 1, path);
+        found |= expand(job, {place.schema, instance.get(), true}, rest, path);
         path.resize(length);
     }
     return found;
 }
 
-bool expand(const Expansion& job, const Place& place, size_t at, std::string& path) {
-    if (at == job.parts.size()) {
+bool expand(const Expansion& job, const Place& place, std::string_view rest, std::string& path) {
+    if (rest.empty()) {
         job.visit(place, path);
         return true;
     }
-    std::string_view part = job.parts[at];
-    if (place.is_table() && is_wildcard(part)) return expand_table(job, place, at, path);
+    std::string_view part = take(rest);
+    if (place.is_table() && is_wildcard(part)) return expand_table(job, place, rest, path);
     Place next = place;
     if (!place_step(next, part) || !next.node) return false;
     bool leaf = !next.is_object();
-    if (leaf && (job.partial || at + 1 < job.parts.size())) return false;
+    if (leaf && (job.partial || !rest.empty())) return false;
     size_t length = path.size();
     path += part;
     if (!leaf) path += '.';
-    bool found = expand(job, next, at + 1, path);
+    bool found = expand(job, next, rest, path);
     path.resize(length);
     return found;
 }
@@ -149,10 +155,19 @@ bool parameter_find(Model& model, std::string_view path, Place& place) {
 
 bool places_each(const Place& from, std::string_view path, const PlaceVisit& visit) {
     if (!ox_tr_path_is_exact(path)) return false;
-    Expansion job{{}, path.back() == '.', visit};
-    for (std::string_view name : ox_tr_components(path)) job.parts.push_back(name);
     std::string way;
-    return expand(job, from, 0, way);
+    return expand({path.back() == '.', visit}, from, path == "." ? "" : path, way);
+}
+
+std::string path_reach(Model& model, std::string_view path) {
+    Place place = place_of_schema(&model.root);
+    if (!ox_tr_path_is_exact(path)) return std::string(path);
+    for (std::string_view name : ox_tr_components(path)) {
+        if (place_step(place, place_any(name))) continue;
+        path = path.substr(0, static_cast<size_t>(name.data() - path.data()));
+        break;
+    }
+    return path.empty() ? "." : std::string(path);
 }
 
 bool path_climb(std::string& path) {

@@ -67,6 +67,9 @@ using PlaceVisit = std::function<void(const Place&, const std::string& path)>;
 /// instance, and with its path from here ("" for `from` itself). False when the model has no such name.
 bool places_each(const Place& from, std::string_view path, const PlaceVisit& visit);
 
+/// The path as far as the model has its names, whatever rows there are: all of it, or what stands before the
+/// first component that leads nowhere ("." where nothing does). A text that is no path is left as it is.
+std::string path_reach(Model& model, std::string_view path);
 /// Cuts the last component off a path, down to "." for the top; false when there is none, or the text is no
 /// path.
 bool path_climb(std::string& path);

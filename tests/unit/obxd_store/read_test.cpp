@@ -338,6 +338,20 @@ TEST_F(StoreTest, WhatDoesNotExistIsAnsweredAsItsNearestAncestor) {
     }
 }
 
+/// Each component costs once: what costs more takes minutes here.
+TEST_F(StoreTest, TheNearestAncestorOfAVeryLongPathIsFoundSoon) {
+    for (const char* component : {"Device.", "X.", "*."}) {
+        std::string path = "Device.Rules.";
+        for (int i = 0; i < 300000; i++) path += component;
+        EXPECT_EQ(ask(&Store::get_config, "{'Path':'" + path + "'}"),
+                  ask(&Store::get_config, "{'Path':'Device.Rules.'}"))
+            << component;
+        EXPECT_EQ(ask(&Store::get_data_model, "{'ParameterNames':['" + path + "'],'Level':0}"),
+                  ask(&Store::get_data_model, "{'ParameterNames':['Device.Rules.'],'Level':0}"))
+            << component;
+    }
+}
+
 TEST_F(StoreTest, DataModelOfSeveralNamesStandsInTheModelsOrder) {
     auto model = [this](const std::string& names, const char* level) {
         return ask(&Store::get_data_model, "{'ParameterNames':[" + names + "],'Level':" + level + "}");
