@@ -18,6 +18,8 @@ MEMBERS = ["ParameterNames", "ParameterList", "ParameterPath", "NextLevel", "Lev
            "ObjectName", "Group", "Login", "Password", "RestorePointName", "Force", "DeviceMode", "CleanAll", "FileType",
            "URL", "MD5", "TargetFileName", "FileSize", "NeedPreUpdate", "TransactionID", "DryRun", "Details", "Timeout", "Change",
            "Name", "Value"]
+TEXTS = [("GetConfig", "Path"), ("GetDataModel", "ParameterNames"), ("GetParameterValues", "ParameterNames"),
+         ("GetParameterNames", "ParameterPath"), ("Select", "Selector"), ("AddObject", "ObjectName"), ("Execute", "Path")]
 TRAVERSALS = ["../../../etc/passwd", "/etc/passwd", "..", ".", "a/../../b", "file:///etc/passwd", "file:///etc/../etc/shadow",
               "file://../x", "%2e%2e/x", "netcat://127.0.0.1:1/../x", "\u0000", "x" * 300, "a\nb", "-rf", "~root/x", "C:\\x"]
 
@@ -177,7 +179,10 @@ def bomb(rng, paths):
         depth = rng.choice((100, 2000, 3000, 1000000))
         params = b'{"Value":' + b"[" * depth + b"]" * depth + b"}"
     elif kind == 2:
-        params = b'{"Path":"' + rng.choice((b"a", b"*.", b"\\n", b"Device.", "\u00e4".encode())) * (size // 8) + b'"}'
+        method, member = rng.choice(TEXTS)
+        piece = rng.choice((b"a", b"a.", b"*.", b"1.", b".", b"(", b"[a=1].", b"{a,", b"\\n", b"Device.", "\u00e4".encode()))
+        text = b'"Device.Hosts.Host.%s"' % (piece * (size // len(piece)))
+        params = b'{"%s":%s}' % (member.encode(), b"[%s]" % text if member == "ParameterNames" else text)
     elif kind == 3:
         params = b"{" + b",".join(b'"%d":{}' % number for number in range(size // 100)) + b"}"
     else:
