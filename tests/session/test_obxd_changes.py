@@ -63,15 +63,42 @@ def next_event(client, name):
         before.append(params)
 
 
-def set_in(client, change, path, value, beside=True):
-    """Sets as part of a change that another connection began."""
-    message = {"jsonrpc": "2.0", "id": "named", "method": "SetParameterValues",
-               "params": {"ParameterList": [{"Name": path, "Value": value}]}}
+def named(client, change, method, params, beside=True):
+    """A request as part of a change that it names."""
+    message = {"jsonrpc": "2.0", "id": "named", "method": method, "params": dict(params)}
     (message if beside else message["params"])["Change"] = change
     client.send(message)
     while (response := client.receive()).get("id") != "named":
         pass
     return response
+
+
+def set_in(client, change, path, value, beside=True):
+    return named(client, change, "SetParameterValues", {"ParameterList": [{"Name": path, "Value": value}]}, beside)
+
+
+def altered(client, *requests):
+    """Begins a change and makes these requests in it, so soon that none comes too late; the change and the results."""
+    for seconds in 1, 5, 25, 60:
+        change = begin(client, seconds)
+        answers = [named(client, change, *request) for request in requests]
+        if all("result" in answer for answer in answers):
+            return change, [answer["result"] for answer in answers]
+        client.request("CancelChange", {"Change": change})
+    raise AssertionError(answers)
+
+
+def taken_back(events, change):
+    """The event that tells it, and the params of those since the change was begun."""
+    between = []
+    while True:
+        params = events.event()["params"]
+        if params.get("Change") != change:
+            between.append(params)
+        elif params["Event"] == "ChangeTakenBack":
+            return params, between
+        else:
+            between.clear()
 
 
 @pytest.fixture(params=["local", "tls"])
@@ -93,11 +120,11 @@ def either(request, start_obxd):
 def test_it_is_taken_back_when_its_time_is_over(either):
     events = listener(either.obxd, 1, 2, 4)
     host, present = either.get(HOST), rows(either)
-    change = begin(either, 1)
-    either.set(HOST, "changed")
-    number = either.call("AddObject", {"ObjectName": TABLE})["InstanceNumber"]
-    either.call("DeleteObject", {"ObjectName": TABLE + "1."})
-    over, before = next_event(events, "ChangeTakenBack")
+    change, results = altered(
+        either, ("SetParameterValues", {"ParameterList": [{"Name": HOST, "Value": "changed"}]}),
+        ("AddObject", {"ObjectName": TABLE}), ("DeleteObject", {"ObjectName": TABLE + "1."}))
+    number = results[1]["InstanceNumber"]
+    over, before = taken_back(events, change)
     assert over == {"Event": "ChangeTakenBack", "Change": change, "Owner": over["Owner"], "Cause": "its time was over"}
     assert (either.get(HOST), rows(either)) == (host, present)
     assert {"Path": HOST, "Value": host} in before
@@ -109,13 +136,13 @@ def test_it_is_taken_back_when_its_time_is_over(either):
 
 def test_what_is_confirmed_stays(either):
     events = listener(either.obxd, 2)
-    change = begin(either, 1)
+    change = begin(either)
     either.set(HOST, "changed")
     assert confirm(either, change)["result"] == {}
     assert next_event(events, "ChangeConfirmed")[0]["Change"] == change
     later = begin(either, 1)
     assert later != change
-    next_event(events, "ChangeTakenBack")
+    taken_back(events, later)
     assert either.get(HOST) == "changed"
     assert fault(confirm(either, change)) == (9003, "There is no such change")
 
@@ -135,12 +162,10 @@ def test_saying_it_twice_is_no_fault(client):
 
 def test_a_lost_connection_takes_nothing_back_before_the_time(obxd, client):
     events, first = listener(obxd, 2), obxd.client()
-    change = begin(first, 2)
-    first.set(HOST, "changed")
+    change, _ = altered(first, ("SetParameterValues", {"ParameterList": [{"Name": HOST, "Value": "changed"}]}))
     first.close()
-    assert client.get(HOST) == "changed"
     client.set(TEXT, "another's")
-    assert next_event(events, "ChangeTakenBack")[0]["Change"] == change
+    assert taken_back(events, change)[0]["Cause"] == "its time was over"
     assert (client.get(HOST), client.get(TEXT)) == ("device", "another's")
     first = obxd.client()
     change = begin(first)

@@ -43,13 +43,15 @@ def writes(shell):
 @pytest.mark.parametrize("baud", BAUDS)
 def test_a_key_costs_one_byte(serial, baud, term):
     shell = serial(baud, term)
-    for key in "set Device.DeviceInfo.HostName=x":
+    start, typed = len(shell.raw), "set Device.DeviceInfo.HostName=x"
+    for key in typed:
         before = len(shell.raw)
         shell.send(key)
         shell.wait(lambda: len(shell.raw) > before, "the echo")
         shell.read(0.02)
         assert shell.raw[before:] == key.encode()
-    assert shell.line().endswith("> set Device.DeviceInfo.HostName=x")
+    shell.settle()
+    assert shell.raw[start:] == typed.encode() and shell.line().endswith("> " + typed)
 
 
 @pytest.mark.parametrize("term", TERMS)
