@@ -71,6 +71,9 @@ def test_diff_tells_what_apply_would_change(obxd, keep):
     assert lines[:3] == ["-%s1.ExternalPort=4321" % MAPPING, "+%s1.ExternalPort=2222" % MAPPING, "+%s4." % MAPPING]
     assert lines[-1] == "-%s5." % MAPPING
     assert obx("diff", name, "Device.NAT.InterfaceSetting.", daemon=obxd).status == 0
+    check(obx("diff", name, "Device.WiFi.", daemon=obxd))  # the file says nothing of it
+    assert obx("diff", name, "Device.NAT.PortMapping.4.", daemon=obxd).out.startswith("+%s4.\n" % MAPPING)
+    assert obx("diff", name, "Device.", daemon=obxd).out == done.out
     records = obx("diff", "--csv", name, daemon=obxd).out.splitlines()
     assert records[:2] == ["change,path,from,to", "changed,%s1.ExternalPort,4321,2222" % MAPPING]
 

@@ -4,8 +4,6 @@ local status = require "ombrix.obx.status"
 
 local assign = {}
 
-local NO_CONNECTION_LEFT = -7
-
 -- Whether the daemon knows dry runs. One that does not would change what it is to check, so that is found out first, by
 -- a change that no daemon can begin: its time-out is out of range.
 function assign.require_dry_runs()
@@ -14,11 +12,11 @@ function assign.require_dry_runs()
     if code and code < 0 and status.of(code) ~= status.REFUSED then status.stop(status.of(code), nil, message) end
 end
 
--- What is not known after a request that got no answer.
+-- The results of a request that changes something; `what` is not known where it got no answer.
 function assign.check_change(subject, what, ...)
     local value, message, code, data = ...
     if value ~= nil then return ... end
-    if code == NO_CONNECTION_LEFT or status.of(code) == status.LATE then message = message .. ": " .. what end
+    if status.of(code) ~= status.REFUSED then message = message .. ": " .. what end
     return status.check(subject, nil, message, code, data)
 end
 

@@ -161,17 +161,22 @@ local function common_object(entries)
     for _, entry in ipairs(entries) do
         while entry.path:sub(1, #common) ~= common do common = common:match("^(.*%.)[^.]+%.$") or "" end
     end
-    -- The rows of a table are told below the table, not below one of its rows.
-    local row = rows_of(common)[1]
-    return row and table_of(row) or common
+    return common
+end
+
+-- Where something is looked for: the rows of a table are told below the table, and one of them may not be there.
+local function place_of(path)
+    local row = rows_of(path)[1]
+    return row and table_of(row) or path
 end
 
 -- The changes from the device to the file {scope, entries}, rows that go at the end; the snapshot that they were found
 -- in; and what rows of the file are called on the device. A change is {change = "added" | "changed" | "removed", path =
 -- as in the file, name = on the device (nil in rows that are to be added), from, to}.
 function difference.find(config)
+    if not config.scope and #config.entries == 0 then return {}, {}, {} end
     local snapshot = require "ombrix.snapshot"
-    local top = config.scope or common_object(config.entries)
+    local top = place_of(config.scope or common_object(config.entries))
     local now = status.check(top, snapshot.take(top))
     local context = {wanted = read_wanted(config.entries), now = now, names = {}, changes = {}}
     compare_row(context, "", "")

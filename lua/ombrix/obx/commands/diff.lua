@@ -40,23 +40,26 @@ function diff.write(changes, options)
     out.finish()
 end
 
+local function begins(path, with) return path:sub(1, #with) == with end
+
+-- What the file says of a part of the model.
 local function within(config, path)
-    if not path then return config end
     if path:sub(-1) ~= "." then path = path .. "." end
     local entries = {}
     for _, entry in ipairs(config.entries) do
-        if entry.path:sub(1, #path) == path then entries[#entries + 1] = entry end
+        if begins(entry.path, path) then entries[#entries + 1] = entry end
     end
-    local scope = config.scope and (config.scope:sub(1, #path) == path and config.scope or path)
+    local scope = config.scope
+    if scope and not begins(scope, path) then scope = begins(path, scope) and path or nil end
     return {scope = scope, entries = entries}
 end
 
 function diff.run(words, options)
-    if options.saved == (words[1] ~= nil and #words == 2) or not options.saved and not words[1] then
-        status.usage("usage: obx diff FILE|--saved [PATH]")
-    end
-    local name = options.saved and require("ombrix.obx.saved").path() or table.remove(words, 1)
-    local config = within(config_file.read(name), words[1] and text.path(words[1]))
+    local files = options.saved and 0 or 1
+    if #words < files or #words > files + 1 then status.usage("usage: obx diff " .. diff.usage) end
+    local config = config_file.read(options.saved and require("ombrix.obx.saved").path() or words[1])
+    local path = words[files + 1]
+    if path then config = within(config, text.path(path)) end
     local changes = difference.find(config)
     diff.write(changes, options)
     return #changes == 0 and status.DONE or status.REFUSED

@@ -6,7 +6,7 @@ local status = require "ombrix.obx.status"
 local text = require "ombrix.obx.text"
 
 local VALUE_CHANGES, MODEL_CHANGES = 1, 4
-local USUAL_PAUSE = 1
+local USUAL_PAUSE, LEAST_PAUSE = 1, 0.05
 
 -- A Lua pattern for what lies at or below a path.
 local function pattern_of(path)
@@ -123,7 +123,7 @@ local function run(words, options)
     local watch = setmetatable({paths = words, patterns = patterns, values = {}, out = out}, Watch)
     watch:join()
     status.check(#words == 1 and words[1] or nil, watch:read(true))
-    while true do watch:step(options.every or USUAL_PAUSE) end
+    while true do watch:step(math.max(options.every or USUAL_PAUSE, LEAST_PAUSE)) end
 end
 
 return {
