@@ -14,7 +14,7 @@ struct PasswordCheck {
     int failures = 0;  ///< wrong ones before it on the same connection: who had fewer is first
     std::string hash, password;
     std::function<void(bool matches)> done;
-    std::string source = "";  ///< "": local root, which waits for nobody else
+    std::string source{};  ///< "": local root, which waits for nobody else
 };
 
 /// A source that was checked a while ago is forgotten.

@@ -15,7 +15,7 @@ namespace obxd {
 struct Setting {
     bool raw = false;                     ///< texts are as a person typed them
     bool dry = false;                     ///< all is checked, nothing is set
-    std::string row = "";                 ///< what names are relative to: a row that is being added
+    std::string row{};                    ///< what names are relative to: a row that is being added
     std::function<void()> accepted = {};  ///< called when all is checked and set, before anybody is told
 };
 
