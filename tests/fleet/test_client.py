@@ -133,8 +133,11 @@ def test_an_exchange_ends_in_time_also_where_bytes_trickle():
     with served(trickle, 0.5) as client, pytest.raises(TimedOut):
         client.call("X")
     assert time.monotonic() - start < harness.PATIENCE
-    with served(lambda connection: time.sleep(1), 0.3) as client, pytest.raises(TimedOut):
-        client.call("X", {"long": "x" * (8 << 20)})  # nobody reads it
+    over = threading.Event()
+    with served(lambda connection: over.wait(10 * harness.PATIENCE), 0.3) as client:
+        with pytest.raises(TimedOut):
+            client.call("X", {"long": "x" * (8 << 20)})  # nobody reads it
+        over.set()
 
 
 def test_a_flood_of_events_ends_the_connection_and_not_the_memory():

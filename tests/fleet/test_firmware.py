@@ -13,10 +13,13 @@ PATIENCE = 1.5 * harness.PATIENCE
 
 @pytest.fixture
 def routers(running_fleet):
-    """A few routers of their own; they restart in an instant."""
+    """A few routers of their own; they restart in an instant, and u1 flashes at leisure."""
     with contextlib.ExitStack() as stack:
-        yield {"u%d" % i: stack.enter_context(contextlib.closing(running_fleet.start("--model", harness.SMALL_MODEL)))
-               for i in range(COUNT)}
+        def start(*args):
+            router = running_fleet.start("--model", harness.SMALL_MODEL, *args)
+            return stack.enter_context(contextlib.closing(router))
+
+        yield {"u%d" % i: start("--flash-ms", "4000" if i == 1 else "300") for i in range(COUNT)}
 
 
 def version(router):

@@ -5,11 +5,12 @@ import os
 
 import pytest
 
+import harness
 from certificates import Authority
 from routers import TOKEN
 from peers import Peer, closed_port, says, silent
 
-SHORT = 3  # seconds that the silent ones are waited for
+SHORT = harness.PATIENCE / 2  # seconds that the silent ones are waited for
 LOGIN_PASSWORD = "admin:admin"
 
 

@@ -65,12 +65,12 @@ def _given(options, name):
 
 
 def _secret(path):
-    """The text of a file that nobody else may read."""
+    """The first line of a file that nobody else may read."""
     try:
         with open(path, encoding="utf-8") as file:
             if stat.S_IMODE(os.fstat(file.fileno()).st_mode) & 0o077:
                 raise Misused("%s: others may read this file; its mode must be 0600" % path)
-            text = file.read(65536).strip()
+            text = file.readline(65536).strip()
     except (OSError, ValueError) as error:
         raise Misused("%s: %s" % (path, getattr(error, "strerror", None) or "no text")) from error
     if not text:
