@@ -9,7 +9,7 @@
 
 namespace {
 
-enum { PARTS = 4 };
+enum { PARTS = 4, INVALID_NAME = 9005 };
 
 /// One exchange: what it gives is added to the values.
 struct Taking {
@@ -72,22 +72,24 @@ json_t* slice(const json_t* names, size_t from, size_t to) {
     return part;
 }
 
-void gather(ValueRequest* request, json_t* names);
+void gather(ValueRequest* request, json_t* names, bool children);
 
 void gather_parts(ValueRequest* request, json_t* names) {
     size_t count = json_array_size(names);
     size_t step = (count + PARTS - 1) / PARTS;
     for (size_t from = 0; from < count && !request->failure; from += step) {
         JsonRef part(slice(names, from, from + step < count ? from + step : count));
-        gather(request, part);
+        gather(request, part, true);
     }
 }
 
-/// Asks for these names together, else in parts.
-void gather(ValueRequest* request, json_t* names) {
+/// Asks for these names together, else in parts. Children that cannot be asked for are methods, or gone
+/// meanwhile.
+void gather(ValueRequest* request, json_t* names, bool children) {
     MsgRef message(ask(request, names));
     if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) return;
-    if (!request_too_large(message)) {
+    bool without_values = children && message->error_code == INVALID_NAME;
+    if (!without_values && !request_too_large(message)) {
         request->failure = static_cast<MsgRef&&>(message);
         return;
     }
@@ -95,10 +97,11 @@ void gather(ValueRequest* request, json_t* names) {
         gather_parts(request, names);
         return;
     }
+    if (without_values) return;
     json_t* name = json_array_get(names, 0);
-    JsonRef children(children_of(request, json_string_value(name)));
-    if (json_array_size(children) > 0) {
-        gather_parts(request, children);
+    JsonRef below(children_of(request, json_string_value(name)));
+    if (json_array_size(below) > 0) {
+        gather_parts(request, below);
     } else {
         refuse(request, name);
         request->refusal = static_cast<MsgRef&&>(message);
@@ -110,7 +113,7 @@ void gather(ValueRequest* request, json_t* names) {
 void values_request(ValueRequest* request) {
     JsonRef names(json_array());
     json_array_append_new(names, json_string(request->query));
-    gather(request, names);
+    gather(request, names, false);
     if (!request->failure && request->values.bytes.size == 0)
         request->failure = static_cast<MsgRef&&>(request->refusal);
 }

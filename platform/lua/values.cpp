@@ -11,6 +11,7 @@
 #include "ox_jrpccmd.hpp"
 #include "ox_tr.hpp"
 #include "request.hpp"
+#include "value_parts.hpp"
 
 namespace {
 
@@ -47,6 +48,23 @@ void push_answer(lua_State* L, const char* path, json_t* list, size_t* from) {
     }
 }
 
+/// Pushes what a path has that is too much for an answer together with the others. False: the holder has the
+/// error.
+bool push_parts(lua_State* L, Holder* holder, const char* path) {
+    Holder* asked = holder_push(L);
+    asked->json = json_pack("[s]", path);
+    lua_newtable(L);
+    bool done = set_values_of(L, holder, -1, asked->json);
+    holder_clear(asked);
+    lua_remove(L, -2);
+    if (lua_getfield(L, -1, path) == LUA_TNIL) {
+        lua_pop(L, 1);
+    } else {
+        lua_remove(L, -2);
+    }
+    return done;
+}
+
 /// ox.get(path... [, options])
 int get(lua_State* L) {
     int count = lua_gettop(L);
@@ -61,7 +79,13 @@ int get(lua_State* L) {
     }
     json_t* names = holder->json;
     holder->json = nullptr;
-    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) return failure(L, holder);
+    if (!exchange(L, holder, ox_jrpcmsg_cmd_get_parameter_values_new(names))) {
+        if (!ox_jrpcapi_is_too_large(context_of(L)->api, holder->message)) return failure(L, holder);
+        for (int i = 1; i <= count; ++i)
+            if (!push_parts(L, holder, lua_tostring(L, i))) return failure(L, holder);
+        holder_clear(holder);
+        return count;
+    }
     json_t* list = result_list(holder);
     size_t from = 0;
     for (int i = 1; i <= count; ++i) push_answer(L, lua_tostring(L, i), list, &from);

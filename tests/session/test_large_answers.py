@@ -48,12 +48,14 @@ def test_values_that_are_too_many_for_an_answer_are_read_by_their_children(scrip
     def answer(request, connection):
         params = request.get("params") or {}
         if request["method"] == "GetParameterNames":
-            under = {"Device.": ["Device.A", "Device.T."], "Device.T.": rows}.get(params["ParameterPath"], [])
+            under = {"Device.": ["Device.A", "Device.Do()", "Device.T."], "Device.T.": rows}.get(params["ParameterPath"], [])
             return ScriptedDaemon.result({"ParameterList": [{"Name": name, "Writable": False} for name in under]})
         if request["method"] != "GetParameterValues":
             return ScriptedDaemon.result({})
         names = params["ParameterNames"]
         asked.append(names)
+        if "Device.Do()" in names:
+            return ScriptedDaemon.error(9005, "Invalid parameter name", {"Detail": "Device.Do()"})
         if any(name in ("Device.", "Device.T.", "Device.T.5.") for name in names) or len(names) > 2:
             return ScriptedDaemon.error(9004, "Resources exceeded", {"Detail": "The answer is longer than 64 MiB"})
         return ScriptedDaemon.result({"ParameterList": [
@@ -68,6 +70,14 @@ def test_values_that_are_too_many_for_an_answer_are_read_by_their_children(scrip
     # What nothing came of is the daemon's error, as ever.
     out = harness.obxc("-u", daemon.socket, "-r", "cat", "Device.T.5.").out
     assert out == "[9004] Resources exceeded: The answer is longer than 64 MiB\n"
+    # Lua reads in parts as well, and has all or an error.
+    read = "local t, why, code = ox.get('%s') if t then for k, v in pairs(t) do print(k, v) end else print(why, code) end"
+    out = harness.obxc("-u", daemon.socket, "-r", "lua", read % "Device.T.5.").out
+    assert out.endswith("Resources exceeded: The answer is longer than 64 MiB\t9004\n")
+    rows.remove("Device.T.5.")
+    for path in ("Device.", "Device.T."):
+        out = harness.obxc("-u", daemon.socket, "-r", "lua", read % path).out
+        assert {line for line in out.splitlines() if line.startswith("Device.T")} == {row + "X\tv" for row in rows}
 
 
 def test_a_list_before_its_id_counts_too(scripted):
