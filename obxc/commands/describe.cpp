@@ -58,6 +58,14 @@ json_t* fetch_list(const char* name, int level) {
     return json_incref(ox_tr_result_list(ox_jrpcmsg_get_result_json(message)));
 }
 
+/// The parameters that refer to an object: a new array.
+json_t* fetch_referrers(const char* object) {
+    MsgRef message(ox_jrpcmsg_cmd_get_datamodel_new(json_pack("[s]", "."), -1));
+    request_exec(message, -1);
+    const json_t* result = ox_jrpcmsg_get_result_json(message);
+    return ox_tr_referrers_new(json_object_get(result, OX_TR_DATAMODEL), object);
+}
+
 bool is_method(const json_t* node) {
     return ox_tr_dm_node_type_get(node) == OX_TR_METHOD;
 }
@@ -75,7 +83,9 @@ bool describe_node(const Question& question, const NodePath& place) {
         snprintf(name, sizeof name, "%s.%s.", place.path, OX_TR_INPUT);
         inputs.reset(fetch_list(name, -1));
     }
-    CharsRef page(ox_tr_page_new(place.path, attributes, inputs, question.columns));
+    bool object = ox_tr_dm_node_type_get(place.node) == OX_TR_OBJECT;
+    JsonRef referrers(object ? fetch_referrers(place.path) : nullptr);
+    CharsRef page(ox_tr_page_new(place.path, attributes, inputs, referrers, question.columns));
     if (page) ox_str_add(question.page, page);
     return page;
 }

@@ -127,14 +127,18 @@ int page(lua_State* L) {
     if (!exchange(L, holder, attributes_request(path, 0, true))) return failure(L, holder);
     holder->json = json_incref(first_attributes(holder));
     const char* type = json_string_value(json_object_get(holder->json, "type"));
-    Holder* inputs = holder_push(L, 3);
+    Holder* more = holder_push(L, 3);
     if (ox_tr_dm_type_parse(type) == OX_TR_METHOD) {
         const char* name = lua_pushfstring(L, "%s.%s.", path, OX_TR_INPUT);
-        exchange(L, inputs, attributes_request(name, -1, true));  // a refusal: it has none
+        exchange(L, more, attributes_request(name, -1, true));  // a refusal: it has none
+    } else if (ox_tr_dm_type_parse(type) == OX_TR_OBJECT &&
+               exchange(L, more, ox_jrpcmsg_cmd_get_datamodel_new(json_pack("[s]", "."), -1))) {
+        more->json = ox_tr_referrers_new(result_member(more, OX_TR_DATAMODEL), path);
     }
-    char* text = ox_tr_page_new(path, holder->json, result_list(inputs), static_cast<size_t>(columns));
+    char* text =
+        ox_tr_page_new(path, holder->json, result_list(more), more->json, static_cast<size_t>(columns));
     holder_clear(holder);
-    holder_clear(inputs);
+    holder_clear(more);
     lua_pushstring(L, text);
     free(text);
     return 1;

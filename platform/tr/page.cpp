@@ -216,6 +216,14 @@ void add_keys(Page* page, const json_t* attributes) {
     add_row(page, "Keys", keys.get());
 }
 
+void add_referrers(Page* page, const json_t* referrers) {
+    size_t index;
+    json_t* path;
+    json_array_foreach(referrers, index, path) {
+        add_row(page, index == 0 ? "Used by" : "", json_string_value(path));
+    }
+}
+
 void add_relations(Page* page, const json_t* attributes) {
     static const char* const verdicts[] = {"deny", "cascade", "clear", "continue"};
     size_t index;
@@ -263,7 +271,8 @@ void add_paragraph(Page* page, const char* text, size_t indent) {
 
 }  // namespace
 
-char* ox_tr_page_new(const char* path, const json_t* attributes, const json_t* inputs, size_t columns) {
+char* ox_tr_page_new(const char* path, const json_t* attributes, const json_t* inputs,
+                     const json_t* referrers, size_t columns) {
     Page page = {};
     page.columns = columns < NARROWEST ? static_cast<size_t>(NARROWEST) : columns;
     add(&page, path, strlen(path));
@@ -275,6 +284,7 @@ char* ox_tr_page_new(const char* path, const json_t* attributes, const json_t* i
     add_row(&page, "Pattern", text_of(attributes, "regex"));
     add_keys(&page, attributes);
     add_row(&page, "Refers to", text_of(attributes, "foreign_key"));
+    add_referrers(&page, referrers);
     add_relations(&page, attributes);
     add_inputs(&page, inputs);
     add_row(&page, "Since", text_of(attributes, "since"));

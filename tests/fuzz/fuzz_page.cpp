@@ -3,6 +3,7 @@
 #include "fuzz.hpp"
 #include "ox_raii.hpp"
 #include "ox_tr_page.hpp"
+#include "ox_tr_referrers.hpp"
 
 namespace {
 
@@ -21,13 +22,15 @@ json_t* read(const std::string& text) {
 
 }  // namespace
 
-// Lines: the attributes behind a byte for the width, and the list of a method's arguments.
+// Lines: the attributes behind a byte for the width, the list of a method's arguments, and a schema.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input(data, size);
     unsigned columns = input.number(200);
     JsonRef attributes(read(input.text()));
     JsonRef inputs(read(input.text()));
-    CharsRef page(ox_tr_page_new("Device.X", attributes, inputs, columns));
+    JsonRef schema(read(input.text()));
+    JsonRef referrers(ox_tr_referrers_new(schema, "Device.X"));
+    CharsRef page(ox_tr_page_new("Device.X", attributes, inputs, referrers, columns));
     REQUIRE(page.get());
     std::string text = page.get();
     Input rows(reinterpret_cast<const uint8_t*>(text.data()), text.size());

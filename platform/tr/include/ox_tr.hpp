@@ -7,3 +7,4 @@
 #include "ox_tr_node.hpp"
 #include "ox_tr_page.hpp"
 #include "ox_tr_path.hpp"
+#include "ox_tr_referrers.hpp"

@@ -5,14 +5,16 @@
 
 #include "ox_raii.hpp"
 #include "ox_tr_page.hpp"
+#include "ox_tr_referrers.hpp"
 
 namespace {
 
-std::string page(const char* path, const char* attributes, size_t columns = 60,
-                 const char* inputs = nullptr) {
+std::string page(const char* path, const char* attributes, size_t columns = 60, const char* inputs = nullptr,
+                 const char* referrers = nullptr) {
     JsonRef json(json_loads(attributes, 0, nullptr));
     JsonRef list(inputs ? json_loads(inputs, 0, nullptr) : nullptr);
-    CharsRef text(ox_tr_page_new(path, json, list, columns));
+    JsonRef paths(referrers ? json_loads(referrers, 0, nullptr) : nullptr);
+    CharsRef text(ox_tr_page_new(path, json, list, paths, columns));
     return text.get();
 }
 
@@ -95,6 +97,38 @@ TEST(Page, WordsLongerThanTheRowAndNarrowScreens) {
     EXPECT_EQ(page("X", R"({"description":"a b aaaaaaaaaaaaaaaaaaaaaaaaaaaaa c"})", 1),
               "X\n\n  a b\n  aaaaaaaaaaaaaaaaaaaaaaaaaaaaa\n  c");
     EXPECT_EQ(page("X", R"({"description":"äöü äöü äöü äöü äöü"})", 20), "X\n\n  äöü äöü äöü äöü\n  äöü");
+}
+
+TEST(Page, WhatRefersToIt) {
+    EXPECT_EQ(page("Device.A", R"({"type":"object"})", 60, nullptr, R"(["Device.B.{i}.Ref", 5, "Device.C"])"),
+              "Device.A\n"
+              "  Type      object\n"
+              "  Used by   Device.B.{i}.Ref\n"
+              "            Device.C");
+}
+
+std::string referrers(const char* path) {
+    JsonRef schema(json_loads(R"-({"#attr":{"type":"object"},"Device":{
+        "Row":{"#attr":{"foreign_key":"no object's"},"#template":{
+            "Own":{"#attr":{"foreign_key":"Device.Row.#template.Cell."}},
+            "Both":{"#attr":{"foreign_key":"Device.Other.,Device.Row."}},
+            "Cell":{"#attr":{},"#template":{"Up":{"#attr":{"foreign_key":"Device.Row.{i}."}}}}}},
+        "Run()":{"#attr":{"type":"method"},"#input":{"On":{"#attr":{"foreign_key":"Device.Row"}}}},
+        "Odd":{"#attr":{"foreign_key":7}},"None":5}})-",
+                              0, nullptr));
+    JsonRef found(ox_tr_referrers_new(schema, path));
+    CharsRef text(json_dumps(found, JSON_COMPACT));
+    return text.get();
+}
+
+TEST(Page, WhatRefersToAnObject) {
+    const char rows[] = R"-(["Device.Row.{i}.Both","Device.Row.{i}.Cell.{i}.Up","Device.Run().On"])-";
+    EXPECT_EQ(referrers("Device.Row."), rows);
+    EXPECT_EQ(referrers("Device.Row.3."), rows);
+    EXPECT_EQ(referrers("Device.Row.3.Cell.4"), R"(["Device.Row.{i}.Own"])");
+    EXPECT_EQ(referrers("Device.Other"), R"(["Device.Row.{i}.Both"])");
+    EXPECT_EQ(referrers("Device."), "[]");
+    EXPECT_EQ(referrers("."), "[]");
 }
 
 }  // namespace
