@@ -18,6 +18,7 @@ constexpr int MAX_DEPTH = 64;
 struct Builder {
     Model& model;
     std::string& error;
+    const std::string& file;
     std::string version;  ///< of the root's model: "2.17"
     Shapes shapes;
 };
@@ -30,6 +31,22 @@ struct Subject {
 
 bool fail(Builder& builder, const XmlSource& source, unsigned long line, const std::string& what) {
     builder.error = xml_where(source, line) + what;
+    return false;
+}
+
+/// The node, or the first one below it, that a document describes; null for what stands in none.
+const XmlNode* described_first(const XmlNode& node) {
+    if (node.object) return &node;
+    for (const auto& child : node.children)
+        if (const XmlNode* found = described_first(*child)) return found;
+    return nullptr;
+}
+
+/// Of a node that may be described by what stands below it alone, or be one that obxd adds.
+bool fail(Builder& builder, const XmlNode& node, const std::string& what) {
+    const XmlNode* found = described_first(node);
+    if (found) return fail(builder, *found->source, found->object->line, what);
+    builder.error = builder.file + ": " + what;
     return false;
 }
 
@@ -231,11 +248,7 @@ bool children_build(Builder& builder, const XmlNode& node, Schema* schema, const
         if (child->object && left_out(builder, child->object->status)) continue;
         std::string why;
         Schema* below = build_child(schema, child->name, why);
-        if (!below && child->object) return fail(builder, *child->source, child->object->line, why);
-        if (!below) {
-            builder.error = path + ": " + why;
-            return false;
-        }
+        if (!below) return fail(builder, described_first(*child) ? *child : node, why);
         std::string child_path = path.empty() ? child->name : path + "." + child->name;
         if (!node_build(builder, *child, below, child_path, depth + 1)) return false;
     }
@@ -257,9 +270,7 @@ bool node_build(Builder& builder, const XmlNode& node, Schema* schema, const std
     if (fine && graft_children(builder.model, schema, path, builder.version, builder.shapes, why) &&
         build_object_end(schema, why))
         return true;
-    if (node.object) return fail(builder, *node.source, node.object->line, node.object->name + ": " + why);
-    builder.error = path + ": " + why;
-    return false;
+    return fail(builder, node, (node.object ? node.object->name : path) + ": " + why);
 }
 
 }  // namespace
@@ -275,7 +286,7 @@ bool schema_load_xml(Model& model, const std::string& file, const std::vector<st
     }
     for (std::string_view object : graft_objects()) xml_tree_node(tree, object);
     const std::string& name = documents[0].model;
-    Builder builder{model, error, name.substr(name.find(':') + 1), {}};
+    Builder builder{model, error, file, name.substr(name.find(':') + 1), {}};
     return node_build(builder, tree.top, &model.root, "", 0);
 }
 

@@ -44,9 +44,11 @@ void merge_one(XmlMerged& merged, const XmlFacets& facets) {
     take(merged.units, facets, XML_UNITS);
 }
 
-/// The type of the values: the wire's own for addresses and the like, else the primitive one.
+/// The type of the values: the wire's own for addresses and the like, else the primitive one. What is no text
+/// refers to nothing.
 void type_settle(XmlMerged& merged, std::string_view wire_type) {
-    if (merged.path_ref && merged.primitive == "string")
+    if (merged.primitive != "string") merged.path_ref = nullptr;
+    if (merged.path_ref)
         merged.type = OX_TR_PATH_REF;
     else if (!wire_type.empty() && merged.primitive == "string")
         merged.type = ox_tr_dm_type_parse(std::string(wire_type).c_str());

@@ -134,6 +134,16 @@ def test_counters_and_keys(write, start_obxd):
     client.close()
 
 
+def test_a_page_tells_what_refers_to_the_object(write, start_obxd):
+    reference = parameter("Other", "<string><pathRef refType='strong' targetParent='.Row.' targetType='row'/></string>")
+    body = obj("Device.", reference) + table("Device.Row.{i}.", parameter("Name") + reference)
+    daemon = start_obxd("--rows", "1", model=write(document(body)))
+    for path in ("Device.Row.", "Device.Row.1."):
+        page = harness.obxc("-r", "lua", "print(ox.page('%s'))" % path, daemon=daemon).out
+        assert "\n  Used by   Device.Other\n            Device.Row.{i}.Other\n" in page
+    assert "Used by" not in harness.obxc("-r", "lua", "print(ox.page('Device.Other'))", daemon=daemon).out
+
+
 def test_rows_of_the_top_object_are_any_rows(write, start_obxd):
     parent = parameter("Parent", "<string><pathRef refType='strong' targetParent='.' targetType='row'/></string>"
                        "<default type='object' value=''/>", "readWrite")
@@ -360,6 +370,8 @@ BROKEN = [
     (document(obj("Device.", parameter("A") + parameter("A"))), 'model.xml:5: A: "A" stands twice'),
     (document(ROOT + obj("Device.")), 'model.xml:7: "Device." stands twice'),
     (document(obj("Device..A.")), 'model.xml:4: bad name "Device..A."'),
+    (document(obj("Device.") + obj("Device.X}.A.")), 'model.xml:5: bad name "X}"'),
+    (document(obj("Device.", parameter("Users"))), 'model.xml:4: "Users" stands twice'),
     (document(obj("Device.", "<parameter/>")), "model.xml:4: parameter without a name"),
     (document(obj("Device.", parameter("A", "<string><pattern value='['/></string>"))), "model.xml:4: A: "),
     (document(obj("Device.", parameter("A", "<int><range minInclusive='x'/></int>"))), 'model.xml:4: A: "x" is no integer'),

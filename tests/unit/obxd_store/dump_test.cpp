@@ -57,6 +57,13 @@ TEST(Dump, DefaultsThatTheirParameterDoesNotTake) {
     }
 }
 
+TEST(Dump, NumbersReferToNothing) {
+    settled(
+        published("<parameter name='N' access='readWrite'><syntax><boolean><pathRef refType='strong' "
+                  "targetParent='.Host.' targetType='row'/></boolean><default type='object' value='true'/>"
+                  "</syntax></parameter>"));
+}
+
 /// What the parameter beside the table "Host" counts; "-" for nothing.
 std::string counts(const std::string& model, const char* parameter) {
     JsonRef dump(json_loads(settled(model).c_str(), 0, nullptr));
