@@ -1,5 +1,6 @@
 #include <errno.h>
 #include <limits.h>
+#include <malloc.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/resource.h>
@@ -157,10 +158,16 @@ std::unique_ptr<Store> load_store(const Options& options, int& status) {
     return store;
 }
 
+// A store is a great many small pieces: the end of the process frees them all at once.
+Store* until_the_end(std::unique_ptr<Store> store) {
+    static Store* const kept = store.release();
+    return kept;
+}
+
 int dump_model(Options options) {
     complete(options);
     int status;
-    std::unique_ptr<Store> store = load_store(options, status);
+    const Store* store = until_the_end(load_store(options, status));
     if (!store) return status;
     obxd::JsonRef model(store->dump());
     if (json_dumpf(model, stdout, JSON_INDENT(1) | JSON_REAL_PRECISION(15)) == 0 && puts("") >= 0 &&
@@ -179,8 +186,9 @@ int serve(Options options) {
     if (!options.tls_cert.empty() && !(tls = tls_server_load(options.tls_cert, options.tls_key, error)))
         return complain(error, EXIT_FAULT);
     int status;
-    std::unique_ptr<Store> store = load_store(options, status);
+    Store* store = until_the_end(load_store(options, status));
     if (!store) return status;
+    malloc_trim(0);  // of what only the loading took
     if (!run(options, users, std::move(tls), *store, error)) return complain(error, EXIT_FAULT);
     return 0;
 }

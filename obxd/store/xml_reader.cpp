@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <vector>
 
 #include "owners.hpp"
 
@@ -32,9 +33,31 @@ struct Reading {
     XmlHandler& handler;
     std::string why;  ///< not empty: the reading has ended
     int depth = 0;
-    uint64_t taken = 0;      ///< octets of the file
-    uint64_t delivered = 0;  ///< octets that were told
+    uint64_t taken = 0;                 ///< octets of the file
+    uint64_t delivered = 0;             ///< octets that were told
+    size_t lines = 0;                   ///< that are behind and forgotten
+    std::vector<uint32_t> line_ends{};  ///< of later ones, where they stand in the file
+    size_t next = 0;                    ///< the first of them that is not behind
 };
+
+/// Tells the handler what line is being read.
+void line_tell(Reading& reading) {
+    XML_Index here = XML_GetCurrentByteIndex(reading.parser);
+    const auto& ends = reading.line_ends;
+    while (reading.next < ends.size() && static_cast<XML_Index>(ends[reading.next]) < here) reading.next++;
+    reading.handler.line = reading.lines + reading.next + 1;
+}
+
+/// Takes note of the line ends of what is read next; expat would go through all text once more for that.
+void lines_note(Reading& reading, std::string_view piece) {
+    line_tell(reading);
+    reading.line_ends.erase(reading.line_ends.begin(),
+                            reading.line_ends.begin() + static_cast<ptrdiff_t>(reading.next));
+    reading.lines += reading.next;
+    reading.next = 0;
+    for (size_t at = piece.find('\n'); at != piece.npos; at = piece.find('\n', at + 1))
+        reading.line_ends.push_back(static_cast<uint32_t>(reading.taken + at));
+}
 
 void stop(Reading& reading, const std::string& why) {
     if (!reading.why.empty()) return;
@@ -52,7 +75,7 @@ void count(Reading& reading, size_t octets) {
 void XMLCALL on_start(void* data, const XML_Char* name, const XML_Char** pairs) {
     Reading& reading = *static_cast<Reading*>(data);
     if (!reading.why.empty()) return;
-    reading.handler.line = XML_GetCurrentLineNumber(reading.parser);
+    line_tell(reading);
     for (const XML_Char** at = pairs; *at; at++) count(reading, strlen(*at));
     if (++reading.depth > MAX_DEPTH) return stop(reading, "nested too deeply");
     std::string_view full = name, space;
@@ -70,7 +93,7 @@ void XMLCALL on_end(void* data, const XML_Char*) {
     Reading& reading = *static_cast<Reading*>(data);
     if (!reading.why.empty()) return;
     reading.depth--;
-    reading.handler.line = XML_GetCurrentLineNumber(reading.parser);
+    line_tell(reading);
     std::string why;
     if (!reading.handler.end(why)) stop(reading, why);
 }
@@ -78,7 +101,7 @@ void XMLCALL on_end(void* data, const XML_Char*) {
 void XMLCALL on_text(void* data, const XML_Char* text, int length) {
     Reading& reading = *static_cast<Reading*>(data);
     if (!reading.why.empty()) return;
-    reading.handler.line = XML_GetCurrentLineNumber(reading.parser);
+    line_tell(reading);
     count(reading, static_cast<size_t>(length));
     reading.handler.text({text, static_cast<size_t>(length)});
 }
@@ -147,6 +170,7 @@ bool xml_read(const std::string& file, XmlHandler& handler, std::string& error) 
             return false;
         }
         last = got == 0;
+        lines_note(reading, {static_cast<const char*>(piece), static_cast<size_t>(got)});
         reading.taken += static_cast<uint64_t>(got);
         if (reading.taken > MAX_FILE) {
             error = file + ": is too large";
