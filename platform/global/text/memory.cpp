@@ -1,6 +1,10 @@
 #include <jansson.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
+#if __has_include(<sys/auxv.h>)
+#include <sys/auxv.h>
+#endif
 
 #include "ox_log.hpp"
 #include "ox_memory.hpp"
@@ -16,10 +20,24 @@ void* allocate_json(size_t size) {
     return block;
 }
 
+/// Seeds jansson's hashes with what the kernel has given the process at its start; left to itself jansson
+/// reads a file for that.
+void seed_json() {
+#if __has_include(<sys/auxv.h>)
+    uint32_t words[4] = {};
+    if (const auto* given = reinterpret_cast<const void*>(getauxval(AT_RANDOM)))
+        memcpy(words, given, sizeof words);
+    // The words are the C library's secrets as well.
+    uint32_t seed = (words[0] ^ words[1] ^ words[2] ^ words[3]) * UINT32_C(2654435761);
+    if (seed != 0) json_object_seed(seed);
+#endif
+}
+
 }  // namespace
 
 void ox_memory_open(void) {
     json_set_alloc_funcs(allocate_json, free);
+    seed_json();
 }
 
 void ox_memory_failed(const char* function) {
