@@ -13,6 +13,12 @@ endif()
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 
+if(OBX_CCACHE)
+    find_program(CCACHE ccache REQUIRED)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
 # Nothing in the programs tells where they were built.
 add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE AND NOT OBX_FUZZ)
@@ -26,7 +32,8 @@ add_library(obx_flags INTERFACE)
 target_compile_options(obx_flags INTERFACE
     -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wno-missing-field-initializers
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion -Wno-sign-conversion -Wnon-virtual-dtor>
-    -ffunction-sections -fdata-sections -fstack-protector-strong)
+    -ffunction-sections -fdata-sections -fstack-protector-strong
+    $<$<BOOL:${OBX_WERROR}>:-Werror>)
 target_compile_definitions(obx_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(obx_flags INTERFACE -Wl,--gc-sections)
 if(OBX_FUZZ)
@@ -95,11 +102,17 @@ if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE)
     target_link_libraries(dep_lua INTERFACE ox_lazy_math)
 endif()
 target_link_libraries(dep_lua INTERFACE m ${CMAKE_DL_LIBS})
-obx_dependency(dep_readline readline/readline.h readline)
-obx_termcap(dep_readline)
-obx_dependency(dep_mbedtls mbedtls/ssl.h mbedtls mbedx509 mbedcrypto)
-obx_dependency(dep_crypt crypt.h crypt)
-obx_dependency(dep_expat expat.h expat)
+if(OBX_READLINE)
+    obx_dependency(dep_readline readline/readline.h readline)
+    obx_termcap(dep_readline)
+endif()
+if(OBX_TLS OR OBX_DAEMON)
+    obx_dependency(dep_mbedtls mbedtls/ssl.h mbedtls mbedx509 mbedcrypto)
+endif()
+if(OBX_DAEMON)
+    obx_dependency(dep_crypt crypt.h crypt)
+    obx_dependency(dep_expat expat.h expat)
+endif()
 find_package(Threads REQUIRED)
 
 # obx_program(TARGET): link options of a program that starts quickly: nothing shared but libc.

@@ -26,6 +26,7 @@ ALLOWED = {
     "platform/global/terminal": {"platform/global/terminal", "platform/global/system", "platform/global/text"},
     "platform/global/jrpc": {"platform/global/jrpc", "platform/global/system", "platform/global/text",
                              "platform/global/include/ox_out.hpp"},  # an event is printed as the shell prints it
+    "platform/without": {"platform/without", *GLOBAL},
     "platform/tr": {"platform/tr", "platform/global/text"},
     "platform/conf": {"platform/conf", "platform/tr", *GLOBAL},
     "platform/lua": {"platform/lua", "platform/conf", "platform/tr", *GLOBAL},

@@ -32,6 +32,10 @@ uint64_t take_number(const char** at) {
     }
 }
 
+size_t take_size(const char** at) {
+    return static_cast<size_t>(take_number(at));
+}
+
 void put_bytes(ox_array<char>* out, ValueKind kind, const char* bytes, size_t size) {
     const char tag = kind;
     put(out, &tag, 1);
@@ -109,8 +113,8 @@ void value_list_add(ValueList* list, const ox_list_element* element) {
 bool value_walk_next(ValueWalk* walk, ListedValue* value) {
     if (walk->at >= walk->list->bytes.size) return false;
     const char* at = walk->list->bytes.data + walk->at;
-    walk->name.size = take_number(&at);
-    size_t length = take_number(&at);
+    walk->name.size = take_size(&at);
+    size_t length = take_size(&at);
     put(&walk->name, at, length);
     at += length;
     *value = {};
@@ -122,7 +126,7 @@ bool value_walk_next(ValueWalk* walk, ListedValue* value) {
         uint64_t bits = take_number(&at);
         value->integer = static_cast<json_int_t>(bits & 1 ? ~(bits >> 1) : bits >> 1);
     } else if (value->kind != VALUE_NONE) {
-        value->size = take_number(&at);
+        value->size = take_size(&at);
         value->bytes = at;
         at += value->size;
     }

@@ -9,6 +9,9 @@
 #include <mbedtls/pk.h>
 #include <mbedtls/ssl.h>
 #include <mbedtls/version.h>
+#if MBEDTLS_VERSION_MAJOR >= 3
+#include <psa/crypto.h>
+#endif
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -73,8 +76,17 @@ ssize_t give(int code) {
     return -1;
 }
 
-// From version 3 of the library on, what is done with a private key takes random numbers.
+// What differs between 2.28 and 3: there TLS 1.3 works through PSA, and what is done with a private key takes
+// random numbers.
 #if MBEDTLS_VERSION_MAJOR >= 3
+bool prepare_crypto() {
+    return psa_crypto_init() == PSA_SUCCESS;
+}
+
+void require_version_1_2(mbedtls_ssl_config& config) {
+    mbedtls_ssl_conf_min_tls_version(&config, MBEDTLS_SSL_VERSION_TLS1_2);
+}
+
 int parse_key(TlsServer& server, const char* file) {
     return mbedtls_pk_parse_keyfile(&server.key, file, nullptr, mbedtls_ctr_drbg_random, &server.random);
 }
@@ -83,6 +95,14 @@ bool keys_fit(TlsServer& server) {
     return mbedtls_pk_check_pair(&server.cert.pk, &server.key, mbedtls_ctr_drbg_random, &server.random) == 0;
 }
 #else
+bool prepare_crypto() {
+    return true;
+}
+
+void require_version_1_2(mbedtls_ssl_config& config) {
+    mbedtls_ssl_conf_min_version(&config, MBEDTLS_SSL_MAJOR_VERSION_3, MBEDTLS_SSL_MINOR_VERSION_3);
+}
+
 int parse_key(TlsServer& server, const char* file) {
     return mbedtls_pk_parse_keyfile(&server.key, file, nullptr);
 }
@@ -94,8 +114,9 @@ bool keys_fit(TlsServer& server) {
 
 // With others every handshake would fail.
 bool for_servers(const mbedtls_x509_crt& cert) {
-    constexpr unsigned SIGNS = MBEDTLS_X509_KU_DIGITAL_SIGNATURE | MBEDTLS_X509_KU_KEY_ENCIPHERMENT;
-    if ((cert.ext_types & MBEDTLS_X509_EXT_KEY_USAGE) && !(cert.key_usage & SIGNS)) return false;
+    if (mbedtls_x509_crt_check_key_usage(&cert, MBEDTLS_X509_KU_DIGITAL_SIGNATURE) != 0 &&
+        mbedtls_x509_crt_check_key_usage(&cert, MBEDTLS_X509_KU_KEY_ENCIPHERMENT) != 0)
+        return false;
     return mbedtls_x509_crt_check_extended_key_usage(&cert, MBEDTLS_OID_SERVER_AUTH,
                                                      MBEDTLS_OID_SIZE(MBEDTLS_OID_SERVER_AUTH)) == 0;
 }
@@ -108,7 +129,7 @@ bool configure(TlsServer& server, std::string& error) {
         error = "TLS set-up: " + reason(code);
         return false;
     }
-    mbedtls_ssl_conf_min_version(&server.config, MBEDTLS_SSL_MAJOR_VERSION_3, MBEDTLS_SSL_MINOR_VERSION_3);
+    require_version_1_2(server.config);
     mbedtls_ssl_conf_rng(&server.config, mbedtls_ctr_drbg_random, &server.random);
     return true;
 }
@@ -139,6 +160,7 @@ TlsServerPtr tls_server_load(const std::string& cert_file, const std::string& ke
     mbedtls_pk_init(&server->key);
     mbedtls_ssl_config_init(&server->config);
     int code = mbedtls_ctr_drbg_seed(&server->random, mbedtls_entropy_func, &server->entropy, nullptr, 0);
+    if (code == 0 && !prepare_crypto()) code = MBEDTLS_ERR_CTR_DRBG_ENTROPY_SOURCE_FAILED;
     if (code != 0) {
         error = "TLS random numbers: " + reason(code);
         return nullptr;

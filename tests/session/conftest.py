@@ -15,6 +15,32 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "obxd(*args): options of every obxd that the module's fixtures start")
 
 
+def left_out(kind):
+    """Tests ("file::test", or a whole "file") that programs of this kind are not put to, and why."""
+    found = {}
+    reason = ""
+    with open(os.path.join(os.path.dirname(__file__), "left_out", kind + ".txt")) as lines:
+        for line in lines:
+            if line.startswith("# "):
+                reason = line[2:].strip()
+            elif line.strip():
+                found[line.strip()] = reason
+    return found
+
+
+def pytest_collection_modifyitems(items):
+    reasons = {}
+    if harness.EMULATED:
+        reasons.update(left_out("emulated"))
+    if harness.PLAIN:
+        reasons.update(left_out("plain"))
+    for item in items:
+        file = os.path.basename(item.path)
+        reason = reasons.get("%s::%s" % (file, item.originalname)) or reasons.get(file)
+        if reason:
+            item.add_marker(pytest.mark.skip(reason=reason))
+
+
 @pytest.fixture(scope="session")
 def localhost():
     """The name, for tests in which a program looks it up."""

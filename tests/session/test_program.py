@@ -11,7 +11,7 @@ pytestmark = pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer brings th
 
 
 def symbols(program, *options):
-    lines = subprocess.run(["nm", *options, program], stdout=subprocess.PIPE, check=True, text=True).stdout
+    lines = subprocess.run(["nm", *options, harness.binary(program)], stdout=subprocess.PIPE, check=True, text=True).stdout
     return [line.split()[-1] for line in lines.splitlines()]
 
 
@@ -19,7 +19,7 @@ def test_client_links_nothing_of_the_c_plus_plus_runtime():
     defined = symbols(harness.OBXC, "--defined-only")
     assert "main" in defined
     assert [name for name in defined if name.startswith(("__cxa_", "_Unwind_", "__gxx_"))] == []
-    needed = subprocess.run(["readelf", "-d", harness.OBXC], stdout=subprocess.PIPE, check=True, text=True).stdout
+    needed = subprocess.run(["readelf", "-d", harness.binary(harness.OBXC)], stdout=subprocess.PIPE, check=True, text=True).stdout
     assert "libstdc++" not in needed and "libgcc" not in needed
 
 
@@ -32,5 +32,5 @@ def test_client_shows_modules_the_whole_of_lua_and_little_else():
 
 @pytest.mark.parametrize("program", [harness.OBXC, harness.OBXD])
 def test_program_does_not_tell_where_it_was_built(program):
-    with open(program, "rb") as file:
+    with open(harness.binary(program), "rb") as file:
         assert harness.SOURCE.encode() not in file.read()

@@ -1,16 +1,15 @@
 #include <errno.h>
-#include <mbedtls/md.h>
 #include <unistd.h>
 
+#include "md5_sum.hpp"
 #include "ox_fs.hpp"
 #include "ox_md5.hpp"
-#include "ox_memory.hpp"
 #include "ox_raii.hpp"
 
 namespace {
 
 /// Feeds `length` bytes (-1: all) from where the file stands; false with errno.
-bool feed(mbedtls_md_context_t* context, int fd, long length) {
+bool feed(Md5Sum* sum, int fd, long length) {
     unsigned char block[16384];
     while (length != 0) {
         size_t wanted = length > 0 && length < static_cast<long>(sizeof(block)) ? static_cast<size_t>(length)
@@ -19,7 +18,7 @@ bool feed(mbedtls_md_context_t* context, int fd, long length) {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         if (count == 0) break;
-        if (mbedtls_md_update(context, block, static_cast<size_t>(count)) != 0) return false;
+        if (!md5_sum_add(sum, block, static_cast<size_t>(count))) return false;
         if (length > 0) length -= count;
     }
     return true;
@@ -31,14 +30,11 @@ int ox_md5_calculate_from_file_region(uint8_t digest[OX_MD5_SIZE], const char* p
                                       long offset, long length) {
     UnheldFd fd(ox_fs_open_regular(path, nullptr));
     if (fd.get() < 0 || lseek(fd.get(), offset, SEEK_SET) < 0) return -1;
-    mbedtls_md_context_t context;
-    mbedtls_md_init(&context);
-    bool fine = mbedtls_md_setup(&context, mbedtls_md_info_from_type(MBEDTLS_MD_MD5), 0) == 0 &&
-                mbedtls_md_starts(&context) == 0 && feed(&context, fd.get(), length) &&
-                mbedtls_md_finish(&context, digest) == 0;
+    Md5Sum* sum = md5_sum_new();
+    if (!sum) return -1;
+    bool fine = feed(sum, fd.get(), length) && md5_sum_end(sum, digest);
     int error = errno;
-    if (!context.md_ctx) ox_memory_failed(__func__);
-    mbedtls_md_free(&context);
+    md5_sum_free(sum);
     errno = error;
     return fine ? 0 : -1;
 }

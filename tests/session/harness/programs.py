@@ -8,18 +8,26 @@ import time
 
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "../../.."))
 BUILD = os.path.abspath(os.environ.get("OBX_BUILD_DIR") or os.path.join(SOURCE, "build"))
-OBXC = os.path.join(BUILD, "bin", "obxc")
-SHELL = os.path.join(BUILD, "tests", "obxc")  # obxc on a terminal: keeps its history in OBX_TEST_TMP, not in /tmp
-TREE_MODULES = os.path.join(BUILD, "tests", "obxc_tree_modules")  # obxc with the Lua modules of this tree
+EMULATED = os.environ.get("OBX_EMULATED", "")  # the architecture of the programs, where it is not this machine's
+CALLED = os.path.join(BUILD, "emulated") if EMULATED else BUILD  # below it are the files by which programs are called
+OBXC = os.path.join(CALLED, "bin", "obxc")
+SHELL = os.path.join(CALLED, "tests", "obxc")  # obxc on a terminal: keeps its history in OBX_TEST_TMP, not in /tmp
+TREE_MODULES = os.path.join(CALLED, "tests", "obxc_tree_modules")  # obxc with the Lua modules of this tree
 OBX = os.path.join(SOURCE, "lua", "obx")
-OBXD = os.path.join(BUILD, "bin", "obxd")
+OBXD = os.environ.get("OBX_TEST_DAEMON") or os.path.join(CALLED, "bin", "obxd")
 runs = {"obxc": OBXC, "terminal": SHELL}  # what obxc() and Terminal run; the fixture tree_modules changes it
 SANITIZED = os.environ.get("OBX_SANITIZE") == "1"
-PATIENCE = 40.0 if SANITIZED else 20.0  # seconds until a wait is a failure
+PLAIN = os.environ.get("OBX_PLAIN") == "1"  # built without GNU readline and without TLS
+PATIENCE = 60.0 if EMULATED else 40.0 if SANITIZED else 20.0  # seconds until a wait is a failure
 
 
 class SessionFailure(AssertionError):
     """What a person would call broken."""
+
+
+def binary(program):
+    """The file of a program itself, for those who read it."""
+    return os.path.join(BUILD, os.path.relpath(program, CALLED))
 
 
 def temp_dir():

@@ -1,0 +1,4 @@
+set(OBX_CROSS s390x)
+set(OBX_TRIPLET s390x-linux-gnu)
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
