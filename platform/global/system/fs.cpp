@@ -61,13 +61,28 @@ private:
     sigset_t before_;
 };
 
-/// Waits until the file's lock is this program's, but not for longer than a file takes to be written.
-void lock_patiently(int fd) {
+bool is_held(int error) {
+    return error == EAGAIN || error == EACCES || error == EINTR;
+}
+
+/// Tries until the file has a lock, but not for longer than a file takes to be written.
+void lock_patiently(int fd, int (*lock)(int fd)) {
     enum { PAUSE_US = 5000, TRIES = 400 };
-    for (int i = 0; i < TRIES; i++) {
-        if (flock(fd, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) return;
-        usleep(PAUSE_US);
-    }
+    for (int i = 0; i < TRIES && lock(fd) != 0 && is_held(errno); i++) usleep(PAUSE_US);
+}
+
+/// The lock of those who read a file and replace it.
+int lock_file(int fd) {
+    return flock(fd, LOCK_EX | LOCK_NB);
+}
+
+/// Those who did not wait for that one any longer take each other's places one at a time, by a lock of
+/// another kind, which is held no longer than that.
+int lock_place(int fd) {
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return fcntl(fd, F_SETLK, &whole);
 }
 
 /// Whether the open file is the one at the place.
@@ -148,7 +163,7 @@ int ox_fs_open_locked(const char* path) {
         if (!file_place_find(path, &place)) return -1;
         UnheldFd fd(file_place_open(&place, O_RDWR | O_CREAT));
         if (fd.get() < 0) return -1;
-        lock_patiently(fd.get());
+        lock_patiently(fd.get(), lock_file);
         // The program that held the lock may have replaced the file, and the lock is then on the old one:
         // however long many take one behind the other, each gets its turn. One that holds it without end
         // hangs or was stopped.
@@ -175,6 +190,7 @@ int ox_fs_replace_file(const char* path, const void* data, size_t size, int repl
     UnheldFd fd(open_beside(&place, &name));
     if (fd.get() < 0) return -1;
     bool written = write_all(fd.get(), static_cast<const char*>(data), size) && fsync(fd.get()) == 0;
+    if (replaced >= 0) lock_patiently(replaced, lock_place);
     bool same = replaced < 0 || is_at(replaced, &place);
     if (written && same && renameat(directory, name, directory, place.name) == 0) return 0;
     int error = same ? errno : ESTALE;
