@@ -27,7 +27,7 @@ class SessionFailure(AssertionError):
 
 def binary(program):
     """The file of a program itself, for those who read it."""
-    return os.path.join(BUILD, os.path.relpath(program, CALLED))
+    return program.replace(CALLED, BUILD, 1) if program.startswith(CALLED + os.sep) else program
 
 
 def temp_dir():
