@@ -8,6 +8,9 @@ import pytest
 import harness
 from certificates import Authority
 from routers import TOKEN
+from module_utils.destination import connect
+from module_utils.errors import Misused, ProtocolBroken
+from module_utils.router import Router
 from peers import Peer, closed_port, says, silent
 
 SHORT = harness.PATIENCE / 2  # seconds that the silent ones are waited for
@@ -108,3 +111,16 @@ def test_wrong_options_are_told(play, fleet):
     assert played.message("r0") == "/nonexistent/ca.pem: no certificates can be read: No such file or directory"
     assert played.message("r1") == ("127.0.0.1:none is no address: HOST, HOST:PORT or the path of a local socket")
     assert "argument 'timeout' is of type" in played.message("r2")
+
+
+def test_answers_of_the_wrong_kind_are_told(controller, scripted_router):
+    for odd in ({}, [], None, 7, {"ParameterList": 5}, {"ParameterList": [1]}, {"ParameterList": [{"Name": "A"}]}):
+        scripted_router.answer = lambda request, connection, odd=odd: scripted_router.result(odd)
+        with connect(scripted_router.socket) as client, pytest.raises((ProtocolBroken, Misused)):
+            Router(client).value("Device.A")
+    scripted_router.answer = lambda request, connection: scripted_router.result({"Matches": None})
+    played = controller.play("""
+        - ombrix.obx.obx_info:
+            selectors: [Device.A]
+    """, {"all": {"hosts": {"one": {"obx_address": scripted_router.socket}}}})
+    assert played.message("one") == scripted_router.socket + " answered Select with what is no answer to it"

@@ -81,7 +81,7 @@ def commit(task, router, change, as_one=False):
 
 def _begin(router, seconds):
     try:
-        return router.client.call("BeginChange", {"Timeout": seconds})["Change"]
+        return router.ask("BeginChange", {"Timeout": seconds}, ["Change"])["Change"]
     except Refused as refusal:
         if refusal.code == NO_SUCH_METHOD:
             raise Misused("%s knows no confirmed changes: nothing was changed" % router.client.peer) from refusal
@@ -90,7 +90,7 @@ def _begin(router, seconds):
 
 def _cancel(router, identity):
     try:
-        router.client.call("CancelChange", {"Change": identity})
+        router.ask("CancelChange", {"Change": identity})
     except ObxError:
         pass  # the router takes it back by itself when the time is over
 
@@ -100,7 +100,7 @@ def _confirm(task, identity, end):
     while True:
         try:
             router = task.router()
-            router.client.call("ConfirmChange", {"Change": identity})
+            router.ask("ConfirmChange", {"Change": identity})
             return router
         except ConnectionFailed as error:
             if time.monotonic() + 1 > end:

@@ -18,17 +18,15 @@ Change = namedtuple("Change", "kind path name before after")
 def taken(router, path):
     """The State of a router below a path."""
     path = "." if path in ("", ".") else path.rstrip(".") + "."
-    names = router.client.call("GetParameterNames", {"ParameterPath": path, "NextLevel": False})["ParameterList"]
-    read = router.client.call("GetParameterValues", {"ParameterNames": [path], "IgnoreAccessError": True})
-    values = {entry["Name"]: entry["Value"] for entry in read["ParameterList"]}
+    names = router.listed("GetParameterNames", {"ParameterPath": path, "NextLevel": False}, "Writable")
+    values = router.listed("GetParameterValues", {"ParameterNames": [path], "IgnoreAccessError": True})
     state = State(path, {}, {}, {})
-    for entry in names:
-        name = entry["Name"]
+    for name, writable in names.items():
         if re.search(r"\.\d+\.$", name):
             state.rows[name] = None
         elif name.endswith("."):
-            state.tables[name] = entry["Writable"]
-        elif entry["Writable"] and name in values:
+            state.tables[name] = writable
+        elif writable and name in values:
             state.values[name] = values[name]
     return state
 

@@ -55,6 +55,7 @@ errors:
   elements: dict
 """
 
+import re
 import time
 
 from ansible.module_utils.basic import AnsibleModule
@@ -84,10 +85,9 @@ def converted(router, method, arguments):
     return typed
 
 
-def named(method, entries):
+def named(method, outputs):
     """{name below the method: value} of outputs."""
-    return {entry["Name"][len(method) + 1:] if entry["Name"].startswith(method + ".") else entry["Name"]: entry["Value"]
-            for entry in entries}
+    return {re.sub(r"^%s(\(\))?\." % re.escape(method), "", path): value for path, value in outputs.items()}
 
 
 def end_of(client, method, seconds):
@@ -102,9 +102,9 @@ def end_of(client, method, seconds):
             continue
         if str(params.get("Path", "")).removesuffix("()") == method:
             if "Error" in params:
-                error = params["Error"]
+                error = params["Error"] if isinstance(params["Error"], dict) else {}
                 raise Refused(method, dict(error, data={"Detail": error.get("Detail")}))
-            return params.get("ParameterList", [])
+            return {entry["Name"]: entry["Value"] for entry in params.get("ParameterList", [])}
 
 
 def run(task):
@@ -113,17 +113,17 @@ def run(task):
         return {"changed": False, "skipped": True, "msg": "methods are not called in check mode"}
     method = options["method"].rstrip(".").removesuffix("()")
     router = task.router()
-    attributes = next(iter(router.attributes(method).values()))
+    attributes = next(iter(router.attributes(method).values()), {})
     if attributes.get("type") != "method":
         raise Misused("%s is no method" % method)
     waits = options["wait"] and attributes.get("async", False)
     if waits:
-        router.client.call("JoinGroup", {"Group": DEVICE_EVENTS})
+        router.ask("JoinGroup", {"Group": DEVICE_EVENTS})
     params = {"Path": method, "ParameterList": converted(router, method, options["arguments"])}
-    entries = router.client.call("Execute", params, options["wait_timeout"]).get("ParameterList", [])
-    if waits and not entries:
-        entries = end_of(router.client, method, options["wait_timeout"])
-    return {"changed": True, "outputs": named(method, entries)}
+    outputs = router.listed("Execute", params, timeout=options["wait_timeout"])
+    if waits and not outputs:
+        outputs = end_of(router.client, method, options["wait_timeout"])
+    return {"changed": True, "outputs": named(method, outputs)}
 
 
 def main():

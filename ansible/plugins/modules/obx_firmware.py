@@ -97,28 +97,34 @@ def order(task, router, end):
 
 
 def fetch(task, router, source, end):
-    def download(**params):
-        return router.client.call("Download", dict(params, FileType="Firmware"), max(1.0, end - time.monotonic()))
+    def download(*members, **params):
+        return router.ask("Download", dict(params, FileType="Firmware"), members, max(1.0, end - time.monotonic()))
 
     task.report("the image is fetched")
-    checked = download(NeedPreUpdate=True, **source)
+    checked = download("NewVersion", "TransactionID", NeedPreUpdate=True, **source)
     if checked["NewVersion"] != task.options["version"]:
         download(TransactionID=checked["TransactionID"])
         raise Misused("%s holds version %s, not %s" % (task.options["image"], checked["NewVersion"],
                                                        task.options["version"]))
-    confirmed = download(NeedPreUpdate=False, **source)
+    confirmed = download("Status", "SavedFirmware", "TransactionID", NeedPreUpdate=False, **source)
     if task.options["reset_config"]:
-        router.client.call("FactoryReset")
+        router.ask("FactoryReset")
     if confirmed["Status"]:
         download(NeedPreUpdate=False, TransactionID=confirmed["TransactionID"],
                  URL="file://" + confirmed["SavedFirmware"])
+
+
+def numbers(router, paths):
+    """{path: value} of numbers; 0 where there is none."""
+    values = router.values(paths)
+    return {path: values[path] if isinstance(values.get(path), int) else 0 for path in paths}
 
 
 def flash(task, router, end):
     """Waits until the image is flashed, or the connection breaks because the device goes down."""
     told = 0
     while time.monotonic() < end:
-        values = router.values([STATUS, PROGRESS])
+        values = numbers(router, [STATUS, PROGRESS])
         if values[STATUS] == REFUSED:
             raise Misused("%s: flashing has failed" % router.client.peer)
         if values[STATUS] <= AT_REST:
@@ -134,11 +140,12 @@ def come_back(task, end):
     reason = "there was no time left"
     while time.monotonic() < end:
         try:
-            values = task.router().values([VERSION, STATUS])
-            if values[VERSION] == task.options["version"]:
+            router = task.router()
+            version = router.value(VERSION)
+            if version == task.options["version"]:
                 return
-            reason = "it runs version %s" % values[VERSION]
-            if values[STATUS] == AT_REST:
+            reason = "it runs version %s" % version
+            if numbers(router, [STATUS])[STATUS] == AT_REST:
                 break
         except ObxError as error:
             reason = str(error)

@@ -10,6 +10,7 @@ author: The obxc developers (@ombrix)
 description:
   - Sees to it that a table of a router's data model has a row with the given keys and values, or has none with these keys.
   - The row is found by its keys, whatever its number. A new row that the router refuses leaves nothing behind.
+  - A password or key among the values reads as empty, so it is set each time and counts as changed.
 options:
   table:
     description: The path of the table, for example C(Device.NAT.PortMapping).
