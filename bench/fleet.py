@@ -85,8 +85,9 @@ def bench_fleet(harness, top, row):
         figures = []
         for name, tasks in (("ours", OURS), ("peer", PEER % {"obx": harness.OBX, "path": PATH})):
             play = controller.write(name + ".yml", HEAD + textwrap.indent(tasks, "    "))
-            figures.append(measured(["ansible-playbook", "-f", str(FORKS), "-i", inventory, play, "-e", "name=" + name],
-                                    env, directory))
+            words = ["ansible-playbook", "-f", str(FORKS), "-i", inventory, play, "-e"]
+            controller.command(*words, "name=first", "-l", "r0", env=env)  # Python keeps what it has compiled
+            figures.append(measured(words + ["name=" + name], env, directory))
             assert set(fleet.values(PATH).values()) == {name}
         fleet.close()
     (ours, our_busy, our_peak), (peer, peer_busy, peer_peak) = figures
