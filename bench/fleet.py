@@ -1,6 +1,7 @@
 """Rows of bench/run for fleets: one parameter of 200 routers over TLS, 20 at a time, by the collection and by a play that
 starts obx for each. Seconds, processor time and memory are the controller's."""
 
+import contextlib
 import os
 import resource
 import subprocess
@@ -75,8 +76,9 @@ def bench_fleet(harness, top, row):
     from certificates import Authority
     from routers import HEAD, Controller, Fleet
 
-    with tempfile.TemporaryDirectory(dir="/var/tmp") as directory:
-        fleet = Fleet(directory, Authority(directory, "house"), ROUTERS)
+    with contextlib.ExitStack() as stack:
+        directory = stack.enter_context(tempfile.TemporaryDirectory(dir="/var/tmp"))
+        fleet = stack.enter_context(contextlib.closing(Fleet(directory, Authority(directory, "house"), ROUTERS)))
         controller = Controller(directory)
         os.symlink(harness.OBXC, os.path.join(directory, "obxc_lua"))
         env = dict(controller.env, LUA_PATH_5_3=os.path.join(top, "lua", "?.lua"),
@@ -89,7 +91,6 @@ def bench_fleet(harness, top, row):
             controller.command(*words, "name=first", "-l", "r0", env=env)  # Python keeps what it has compiled
             figures.append(measured(words + ["name=" + name], env, directory))
             assert set(fleet.values(PATH).values()) == {name}
-        fleet.close()
     (ours, our_busy, our_peak), (peer, peer_busy, peer_peak) = figures
     row("a play on 200 routers", "s, to obx set", None, peer, ours, ours / peer, 1)
     row("a play on 200 routers", "s of processor time", None, peer_busy, our_busy, our_busy / peer_busy, 1)
