@@ -136,6 +136,20 @@ def daemon(scripted):
 
 
 @pytest.fixture
+def frozen_objects(scripted):
+    """A scripted daemon that lists the top and then falls silent."""
+    def answer(request, connection):
+        if request["method"] != "GetParameterAttributes":
+            return daemon.result({})
+        if request["params"]["ParameterNames"] != ["."]:
+            return None
+        attributes = [{"Name": name, "Attributes": {"type": "object"}} for name in (".", "Device.")]
+        return daemon.result({"ParameterList": attributes})
+    daemon = scripted(answer)
+    return daemon
+
+
+@pytest.fixture
 def open_shell(daemon, terminal):
     """A function that opens a shell on that daemon, at its prompt."""
     def start(args=(), **options):

@@ -104,16 +104,8 @@ def test_ctrl_c_in_the_password_prompt_restores_the_echo(session):
     assert [m for m in session.daemon.received if m["method"] == "Login"][1:] == []
 
 
-def test_ctrl_c_leaves_a_completion_and_keeps_the_line(scripted, terminal):
-    def answer(request, connection):
-        if request["method"] != "GetParameterAttributes":
-            return daemon.result({})
-        if request["params"]["ParameterNames"] != ["."]:
-            return None
-        attributes = [{"Name": name, "Attributes": {"type": "object"}} for name in (".", "Device.")]
-        return daemon.result({"ParameterList": attributes})
-    daemon = scripted(answer)
-    shell = terminal(daemon=daemon)
+def test_ctrl_c_leaves_a_completion_and_keeps_the_line(frozen_objects, terminal):
+    shell = terminal(daemon=frozen_objects)
     shell.prompt()
     for _ in range(3):
         shell.send("cd Device.x\t")
@@ -123,7 +115,7 @@ def test_ctrl_c_leaves_a_completion_and_keeps_the_line(scripted, terminal):
         shell.wait_line(r".*> cd Device\.xy")
         shell.interrupt()
         shell.prompt()
-    assert ["Device."] in [params["ParameterNames"] for params in daemon.requests("GetParameterAttributes")]
+    assert ["Device."] in [params["ParameterNames"] for params in frozen_objects.requests("GetParameterAttributes")]
     assert shell.run("save") == "Status: OK"
 
 

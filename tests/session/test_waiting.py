@@ -86,21 +86,8 @@ def test_one_request_on_a_terminal_and_in_a_pipe(scripted, terminal):
     assert (done.out, done.err, done.status) == ("Status: OK\n", "", 0)
 
 
-def frozen_objects(scripted):
-    """A daemon that lists the top and then falls silent."""
-    def answer(request, connection):
-        if request["method"] != "GetParameterAttributes":
-            return daemon.result({})
-        if request["params"]["ParameterNames"] != ["."]:
-            return None
-        attributes = [{"Name": name, "Attributes": {"type": "object"}} for name in (".", "Device.")]
-        return daemon.result({"ParameterList": attributes})
-    daemon = scripted(answer)
-    return daemon
-
-
-def test_ctrl_c_while_tab_waits_is_shown_and_keeps_the_keys(scripted, terminal):
-    shell = terminal(daemon=frozen_objects(scripted))
+def test_ctrl_c_while_tab_waits_is_shown_and_keeps_the_keys(frozen_objects, terminal):
+    shell = terminal(daemon=frozen_objects)
     shell.prompt()
     shell.send("cd Device.x\t")
     shell.settle(0.3)
@@ -113,8 +100,8 @@ def test_ctrl_c_while_tab_waits_is_shown_and_keeps_the_keys(scripted, terminal):
     assert shell.run("color hint") == "120 100 55"
 
 
-def test_tab_that_waits_says_what_for(scripted, terminal):
-    shell = terminal(daemon=frozen_objects(scripted))
+def test_tab_that_waits_says_what_for(frozen_objects, terminal):
+    shell = terminal(daemon=frozen_objects)
     shell.prompt()
     shell.send("cd Device.x\t")
     shell.wait_for(r"obxc:> cd Device\.x\n" + NOTE % "GetParameterAttributes" + "$")

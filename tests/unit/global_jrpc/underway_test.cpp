@@ -5,6 +5,19 @@
 
 namespace {
 
+struct Begun {
+    Api api;
+    MsgRef message;
+};
+
+/// A connection, and a request whose response is under way on it.
+Begun begun(const std::string& path, int timeout_ms = 5000) {
+    Begun made{connection(path, timeout_ms), request()};
+    EXPECT_EQ(ox_jrpcapi_connect(made.api), 0);
+    EXPECT_EQ(ox_jrpcapi_begin(made.api, made.message, nullptr), 0);
+    return made;
+}
+
 void pump_until_answered(const ox_jrpcapi* api, const ox_jrpcmsg* message) {
     for (int i = 0; i < 500 && ox_jrpcapi_is_underway(api, message); ++i) ox_jrpcapi_pump(20);
 }
@@ -61,10 +74,7 @@ TEST(Underway, NothingIsBegunWhereNoConnectionIs) {
 TEST(Underway, ALostConnectionIsItsOutcome) {
     TempDir dir;
     ScriptedDaemon daemon(dir / "s", [](ScriptedDaemon& self) { self.accept().line(); });
-    Api api = connection(dir / "s");
-    ASSERT_EQ(ox_jrpcapi_connect(api), 0);
-    MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
+    auto [api, message] = begun(dir / "s");
     pump_until_answered(api, message);
     EXPECT_EQ(message->error_code, OX_SOCKET_ECLOSED);
 }
@@ -78,10 +88,7 @@ TEST(Underway, ATimeoutLeavesIt) {
         peer.say(Peer::answer(id, "1"));
         peer.say(Peer::answer(std::to_string(std::stoi(id) + 1), "2"));
     });
-    Api api = connection(dir / "s", 50);
-    ASSERT_EQ(ox_jrpcapi_connect(api), 0);
-    MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
+    auto [api, message] = begun(dir / "s", 50);
     EXPECT_EQ(ox_jrpcapi_finish(api, message), OX_SOCKET_ETIMEOUT);
     EXPECT_TRUE(ox_jrpcapi_is_underway(api, message));
     ox_jrpcapi_set_timeout(api, 5000);
@@ -98,10 +105,7 @@ TEST(Underway, AResponseThatWasPassedOverWillNotCome) {
         peer.line();
         peer.serve("2");
     });
-    Api api = connection(dir / "s");
-    ASSERT_EQ(ox_jrpcapi_connect(api), 0);
-    MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
+    auto [api, message] = begun(dir / "s");
     MsgRef other = request();
     EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
     EXPECT_EQ(result_of(other), "2");
@@ -126,10 +130,7 @@ TEST(Underway, ALongAnswerDoesNotTimeOutTheOneBehindIt) {
         usleep(60000);
         peer.say(Peer::answer(next, "2"));
     });
-    Api api = connection(dir / "s", 300);
-    ASSERT_EQ(ox_jrpcapi_connect(api), 0);
-    MsgRef message = request();
-    ASSERT_EQ(ox_jrpcapi_begin(api, message, nullptr), 0);
+    auto [api, message] = begun(dir / "s", 300);
     MsgRef other = request();
     EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
     EXPECT_EQ(result_of(other), "2");
