@@ -111,11 +111,11 @@ int exchange(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
     return api->error = OX_SOCKET_OK;
 }
 
-int exchange_and_free(ox_jrpcapi* api, ox_jrpcmsg* message, long long deadline) {
+/// The message is freed, also where the exchange is left by a jump.
+int exchange_and_free(ox_jrpcapi* api, ox_jrpcmsg* request, long long deadline) {
+    MsgRef message(request);
     int rc = message ? exchange(api, message, deadline) : static_cast<int>(OX_SOCKET_ENOMEM);
-    if (rc == OX_SOCKET_OK) rc = message->error_code;
-    ox_jrpcmsg_free(message);
-    return rc;
+    return rc == OX_SOCKET_OK ? message->error_code : rc;
 }
 
 /// After a reconnection: the login and the groups of the connection that was lost. A daemon that refuses them
