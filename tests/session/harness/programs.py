@@ -43,7 +43,7 @@ def environment(home=None, leaks=True, **extra):
     """The environment of a program under test: nothing of the tester's own but PATH. A value of None removes one."""
     env = {
         "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
-        "HOME": home or "/nonexistent",
+        "HOME": home or "/proc/nonexistent",  # which root cannot make either
         "TERM": "xterm-256color",
         "LANG": "C.UTF-8",
         "USER": "root",
