@@ -13,6 +13,7 @@
 #include "commands/table.hpp"
 #include "ox_colors.hpp"
 #include "ox_string.hpp"
+#include "session/interrupt.hpp"
 #include "session/prompt.hpp"
 
 namespace {
@@ -39,6 +40,7 @@ void ox_colors_set_hsv2(ox_hsv colour) {
 void ox_colors_reset(void) {
     printf("</>");
 }
+void interrupt_point(void) {}
 
 #define HANDLER(function)                          \
     int function(const char* name, json_t* args) { \
