@@ -57,9 +57,8 @@ def test_a_resize_to_the_same_size_changes_nothing(session, text):
     os.kill(session.pid(), signal.SIGWINCH)
     session.settle()
     session.send(LEFT)
-    session.settle()
-    assert (session.screen()[cursor[1]].startswith("root@obxc:> " + text), session.cursor()) == (
-        True, (cursor[0] - 1, cursor[1]))
+    session.wait(lambda: session.cursor() == (cursor[0] - 1, cursor[1]), "the cursor one to the left")
+    assert session.screen()[cursor[1]].startswith("root@obxc:> " + text)
     assert session.text().count(text) == "\n".join(before).count(text)
 
 
