@@ -1,4 +1,5 @@
-// What obxc needs of Mbed TLS 2.28: a client of TLS 1.2 that verifies certificates, and MD5 for firmware images.
+// What obxc needs of Mbed TLS 2.28: a client of TLS 1.2 that verifies certificates, and MD5 for firmware
+// images.
 #ifndef MBEDTLS_CONFIG_H
 #define MBEDTLS_CONFIG_H
 

@@ -362,8 +362,7 @@ TEST_F(StoreTest, Execute) {
         json_t* inputs = nullptr;
         obxd::Answer answer = store->check_execute(admin, json_of(row.params), path, inputs);
         JsonRef owned(inputs);
-        EXPECT_EQ(answer.code ? text_of(answer) : path + " " + text_of(inputs), row.expected)
-            << row.params;
+        EXPECT_EQ(answer.code ? text_of(answer) : path + " " + text_of(inputs), row.expected) << row.params;
     }
     std::string path;
     json_t* inputs = nullptr;
