@@ -1,6 +1,7 @@
 -- Many changes as one: the daemon takes them back when anything goes wrong, the connection or this program included.
 
 local assign = require "ombrix.obx.assign"
+local snapshot = require "ombrix.snapshot"
 local status = require "ombrix.obx.status"
 
 local change = {}
@@ -11,30 +12,17 @@ local NO_SUCH_METHOD, NOT_SUPPORTED, NO_SUCH_NAME = -32601, 9000, 9005
 
 local function table_of(row) return (row:match("^(.*%.)%d+%.$")) end
 
--- What a path of the file is called on the device now.
-local function renamed(path, names)
-    for length = #path, 1, -1 do
-        local now = path:sub(length, length) == "." and names[path:sub(1, length)]
-        if now then return now .. path:sub(length + 1) end
-    end
-    return path
-end
-
 -- A value with the rows in it renamed, where it is a list of paths.
 local function renamed_value(value, names)
     if not value:find("^[%a][%w_.-]*%.") then return value end
-    return (value:gsub("[^,%s]+", function(path)
-        local dotted = path:sub(-1) == "."
-        local now = renamed(dotted and path or path .. ".", names)
-        return dotted and now or now:sub(1, -2)
-    end))
+    return snapshot.renamed_list(value, names)
 end
 
 local function assignments(changes, names)
     local list = {}
     for _, each in ipairs(changes) do
         if each.change == "changed" then
-            list[#list + 1] = {Name = renamed(each.path, names), Value = renamed_value(each.to, names)}
+            list[#list + 1] = {Name = snapshot.renamed(each.path, names), Value = renamed_value(each.to, names)}
         end
     end
     return list
@@ -48,7 +36,7 @@ local function lacks(code) return code == NO_SUCH_METHOD or code == NOT_SUPPORTE
 local function carry_out(changes, names)
     for _, each in ipairs(changes) do
         if each.change == "added" then
-            local parent = renamed(table_of(each.path), names)
+            local parent = snapshot.renamed(table_of(each.path), names)
             local answer, message, code, data = ox.call("AddObject", {ObjectName = parent}, ONCE)
             if not answer then return nil, message, code, data end
             names[each.path] = ("%s%d."):format(parent, answer.InstanceNumber)
@@ -70,7 +58,6 @@ end
 
 -- Takes back by hand what a daemon without such changes has done.
 local function take_back(now, message, code, data)
-    local snapshot = require "ombrix.snapshot"
     local undone, why = snapshot.apply(now)
     if not undone then
         status.stop(status.PARTLY, nil, ("%s; what was done before is still there: %s")

@@ -94,23 +94,30 @@ function snapshot.diff(before, after)
     return {changed = changed, added = missing(after, before), removed = missing(before, after)}
 end
 
--- The name that something of the snapshot has now: an instance around it may have been added anew.
-local function renamed(name, moved)
+-- The name that something has now: an instance around it may have been added anew. `moved` has the new names of
+-- instances by the old ones.
+function snapshot.renamed(name, moved)
     for length = #name, 1, -1 do
         local now = name:sub(length, length) == "." and moved[name:sub(1, length)]
         if now then return now .. name:sub(length + 1) end
     end
     return name
 end
+local renamed = snapshot.renamed
+
+-- A list of paths with each of them renamed.
+function snapshot.renamed_list(value, moved)
+    return (value:gsub("[^,%s]+", function(path)
+        local dotted = path:sub(-1) == "."
+        local now = renamed(dotted and path or path .. ".", moved)
+        return dotted and now or now:sub(1, -2)
+    end))
+end
 
 -- The value with the paths in it renamed, where the parameter holds references.
 local function renamed_references(name, value, moved)
     if type(value) ~= "string" or not next(moved) then return value end
-    local now = value:gsub("[^,%s]+", function(path)
-        local dotted = path:sub(-1) == "."
-        local other = renamed(dotted and path or path .. ".", moved)
-        return dotted and other or other:sub(1, -2)
-    end)
+    local now = snapshot.renamed_list(value, moved)
     if now == value then return value end
     local attrs = ox.try(ox.attrs, name) or {}
     return (attrs.type == "pathRef" or attrs.relations or attrs.foreign_key) and now or value
