@@ -1,8 +1,5 @@
 #include "session/identity.hpp"
 
-#include <errno.h>
-#include <pwd.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -14,6 +11,7 @@
 #include "ox_memory.hpp"
 #include "ox_raii.hpp"
 #include "ox_socket.hpp"
+#include "ox_user.hpp"
 #include "session/channels.hpp"
 #include "session/password.hpp"
 #include "session/prompt.hpp"
@@ -88,19 +86,6 @@ int end_session() {
     return result;
 }
 
-/// The current system user's line of the local file, where it has one: that needs no name service, which is
-/// slow to start and crashes where memory runs out.
-void read_local_user(struct passwd* entry, char* buffer, size_t size, struct passwd** found) {
-    FILE* file = fopen("/etc/passwd", "re");
-    int error = file ? 0 : errno;
-    while (file && error == 0 && !*found) {
-        error = fgetpwent_r(file, entry, buffer, size, found);
-        if (*found && entry->pw_uid != getuid()) *found = nullptr;
-    }
-    if (file) fclose(file);
-    if (error == ENOMEM) ox_memory_failed(__func__);
-}
-
 }  // namespace
 
 void identity_on_change(void (*changed)(void)) {
@@ -146,11 +131,8 @@ void try_login(void) {
     long limit = sysconf(_SC_GETPW_R_SIZE_MAX);
     size_t size = limit < 0 ? 16384 : static_cast<size_t>(limit);
     CharsRef buffer(static_cast<char*>(_xmalloc(size, "try_login", 569, "obxc/main")));
-    struct passwd entry;
-    struct passwd* found = nullptr;
-    read_local_user(&entry, buffer, size, &found);
-    if (!found) getpwuid_r(getuid(), &entry, buffer.get(), size, &found);
-    if (found && found->pw_name) login_with(found->pw_name, nullptr);
+    const char* name = ox_user_name(buffer, size);
+    if (name) login_with(name, nullptr);
 }
 
 void identity_recover(void) {

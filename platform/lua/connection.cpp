@@ -10,7 +10,7 @@
 
 namespace {
 
-enum { LOGIN_REFUSED = 9001, LINE_SIZE = 512 };
+enum { LOGIN_REFUSED = 9001, LINE_SIZE = 512, USER_SIZE = 1024 };
 
 ox_jrpcapi* connection_of(lua_State* L) {
     ox_jrpcapi* api = context_of(L)->api;
@@ -76,11 +76,11 @@ int login(lua_State* L) {
     ox_jrpcapi* api = connection_of(L);
     const char* name = luaL_optstring(L, 1, nullptr);
     const char* password = luaL_optstring(L, 2, nullptr);
-    char own[OX_USER_NAME_SIZE];
+    char entry[USER_SIZE];
     if (!name) {
         bool local = ox_socket_type(ox_jrpcapi_socket(api)) == OX_SOCKET_LOCAL;
-        if (!local || !ox_user_name(own)) return failure_text(L, "a login needs a name here", LOGIN_REFUSED);
-        name = own;
+        name = local ? ox_user_name(entry, sizeof(entry)) : nullptr;
+        if (!name) return failure_text(L, "a login needs a name here", LOGIN_REFUSED);
     }
     return try_attempt(L, {api, name, password, 0}, "the login is refused");
 }

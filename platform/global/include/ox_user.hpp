@@ -1,8 +1,8 @@
 // The user who runs the program.
 #pragma once
 
-enum { OX_USER_NAME_SIZE = 256 };
+#include <stddef.h>
 
-/// Its name. The local file of users is asked first: a name service is slow to start. False where it has
-/// none.
-bool ox_user_name(char name[OX_USER_NAME_SIZE]);
+/// Its name, inside of `buffer`, which takes its whole entry; null where it has none. The local file of users
+/// is asked first: that needs no name service, which is slow to start and crashes where memory runs out.
+const char* ox_user_name(char* buffer, size_t size);

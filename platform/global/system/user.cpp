@@ -1,29 +1,31 @@
+#include <errno.h>
 #include <pwd.h>
 #include <stdio.h>
-#include <string.h>
 #include <unistd.h>
 
-#include "ox_string.hpp"
+#include "ox_memory.hpp"
 #include "ox_user.hpp"
 
 namespace {
 
-struct passwd* local_entry(uid_t user) {
+struct passwd* local_entry(struct passwd* entry, char* buffer, size_t size) {
     FILE* file = fopen("/etc/passwd", "re");
-    if (!file) return nullptr;
-    struct passwd* entry = nullptr;
-    while ((entry = fgetpwent(file)) && entry->pw_uid != user) {
+    int error = file ? 0 : errno;
+    struct passwd* found = nullptr;
+    while (file && error == 0 && !found) {
+        error = fgetpwent_r(file, entry, buffer, size, &found);
+        if (found && entry->pw_uid != getuid()) found = nullptr;
     }
-    fclose(file);
-    return entry;
+    if (file) fclose(file);
+    if (error == ENOMEM) ox_memory_failed(__func__);
+    return found;
 }
 
 }  // namespace
 
-bool ox_user_name(char name[OX_USER_NAME_SIZE]) {
-    const struct passwd* entry = local_entry(getuid());
-    if (!entry) entry = getpwuid(getuid());
-    if (!entry) return false;
-    ox_string_strlcpy(name, entry->pw_name, OX_USER_NAME_SIZE);
-    return true;
+const char* ox_user_name(char* buffer, size_t size) {
+    struct passwd entry;
+    struct passwd* found = local_entry(&entry, buffer, size);
+    if (!found) getpwuid_r(getuid(), &entry, buffer, size, &found);
+    return found ? found->pw_name : nullptr;
 }
