@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-from harness import SANITIZED, environment
+from harness import PATIENCE, SANITIZED, environment
 
 GREY_GREEN = "008700"  # the hint colour on 256 colours
 OCHRE = "878700"       # the autocomplete colour
@@ -345,7 +345,7 @@ def test_pasted_lines_wait_for_enter_and_run_one_by_one(session):
     session.settle()
     assert not re.search("^line-", session.text(), re.M)
     session.send(" of it\r")
-    session.wait_for("^the rest of it$")
+    session.wait_for("^the rest of it$", 3 * PATIENCE)  # two hundred programs are run
     assert re.findall(r"^line-(\d+)$", session.text(), re.M) == [str(i) for i in range(200)]
     session.prompt()
     session.send(UP)
