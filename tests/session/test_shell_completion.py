@@ -153,7 +153,7 @@ def prompt(request, shared_obxd, directory, terminal):
     for line in [*lines, "clear"]:
         opened.send(line + "\r")
         opened.settle()
-    opened.wait_line("> ?")
+    opened.wait_line("> ?", 3 * harness.PATIENCE)  # zsh reads all its functions first
 
     def complete(words, expected):
         opened.send("\x15")  # what stood there goes
