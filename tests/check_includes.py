@@ -39,6 +39,7 @@ ALLOWED = {
                       *PLATFORM},
     "obxc/main": {"obxc/main", "obxc/commands", "obxc/lua", "obxc/complete", "obxc/model", "obxc/line",
                   "obxc/session", "obxc", *PLATFORM},
+    "obxc/without": {"obxc/without", "obxc/commands", "obxc/lua", "platform/lua"},
     "obxc": {"obxc", *PLATFORM},
     "obxd": {"obxd", *GLOBAL, "platform/tr"},
     "obxd/net": {"obxd/net", "obxd/bounds.hpp", "obxd/owners.hpp", "obxd/text.hpp", *GLOBAL},

@@ -15,7 +15,7 @@ struct ShellCommand {
     uint32_t method_hash;            ///< filled in on the first lookup
     CommandHandler handler;          ///< of the shell, or null
     CommandHandler request_handler;  ///< of request mode and scripts, null where it makes no sense there
-    const Offer* offers;             ///< what Tab offers for its words, or null
+    Offers offers;                   ///< what Tab offers for its words, or null
     const char* syntax;              ///< usage line of `help`, or null
     const char* help;                ///< one-line description of `help`, or null
 };

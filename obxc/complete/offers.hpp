@@ -30,6 +30,16 @@ struct Offer {
 };
 inline constexpr int LAST_WORD = 1 << 30;
 
+/// A command's array of them. Where lines are not completed no command refers to its offers, so that nothing
+/// of them is linked.
+#ifdef OBX_WITHOUT_COMPLETION
+struct Offers {
+    constexpr Offers(const Offer*) {}
+};
+#else
+using Offers = const Offer*;
+#endif
+
 /// The words of `keywords`, parted by blanks.
 void offer_keywords(const TypedLine& line, const Offer& offer);
 
