@@ -2,6 +2,7 @@
 
 import os
 import re
+import shutil
 import subprocess
 
 import pytest
@@ -18,6 +19,8 @@ share/bash-completion/completions/obx share/fish/vendor_completions.d/obx.fish s
 share/man/man1/obx.1 share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
 share/doc/obxc/README.md share/doc/obxc/CHANGELOG.md share/doc/obxc/SECURITY.md share/doc/obxc/LICENSE
 share/doc/obxc/THIRD-PARTY.md share/doc/obxc/LICENSES/GPL-3 share/doc/obxc/docs/guide.md share/doc/obxc/docs/lua.md
+share/ansible/collections/ansible_collections/ombrix/obx/galaxy.yml
+share/ansible/collections/ansible_collections/ombrix/obx/plugins/modules/obx_info.py
 """.split()
 DAEMON = """
 bin/obxd lib/systemd/system/obxd.service lib/sysusers.d/obxd.conf lib/tmpfiles.d/obxd.conf
@@ -95,6 +98,15 @@ def test_programs_find_what_is_theirs(prefix, script):
     finally:
         daemon.terminate()
         daemon.wait()
+
+
+def test_ansible_finds_the_collection(prefix, directory):
+    if not shutil.which("ansible-doc"):
+        pytest.skip("ansible-core is not installed")
+    out = subprocess.run(["ansible-doc", "ombrix.obx.obx_info"], capture_output=True, text=True, cwd=directory, check=True,
+                         env=harness.environment(home=directory, LC_ALL="C.UTF-8",
+                                                 ANSIBLE_COLLECTIONS_PATH=prefix + "/share/ansible/collections")).stdout
+    assert prefix in out
 
 
 @pytest.mark.parametrize("shell, lines", [

@@ -23,8 +23,9 @@ def run(*command, **options):
 @pytest.fixture
 def copy(directory):
     """A copy of what names versions, whose files a test may change."""
-    for name in ("CMakeLists.txt", "CHANGELOG.md", "LICENSE", "THIRD-PARTY.md"):
-        shutil.copy(os.path.join(harness.SOURCE, name), directory)
+    os.mkdir(os.path.join(directory, "ansible"))
+    for name in ("CMakeLists.txt", "CHANGELOG.md", "LICENSE", "THIRD-PARTY.md", "ansible/galaxy.yml"):
+        shutil.copy(os.path.join(harness.SOURCE, name), os.path.join(directory, name))
     shutil.copytree(PACKAGING, os.path.join(directory, "packaging"), symlinks=True)
     return directory
 
@@ -45,7 +46,7 @@ def test_programs_and_packages_are_of_one_version(copy):
     finished = run(copy + "/packaging/versions")
     assert finished.returncode == 1
     assert [line.split()[0] for line in finished.stderr.splitlines()] == [
-        "CHANGELOG.md", "packaging/debian/changelog", "packaging/openwrt/Makefile"]
+        "CHANGELOG.md", "ansible/galaxy.yml", "packaging/debian/changelog", "packaging/openwrt/Makefile"]
 
 
 def check_recipe(top, directory):
