@@ -1,6 +1,7 @@
 """The methods of the model that do something."""
 
 import json
+import select
 import socket
 import time
 
@@ -74,11 +75,10 @@ def test_a_slow_method_holds_up_nobody_else(obxd, admin):
     other = obxd.client("admin")
     admin.send({"jsonrpc": "2.0", "id": 1, "method": "Execute", "params": {"Path": CONNECT, "ParameterList": [
         {"Name": "Host", "Value": "127.0.0.1"}, {"Name": "Port", "Value": full.getsockname()[1]},
-        {"Name": "Timeout", "Value": 1000}]}})
+        {"Name": "Timeout", "Value": 3000}]}})
     admin.send({"jsonrpc": "2.0", "id": 2, "method": "Logout"})
-    start = time.monotonic()
     assert other.get("Device.Users.Note") == "none"
-    assert time.monotonic() - start < 0.9
+    assert not select.select([admin.socket], [], [], 0)[0]  # the method goes on
     first = admin.receive()
     assert first["id"] == 1 and first["result"]["ParameterList"][0]["Value"] == "Error_Timeout"
     assert admin.receive()["id"] == 2
@@ -104,7 +104,7 @@ def test_the_answer_of_an_async_method_does_not_wait_for_ever(tmp_path):
         filler.connect_ex(full.getsockname())
     start = time.monotonic()
     assert run(admin, CONNECT, Host="127.0.0.1", Port=full.getsockname()[1], Timeout=4000) == {}
-    assert 1.9 < time.monotonic() - start < 3.9
+    assert time.monotonic() - start > 1.9  # and the answer is not the method's outcome
     assert outputs(admin.event()["params"]["ParameterList"], CONNECT)["Status"] == "Error_Timeout"
     for each in fillers + [full]:
         each.close()
@@ -115,12 +115,14 @@ def test_an_async_method_answers_at_once_and_reports_in_events(obxd, admin):
     listener = obxd.client(login=None)
     listener.call("JoinGroup", {"Group": 2})
     start = time.monotonic()
-    assert run(admin, "Device.ScheduleTimer", DelaySeconds=1) == {}
-    assert time.monotonic() - start < 0.9
+    assert run(admin, "Device.ScheduleTimer", DelaySeconds=3) == {}
+    answered = time.monotonic() - start
     assert listener.event()["params"] == {"Event": "OperationProgress", "Path": "Device.ScheduleTimer", "Percent": 0}
-    assert listener.event()["params"] == {"Event": "OperationComplete", "Path": "Device.ScheduleTimer",
-                                          "ParameterList": []}
-    assert time.monotonic() - start >= 1
+    done = listener.event()["params"]
+    while done["Event"] == "OperationProgress":
+        done = listener.event()["params"]
+    assert done == {"Event": "OperationComplete", "Path": "Device.ScheduleTimer", "ParameterList": []}
+    assert time.monotonic() - start >= max(3, 2 * answered)
 
 
 def test_counters(admin):

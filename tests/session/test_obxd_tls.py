@@ -10,6 +10,8 @@ import pytest
 import harness
 from certificates import context_trusting, self_signed
 
+SOON = 5 if harness.SANITIZED else 1  # seconds of the daemon's own
+
 
 @pytest.fixture(scope="module")
 def served(tmp_path_factory):
@@ -89,10 +91,10 @@ def test_half_a_handshake_holds_up_nobody(served):
     half.sendall(b"\x16\x03\x01\x02\x00\x01")
     garbage = socket.create_connection(("127.0.0.1", obxd.port()))
     garbage.sendall(b"\x16\x03\x03\x00\x05hello" * 10)
-    start = time.monotonic()
+    watch = harness.Stopwatch(obxd)
     client = obxd.tcp_client(context_trusting(cert))
     client.login("admin", "admin")
-    assert time.monotonic() - start < 5
+    assert watch.seconds() < 5
     for connection in (half, garbage, client):
         connection.close()
 
@@ -121,9 +123,9 @@ def test_warnings_without_end_hold_up_nobody(served):
             sent += 700
             if sent % 70000 == 0:
                 obxd.client().close()
-    start = time.monotonic()
+    watch = harness.Stopwatch(obxd)
     obxd.client().close()
-    assert time.monotonic() - start < 1
+    assert watch.seconds() < SOON
     flood.close()
 
 
@@ -136,9 +138,9 @@ def test_renegotiation_without_end_holds_up_nobody(served):
         while time.monotonic() - start < 2 and flood.poll() is None:
             flood.stdin.write(b"R\n")
             flood.stdin.flush()
-            begin = time.monotonic()
+            watch = harness.Stopwatch(obxd)
             obxd.client().close()
-            assert time.monotonic() - begin < 1
+            assert watch.seconds() < SOON
     except BrokenPipeError:
         pass
     finally:
@@ -154,8 +156,8 @@ def test_many_handshakes_at_once_hold_up_nobody(served):
     peers = [socket.create_connection(("127.0.0.1", obxd.port())) for _ in range(60)]
     for peer in peers:
         peer.sendall(greeting)
-    start = time.monotonic()
+    watch = harness.Stopwatch(obxd)
     assert obxd.client().get("Device.Users.CurrentUser") == "root"
-    assert time.monotonic() - start < 1
+    assert watch.seconds() < SOON
     for peer in peers:
         peer.close()

@@ -129,7 +129,7 @@ def check_possessions(shell, at_start):
 
 def check_alive(shell, obxd):
     """The known answer; then the usual end. Names of the model are kept as the daemon told them, so the value alone is asked for."""
-    line = "lua print(ox.plain(ox.get('%s')))" % HOST
+    line = "lua local value, why = ox.get('%s') print(ox.plain(value or why))" % HOST
     right = harness.obxc("-r", "cat", HOST, daemon=obxd).out.strip()
     for _ in range(5):  # the connection may be a broken one: the first ones find out
         shown = shell.run(line, MARGIN + 5).split("\n")[-1]

@@ -183,7 +183,11 @@ class LyingDaemon:
             while True:
                 client, _ = self.listener.accept()
                 behind = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-                behind.connect(self.obxd.socket)
+                try:
+                    behind.connect(self.obxd.socket)
+                except OSError:  # it is down for now: so is this one
+                    client.close()
+                    continue
                 self.open = [each for each in self.open if each.fileno() >= 0] + [client, behind]
                 threading.Thread(target=self._requests, args=(client, behind), daemon=True).start()
                 lies = Lies(random.Random(self.rng.getrandbits(64)))

@@ -130,7 +130,7 @@ def test_shell(liar, obxd, rng, budget):
                 shell.wait_line(harness.PROMPT, 2 * EXCHANGE * len(lines) + FLOOD + SLOW)
                 # Names of the model are kept as the daemon told them, so the value alone is asked for. The first time
                 # the connection may be a broken one.
-                line = "lua print(ox.plain(ox.get('%s')))" % HOST
+                line = "lua local value, why = ox.get('%s') print(ox.plain(value or why))" % HOST
                 shell.run(line, EXCHANGE + SLOW)
                 shown = shell.run(line, EXCHANGE + SLOW).split("\n")[-1]
                 right = run(obxd, "-r", "cat", HOST).out.decode().strip()

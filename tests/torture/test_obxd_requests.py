@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import re
 import string
 
 import pytest
@@ -20,7 +21,8 @@ MEMBERS = ["ParameterNames", "ParameterList", "ParameterPath", "NextLevel", "Lev
            "Name", "Value"]
 TEXTS = [("GetConfig", "Path"), ("GetDataModel", "ParameterNames"), ("GetParameterValues", "ParameterNames"),
          ("GetParameterNames", "ParameterPath"), ("Select", "Selector"), ("AddObject", "ObjectName"), ("Execute", "Path")]
-TRAVERSALS = ["../../../etc/passwd", "/etc/passwd", "..", ".", "a/../../b", "file:///etc/passwd", "file:///etc/../etc/shadow",
+PASSWD = "/etc/passwd"
+TRAVERSALS = ["../../../etc/passwd", PASSWD, "..", ".", "a/../../b", "file:///etc/passwd", "file:///etc/../etc/shadow",
               "file://../x", "%2e%2e/x", "netcat://127.0.0.1:1/../x", "\u0000", "x" * 300, "a\nb", "-rf", "~root/x", "C:\\x"]
 
 
@@ -84,10 +86,18 @@ def random_params(rng, paths):
     return params
 
 
-def snapshot(obxd):
+@pytest.fixture
+def deep(directory):
+    """A state directory, so deep below the test's own that names do not climb out of that."""
+    path = os.path.join(directory, *"abcdefgh", "state")
+    os.makedirs(os.path.dirname(path))
+    return path
+
+
+def snapshot(obxd, state):
     """The configuration as it would be saved."""
     client = obxd.client()
-    path = os.path.join(obxd.directory, "state", "snapshot")
+    path = os.path.join(state, "snapshot")
     client.call("Upload", {"FileType": "Config", "URL": "file://" + path})
     client.close()
     with open(path, "rb") as file:
@@ -96,15 +106,22 @@ def snapshot(obxd):
     return text
 
 
-def hosts_files():
-    """Names that a method could have made outside of the state directory."""
-    return {top: sorted(os.listdir(top)) for top in ("/", "/etc", "/root")}
+def files_outside(directory, state):
+    """What a method could have made or changed outside of the state directory: names around it, and the host's users."""
+    names = []
+    for top, below, files in os.walk(directory):
+        if top == state:
+            below.clear()
+        else:
+            names += [os.path.join(top, name) for name in below + files]
+    users = os.stat(PASSWD)
+    return sorted(names), users.st_mtime_ns, users.st_size, users.st_ino
 
 
 @pytest.mark.parametrize("who", [None, "user"])
-def test_every_method(start_obxd, rng, budget, paths, who):
-    obxd = start_obxd("--reboot-ms", "50")
-    before, outside = snapshot(obxd), hosts_files()
+def test_every_method(start_obxd, rng, budget, paths, who, directory, deep):
+    obxd = start_obxd("--reboot-ms", "50", "--state", deep)
+    before, outside = snapshot(obxd, deep), files_outside(directory, deep)
 
     def connect():
         client = obxd.client(login=None)
@@ -113,7 +130,6 @@ def test_every_method(start_obxd, rng, budget, paths, who):
         return client
 
     client = connect()
-    state = os.path.join(obxd.directory, "state")
     with watched(obxd):
         for number in budget.rounds(at_least=500):
             method = METHODS[number % len(METHODS)] if number < 200 else rng.choice(METHODS)
@@ -131,9 +147,9 @@ def test_every_method(start_obxd, rng, budget, paths, who):
                 client = connect()
     client.close()
     if who is None:
-        assert snapshot(obxd) == before
-        assert sorted(os.listdir(state)) == ["files", "firmware", "restore"]
-    assert os.listdir(os.path.join(state, "files")) == [] and hosts_files() == outside
+        assert snapshot(obxd, deep) == before
+        assert sorted(os.listdir(deep)) == ["files", "firmware", "restore"]
+    assert os.listdir(os.path.join(deep, "files")) == [] and files_outside(directory, deep) == outside
 
 
 def test_messages_that_are_nearly_right(start_obxd, rng, budget, paths):
@@ -205,16 +221,15 @@ def test_bombs_of_guests(start_obxd, rng, budget, paths):
                     assert answer is None or ("result" in answer) != ("error" in answer), answer
 
 
-def test_names_and_urls_lead_nowhere_else(start_obxd, rng, budget, directory):
+def test_names_and_urls_lead_nowhere_else(start_obxd, rng, budget, directory, deep):
     """What an administrator names is written below the state directory, not over the daemon's own files, and nobody is
     shown a word of a file that is refused."""
-    obxd = start_obxd(*harness.SMALL)
-    state = os.path.join(obxd.directory, "state")
+    obxd = start_obxd(*harness.SMALL, "--state", deep)
     secret = os.path.join(directory, "secret")
     with open(secret, "w") as file:
         file.write("hidden: words")
-    os.symlink(directory, os.path.join(state, "out"))
-    outside = hosts_files()
+    os.symlink(directory, os.path.join(deep, "out"))
+    outside = files_outside(directory, deep)
     client = obxd.client()
     client.call("SaveConfig")
     pieces = ["..", ".", "", "out", "out/..", "files", "restore", "firmware", "config.json", "state.json", "secret", "new",
@@ -224,20 +239,22 @@ def test_names_and_urls_lead_nowhere_else(start_obxd, rng, budget, directory):
         return "/".join(rng.choices(pieces, k=rng.choice((1, 1, 2, 3, 8))))
 
     for _ in budget.rounds(at_least=200):
-        url = rng.choice(("file://", "file://", "FILE://", "file:", "")) + rng.choice((state + "/", "/", directory + "/", ""))
+        url = rng.choice(("file://", "file://", "FILE://", "file:", "")) + rng.choice((deep + "/", "/", directory + "/", ""))
         params = {"URL": url + name(), "FileType": rng.choice(("Config", "Log", "BuildConfig", "File", "Firmware"))}
         if rng.random() < 0.5:
             params["TargetFileName"] = name()
+        elsewhere = re.sub("^(?i:file:)?/*", "/", params["URL"])
+        there = not elsewhere.startswith(directory) and os.path.lexists(elsewhere)
         answer = client.request(rng.choice(("Upload", "Download")), params)
         assert "hidden" not in json.dumps(answer) and "root:" not in json.dumps(answer), (params, answer)
         client.request("SaveConfig", {"RestorePointName": name()} if rng.random() < 0.5 else {})
-        assert os.listdir(directory) == ["secret"], params
+        assert files_outside(directory, deep) == outside, params
+        assert elsewhere.startswith(directory) or os.path.lexists(elsewhere) == there, params
         with open(secret) as file:
             assert file.read() == "hidden: words", params
         for own, member in (("config.json", "config"), ("state.json", "SoftwareVersion")):
-            with open(os.path.join(state, own)) as file:
+            with open(os.path.join(deep, own)) as file:
                 assert member in json.load(file), (own, params)
-        assert os.path.islink(os.path.join(state, "out")), params
+        assert os.path.islink(os.path.join(deep, "out")), params
     client.close()
-    assert hosts_files() == outside
-    assert all(each.endswith(".json") for each in os.listdir(os.path.join(state, "restore")))
+    assert all(each.endswith(".json") for each in os.listdir(os.path.join(deep, "restore")))
