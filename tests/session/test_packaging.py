@@ -61,6 +61,7 @@ def test_openwrt_recipe_packs_what_is_installed(directory):
     root = os.path.join(directory, "out", "root")
     assert os.readlink(root + "/obxc/usr/bin/obxc_lua") == "obxc"
     assert os.path.exists(root + "/lua-ombrix/usr/lib/lua/5.3/ombrix/wait/init.lua")
+    assert os.path.getsize(root + "/obxc/usr/bin/obxc") < os.path.getsize(harness.BUILD + "/bin/obxc")  # it is stripped
     with open(os.path.join(directory, "out", "control", "obxd")) as control:
         assert "Version: %s-r1\nDepends: libc\n" % VERSION in control.read()
     with open(os.path.join(directory, "out", "PKGINFO", "lua-ombrix")) as info:
@@ -71,6 +72,7 @@ def test_openwrt_recipe_packs_what_is_installed(directory):
 @pytest.mark.parametrize("old, new, told", [
     ("PKG_VERSION:=" + VERSION, "PKG_VERSION:=9.9.9", "the recipe is of version 9.9.9"),
     ("PKG_HASH:=skip", "PKG_HASH:=0123", "PKG_HASH is no SHA-256"),
+    ("OBXC_TLS:mbedtls", "OBXC_TLS||PACKAGE_obxd:mbedtls", "PKG_BUILD_DEPENDS does not take OBXC_TLS||PACKAGE_obxd:mbedtls"),
     ("LICENSE THIRD-PARTY.md", "LICENCE", "the licence file LICENCE is not there"),
     ("$(LN) obxc $(1)/usr/bin/obxc_lua", "$(LN) obxd $(1)/usr/bin/obxc_lua", "usr/bin/obxc_lua leads nowhere"),
     ("/etc/config/obxd\n", "/etc/config/other\n", "/etc/config/other is not there"),
