@@ -74,9 +74,12 @@ def test_links_of_the_documents_lead_somewhere(prefix):
     assert wrong == []
 
 
-def test_unit_starts_the_daemon_of_the_prefix(prefix):
+def test_services_start_the_daemon_of_the_prefix(prefix):
     with open(os.path.join(prefix, "lib/systemd/system/obxd.service")) as unit:
         assert "ExecStart=%s/bin/obxd " % prefix in unit.read()
+    example = os.path.join(prefix, "share/doc/obxd/examples/obxd.init")
+    with open(example) as script, open(os.path.join(harness.SOURCE, "packaging", "sysv", "obxd")) as source:
+        assert script.read() == source.read().replace("/usr/bin/obxd", prefix + "/bin/obxd")
 
 
 def test_programs_find_what_is_theirs(prefix, script):
