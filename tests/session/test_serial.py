@@ -56,6 +56,22 @@ def test_a_key_costs_one_byte(serial, baud, term):
 
 
 @pytest.mark.parametrize("term", TERMS)
+@pytest.mark.parametrize("baud", BAUDS)
+def test_a_key_that_corrects_costs_few(serial, baud, term):
+    """Without the zeros that terminals of old were given time with, more of them the faster the line."""
+    shell = serial(baud, term)
+    shell.send("cd Device.DeviceInfo")
+    shell.wait_line(".*DeviceInfo")
+    for key, most in [("\x7f", 4), ("\x7f", 4), ("\x02", 1), ("\x7f", 16), ("\x05", 40), ("\x01", 60), ("\x0b", 60), ("\x0c", 40)]:
+        shell.settle()
+        before = len(shell.raw)
+        shell.send(key)
+        shell.wait(lambda: len(shell.raw) > before, "the key %r" % key)
+        shell.settle()
+        assert len(shell.raw) - before <= most and b"\0" not in shell.raw[before:], (key, shell.raw[before:])
+
+
+@pytest.mark.parametrize("term", TERMS)
 def test_a_prompt_is_no_row_of_blanks(serial, term):
     shell = serial(9600, term)
     for line in ["cd Device.", "cd ..", "sh printf x", "sh echo x", "execute :Device.WiFi.Reset", "nothing"]:

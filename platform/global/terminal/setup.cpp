@@ -15,6 +15,7 @@
 #include "ox_memory.hpp"
 #include "paste.hpp"
 #include "screen.hpp"
+#include "terminfo.hpp"
 #include "typed.hpp"
 
 namespace {
@@ -129,6 +130,7 @@ void setup_readline(void) {
     take_bytes_as_text();
     describe_name();
     rl_initialize();
+    terminfo_send_no_padding();
     // Only now: with a redisplay function of another's, readline loads no terminal description.
     rl_redisplay_function = hint_redisplay;
     const char* bracketed = rl_variable_value("enable-bracketed-paste");

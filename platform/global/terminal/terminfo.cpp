@@ -4,6 +4,7 @@
 #define NCURSES_NOMACROS
 #include <curses.h>
 #include <term.h>
+#include <termcap.h>
 #include <unistd.h>
 
 namespace {
@@ -15,11 +16,17 @@ bool has(const char* capability) {
 
 }  // namespace
 
+void terminfo_send_no_padding(void) {
+    ospeed = 0;
+}
+
 Terminfo terminfo_find(const char* term) {
     Terminfo info = {};
     TERMINAL* before = cur_term;
     int error = 0;
-    if (setupterm(term, STDOUT_FILENO, &error) != OK) {
+    int status = setupterm(term, STDOUT_FILENO, &error);
+    terminfo_send_no_padding();
+    if (status != OK) {
         set_curterm(before);
         return info;
     }

@@ -9,3 +9,7 @@ struct Terminfo {
 };
 /// Reads the description. What readline has loaded stays.
 Terminfo terminfo_find(const char* term);
+
+/// To be called when readline has loaded the description: with its sequences no zeros are sent, which gave
+/// slow terminals time and cost a fast line forty bytes for a key.
+void terminfo_send_no_padding(void);
