@@ -188,6 +188,7 @@ def test_wait(obxd):
     check(obx("wait", "Device.DeviceInfo.HostName ~ ^rou", daemon=obxd))
     check(obx("wait", "--timeout", "0.2", CHANNEL + " > 6", daemon=obxd), "", 4,
           "obx: %s: not so within 0.2 seconds\n" % CHANNEL)
+    check(obx("wait", "--timeout", "1", CHANNEL + " > 6", daemon=obxd), "", 4, "obx: %s: not so within 1 second\n" % CHANNEL)
     check(obx("wait", "Device.None == 1", daemon=obxd), "", 1, "obx: Device.None: Invalid parameter name\n")
     assert obx("wait", CHANNEL, daemon=obxd).status == 2
 

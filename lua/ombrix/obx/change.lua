@@ -3,6 +3,7 @@
 local assign = require "ombrix.obx.assign"
 local snapshot = require "ombrix.snapshot"
 local status = require "ombrix.obx.status"
+local text = require "ombrix.obx.text"
 
 local change = {}
 
@@ -70,7 +71,7 @@ end
 local function give_up(seconds, message, code, data)
     local reason = status.reason(nil, message, data)
     if not ox.cancel_change() then
-        reason = ("%s; what was done is taken back within %g seconds"):format(reason, seconds)
+        reason = reason .. "; what was done is taken back within " .. text.seconds(seconds)
         status.stop(status.PARTLY, nil, reason)
     end
     status.stop(status.of(code), nil, reason)

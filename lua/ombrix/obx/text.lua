@@ -28,4 +28,7 @@ function text.assignment(word)
     if path then return text.path(path), value end
 end
 
+-- A time as people say it.
+function text.seconds(number) return number == 1 and "1 second" or ("%g seconds"):format(number) end
+
 return text

@@ -73,7 +73,7 @@ local function call_asynchronous(method, arguments, seconds)
     if ended == nil then
         status.stop(status.of(code), method, message .. ": how it ended is not known")
     elseif not ended then
-        status.stop(status.LATE, method, ("it has not ended within %g seconds"):format(seconds))
+        status.stop(status.LATE, method, "it has not ended within " .. text.seconds(seconds))
     elseif finish.Error then
         local message, detail = finish.Error.message or "it failed", finish.Error.Detail
         status.stop(status.REFUSED, method, detail and message .. ": " .. detail or message)

@@ -4,6 +4,7 @@ local condition = require "ombrix.obx.condition"
 local connection = require "ombrix.obx.connection"
 local output = require "ombrix.obx.output"
 local status = require "ombrix.obx.status"
+local text = require "ombrix.obx.text"
 
 local STEP = 0.2
 local LATE = -11
@@ -32,7 +33,7 @@ local function run(words, options)
         value, message, code = require("ombrix.wait").wait_until(path, holds, finish and left())
     end
     if value == nil then
-        if code == LATE then message = ("not so within %g seconds"):format(options.timeout) end
+        if code == LATE then message = "not so within " .. text.seconds(options.timeout) end
         status.stop(status.of(code), nil, status.reason(path, message))
     end
     local out = output.open(options, {"path", "value"}, options.verbose and output.assignment or nil)
