@@ -211,6 +211,21 @@ def test_what_was_saved(obxd, directory):
     check(obx("diff", "--saved", "Device.NAT.", daemon=obxd, env=env))
 
 
+def test_what_was_saved_is_of_one_device(obxd, start_obxd, directory):
+    env = harness.obx_environment(HOME=directory)
+    check(obx("save", daemon=obxd, env=env))
+    other = start_obxd()
+    check(obx("diff", "--saved", daemon=other, env=env), "", 1, "obx: what was saved is not known: obx save keeps it\n")
+    check(obx("set", "Device.DeviceInfo.HostName=y", daemon=other, env=env))
+    check(obx("save", daemon=other, env=env))
+    check(obx("diff", "--saved", daemon=obxd, env=env))
+    check(obx("diff", "--saved", env=dict(env, OBXD_SOCKET=other.socket)))
+    [first, second] = os.listdir(directory + "/.local/obxc/saved")
+    assert first != second and os.stat(directory + "/.local/obxc/saved").st_mode & 0o777 == 0o700
+    place, name = os.path.split(other.socket)
+    check(obx("-u", name, "diff", "--saved", env=dict(env, PWD=place), cwd=place))
+
+
 def on_terminal(*words, daemon, **env):
     """What obx writes to a terminal."""
     master, slave = pty.openpty()

@@ -57,7 +57,7 @@ end
 function diff.run(words, options)
     local files = options.saved and 0 or 1
     if #words < files or #words > files + 1 then status.usage("usage: obx diff " .. diff.usage) end
-    local config = config_file.read(options.saved and require("ombrix.obx.saved").path() or words[1])
+    local config = config_file.read(options.saved and require("ombrix.obx.saved").path(options) or words[1])
     local path = words[files + 1]
     if path then config = within(config, text.path(path)) end
     local changes = difference.find(config)

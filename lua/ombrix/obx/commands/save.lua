@@ -5,7 +5,7 @@ local status = require "ombrix.obx.status"
 
 local function run(words, options)
     status.check(words[1], ox.call("SaveConfig", {RestorePointName = words[1]}))
-    require("ombrix.obx.saved").keep()
+    require("ombrix.obx.saved").keep(options)
     local out = output.open(options, {"saved"})
     out.add{saved = words[1] or ""}
     out.finish()
