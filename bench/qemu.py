@@ -76,23 +76,28 @@ def wait_for_write(pid):
     raise AssertionError("the program has written nothing")
 
 
-def emulator_of(folder="/usr/mipsel-linux-gnu"):
-    """The emulator's command for a program of MIPS, with the folder where its C library lies."""
-    return ["qemu-mipsel-static", "-L", folder]
+def emulator_of(program, top):
+    """The emulator's command for a program of MIPS, with the folder where its C library lies; the compiler; whether that
+    library is musl."""
+    headers = subprocess.run(["readelf", "-lW", program], stdout=subprocess.PIPE, text=True, check=True).stdout
+    musl = "ld-musl" in headers
+    folder = os.path.join(top, "build-deps", "mipsel-musl-system") if musl else "/usr/mipsel-linux-gnu"
+    compiler = os.path.join(folder, "bin", "cc") if musl else "mipsel-linux-gnu-gcc"
+    return ["qemu-mipsel-static", "-L", folder], compiler, musl
 
 
-def bench(build, harness, row, parameter):
+def bench(top, build, harness, row, parameter):
     """The rows of `bench/run --qemu`: a one-shot request and a shell at its prompt."""
     program = os.path.join(build, "bin", "obxc")
-    emulator = emulator_of()
+    emulator, compiler, musl = emulator_of(program, top)
     with tempfile.TemporaryDirectory(dir="/var/tmp") as directory:
         empty = os.path.join(directory, "empty")
-        subprocess.run(["mipsel-linux-gnu-gcc", "-x", "c", "-", "-fno-pie", "-no-pie", "-o", empty], input=b"int main() { return 0; }",
+        subprocess.run([compiler, "-x", "c", "-", "-fno-pie", "-no-pie", "-o", empty], input=b"int main() { return 0; }",
                        check=True)
         floor = instructions([*emulator, empty])
     daemon = harness.Obxd()
     ours = [*emulator, program, "-u", daemon.socket, "-r", "get", parameter]
-    row("one-shot get", "instructions", floor, None, instructions(ours), None, 360000)
+    row("one-shot get", "instructions", floor, None, instructions(ours), None, 310000 if musl else 360000)
     row("one-shot get", "KiB, with its answer", None, None, resident_at_output(ours, program), None, 1945)
     terminal = harness.Terminal(command=[*emulator, program, "-u", daemon.socket])
     terminal.prompt()

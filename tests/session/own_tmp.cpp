@@ -1,26 +1,29 @@
 // Keeps the history files in the directory that the environment names instead of /tmp: sessions of tests run
 // side by side, start with an empty history, and leave the tester's own alone. What is shown of their names
 // stays.
+#include <limits.h>
+#include <stdio.h>
 #include <stdlib.h>
-
-#include <string>
+#include <string.h>
 
 #include "ox_history.hpp"
 
 namespace {
 
-std::string in_own_tmp(const char* path) {
+const char* in_own_tmp(const char* path) {
+    static char file[PATH_MAX];
     const char* own = getenv("OBX_TEST_TMP");
-    std::string file = path;
-    return own && file.rfind("/tmp/", 0) == 0 ? own + file.substr(4) : file;
+    if (!own || strncmp(path, "/tmp/", 5) != 0) return path;
+    snprintf(file, sizeof file, "%s%s", own, path + 4);
+    return file;
 }
 
 int load_from_own_tmp(const char* path) {
-    return ox_history_load(in_own_tmp(path).c_str());
+    return ox_history_load(in_own_tmp(path));
 }
 
 int dump_to_own_tmp(const char* path, int count) {
-    return ox_history_dump(in_own_tmp(path).c_str(), count);
+    return ox_history_dump(in_own_tmp(path), count);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 namespace {
 
+#ifdef __GLIBC__  // elsewhere getpwuid_r() reads this file itself, and asks no name service
 struct passwd* local_entry(struct passwd* entry, char* buffer, size_t size) {
     FILE* file = fopen("/etc/passwd", "re");
     int error = file ? 0 : errno;
@@ -20,6 +21,11 @@ struct passwd* local_entry(struct passwd* entry, char* buffer, size_t size) {
     if (error == ENOMEM) ox_memory_failed(__func__);
     return found;
 }
+#else
+struct passwd* local_entry(struct passwd*, char*, size_t) {
+    return nullptr;
+}
+#endif
 
 }  // namespace
 

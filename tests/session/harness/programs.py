@@ -17,6 +17,7 @@ OBX = os.path.join(SOURCE, "lua", "obx")
 OBXD = os.environ.get("OBX_TEST_DAEMON") or os.path.join(CALLED, "bin", "obxd")
 runs = {"obxc": OBXC, "terminal": SHELL}  # what obxc() and Terminal run; the fixture tree_modules changes it
 SANITIZED = os.environ.get("OBX_SANITIZE") == "1"
+BARE = not SANITIZED and not EMULATED  # memory and speed are the program's own
 PLAIN = os.environ.get("OBX_PLAIN") == "1"  # built without GNU readline and without TLS
 PATIENCE = 60.0 if EMULATED else 40.0 if SANITIZED else 20.0  # seconds until a wait is a failure
 

@@ -15,7 +15,7 @@ TEST(Log, AnAllocationThatSucceedsIsTheCallers) {
 
 #ifndef __SANITIZE_ADDRESS__  // which ends the program itself then
 TEST(Log, AnAllocationThatFailsIsFatal) {
-    EXPECT_DEATH(_xmalloc(SIZE_MAX / 4, "try_login", 569, "obxc/main"),
+    EXPECT_DEATH(_xmalloc(SIZE_MAX / 2, "try_login", 569, "obxc/main"),
                  "^obxc/main:38: _xmalloc: assertion 'pointer != NULL' failed: "
                  "xmalloc failed at func try_login:569 \\(obxc/main\\)\n$");
 }

@@ -1,0 +1,17 @@
+# What the toolchains with musl share: compilers that packaging/cross-musl has made of Debian's, beside the libraries that
+# packaging/cross has built with them.
+set(CMAKE_SYSTEM_NAME Linux)
+cmake_path(SET libraries NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../build-deps/${OBX_CROSS})
+set(CMAKE_C_COMPILER ${libraries}-system/bin/cc)
+set(CMAKE_CXX_COMPILER ${libraries}-system/bin/c++)
+execute_process(COMMAND ${CMAKE_C_COMPILER} -dumpmachine OUTPUT_VARIABLE OBX_TRIPLET OUTPUT_STRIP_TRAILING_WHITESPACE)
+string(REGEX REPLACE "-.*" "" CMAKE_SYSTEM_PROCESSOR ${OBX_TRIPLET})
+foreach(tool AR NM OBJCOPY OBJDUMP RANLIB STRIP)
+    string(TOLOWER ${OBX_TRIPLET}-${tool} file)
+    find_program(CMAKE_${tool} ${file} REQUIRED)
+endforeach()
+set(CMAKE_FIND_ROOT_PATH ${libraries})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
