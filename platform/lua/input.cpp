@@ -3,6 +3,7 @@
 #include "input.hpp"
 
 #include <signal.h>
+#include <stdio_ext.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -34,11 +35,12 @@ void signals_end_reads(bool end) {
 
 /// Bytes that a stream has read ahead.
 size_t read_ahead(const FILE* file) {
-#ifdef __GLIBC__
+#if defined(__UCLIBC__)
+    return static_cast<size_t>(file->__bufread - file->__bufpos);
+#elif defined(__GLIBC__)
     return static_cast<size_t>(file->_IO_read_end - file->_IO_read_ptr);
 #else
-    static_cast<void>(file);
-    return 0;
+    return __freadahead(const_cast<FILE*>(file));
 #endif
 }
 

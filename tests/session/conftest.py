@@ -16,7 +16,8 @@ def pytest_configure(config):
 
 
 def left_out(kind):
-    """Tests ("file::test", or a whole "file") that programs of this kind are not put to, and why."""
+    """Tests ("file::test", of them "file::test[parameters]", or a whole "file") that programs of this kind are not put to,
+    and why."""
     found = {}
     reason = ""
     with open(os.path.join(os.path.dirname(__file__), "left_out", kind + ".txt")) as lines:
@@ -30,13 +31,12 @@ def left_out(kind):
 
 def pytest_collection_modifyitems(items):
     reasons = {}
-    if harness.EMULATED:
-        reasons.update(left_out("emulated"))
-    if harness.PLAIN:
-        reasons.update(left_out("plain"))
+    for kind in harness.LEFT_OUT:
+        reasons.update(left_out(kind))
     for item in items:
         file = os.path.basename(item.path)
-        reason = reasons.get("%s::%s" % (file, item.originalname)) or reasons.get(file)
+        names = ("%s::%s" % (file, item.name), "%s::%s" % (file, item.originalname), file)
+        reason = next((reasons[name] for name in names if name in reasons), None)
         if reason:
             item.add_marker(pytest.mark.skip(reason=reason))
 

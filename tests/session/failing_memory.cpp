@@ -9,6 +9,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#ifdef __GLIBC__
 extern "C" {
 
 void* __libc_malloc(size_t size);
@@ -16,6 +17,19 @@ void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
 void* __libc_memalign(size_t alignment, size_t size);
 }
+#else
+
+// Not all of these names are there, but one may look for those of the next library.
+#define NEXT(name, parameters, arguments)                                                        \
+    static void* __libc_##name parameters {                                                      \
+        static auto* const next = reinterpret_cast<void*(*)parameters>(dlsym(RTLD_NEXT, #name)); \
+        return next arguments;                                                                   \
+    }
+NEXT(malloc, (size_t size), (size))
+NEXT(calloc, (size_t count, size_t size), (count, size))
+NEXT(realloc, (void* block, size_t size), (block, size))
+NEXT(memalign, (size_t alignment, size_t size), (alignment, size))
+#endif
 
 namespace {
 

@@ -20,6 +20,7 @@ struct Describe {
 int describe_key(int, int) {
     if (!describe.callback) return rl_ding();
     free(describe.text);
+    describe.text = nullptr;  // the callback may be left by a jump
     int begin = completion_row_begin();
     completion_may_wait(true);
     describe.text = describe.callback(rl_line_buffer + begin, rl_point - begin, ox_screen_columns());

@@ -51,6 +51,7 @@ bool is_of_line(void) {
 
 void ask(void) {
     free(hint.text);
+    hint.text = nullptr;  // hint_forget() may be called out of the callback
     hint.text = editor.hint(rl_line_buffer);
     if (hint.text) hint.text[terminal_cut(hint.text, strlen(hint.text), SIZE_MAX)] = '\0';
     ox_str_clear(&hint.line);

@@ -33,8 +33,9 @@ struct HistoryFile {
 /// From now on the file holds all entries there are.
 void in_file(const char* path) {
     if (!file.path || strcmp(file.path, path) != 0) {
+        char* copy = ox_memory_text(path);
         free(file.path);
-        file.path = ox_memory_text(path);
+        file.path = copy;
     }
     file.fresh = history_length;
 }

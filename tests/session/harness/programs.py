@@ -16,6 +16,7 @@ TREE_MODULES = os.path.join(CALLED, "tests", "obxc_tree_modules")  # obxc with t
 OBX = os.path.join(SOURCE, "lua", "obx")
 OBXD = os.environ.get("OBX_TEST_DAEMON") or os.path.join(CALLED, "bin", "obxd")
 runs = {"obxc": OBXC, "terminal": SHELL}  # what obxc() and Terminal run; the fixture tree_modules changes it
+LEFT_OUT = os.environ.get("OBX_LEFT_OUT", "").split()  # the lists in left_out of what these programs are not put to
 SANITIZED = os.environ.get("OBX_SANITIZE") == "1"
 BARE = not SANITIZED and not EMULATED  # memory and speed are the program's own
 PLAIN = os.environ.get("OBX_PLAIN") == "1"  # built without GNU readline and without TLS
