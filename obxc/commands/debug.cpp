@@ -14,6 +14,7 @@
 #include "complete/files.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "ox_row.hpp"
 #include "ox_str.hpp"
@@ -93,7 +94,7 @@ int debug_command(const char*, json_t* args) {
     response_report(message);
     if (ox_jrpcmsg_typeof(message) == OX_JRPCMSG_RESULT) {
         puts("You must log out and log back in for the changes to take effect.");
-        fflush(stdout);
+        ox_out_push();
         kill(getppid(), SIGHUP);
     }
     return 0;
@@ -109,7 +110,7 @@ int sh_command(const char*, json_t* args) {
         if (!text) break;
         ox_str_printf_append(line, "%s ", text);
     }
-    fflush(stdout);
+    ox_out_push();
     int status = run_on_terminal(ox_dynarray_get(line));
     if (status == -1) {
         printf("sh: %s\n", strerror(errno));

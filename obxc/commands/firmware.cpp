@@ -14,6 +14,7 @@
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpccmd.hpp"
 #include "ox_jrpcmsg.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_progress.hpp"
 #include "ox_raii.hpp"
 #include "ox_rl.hpp"
@@ -147,7 +148,7 @@ Ending draw_flashing(bool refused) {
         ox_rl_draw_progressbar(percent, "Flashing:");
         if (now.percent / 2 != previous / 2) {
             putchar(now.percent / 10 != previous / 10 ? '@' : '*');
-            fflush(stdout);
+            ox_out_push();
         }
         previous = now.percent;
         ox_wait_sleep_ms(POLL_MS);
@@ -158,11 +159,11 @@ Ending draw_flashing(bool refused) {
 Ending follow_flashing(bool refused) {
     hide_typing();
     fputs("Flashing: ", stdout);
-    fflush(stdout);
+    ox_out_push();
     Ending ending = draw_flashing(refused);
     if (ending == FLASHED || ending == RESTARTED) ox_rl_draw_progressbar(100, "Flashing:");
     putchar('\n');
-    fflush(stdout);
+    ox_out_push();
     ox_rl_echo_on(STDIN_FILENO);
     return ending;
 }
@@ -190,7 +191,7 @@ int report_ending(Ending ending, const ox_jrpcmsg* confirmation, const ox_jrpcms
     } else {
         response_report(confirmation);
     }
-    fflush(stdout);
+    ox_out_push();
     return ending == NOT_BEGUN || ending == FAILED || ending == STUCK ? 1 : 0;
 }
 

@@ -53,7 +53,7 @@ void finish(ox_lua_ctx* ctx, bool interrupted) {
     ox_str_clear(ctx->out);
     ox_lua_finish(ctx);
     ox_out_write(stdout, ox_dynarray_get(ctx->out), ox_str_length(ctx->out));
-    fflush(stdout);
+    ox_out_push();
 }
 
 /// Lua mode has the line editor meanwhile.
@@ -83,7 +83,7 @@ int lua_command(const char*, json_t* args) {
     {
         StrRef text(statement_of(args));
         puts(ox_dynarray_get(text));
-        fflush(stdout);
+        ox_out_push();
         run_statement(ctx, text);
         interrupted = lua_interrupted(ctx);
     }

@@ -106,17 +106,18 @@ bool open_server(ServedFile* file, const sockaddr_in& local, char* url, size_t u
     return true;
 }
 
-/// Starts the detached thread, which owns the context from then on. Signals stay the main thread's.
-bool start_thread(ServedFile* file) {
+/// Starts the detached thread, which owns the context from then on; errno where there is none. Signals stay
+/// the main thread's.
+int start_thread(ServedFile* file) {
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread;
-    bool started = pthread_create(&thread, nullptr, serving_thread, file) == 0;
+    int failure = pthread_create(&thread, nullptr, serving_thread, file);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (started) pthread_detach(thread);
-    return started;
+    if (failure == 0) pthread_detach(thread);
+    return failure;
 }
 
 }  // namespace
@@ -145,8 +146,8 @@ int serve_file(const char* path, char* url, size_t url_size, size_t* size) {
     *size = file->size;
     // Printed first: from its start on the thread may end the context at any time.
     printf("Sending file (%s, %zu bytes) via netcat (%s)...\n", path, *size, url);
-    if (!start_thread(file)) {
-        puts("Cannot create server socket, aborting.");
+    if (int failure = start_thread(file)) {
+        printf("Cannot send the file (%s), aborting.\n", strerror(failure));
         return -1;
     }
     file.release();

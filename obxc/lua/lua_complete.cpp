@@ -10,6 +10,7 @@
 #include "ox_completion.hpp"
 #include "ox_lua.hpp"
 #include "ox_memory.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "ox_wait.hpp"
 #include "session/interrupt.hpp"
@@ -147,5 +148,5 @@ void lua_complete(const char* line, int cursor, json_t* candidates) {
     } else {
         interrupt_disarm();
     }
-    fflush(stdout);
+    ox_out_push();
 }

@@ -167,7 +167,7 @@ bool drop_statement() {
         interrupt_disarm();
         if (!context_open()) return false;
     }
-    fflush(stdout);
+    ox_out_push();
     return true;
 }
 
@@ -244,7 +244,7 @@ void mode_loop() {
             ox_str_add(mode.pending, "\n");
             ox_str_add(mode.pending, mode.line);
         }
-        fflush(stdout);
+        ox_out_push();
         if (!mode.pending) {
             volatile bool start = false;
             if (!interrupt_armed) {

@@ -9,6 +9,7 @@
 #include "ox_colors.hpp"
 #include "ox_lua.hpp"
 #include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "ox_screen.hpp"
 
@@ -97,7 +98,7 @@ void print_result(lua_State* L, LuaResults* results, int index) {
     printf("%s%s[%d]%s = ", colour("\x1b[1;32m"), "_", results->count, colour("\x1b[0;32m"));
     if (lua_printer.text) ox_out_write(stdout, lua_printer.text, lua_printer.length);
     printf("%s\n", colour("\x1b[0m"));
-    fflush(stdout);
+    ox_out_push();
     if (lua_printer.full) print_error("not enough memory");
 }
 

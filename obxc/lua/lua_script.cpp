@@ -12,6 +12,7 @@
 #include "ox_log.hpp"
 #include "ox_lua.hpp"
 #include "ox_memory.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "session/interrupt.hpp"
 
@@ -105,7 +106,7 @@ void die_after_all() {
     ended = nullptr;
     lua_interrupt_waits(nullptr);
     if (!deadly) return;
-    fflush(stdout);
+    ox_out_push();
     die(deadly);
 }
 
@@ -131,7 +132,7 @@ void last_words(const char* message) {
     ox_lua_drain(last_context);
     if (!strstr(message, "out of memory") && !strstr(message, "xmalloc failed")) return;
     puts("not enough memory");
-    fflush(stdout);
+    ox_out_push();
     _exit(1);
 }
 

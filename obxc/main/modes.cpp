@@ -12,6 +12,7 @@
 #include "ox_jrpcevents.hpp"
 #include "ox_jrpcmsg.hpp"
 #include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_raii.hpp"
 #include "ox_socket.hpp"
 #include "ox_wait.hpp"
@@ -60,7 +61,7 @@ void print_queued_events() {
         if (!message) break;
         if (message->group != 0) event_print(message);
     }
-    fflush(stdout);
+    ox_out_push();
 }
 
 /// Connects again what was lost; the library then joins its groups again.

@@ -25,6 +25,7 @@
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpcevents.hpp"
 #include "ox_log.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_plain.hpp"
 #include "ox_raii.hpp"
 #include "ox_row.hpp"
@@ -160,7 +161,7 @@ void line_run(Shell* shell, char* line) {
     json_decref(shell->words);
     shell->words = line_words(text);
     if (!isspace(static_cast<unsigned char>(*text))) ox_history_add(text);
-    fflush(stdout);
+    ox_out_push();
     if (recording) record_lines++;
     if (!shell->words) {
         puts("The line is no UTF-8 text.");
@@ -306,7 +307,7 @@ Step shell_pass(Shell* shell) {
 void end_as_told() {
     if (interrupt_ended() != SIGTERM && ox_rl_hung_up() != SIGTERM) return;
     putchar('\n');
-    fflush(stdout);
+    ox_out_push();
     raise(SIGTERM);
 }
 

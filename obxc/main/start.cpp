@@ -127,7 +127,7 @@ int config_path_default(char path[CONFIG_PATH_SIZE]) {
 
 /// Runs the start-up script with descriptor 1 on /dev/null.
 void config_run_silently(const char* path) {
-    fflush(stdout);
+    ox_out_push();
     Fd saved(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     Fd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
     if (saved.get() < 0 || null.get() < 0 || dup2(null.get(), STDOUT_FILENO) < 0) {
@@ -137,7 +137,7 @@ void config_run_silently(const char* path) {
     null.reset();
     ox_out_refresh();
     script_run(path, 1);
-    fflush(stdout);
+    ox_out_push();
     dup2(saved.get(), STDOUT_FILENO);
     ox_out_refresh();
 }
@@ -195,9 +195,10 @@ void descriptors_fill() {
 }
 
 int output_finish(int status) {
-    bool lost = fflush(stdout) != 0 || ferror(stdout);
-    if (!lost) return status;
-    fprintf(stderr, "obxc: cannot write standard output: %s\n", strerror(errno));
+    ox_out_push();
+    int failure = ox_out_failure();
+    if (failure == 0) return status;
+    fprintf(stderr, "obxc: cannot write standard output: %s\n", strerror(failure));
     return status == 0 ? EXIT_FAILURE : status;
 }
 

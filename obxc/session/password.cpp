@@ -7,13 +7,14 @@
 #include "ox_echo.hpp"
 #include "ox_editor.hpp"
 #include "ox_log.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_wait.hpp"
 
 namespace {
 
 void show(const char* question) {
     fputs(question, stdout);
-    fflush(stdout);
+    ox_out_push();
 }
 
 /// The next byte of standard input, or -1 at its end. `question` is shown again when the program was stopped

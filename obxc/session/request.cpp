@@ -6,6 +6,7 @@
 #include "ox_confapi.hpp"
 #include "ox_jrpcapi.hpp"
 #include "ox_jrpcmsg.hpp"
+#include "ox_out_buffer.hpp"
 
 ox_jrpcmsg* request_new(const char* method, json_t* params) {
     return ox_jrpcmsg_create_new(method, json_incref(params));
@@ -42,7 +43,7 @@ void response_report(const ox_jrpcmsg* message) {
         ox_colors_set(OX_COLOR_SUCCESS);
         puts("OK");
         ox_colors_reset();
-        fflush(stdout);
+        ox_out_push();
         return;
     }
     ox_confapi_print_failure(message);

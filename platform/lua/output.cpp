@@ -49,7 +49,7 @@ ssize_t capture_write(void* cookie, const char* data, size_t size) {
     // The stream is line-buffered or unbuffered when the code asked for it (setvbuf), or on a terminal.
     bool at_once = __flbf(context->capture) || __fbufsize(context->capture) <= 1;
     if (at_once || ox_str_length(context->out) > STREAM_LIMIT) write_out(context);
-    if (at_once) fflush(stdout);
+    if (at_once) ox_out_push();
     return static_cast<ssize_t>(size);
 }
 

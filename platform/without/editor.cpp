@@ -32,7 +32,7 @@ namespace {
 void leave_row(void) {
     if (!editor_is_shown()) return;
     putchar('\n');
-    fflush(stdout);
+    ox_out_push();
     editor.phase = EDITOR_IDLE;
 }
 
@@ -77,7 +77,7 @@ void ox_rl_async_prepare(ox_rl_async*, const char* prompt) {
     char start[32] = "";
     if (editor.has_colors) ox_colors_sequence(editor.colors[OX_RL_COLOR_PROMPT], start, sizeof start);
     printf("%s%s%s", start, prompt, *start ? "\033[0m" : "");
-    fflush(stdout);
+    ox_out_push();
     ox_out_row_ended();
 }
 
@@ -134,7 +134,7 @@ void ox_rl_recover(void) {
     plain_drop();
     ox_rl_echo_on(-1);
     editor.phase = EDITOR_IDLE;
-    fflush(stdout);
+    ox_out_push();
 }
 
 void ox_rl_completion_interrupted(void) {}
@@ -150,7 +150,7 @@ void ox_rl_row_leave(void) {}
 void ox_rl_end_row(void) {
     if (!screen_has_keyboard()) return;
     putchar('\n');
-    fflush(stdout);
+    ox_out_push();
 }
 
 void completion_end_line(void) {}

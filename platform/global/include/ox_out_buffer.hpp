@@ -8,6 +8,12 @@ void ox_out_open(void);
 /// Flushes standard output where it holds text, and remembers how that ended: to be used where code that may
 /// leave a row open (a command, Lua) goes on to wait or ends.
 void ox_out_flush(void);
+/// fflush(stdout), which keeps the reason of the first failure for the end.
+void ox_out_push(void);
+/// A write to standard output may have failed just now, errno tells why.
+void ox_out_note_failure(void);
+/// errno of the first write that failed, 0 where none did: the stream itself knows only that one has.
+int ox_out_failure(void);
 /// Whether what was written last has not ended its row.
 bool ox_out_row_is_open(void);
 /// The text of the open row, as far as it was not flushed yet; `size` may be 0.

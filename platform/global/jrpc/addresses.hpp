@@ -13,6 +13,7 @@ struct HostAddress {
 };
 
 struct HostAddresses {
+    int error;  ///< errno where the system had too little of something; 0: there is no such name
     unsigned count;
     HostAddress list[ADDRESSES_MAX];
 };

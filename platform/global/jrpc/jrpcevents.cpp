@@ -9,6 +9,7 @@
 #include "event_queue.hpp"
 #include "hub.hpp"
 #include "ox_out.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_wait.hpp"
 #include "stream.hpp"
 #include "wait.hpp"
@@ -25,7 +26,7 @@ void print_event(const json_t* event) {
     char* text = params ? json_dumps(params, JSON_INDENT(4) | JSON_ENCODE_ANY) : nullptr;
     if (text) ox_out_lines(text);
     free(text);
-    fflush(stdout);
+    ox_out_push();
 }
 
 bool anybody_takes_events() {

@@ -1,3 +1,4 @@
+#include <errno.h>
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <string.h>
@@ -12,6 +13,7 @@ struct OutBuffer {
     size_t first;  // where the stream begins to fill it
     bool is_used;
     char last_byte;  // that was written; 0: none yet
+    int failure;     // errno
 } out;
 
 /// Bytes at the start of the buffer that were not written yet.
@@ -46,7 +48,20 @@ void ox_out_open(void) {
 
 void ox_out_flush(void) {
     note_last_byte();
-    if (__fpending(stdout) > 0) fflush(stdout);
+    if (__fpending(stdout) > 0) ox_out_push();
+}
+
+void ox_out_push(void) {
+    if (fflush(stdout) != 0) ox_out_note_failure();
+}
+
+void ox_out_note_failure(void) {
+    if (out.failure == 0) out.failure = errno;
+}
+
+int ox_out_failure(void) {
+    if (out.failure == 0 && ferror(stdout)) out.failure = EIO;
+    return out.failure;
 }
 
 bool ox_out_row_is_open(void) {

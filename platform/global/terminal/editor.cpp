@@ -266,7 +266,7 @@ void ox_rl_async_restore(ox_rl_async* handle) {
     rl_deprep_terminal();
     guard_off();
     editor.phase = EDITOR_AWAY;
-    fflush(stdout);
+    ox_out_push();
 }
 
 void ox_rl_async_to_end(ox_rl_async*) {
@@ -275,7 +275,7 @@ void ox_rl_async_to_end(ox_rl_async*) {
     hint_erase();
     rl_point = rl_end;
     typed_draw();
-    fflush(stdout);
+    ox_out_push();
 }
 
 void ox_rl_async_clear(ox_rl_async*) {
@@ -362,5 +362,5 @@ void ox_rl_recover(void) {
     if (editor_is_shown()) hint_erase();
     ox_rl_echo_on(-1);
     abandon_line();
-    fflush(stdout);
+    ox_out_push();
 }

@@ -3,6 +3,7 @@
 
 #include "completion.hpp"
 #include "ox_note.hpp"
+#include "ox_out_buffer.hpp"
 #include "screen.hpp"
 #include "width.hpp"
 
@@ -22,6 +23,6 @@ bool ox_rl_note(const char* text) {
         size_t size = terminal_cut(text, strlen(text), columns > 1 ? columns - 1 : 0);
         fwrite(text, 1, size, stdout);
     }
-    if (was_noted || noted) fflush(stdout);
+    if (was_noted || noted) ox_out_push();
     return was_noted;
 }

@@ -88,7 +88,7 @@ void ox_out_write(FILE* file, const char* data, size_t size) {
     size_t most = slow ? SLOW_PIECE : PIECE;
     for (size_t piece = 0; size > 0 && !is_cancelled(); data += piece, size -= piece) {
         piece = size < most ? size : most;
-        fwrite(data, 1, piece, file);
+        if (fwrite(data, 1, piece, file) < piece && file == stdout) ox_out_note_failure();
         if (slow) ox_out_flush();
     }
 }

@@ -2,6 +2,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "ox_out_buffer.hpp"
 #include "ox_progress.hpp"
 #include "ox_str.hpp"
 #include "screen.hpp"
@@ -34,7 +35,7 @@ void ox_rl_draw_progressbar(int percent, const char* label) {
                 strcmp(ox_dynarray_get(&bar), ox_dynarray_get(&last)) == 0;
     if (!same) {
         fputs(ox_dynarray_get(&bar), stdout);
-        fflush(stdout);
+        ox_out_push();
         ox_str_replace_text(&last, ox_dynarray_get(&bar));
     }
     free(bar.data);

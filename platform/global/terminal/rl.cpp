@@ -5,6 +5,7 @@
 
 #include "editor.hpp"
 #include "guard.hpp"
+#include "ox_out_buffer.hpp"
 #include "ox_rl.hpp"
 #include "ox_wait.hpp"
 
@@ -27,7 +28,7 @@ bool note_interrupts(void) {
 }
 
 [[noreturn]] void end_by(int number) {
-    fflush(stdout);
+    ox_out_push();
     raise(number);
     _exit(128 + number);  // process 1 of a system or container is not ended by the signal
 }
@@ -48,7 +49,7 @@ int wait_key(int timeout_ms) {
 /// A terminal that shows none of the output shows the question beside it.
 void show_plain_prompt(const char* prompt) {
     if (editor.phase != EDITOR_PLAIN || !isatty(STDIN_FILENO)) return;
-    fflush(stdout);
+    ox_out_push();
     fputs(prompt, stderr);
 }
 

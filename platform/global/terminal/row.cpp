@@ -101,5 +101,5 @@ void ox_rl_row_leave(void) {
 void ox_rl_end_row(void) {
     if (!screen_has_keyboard()) return;
     putchar('\n');
-    fflush(stdout);
+    ox_out_push();
 }
