@@ -12,6 +12,7 @@
 #include "device/device.hpp"
 #include "device/image.hpp"
 #include "net/server.hpp"
+#include "one_line.hpp"
 #include "options.hpp"
 #include "requests/requests.hpp"
 #include "users/hash.hpp"
@@ -23,7 +24,7 @@ using namespace obxd;
 enum { EXIT_FAULT = 1, EXIT_USAGE = 2 };
 
 int complain(const std::string& what, int status) {
-    fprintf(stderr, "obxd: %s\n", what.c_str());
+    fprintf(stderr, "obxd: %s\n", one_line(what).c_str());
     return status;
 }
 

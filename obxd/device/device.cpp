@@ -20,6 +20,7 @@
 #include "device/params.hpp"
 #include "device/restore_points.hpp"
 #include "json_error.hpp"
+#include "one_line.hpp"
 #include "owners.hpp"
 
 namespace obxd {
@@ -37,7 +38,8 @@ std::string text_value(Store& store, const char* path) {
 }
 
 void complain(Device& device, const std::string& path, const std::string& error) {
-    fprintf(stderr, "obxd: %s: %s; starting with the defaults\n", path.c_str(), error.c_str());
+    std::string line = one_line(path + ": " + error + "; starting with the defaults");
+    fprintf(stderr, "obxd: %s\n", line.c_str());
     journal_add(device.journal, "%s: %s", path.c_str(), error.c_str());
 }
 

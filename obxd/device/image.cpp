@@ -19,6 +19,7 @@ constexpr std::string_view MAGIC = "OBXFW 1\n";
 constexpr size_t MAX_HEADER = 4096;
 constexpr size_t MAX_VERSION = 64;
 constexpr size_t DIGEST = 64;  // digits
+constexpr std::string_view ALSO = "._+-";
 
 struct CloseFile {
     void operator()(FILE* file) const { fclose(file); }
@@ -85,7 +86,7 @@ bool copy_rest(FILE* from, FILE* to) {
 bool version_ok(std::string_view version) {
     if (version.empty() || version.size() > MAX_VERSION) return false;
     for (char c : version) {
-        if (!isalnum(static_cast<unsigned char>(c)) && !strchr("._+-", c)) return false;
+        if (!isalnum(static_cast<unsigned char>(c)) && ALSO.find(c) == ALSO.npos) return false;
     }
     return true;
 }

@@ -4,6 +4,8 @@
 #include <stdio.h>
 #include <time.h>
 
+#include "one_line.hpp"
+
 namespace obxd {
 
 namespace {
@@ -22,7 +24,7 @@ void journal_add(Journal& journal, const char* format, ...) {
     va_start(args, format);
     vsnprintf(text + used, sizeof text - used, format, args);
     va_end(args);
-    journal.lines.emplace_back(text);
+    journal.lines.push_back(one_line(text));
     if (journal.lines.size() > MAX_LINES) journal.lines.pop_front();
 }
 

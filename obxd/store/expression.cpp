@@ -92,7 +92,7 @@ struct Parser {
             rest.remove_prefix(1);
             return true;
         }
-        if (strchr("?*+", rest[0]) || (at('{') && !posix())) return fail("repeats nothing");
+        if (at('?') || at('*') || at('+') || (at('{') && !posix())) return fail("repeats nothing");
         char32_t c = take_char(rest);
         out.set = {{c, c}};
         return true;
@@ -143,8 +143,8 @@ struct Parser {
     bool escape(CharSet& set) {
         if (rest.empty()) return fail("ends in \"\\\"");
         char letter = rest[0];
-        if (posix() ? strchr("wWsS", letter) != nullptr : charset_escape(set, letter)) {
-            if (posix()) charset_escape(set, letter);
+        bool in_posix = letter == 'w' || letter == 'W' || letter == 's' || letter == 'S';
+        if ((in_posix || !posix()) && charset_escape(set, letter)) {
             rest.remove_prefix(1);
             return true;
         }

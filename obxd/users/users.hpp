@@ -23,7 +23,7 @@ struct Users {
     std::vector<User> list;
 };
 
-/// Reads a users file. False with a one-line `error` when it is unreadable or wrong.
+/// Reads a users file. False with `error`, which names the file, when it is unreadable or wrong.
 bool users_load(const std::string& file, Users& users, std::string& error);
 /// Makes `name` known as a user with system access, if it is not known yet.
 void users_add_owner(Users& users, const std::string& name);

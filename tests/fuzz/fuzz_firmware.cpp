@@ -1,4 +1,5 @@
-// Firmware versions compared both ways, and the headers of images.
+// Firmware versions compared both ways, and images: a header that fits the rest, or a reason; what is made
+// of any bytes is an image of them.
 #include <string.h>
 
 #include "device/image.hpp"
@@ -20,6 +21,26 @@ void compare(const std::string& current, const std::string& next) {
     }
 }
 
+void check(const std::string& bytes) {
+    obxd::Image image;
+    std::string error;
+    bool fine = obxd::image_check(file_of(bytes), image, error);
+    REQUIRE(fine == error.empty());
+    if (!fine) return;
+    REQUIRE(obxd::version_ok(image.version) && image.size < bytes.size());
+    REQUIRE(image.digest.size() == 64);
+}
+
+void make(const std::string& version, const std::string& bytes) {
+    obxd::Image image;
+    std::string error;
+    const std::string& made = second_file();
+    REQUIRE(obxd::image_make(version, file_of(bytes), made, error) == obxd::version_ok(version));
+    if (!obxd::version_ok(version)) return;
+    REQUIRE(obxd::image_check(made, image, error));
+    REQUIRE(image.version == version && image.size == bytes.size());
+}
+
 }  // namespace
 
 // Lines: two versions, and an image.
@@ -28,10 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string current = input.text();
     std::string next = input.text();
     compare(current.c_str(), next.c_str());
-    obxd::Image image;
-    std::string error;
-    bool fine = obxd::image_check(file_of(input.rest()), image, error);
-    REQUIRE(fine == error.empty());
-    if (fine) REQUIRE(obxd::version_ok(image.version));
+    std::string bytes = input.rest();
+    check(bytes);
+    make(next, bytes);
     return 0;
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr size_t MOST_STEPS = 64;  // of those whose words are looked at
+constexpr size_t MOST_STEPS = 32;  // of those whose words are looked at
 constexpr size_t MOST_TEXT = 256;  // the time is in proportion to both
 
 void words_match(const obxd::Expression& program) {

@@ -178,7 +178,12 @@ def test_files_that_do_not_serve(tmp_path):
 
     assert "/nonexistent" in refused("--users", "/nonexistent")
     assert "cannot read the users" in refused("--users", str(broken))
+    broken.write_text(r'{"users": [{"name": "a\nb\u001b[2J", "role": "king"}]}')
+    assert r'the "role" of a\x0ab\x1b[2J is none of' in refused("--users", str(broken))
+    broken.write_text(r'{"schema": {"Device": {"#attr": {}, "A\nB": {"type": "nothing"}}}}')
+    assert r"A\x0aB" in refused("--model", str(broken))
     assert "/nonexistent" in refused("--model", "/nonexistent")
+    broken.write_text("{")
     assert str(broken) in refused("--model", str(broken))
     assert "/nonexistent/d: No such file or directory" in refused("--state", "/nonexistent/d")
     assert "cannot load the certificate" in refused("--tls-cert", str(broken), "--tls-key", str(broken))

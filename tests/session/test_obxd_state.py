@@ -41,6 +41,7 @@ def restart_with(obxd, name, data):
     (b"[]", "No state file"),
     (b'{"SoftwareVersion": 5}', "No state file"),
     (b'{"SoftwareVersion": "9 9"}', "No version: 9 9"),
+    (b'{"SoftwareVersion": "9\\n\\u001b[2J"}', r"No version: 9\x0a\x1b[2J"),
     (b'{"SoftwareVersion": "%s"}' % (b"9" * 65), "No version: " + "9" * 65),
     (b'{"SoftwareVersion": "9.9.9", "DeviceMode": 5}', "No state file"),
     (b'{"SoftwareVersion": "9.9.9", "DeviceMode": "Toaster"}', "No such device mode: Toaster"),

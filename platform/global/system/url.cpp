@@ -8,7 +8,7 @@ namespace {
 bool is_scheme(const char* text, size_t length) {
     if (length == 0 || !isalpha(static_cast<unsigned char>(text[0]))) return false;
     for (size_t i = 1; i < length; ++i) {
-        if (!isalnum(static_cast<unsigned char>(text[i])) && !strchr("+-.", text[i])) return false;
+        if (!isalnum(static_cast<unsigned char>(text[i])) && !memchr("+-.", text[i], 3)) return false;
     }
     return true;
 }

@@ -89,11 +89,12 @@ char* read_tail(int fd, size_t* size, bool* whole) {
     off_t length = info.st_size;
     *whole = length <= static_cast<off_t>(file_limit);
     off_t start = *whole ? 0 : length - static_cast<off_t>(file_limit);
-    CharsRef data(static_cast<char*>(malloc(file_limit + 1)));
+    auto wanted = static_cast<size_t>(length - start);
+    CharsRef data(static_cast<char*>(malloc(wanted + 1)));
     if (!data) return nullptr;
     *size = 0;
-    while (*size < file_limit) {
-        ssize_t got = pread(fd, data + *size, file_limit - *size, start + static_cast<off_t>(*size));
+    while (*size < wanted) {
+        ssize_t got = pread(fd, data + *size, wanted - *size, start + static_cast<off_t>(*size));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return nullptr;
         if (got == 0) break;

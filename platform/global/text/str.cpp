@@ -19,7 +19,7 @@ size_t text_end(const ox_str* str) {
     return str->size > 0 ? str->size - 1 : 0;
 }
 
-void vprintf_append(ox_str* str, const char* format, va_list args) {
+__attribute__((format(printf, 2, 0))) void vprintf_append(ox_str* str, const char* format, va_list args) {
     va_list again;
     va_copy(again, args);
     int length = vsnprintf(nullptr, 0, format, args);

@@ -55,6 +55,7 @@ TEST(Url, PartsOfUrls) {
     EXPECT_EQ(ox_url_parse_mem(&url, "http://host/path", 8), 1);  // only what the length covers
     EXPECT_EQ(part(url.host), "h");
     EXPECT_EQ(ox_url_parse_mem(&url, nullptr, 0), 0);
+    EXPECT_EQ(ox_url_parse_mem(&url, "ht\0p://host", 11), 0);
 }
 
 }  // namespace

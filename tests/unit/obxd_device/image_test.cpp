@@ -68,6 +68,7 @@ TEST_F(ImageFile, EveryDamageIsSeen) {
 TEST_F(ImageFile, RefusesOddVersionsAndMissingFiles) {
     for (const char* version : {"", "1.0\nSize: 1", "a b", "../x"})
         EXPECT_FALSE(image_make(version, payload_, image_, error_)) << version;
+    EXPECT_FALSE(version_ok(std::string_view("1.0\0", 4)));
     EXPECT_FALSE(image_make("1.0", "/nonexistent", image_, error_));
     EXPECT_EQ(error_, "/nonexistent: No such file or directory");
 }

@@ -147,6 +147,17 @@ TEST(Expression, NoTextMakesAMatchSlow) {
     }
 }
 
+TEST(Expression, AZeroByteIsACharacter) {
+    std::string why;
+    for (std::string_view pattern : {std::string_view("\0", 1), std::string_view("\\\0", 2)}) {
+        Expression zero = expression_compile(pattern, Syntax::POSIX, why);
+        ASSERT_TRUE(zero) << why;
+        EXPECT_TRUE(expression_matches(*zero, std::string_view("\0", 1)));
+        EXPECT_FALSE(expression_matches(*zero, "w"));
+        EXPECT_FALSE(expression_matches(*zero, ""));
+    }
+}
+
 TEST(Expression, BrokenTextsAreReadByteByByte) {
     std::string why;
     Expression any = expression_compile(".{3}", Syntax::XML_SCHEMA, why);
