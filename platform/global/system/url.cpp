@@ -5,10 +5,15 @@
 
 namespace {
 
+/// In a scheme, behind its first letter.
+bool may_follow(char c) {
+    return isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '-' || c == '.';
+}
+
 bool is_scheme(const char* text, size_t length) {
     if (length == 0 || !isalpha(static_cast<unsigned char>(text[0]))) return false;
     for (size_t i = 1; i < length; ++i) {
-        if (!isalnum(static_cast<unsigned char>(text[i])) && !memchr("+-.", text[i], 3)) return false;
+        if (!may_follow(text[i])) return false;
     }
     return true;
 }
