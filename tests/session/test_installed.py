@@ -12,21 +12,22 @@ import harness
 CLIENT = """
 bin/obx bin/obx bin/obxc bin/obxc_interpreter bin/obxc_lua
 lib/lua/5.3/ombrix/snapshot/init.lua lib/lua/5.3/ombrix/wait/init.lua
-share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish share/zsh/site-functions/_obxc
+share/bash-completion/completions/obxc share/fish/vendor_completions.d/obxc.fish share/{zsh}/_obxc
 share/obxc/complete share/obxc/complete.lua share/obx/complete
 lib/lua/5.3/ombrix/obx/program.lua lib/lua/5.3/ombrix/obx/commands/get.lua
-share/bash-completion/completions/obx share/fish/vendor_completions.d/obx.fish share/zsh/site-functions/_obx
+share/bash-completion/completions/obx share/fish/vendor_completions.d/obx.fish share/{zsh}/_obx
 share/man/man1/obx.1 share/man/man1/obxc.1 share/man/man1/obxc_interpreter.1 share/man/man1/obxc_lua.1
 share/doc/obxc/README.md share/doc/obxc/CHANGELOG.md share/doc/obxc/SECURITY.md share/doc/obxc/LICENSE
 share/doc/obxc/THIRD-PARTY.md share/doc/obxc/LICENSES/GPL-3 share/doc/obxc/docs/guide.md share/doc/obxc/docs/lua.md
 share/ansible/collections/ansible_collections/ombrix/obx/galaxy.yml
 share/ansible/collections/ansible_collections/ombrix/obx/plugins/modules/obx_info.py
-""".split()
+""".format(zsh=harness.configured("OBX_ZSH_DIR")).split()
 DAEMON = """
-bin/obxd lib/systemd/system/obxd.service lib/sysusers.d/obxd.conf lib/tmpfiles.d/obxd.conf
+bin/obxd lib/sysusers.d/obxd.conf lib/tmpfiles.d/obxd.conf
 share/obxd/router.json share/obxd/users.json share/man/man8/obxd.8 share/doc/obxd/examples/obxd.init
 share/doc/obxd/docs/obxd.md share/doc/obxd/LICENSE share/doc/obxd/THIRD-PARTY.md share/doc/obxd/LICENSES/LGPL-2.1
 """.split()
+UNITS = harness.configured("OBX_SYSTEMD_DIR")  # below the prefix, or from the top
 
 
 def install(prefix, destination=""):
@@ -37,10 +38,22 @@ def install(prefix, destination=""):
 
 @pytest.fixture(scope="module")
 def prefix():
-    """An installation below a directory of its own."""
+    """An installation below a directory of its own, with its unit there too."""
     directory = harness.temp_dir()
-    yield install(os.path.join(directory, "opt"))
+    if os.path.isabs(UNITS):
+        yield install("/opt", directory)
+    else:
+        yield install(os.path.join(directory, "opt"))
     subprocess.run(["rm", "-rf", directory], check=True)
+
+
+def told(prefix):
+    """The prefix as the installation was told it."""
+    return "/opt" if os.path.isabs(UNITS) else prefix
+
+
+def unit_of(prefix):
+    return os.path.dirname(prefix) + UNITS if os.path.isabs(UNITS) else os.path.join(prefix, UNITS)
 
 
 def files(top):
@@ -57,8 +70,8 @@ def test_everything_is_there(prefix):
 
 def test_destination_goes_before_the_prefix(prefix, directory):
     assert files(install("/usr", directory)) == files(prefix)
-    assert os.listdir(directory) == ["usr"]
-    with open(directory + "/usr/lib/systemd/system/obxd.service") as unit:
+    assert set(os.listdir(directory)) == ({"usr", UNITS.split("/")[1]} if os.path.isabs(UNITS) else {"usr"})
+    with open(unit_of(directory + "/usr") + "/obxd.service") as unit:
         assert "ExecStart=/usr/bin/obxd " in unit.read()
 
 
@@ -75,11 +88,11 @@ def test_links_of_the_documents_lead_somewhere(prefix):
 
 
 def test_services_start_the_daemon_of_the_prefix(prefix):
-    with open(os.path.join(prefix, "lib/systemd/system/obxd.service")) as unit:
-        assert "ExecStart=%s/bin/obxd " % prefix in unit.read()
+    with open(unit_of(prefix) + "/obxd.service") as unit:
+        assert "ExecStart=%s/bin/obxd " % told(prefix) in unit.read()
     example = os.path.join(prefix, "share/doc/obxd/examples/obxd.init")
     with open(example) as script, open(os.path.join(harness.SOURCE, "packaging", "sysv", "obxd")) as source:
-        assert script.read() == source.read().replace("/usr/bin/obxd", prefix + "/bin/obxd")
+        assert script.read() == source.read().replace("/usr/bin/obxd", told(prefix) + "/bin/obxd")
 
 
 def test_programs_find_what_is_theirs(prefix, script):

@@ -133,6 +133,7 @@ def test_service_is_hardened(directory):
         pytest.skip("systemd is not installed")
     subprocess.run(["cmake", "--install", harness.BUILD, "--prefix", "/usr"], check=True, stdout=subprocess.DEVNULL,
                    env=dict(os.environ, DESTDIR=directory))
-    unit = directory + "/usr/lib/systemd/system/obxd.service"
+    units = harness.configured("OBX_SYSTEMD_DIR")
+    unit = os.path.join(directory, units[1:] if os.path.isabs(units) else "usr/" + units, "obxd.service")
     finished = run("systemd-analyze", "security", "--offline=true", "--threshold=25", "--no-pager", unit)
     assert finished.returncode == 0, finished.stdout

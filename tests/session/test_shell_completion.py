@@ -134,7 +134,7 @@ SETUP = {
     "bash": (["bash", "--norc", "--noprofile", "-i"],
              ["bind 'set bell-style none'", "PS1='> '", ". %s/bash-completion/completions/obxc" % SHARE]),
     "zsh": (["zsh", "-f", "-i"],
-            ["PROMPT='> '", "fpath=(%s/zsh/site-functions $fpath)" % SHARE, "autoload -Uz compinit", "compinit -D -u"]),
+            ["PROMPT='> '", "fpath=(%s/%s $fpath)" % (SHARE, harness.configured("OBX_ZSH_DIR")), "autoload -Uz compinit", "compinit -D -u"]),
     "fish": (["fish", "--no-config", "-i"],
              ["function fish_prompt; echo '> '; end", "source %s/fish/vendor_completions.d/obxc.fish" % SHARE]),
 }

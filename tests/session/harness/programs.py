@@ -1,6 +1,7 @@
 """The programs under test: where they are, their environment, and obxc run to its end without a terminal."""
 
 import os
+import re
 import select
 import subprocess
 import tempfile
@@ -101,6 +102,12 @@ def obxc(*args, daemon=None, stdin="", env=None, program=None, leaks=True, cwd=N
     finished = Finished(process)
     check_sanitizers(finished.err)
     return finished
+
+
+def configured(name):
+    """What the build under test was told of an option of CMake's, as a text."""
+    with open(os.path.join(BUILD, "CMakeCache.txt")) as cache:
+        return re.search(r"^%s:\w+=(.*)$" % name, cache.read(), re.M).group(1)
 
 
 def select_readable(stream, seconds):
