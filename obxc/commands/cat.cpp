@@ -131,7 +131,7 @@ void read_values(const char* command, const char* path) {
         query = text;
     }
     JsonRef name(json_string(query));
-    if (!name) {
+    if (!query || !name) {
         printf("%s: no argument.\n", command);
         return;
     }
