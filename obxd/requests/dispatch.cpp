@@ -121,7 +121,7 @@ bool find_caller(const Users& users, Connection& c, const json_t* auth, Caller& 
 // Answers what only reads the model. False where there is no room for the answer now.
 bool answer_read(Requests& requests, Connection& c, const MethodRow& row, const Caller& caller,
                  const json_t* params, const json_t* id) {
-    if (!id) return true;  // nobody would get what it reads
+    if (!id || c.deaf) return true;  // nobody would get what it reads
     size_t room = share_room(requests.server, c);
     Answer answer = (requests.store.*row.read)(caller, params, room);
     if (answer.cut && room < MAX_MESSAGE) {

@@ -104,6 +104,23 @@ def test_answers_that_nobody_reads(obxd):
     given_back(obxd, before)
 
 
+def test_what_nobody_will_read_is_not_read(obxd):
+    """Clients that are gone before their requests were served cost nothing any more."""
+    clients = [obxd.client(login=None) for _ in range(10)]
+    for client in clients:
+        client.socket.sendall(json.dumps(values_of(NAMES)).encode() * 300)
+    for client in clients:
+        client.close()
+
+    def idle():
+        before = harness.cpu_seconds(obxd.process.pid)
+        time.sleep(0.5)
+        return harness.cpu_seconds(obxd.process.pid) - before < 0.05
+
+    harness.wait_until(idle, "the daemon to be done with them")
+    check(obxd)
+
+
 def test_who_does_not_read_while_others_wait_is_dropped(obxd):
     deaf = [obxd.client(login=None) for _ in range(2)]
     for client in deaf:
