@@ -82,7 +82,7 @@ def check(at, good, done):
     assert len(err.strip().split("\n")) <= 1, (at, err)
 
 
-SCRIPT = "get Device.Name\nset Device.Name=a Device.On=false\nexecute Device.Run X=1\n"
+SCRIPT = 'get Device.Name\nset Device.Name="a" Device.On=false\nexecute Device.Run X=1\n'
 LUA = """ox.strict = true
 print(ox.get("Device.Name"))
 ox.set("Device.Name", "ä")
@@ -93,7 +93,7 @@ print(#ox.json.decode('[1,"zwei",{"a":null}]'))
 SHELL = "tree Device\ncd Device.Box\nls -l\nattr Size\ncat\nset Size=8\nlua print(ox.get('Device.Name'))\nhelp\nq\n"
 COMMANDS = {
     "get": (["-r", "get", "Device.Name"], ""),
-    "set": (["-r", "set", "Device.Name=a", "Device.On=false"], ""),
+    "set": (["-r", "set", 'Device.Name="a"', "Device.On=false"], ""),
     "reset": (["-r", "reset", "all"], ""),
     "reboot": (["-r", "reboot", "Router"], ""),
     "download": (["-r", "download", "file", "/etc/passwd", "target"], ""),
@@ -141,34 +141,46 @@ def test_all_allocations_from_one_on(scripted, directory, script, option, text):
         check(at, good, runs.run(at, OBX_FAIL_ON="1"))
 
 
-def test_a_shell_with_tab_and_hints(scripted, directory):
-    """It ends with a clear line and the terminal in its usual modes, or goes on."""
-    count_path = os.path.join(directory, "count")
+class Blind(Terminal):
+    """A terminal of which only the bytes are kept: quick enough for hundreds of shells."""
 
-    def session(at, **extra):
-        daemon = scripted(answer)
-        shell = Terminal(daemon=daemon, env=failing(at, **extra))
-        while not shell.raw and shell.process.poll() is None:  # a Ctrl-C before it has begun ends any program
-            shell.read()
-        for keys in ("cd Dev\t", "Bo\t\r", "cat Si", "\x1b[C\r", "ls \t\t\x15", "\x12cd\r", "q\r"):
-            if shell.process.poll() is None:
-                shell.settle(0.02)
-                shell.send(keys)
-        shell.settle(0.02)
+    def _show(self, data):
+        self.raw += data
+
+    def text(self):
+        return self.raw.decode("utf-8", "replace")
+
+
+def shell_with_tab_and_hints(scripted, at, **extra):
+    """Keys for a shell in which the allocation `at` fails. It ends with a clear line and the terminal in its usual modes, or
+    goes on."""
+    daemon = scripted(answer)
+    shell = Blind(daemon=daemon, env=failing(at, **extra))
+    while not shell.raw and shell.process.poll() is None:  # a Ctrl-C before it has begun ends any program
+        shell.read()
+    for keys in ("cd Dev\t", "Bo\t\r", "cat Si", "\x1b[C\r", "ls \t\t\x15", "\x12cd\r", "q\r"):
         if shell.process.poll() is None:
-            shell.send("\x03\x15q\r")
-        status = shell.end(10)
-        modes = shell.modes()
-        shell.close()
-        daemon.close()
-        return status, shell.text(), modes
+            shell.settle(0.02)
+            shell.send(keys)
+    shell.settle(0.02)
+    if shell.process.poll() is None:
+        shell.send("\x03\x15q\r")
+    status, text, modes = shell.end(10), shell.text(), shell.modes()
+    shell.close()
+    daemon.close()
+    assert status in (0, 1, 2, 255, -6), (at, status, text)
+    assert status == 0 or any(reason in text for reason in REASONS), (at, text)
+    assert status == 0 or modes == (True, True), (at, text)
+    return status
 
-    status, text, _ = session(0, OBX_FAIL_COUNT=count_path)
-    assert status == 0, text
+
+def allocations_of_the_shell(scripted, directory):
+    count_path = os.path.join(directory, "count")
+    assert shell_with_tab_and_hints(scripted, 0, OBX_FAIL_COUNT=count_path) == 0
     with open(count_path) as file:
-        count = int(file.read())
-    for at in range(1, count, EVERY):
-        status, text, modes = session(at)
-        assert status in (0, 1, 2, 255, -6), (at, status, text)
-        assert status == 0 or any(reason in text for reason in REASONS), (at, text)
-        assert status == 0 or modes == (True, True), (at, text)
+        return int(file.read())
+
+
+def test_a_shell_with_tab_and_hints(scripted, directory):
+    for at in range(1, allocations_of_the_shell(scripted, directory), EVERY):
+        shell_with_tab_and_hints(scripted, at)

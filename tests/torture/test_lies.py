@@ -1,20 +1,32 @@
 """A daemon that lies in every way, to every way of using the client: that ends or goes on in time, without growing, is not
 steered, and has the right answer as soon as the daemon tells the truth."""
 
+import json
 import os
+import time
 
 import pytest
 
 import harness
-from lying import FLOOD, KINDS, LyingDaemon
+from lying import FLOOD, KINDS, ODD, LyingDaemon
 from programs import SLOW, run
 from steering import steering
 
 HOST = "Device.DeviceInfo.HostName"
 RULES = "Device.NAT.PortMapping."
 REQUESTS = [["get", HOST], ["get", "Device."], ["cat", "Device.DeviceInfo."], ["ls", "Device."], ["attr", HOST],
-            ["set", HOST + "=liar"], ["add", RULES], ["del", RULES + "1."], ["save"], ["select", RULES + "*"],
-            ["info", "Device."], ["order", RULES, "1"]]
+            ["set", HOST + '="liar"'], ["add", RULES], ["touch", RULES], ["del", RULES + "1."], ["rm", RULES + "2."], ["save"],
+            ["select", RULES + "*"], ["info", "Device."], ["order", RULES, "1"], ["debug", "on"], ["logout"], ["reboot"],
+            ["reset"], ["reset", "all"], ["execute", "Device.Ethernet.Interface.1.Stats.Reset"],
+            ["execute", "Device.IP.Diagnostics.IPPing", "Host=127.0.0.1", "NumberOfRepetitions=1"],
+            ["download", "file", "/etc/hostname", "name"], ["download", "config", "/etc/hostname"],
+            ["upload", "config", "file:///nowhere/at/all"], ["upgrade", "/etc/hostname"], ["lua", "print(ox.plain(ox.get('.')))"]]
+ADMIN = ["-a", "admin:admin"]
+COMMANDS = [["-r", *each] for each in REQUESTS] + [
+    ["--raw", '{"jsonrpc":"2.0","id":1,"method":"GetConfig","params":{"Path":"Device."}}'], ["-n", "LeaveGroup", '{"Group":9}'],
+    ["-e", "9", '{"a":1}'], ["-g", "4,9", "-r", "save"]]
+EXCHANGES = {"download": 3, "upgrade": 4, "lua": 2}  # that a command has beyond the first
+GOES_AWAY = {"reboot", "reset"}
 LINES = ["ls", "ls -l", "cat Device", "attr Device.DeviceInfo", "tree", "catree", "cd Device.DeviceInfo", "cd", "take " + RULES,
          "set " + HOST + "=liar", "select " + RULES + "*", "save", "login user", "order " + RULES + " 1",
          "download file /etc/hostname", "lua return ox.get('Device.')", "del " + RULES + "1", "info Device",
@@ -56,6 +68,13 @@ def well_again(liar, obxd):
     assert right.status == 0 and (found.status, found.out) == (0, right.out), (right, found)
 
 
+def after(command, obxd):
+    """Waits for a daemon that the command may have rebooted."""
+    if len(command) > 1 and command[1] in GOES_AWAY:
+        time.sleep(0.3)
+        obxd.back_again().close()
+
+
 def holds(ran, what, seconds):
     assert ran.seconds < seconds + SLOW, (what, ran)
     assert ran.mib < MIB, (what, ran)
@@ -65,9 +84,29 @@ def holds(ran, what, seconds):
 def test_one_shot(liar, obxd, rng, budget):
     for kind in kinds(rng, budget, 6):
         liar.kind = kind
-        request = rng.choice(REQUESTS)
-        holds(run(liar, "-t", "1", "-r", *request), (kind, request), 1 + EXCHANGE + FLOOD)
+        command, who = rng.choice(COMMANDS), rng.choice([[], ADMIN, ADMIN])
+        exchanges = 1 + len(who) // 2 + EXCHANGES.get(command[1], 0)
+        holds(run(liar, "-t", "1", *who, *command), (kind, command), 1 + exchanges * EXCHANGE + FLOOD)
+        after(command, obxd)
         well_again(liar, obxd)
+
+
+def test_on_a_terminal(liar, obxd, rng, budget):
+    """What commands and the listening mode print of a lie does not steer the terminal."""
+    for kind in kinds(rng, budget, 3):
+        liar.kind = kind
+        command = rng.choice(COMMANDS + [["-l", "-g", "4,9"]] * 3)
+        terminal = harness.Terminal("-t", "1", *ADMIN, *command, daemon=liar, env=harness.environment(OBX_PATIENCE="1"))
+        try:
+            if command[0] == "-l":
+                run(obxd, "-e", "9", json.dumps({ODD: ODD}))
+                terminal.read(rng.random())
+                terminal.process.terminate()
+            terminal.end(1 + 5 * EXCHANGE + FLOOD + SLOW)
+            assert not steering(terminal.raw), (kind, command, steering(terminal.raw))
+        finally:
+            terminal.close()
+        after(command, obxd)
 
 
 def test_script_and_lua(liar, obxd, rng, budget, directory):

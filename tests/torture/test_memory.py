@@ -3,6 +3,7 @@ and what is shown is right, or one line tells why it is not."""
 
 import os
 import sys
+from concurrent.futures import ThreadPoolExecutor
 
 import pytest
 
@@ -14,6 +15,7 @@ import test_failing_memory as failing  # noqa: E402: the session test, whose swe
 
 pytestmark = pytest.mark.skipif(harness.SANITIZED, reason="a sanitizer has its own allocator")
 
+EVERY = 7  # of the allocations of a shell on a terminal, in a run that is short
 CASES = dict(failing.COMMANDS, shell=([], failing.SHELL))
 
 
@@ -45,3 +47,12 @@ def test_a_script(scripted, directory, rng, budget, kind, option, text):
     with open(path, "w") as file:
         file.write(text)
     tries(failing.Runs(scripted, directory, [option, path]), rng, budget, kind)
+
+
+def test_a_shell_with_tab_and_hints(scripted, directory, rng, budget):
+    """Every 7th of all places at least; the others while there is time."""
+    count = failing.allocations_of_the_shell(scripted, directory)
+    starts = rng.sample(range(1, EVERY + 1), EVERY)
+    for number in budget.rounds(at_least=1, at_most=EVERY):
+        with ThreadPoolExecutor(4) as pool:
+            list(pool.map(lambda at: failing.shell_with_tab_and_hints(scripted, at), range(starts[number], count + 1, EVERY)))

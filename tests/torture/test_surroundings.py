@@ -6,6 +6,7 @@ import os
 import re
 import resource
 import socket
+import subprocess
 
 import pytest
 
@@ -89,16 +90,38 @@ def test_little_memory_in_lua(obxd, directory):
     assert ran.status == 1 and b"not enough memory" in ran.out, ran
 
 
-def test_read_only_home(obxd, directory):
-    """A shell whose home cannot be written works, and says nothing that it need not."""
-    os.chmod(directory, 0o500)
-    shell = harness.Terminal(daemon=obxd, home=directory)
+@pytest.fixture
+def read_only(directory):
+    """A directory that root cannot write either, with a start-up script below it."""
+    place = os.path.join(directory, "home")
+    os.mkdir(place)
+    done = subprocess.run(["mount", "-t", "tmpfs", "tmpfs", place], capture_output=True)
+    if done.returncode != 0:
+        pytest.skip("no file system can be mounted here: " + done.stderr.decode())
+    try:
+        os.makedirs(os.path.join(place, ".local", "obxc"))
+        with open(os.path.join(place, ".local", "obxc", "config"), "w") as file:
+            file.write("save\n")
+        subprocess.run(["mount", "-o", "remount,ro", place], check=True)
+        yield place
+    finally:
+        subprocess.run(["umount", place], check=True)
+
+
+def test_read_only_home(obxd, right, read_only):
+    """Who cannot write at home is served, and told what could not be kept there."""
+    assert run(obxd, "-r", "get", HOST, env=harness.environment(home=read_only)).out == right
+    path = os.path.join(read_only, "recording")
+    shell = harness.Terminal(daemon=obxd, home=read_only, cwd=read_only)
     try:
         assert shell.run("cat :" + HOST).startswith(" = '")
+        assert shell.run("record " + path) == "record: can't create record file %s." % path
+        shell.run("ls")
         shell.send("q\r")
         assert shell.end() == 0
     finally:
         shell.close()
+    assert os.listdir(read_only) == [".local"]
 
 
 def test_huge_and_corrupt_history(obxd, rng, tmp_path, monkeypatch):
