@@ -32,8 +32,10 @@ class LuaMode:
 
     def complete(self, text):
         """Types text and Tab; returns the line that stands there afterwards, without the prompt."""
-        self.terminal.send("\x15" + text + "\t")
-        self.terminal.settle(0.15)
+        self.terminal.send("\x15" + text + "\t~")
+        self.terminal.wait(lambda: self.terminal.line().endswith("~"), "the key behind Tab")
+        self.terminal.send("\x7f")
+        self.terminal.wait(lambda: not self.terminal.line().endswith("~"), "the end of that key")
         line = re.sub("^" + LUA_PROMPT + " ?", "", self.terminal.line())
         return line
 
