@@ -123,6 +123,14 @@ function(obx_program target)
     target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1)
 endfunction()
 
+# obx_terminal(TARGET): link options of a program that edits lines: terminal/library_memory.cpp stands between the terminal's
+# library and the memory.
+function(obx_terminal target)
+    if(OBX_READLINE)
+        target_link_options(${target} PRIVATE -Wl,--wrap=calloc -Wl,--wrap=strdup)
+    endif()
+endfunction()
+
 # obx_export_lua(TARGET): the whole of Lua is there for modules in C that the program loads.
 function(obx_export_lua target)
     target_link_options(${target} PRIVATE

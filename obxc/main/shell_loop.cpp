@@ -328,7 +328,7 @@ void start_step(void (*step)(void)) {
 bool shell_types = false;
 
 void give_terminal_back() {
-    if (shell_types) ox_rl_recover();
+    if (shell_types) ox_rl_give_up();
     shell_types = false;
 }
 

@@ -137,6 +137,10 @@ void ox_rl_recover(void) {
     ox_out_push();
 }
 
+void ox_rl_give_up(void) {
+    ox_rl_recover();
+}
+
 void ox_rl_completion_interrupted(void) {}
 
 void ox_rl_completion_writes(void) {}

@@ -364,3 +364,12 @@ void ox_rl_recover(void) {
     abandon_line();
     ox_out_push();
 }
+
+void ox_rl_give_up(void) {
+    if (editor_is_shown()) hint_erase();
+    ox_rl_echo_on(-1);
+    rl_deprep_terminal();
+    guard_off();
+    editor.phase = EDITOR_IDLE;
+    ox_out_push();
+}

@@ -104,7 +104,13 @@ private:
     char setting_[32];
 };
 
+bool initializing = false;
+
 }  // namespace
+
+bool setup_goes_on(void) {
+    return initializing;
+}
 
 void setup_commands(void) {
     static const char* const maps[] = {"emacs-standard", "vi-insert"};
@@ -129,7 +135,10 @@ void setup_readline(void) {
     rl_completion_entry_function = no_matches;
     take_bytes_as_text();
     describe_name();
+    initializing = true;
     rl_initialize();
+    initializing = false;
+    if (!rl_executing_keyseq) ox_memory_failed(__func__);  // which the library does not look at itself
     terminfo_send_no_padding();
     // Only now: with a redisplay function of another's, readline loads no terminal description.
     rl_redisplay_function = hint_redisplay;

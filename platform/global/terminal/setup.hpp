@@ -3,6 +3,8 @@
 
 /// Sets readline up, once.
 void setup_readline(void);
+/// Whether readline is just starting.
+bool setup_goes_on(void);
 /// Whatever keys the user's own bindings gave to a command that we have in readline's stead lead to ours. To
 /// be called whenever readline has read the bindings.
 void setup_commands(void);
