@@ -76,7 +76,8 @@ json_int_t integer_numbered(const std::vector<Steps>& ranges, uint64_t number) {
 
 double decimal_numbered(const Limits& limits, uint64_t number) {
     DecimalRange range;
-    if (!limits.decimal_ranges.empty()) range = limits.decimal_ranges[number % limits.decimal_ranges.size()];
+    if (!limits.decimal_ranges.empty())
+        range = limits.decimal_ranges[static_cast<size_t>(number % limits.decimal_ranges.size())];
     double step = range.step > 0 ? range.step : 0.5;
     double low = range.has_min ? range.min : range.has_max ? range.max - 1000 * step : 0;
     if (!range.has_min) low = std::ceil(low / step) * step;
@@ -142,7 +143,7 @@ constexpr char HEX[] = "0123456789abcdef";
 constexpr char BASE64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// The number at the end of that many octets.
-std::string octets(uint64_t length, uint64_t number) {
+std::string octets(size_t length, uint64_t number) {
     std::string text(length, '\0');
     for (size_t i = text.size(); i-- > 0 && number; number >>= 8) text[i] = static_cast<char>(number & 255);
     return text;
@@ -195,7 +196,7 @@ std::string sized(const Limits& limits, const std::string& name, uint64_t number
     if (limits.type != OX_TR_HEX_BINARY && limits.type != OX_TR_BASE64)
         return text_fitted(size, name + "-" + std::to_string(number + 1), number);
     json_int_t length = std::max<json_int_t>(size.max < 0 ? 4 : std::min<json_int_t>(4, size.max), size.min);
-    std::string bytes = octets(static_cast<uint64_t>(length), number + 1);
+    std::string bytes = octets(static_cast<size_t>(length), number + 1);
     return limits.type == OX_TR_HEX_BINARY ? hex_text(bytes) : base64_text(bytes);
 }
 
@@ -303,7 +304,8 @@ json_t* ValueMaker::numbered(const Schema* parameter, uint64_t number) {
     const Limits& limits = *parameter->limits;
     Kind& kind = kind_of(parameter);
     if (limits.list) return list(kind, parameter, number);
-    if (!kind.choices.empty()) return json_incref(kind.choices[number % kind.choices.size()]);
+    if (!kind.choices.empty())
+        return json_incref(kind.choices[static_cast<size_t>(number % kind.choices.size())]);
     if (type_is_integer(limits.type))
         return kind.steps.empty() ? nullptr : json_integer(integer_numbered(kind.steps, number));
     if (type_is_boolean(limits.type)) return json_boolean(number % 2 == 0);

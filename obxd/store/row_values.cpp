@@ -158,7 +158,7 @@ json_t* RowValues::choice_from(Node* node, const Schema* parameter, uint64_t num
     const char* text = json_string_value(value_read(place.node, place.schema, nullptr));
     std::vector<std::string_view> items = list_items(text ? text : "");
     if (items.empty()) return nullptr;
-    std::string item(items[number % items.size()]);
+    std::string item(items[static_cast<size_t>(number % items.size())]);
     JsonRef value(json_string(item.c_str()));
     std::string why;
     return value_check(model_, parameter, node, value, why) == 0 ? value.release() : nullptr;
@@ -193,9 +193,9 @@ json_t* RowValues::reference(Node* node, const Schema* parameter, uint64_t numbe
                 at -= found.size();
                 continue;
             }
-            JsonRef value(json_string(found[at].c_str()));
-            if (found[at] != own && value_check(model_, parameter, node, value, why) == 0)
-                return value.release();
+            const std::string& path = found[static_cast<size_t>(at)];
+            JsonRef value(json_string(path.c_str()));
+            if (path != own && value_check(model_, parameter, node, value, why) == 0) return value.release();
             break;
         }
     }

@@ -31,6 +31,13 @@ bool set_holds(const CharSet& set, char c) {
 
 }  // namespace
 
+bool Words::Before::operator()(const Key& one, const Key& other) const {
+    if (one.first != other.first) return other.first;
+    auto [mine, theirs] =
+        std::mismatch(one.second.begin(), one.second.end(), other.second.begin(), other.second.end());
+    return theirs != other.second.end() && (mine == one.second.end() || *mine < *theirs);
+}
+
 Words::Words(std::vector<Expression> expressions, const std::vector<Size>& sizes)
     : expressions_(std::move(expressions)) {
     for (const Expression& each : expressions_) {

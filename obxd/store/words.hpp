@@ -39,6 +39,13 @@ private:
         std::vector<uint64_t> counts;                 ///< words to the end, by their length; NOT_YET for some
     };
 
+    /// An order of what states are known by. (Where the byte order is big, libstdc++ 12 takes vectors of
+    /// unsigned numbers for equal whose first bytes are.)
+    struct Before {
+        using Key = std::pair<bool, std::vector<uint32_t>>;
+        bool operator()(const Key& one, const Key& other) const;
+    };
+
     std::pair<const Program*, uint32_t> place_of(uint32_t step) const;
     const CharSet& set_of(uint32_t step) const;
     void follow(uint32_t step, bool begin, bool end, std::vector<bool>& seen, State& state) const;
@@ -51,7 +58,7 @@ private:
     std::vector<uint32_t> starts_;  ///< of the expressions, among the steps of all of them
     uint32_t steps_ = 0;
     std::deque<State> states_;
-    std::map<std::pair<bool, std::vector<uint32_t>>, uint32_t> numbers_;
+    std::map<std::pair<bool, std::vector<uint32_t>>, uint32_t, Before> numbers_;
     std::vector<std::pair<size_t, uint64_t>> lengths_;  ///< those that have words, and how many
     uint64_t count_ = 0;
 };
