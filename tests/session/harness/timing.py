@@ -19,11 +19,11 @@ def scheduled(task):
 
 
 class Stopwatch:
-    """The seconds since it was made, but for those in which other programs kept the daemon, or this thread, from the
-    processor. What the daemon's other threads took from its first one counts."""
+    """The seconds since it was made, but for those in which other programs kept the daemon or the shell, or this thread, from
+    the processor. What the program's other threads took from its first one counts."""
 
-    def __init__(self, daemon):
-        self.pid = daemon.process.pid
+    def __init__(self, program):
+        self.pid = program.process.pid
         self.start, self.before = time.monotonic(), self._held_up()
 
     def seconds(self):
