@@ -27,6 +27,9 @@ if(OBX_STATIC_DEPS AND NOT OBX_SANITIZE AND NOT OBX_FUZZ)
     string(APPEND CMAKE_CXX_FLAGS " -fno-pie")
     string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
 endif()
+if(OBX_TESTS AND OBX_TEST_LINK_FLAGS)
+    string(APPEND CMAKE_EXE_LINKER_FLAGS " ${OBX_TEST_LINK_FLAGS}") # of a toolchain whose tests are emulated
+endif()
 
 add_library(obx_flags INTERFACE)
 target_compile_options(obx_flags INTERFACE

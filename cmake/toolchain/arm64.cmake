@@ -1,4 +1,5 @@
 set(OBX_CROSS arm64)
 set(OBX_TRIPLET aarch64-linux-gnu)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(OBX_LOADER ld-linux-aarch64.so.1)
 include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)

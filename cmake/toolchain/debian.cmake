@@ -1,5 +1,6 @@
 # What the toolchains of Debian's cross compilers share. OBX_CROSS is the name of the folder in build-deps that holds
-# the libraries, OBX_TRIPLET the compiler's; CMAKE_SYSTEM_PROCESSOR is also the name of the emulator.
+# the libraries, OBX_TRIPLET the compiler's, OBX_LOADER the file that
+# starts programs; CMAKE_SYSTEM_PROCESSOR is also the name of the emulator, OBX_EMULATOR_OPTIONS are its options.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${OBX_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${OBX_TRIPLET}-g++)
@@ -16,4 +17,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${CMAKE_SYSTEM_PROCESSOR}-static;-L;/usr/${OBX_TRIPLET})
+# The emulator shows programs the root directory of this machine, with no other one laid over it: what is built for tests
+# names its C library by whole paths.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${CMAKE_SYSTEM_PROCESSOR}-static ${OBX_EMULATOR_OPTIONS})
+set(OBX_TEST_LINK_FLAGS "-Wl,--dynamic-linker=/usr/${OBX_TRIPLET}/lib/${OBX_LOADER} -Wl,-rpath,/usr/${OBX_TRIPLET}/lib")

@@ -1,4 +1,5 @@
 set(OBX_CROSS mipsel-small)
 set(OBX_TRIPLET mipsel-linux-gnu)
 set(CMAKE_SYSTEM_PROCESSOR mipsel)
+set(OBX_LOADER ld.so.1)
 include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
