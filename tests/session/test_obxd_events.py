@@ -186,7 +186,7 @@ def test_a_flood_of_model_changes_ends_no_shell(obxd, shell):
     finally:
         os.kill(shell.pid(), signal.SIGCONT)
     shell.send("cd Device.List.Entry.%d\r" % number)
-    assert shell.prompt() == "root@obxc:Device.List.Entry.%d>" % number
+    shell.wait_line(r"root@obxc:Device\.List\.Entry\.%d>" % number)
     shell.send("q\r")
     assert shell.end() == 0
     for client in (root, flood):
