@@ -27,6 +27,17 @@ constexpr struct {
     {FAULT_CORRUPTED, "File corrupted"},
 };
 
+/// A detail that repeats what a client sent is no answer of its size.
+constexpr size_t DETAIL_MAX = 4096;
+
+std::string shortened(std::string detail) {
+    if (detail.size() <= DETAIL_MAX) return detail;
+    size_t size = DETAIL_MAX;
+    while (size > 0 && (detail[size] & 0xc0) == 0x80) size--;  // not in the middle of a character
+    detail.resize(size);
+    return detail + "...";
+}
+
 }  // namespace
 
 const char* code_text(int code) {
@@ -56,7 +67,8 @@ Answer answer_fault(int code, std::string detail, json_t* data) {
     Answer answer;
     answer.code = code;
     answer.message = code_text(code);
-    answer.detail = code == FAULT_INVALID_NAME && detail.empty() ? "the name is empty" : std::move(detail);
+    answer.detail =
+        code == FAULT_INVALID_NAME && detail.empty() ? "the name is empty" : shortened(std::move(detail));
     answer.data.reset(data);
     return answer;
 }

@@ -239,6 +239,19 @@ def test_a_long_text_is_read_quickly(obxd):
     check(obxd)
 
 
+def test_a_long_name_is_not_repeated_whole(obxd):
+    """Nor cut in the middle of a character."""
+    client = obxd.client()
+    for letter in ("a", "\u00e4", "\u20ac"):
+        name = "Device." + letter * 1000000
+        for method, params in (("GetParameterValues", {"ParameterNames": [name]}), ("AddObject", {"ObjectName": name + "."}),
+                               ("GetParameterAttributes", {"ParameterNames": [name], "Level": 0})):
+            code, detail = fault(client.request(method, params))
+            assert code == 9005 and 4000 < len(detail.encode()) < 4200, (method, len(detail))
+            assert name.startswith(detail.removesuffix("...")) and detail.endswith("..."), method
+    client.close()
+
+
 def test_half_messages_of_guests_leave_room_for_who_has_logged_in(obxd):
     root = obxd.client()
     guests = []

@@ -163,6 +163,9 @@ json_reader_state find_close(JsonReader* reader, const Window& window, const cha
         auto byte = static_cast<unsigned char>(*at);
         if (byte < 0x20) return JSON_READER_BROKEN;
         reader->special = true;
+        if (byte >= 0x80) {
+            while (at + 1 < window.end && static_cast<unsigned char>(at[1]) >= 0x80) ++at;
+        }
         if (byte != '\\') continue;
         if (at + 1 == window.end) break;
         ++at;

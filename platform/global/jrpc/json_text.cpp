@@ -80,9 +80,14 @@ bool json_text_decode(const char* bytes, size_t size, ox_array<char>* out) {
             if (!put_escape(&at, end, out)) return false;
             continue;
         }
-        size_t width = utf8_size(reinterpret_cast<const unsigned char*>(at), static_cast<size_t>(end - at));
-        if (width == 0 || !out->append(at, width)) return false;
-        at += width;
+        const char* run = at;
+        while (at < end && *at != '\\') {
+            size_t width =
+                utf8_size(reinterpret_cast<const unsigned char*>(at), static_cast<size_t>(end - at));
+            if (width == 0) return false;
+            at += width;
+        }
+        if (!out->append(run, static_cast<size_t>(at - run))) return false;
     }
     return true;
 }
