@@ -71,6 +71,6 @@ void ox_rl_yield_signals(void (*handler)(int));
 /// Puts the terminal back into line mode with echo, whatever was interrupted. For the way back from a jump;
 /// the row is left as it is.
 void ox_rl_recover(void);
-/// The program ends, perhaps because the editor's library found no memory in the middle of something: the terminal
-/// gets its modes back, and nothing of what the library had begun is looked at.
+/// The program ends, perhaps because the editor's library found no memory in the middle of something: the
+/// terminal gets its modes back, and nothing of what the library had begun is looked at.
 void ox_rl_give_up(void);
