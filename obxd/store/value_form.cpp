@@ -45,12 +45,13 @@ json_t* value_normal(const Schema* parameter, json_t* value) {
     if (parameter->limits->type == OX_TR_DECIMAL && json_is_integer(value))
         return json_real(static_cast<double>(json_integer_value(value)));
     if (parameter->limits->type != OX_TR_PATH_REF || !json_string_length(value)) return json_incref(value);
-    // References are kept in one spelling, without the final "." and without blanks, so that they compare.
+    // References are kept in one spelling, without any final "." and without blanks, so that they compare.
     std::string_view text(json_string_value(value), json_string_length(value));
     std::string paths;
     bool first = true;
     for (std::string_view item : parameter->limits->list ? list_items(text) : std::vector{text}) {
-        if (item.size() > 1 && item.back() == '.') item.remove_suffix(1);
+        size_t last = item.find_last_not_of(". \t\r\n");
+        item = item.substr(0, last == item.npos ? 1 : last + 1);
         if (!first) paths += ',';
         paths += item;
         first = false;

@@ -93,6 +93,15 @@ TEST_F(References, ARuleKeepsItsInterface) {
     EXPECT_EQ(del("Device.IP.Interface.3"), "{}");
 }
 
+TEST_F(References, OneSpellingOfAll) {
+    const std::string path = "Device.Hosts.Host.2.Layer1Interface";
+    for (const char* text : {"Device.WiFi.SSID.2", "Device.WiFi.SSID.2.", "Device.WiFi.SSID.2..",
+                             "Device.WiFi.SSID.2. .", "Device.WiFi.SSID.2\t"}) {
+        ASSERT_TRUE(store->set_value(path, json_string(text))) << text;
+        EXPECT_STREQ(json_string_value(store->value(path)), "Device.WiFi.SSID.2") << text;
+    }
+}
+
 TEST_F(References, AHostForgetsWhereItWas) {
     EXPECT_EQ(del("Device.WiFi.AccessPoint.2"), "{}");
     EXPECT_STREQ(json_string_value(store->value("Device.Hosts.Host.2.AssociatedDevice")), "");
