@@ -3,6 +3,7 @@
 // The macros of its capabilities would rename ours.
 #define NCURSES_NOMACROS
 #include <curses.h>
+#include <stdint.h>
 #include <term.h>
 #include <termcap.h>
 #include <unistd.h>
@@ -11,7 +12,7 @@ namespace {
 
 bool has(const char* capability) {
     const char* sequence = tigetstr(capability);
-    return sequence && sequence != reinterpret_cast<const char*>(-1) && *sequence;
+    return sequence && reinterpret_cast<intptr_t>(sequence) != -1 && *sequence;
 }
 
 }  // namespace
