@@ -219,21 +219,28 @@ void sweep(Server& server) {
     loop_after(server.loop, SWEEP_MS, [&server] { sweep(server); });
 }
 
+bool open_port(Server& server, std::string& error) {
+    Listen& listen = server.listen;
+    if (listen.port < 0 || server.tcp_listener.get() >= 0) return true;
+    server.tcp_listener = listen_tcp(listen.host, listen.port, error);
+    if (server.tcp_listener.get() < 0) return false;
+    loop_watch(server.loop, server.tcp_listener.get(), TAG_TCP, EPOLLIN);
+    return true;
+}
+
+bool open_socket(Server& server, std::string& error) {
+    if (server.local_listener.get() >= 0) return true;
+    server.local_listener = listen_local(server.listen.socket, error);
+    if (server.local_listener.get() < 0) return false;
+    server.local_inode = listen_inode(server.listen.socket);
+    loop_watch(server.loop, server.local_listener.get(), TAG_LOCAL, EPOLLIN);
+    return true;
+}
+
 }  // namespace
 
 bool server_open(Server& server, std::string& error) {
-    Listen& listen = server.listen;
-    if (listen.port >= 0 && server.tcp_listener.get() < 0) {
-        server.tcp_listener = listen_tcp(listen.host, listen.port, error);
-        if (server.tcp_listener.get() < 0) return false;
-        loop_watch(server.loop, server.tcp_listener.get(), TAG_TCP, EPOLLIN);
-    }
-    if (server.local_listener.get() >= 0) return true;
-    server.local_listener = listen_local(listen.socket, error);
-    if (server.local_listener.get() < 0) return false;
-    server.local_inode = listen_inode(listen.socket);
-    loop_watch(server.loop, server.local_listener.get(), TAG_LOCAL, EPOLLIN);
-    return true;
+    return open_port(server, error) && open_socket(server, error);
 }
 
 void server_run(Server& server) {
@@ -259,7 +266,9 @@ void server_go_down(Server& server) {
 
 void server_come_up(Server& server) {
     std::string error;
-    if (server_open(server, error)) return;
+    // Where another program has taken the port meanwhile, who is on the device is served nevertheless.
+    bool port = open_port(server, error);
+    if (open_socket(server, error) && port) return;
     loop_after(server.loop, RETRY_MS, [&server] { server_come_up(server); });
 }
 

@@ -130,6 +130,20 @@ def test_a_reboot_comes_back_on_the_same_port(start_obxd):
     assert "result" in client.login("admin", "admin")
 
 
+def test_a_port_that_another_took_keeps_nobody_on_the_device_waiting(start_obxd):
+    obxd = start_obxd("--reboot-ms", "300", "--listen", "127.0.0.1:0")
+    port, client = obxd.port(), obxd.client()
+    client.request("Reboot", {})
+    while client.receive():
+        pass
+    with socket.socket() as another:
+        another.bind(("127.0.0.1", port))
+        another.listen()
+        assert obxd.back_again().get(HOST)
+    assert harness.wait_until(lambda: obxd.if_up(lambda _: harness.Client(
+        connection=socket.create_connection(("127.0.0.1", port), harness.PATIENCE)).call("LeaveGroup", {"Group": 9}) == {}))
+
+
 def test_a_signal_during_a_reboot_ends_it(start_obxd):
     obxd = start_obxd("--reboot-ms", "600000")
     client = obxd.client()
