@@ -14,7 +14,7 @@ from programs import SLOW, run
 HOST = "Device.DeviceInfo.HostName"
 RULES = "Device.NAT.PortMapping."
 DELETE = "for number in pairs(ox.config('%s')) do if (tonumber(number) or 0) > 4 then ox.del('%s' .. number .. '.') end end" % (RULES, RULES)
-# Requests that leave the device as it is, or as they found it; rows that were added are deleted.
+# Requests that leave the device as it is, or as they found it; rows that were added are deleted, before the table is full.
 REQUESTS = [["-r", *each] for each in (
     ["get", HOST], ["cat", "Device.NAT."], ["ls", "Device.NAT."], ["attr", HOST], ["info", "Device.NAT."], ["set", HOST + '="cut"'],
     ["select", HOST], ["save"], ["add", RULES], ["execute", "Device.Ethernet.Interface.1.Stats.Reset"], ["logout"],
@@ -46,12 +46,16 @@ def wire(request, tmp_path_factory):
     obxd.close()
 
 
-@pytest.fixture(autouse=True)
-def rows_as_they_were(wire):
+def delete_rows(wire):
     """A row that came with an answer that was cut stays."""
-    yield
     wire.limit = None
     run(wire, *wire.words, "-r", "lua", DELETE, env=wire.env)
+
+
+@pytest.fixture(autouse=True)
+def rows_as_they_were(wire):
+    yield
+    delete_rows(wire)
 
 
 def lines_of(out):
@@ -68,6 +72,8 @@ def test_cut_behind_every_byte(wire, rng, budget, words):
     places = list(range(total))
     rng.shuffle(places)
     for number in budget.rounds(at_least=5, at_most=total):
+        if words[1] == "add" and number % 10 == 9:  # a command whose connection broke is sent once more: up to two rows each
+            delete_rows(wire)
         wire.limit = places[number]
         ran = run(wire, *wire.words, *words, env=wire.env)
         assert ran.seconds < SLOW, (places[number], ran)
