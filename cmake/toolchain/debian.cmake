@@ -1,6 +1,6 @@
 # What the toolchains of Debian's cross compilers share. OBX_CROSS is the name of the folder in build-deps that holds
-# the libraries, OBX_TRIPLET the compiler's, OBX_LOADER the file that
-# starts programs; CMAKE_SYSTEM_PROCESSOR is also the name of the emulator, OBX_EMULATOR_OPTIONS are its options.
+# the libraries, OBX_TRIPLET the compiler's, OBX_LOADER the file that starts programs; CMAKE_SYSTEM_PROCESSOR is also
+# the name of the emulator, OBX_EMULATOR_OPTIONS are its options.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${OBX_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${OBX_TRIPLET}-g++)
