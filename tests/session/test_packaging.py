@@ -128,6 +128,12 @@ def test_source_archive_is_the_same_whoever_makes_it(directory):
         assert "PKG_HASH:=%s\n" % digest in recipe.read()
 
 
+def test_sources_need_nothing_for_tests(directory):
+    """Who builds and installs them, as ./run does, has no GoogleTest."""
+    finished = run("cmake", "-S", harness.SOURCE, "-B", directory, "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON")
+    assert finished.returncode == 0, finished.stderr
+
+
 def test_service_is_hardened(directory):
     if not shutil.which("systemd-analyze"):
         pytest.skip("systemd is not installed")
