@@ -227,7 +227,9 @@ int set_up(TlsSession* session, const char* host) {
     if (host) read_address(session, host);
     if (session->address_size > 0) mbedtls_ssl_conf_verify(config, verify_address, session);
     rc = mbedtls_ssl_setup(&session->ssl, config);
-    if (rc == 0 && host && session->address_size == 0) rc = mbedtls_ssl_set_hostname(&session->ssl, host);
+    // Mbed TLS 3.6.3 wants to be told, also that it has no name to check.
+    const char* name = session->address_size == 0 ? host : nullptr;
+    if (rc == 0) rc = mbedtls_ssl_set_hostname(&session->ssl, name);
     if (rc == 0) mbedtls_ssl_set_bio(&session->ssl, session, send_bytes, receive_bytes, nullptr);
     return rc;
 }
