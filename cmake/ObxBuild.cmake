@@ -134,8 +134,13 @@ function(obx_terminal target)
     endif()
 endfunction()
 
-# obx_export_lua(TARGET): the whole of Lua is there for modules in C that the program loads.
+# obx_export_lua(TARGET): the whole of Lua is there for modules in C that the program loads. Other archives stay hidden:
+# MIPS would show, and look up at each start, whatever its table of addresses holds.
 function(obx_export_lua target)
-    target_link_options(${target} PRIVATE
+    set(hidden obxc_rooms ox_lua ox_conf ox_tr ox_global ox_lazy_math jansson readline tinfo ncursesw ncurses
+        mbedtls mbedx509 mbedcrypto stdc++ gcc gcc_eh c_nonshared)
+    list(TRANSFORM hidden REPLACE "(.+)" "lib\\1.a")
+    list(JOIN hidden ":" hidden)
+    target_link_options(${target} PRIVATE -Wl,--exclude-libs,${hidden}
         -Wl,--export-dynamic-symbol=lua_* -Wl,--export-dynamic-symbol=luaL_* -Wl,--export-dynamic-symbol=luaopen_*)
 endfunction()

@@ -172,7 +172,7 @@ void line_run(Shell* shell, char* line) {
     words_run_armed(shell->words);
     serve_file_tell(shell->tell);
     paths_refresh();
-    idle_interrupt_taken();
+    if (idle_interrupt_taken()) ox_rl_end_row();  // the terminal has written "^C"
 }
 
 Step line_take(Shell* shell, char* line) {

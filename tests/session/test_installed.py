@@ -95,19 +95,30 @@ def test_services_start_the_daemon_of_the_prefix(prefix):
         assert script.read() == source.read().replace("/usr/bin/obxd", told(prefix) + "/bin/obxd")
 
 
-def test_programs_find_what_is_theirs(prefix, script):
-    environment = harness.environment(PATH=prefix + "/bin:/usr/bin:/bin", OBX_COMPLETION_TIMEOUT=str(harness.PATIENCE))
+@pytest.fixture
+def programs(prefix):
+    """The folder of the installed programs, or of what starts these where they are emulated."""
+    launchers = os.path.join(prefix, "emulated")
+    if harness.EMULATED:
+        shutil.copytree(os.path.dirname(harness.OBXC), launchers + "/bin")
+        os.symlink("obxc", launchers + "/bin/obxc_lua")
+    yield (launchers if harness.EMULATED else prefix) + "/bin"
+    shutil.rmtree(launchers, ignore_errors=True)
+
+
+def test_programs_find_what_is_theirs(prefix, programs, script):
+    environment = harness.environment(PATH=programs + ":/usr/bin:/bin", OBX_COMPLETION_TIMEOUT=str(harness.PATIENCE))
     socket = os.path.join(os.path.dirname(prefix), "s")
-    daemon = subprocess.Popen([prefix + "/bin/obxd", "--socket", socket], stdout=subprocess.PIPE, env=environment)
+    daemon = subprocess.Popen([programs + "/obxd", "--socket", socket], stdout=subprocess.PIPE, env=environment)
     try:
         assert b"ready" in daemon.stdout.readline()  # so it has its model, though no source is near
-        text = "#!%s/bin/obxc_lua\nprint(require('ombrix.wait').wait_until('Device.DeviceInfo.UpTime', function() return true end))\n"
-        path = script(text % prefix + "print(package.searchpath('ombrix.wait', package.path))\n")
+        text = "#!%s/obxc_lua\nprint(require('ombrix.wait').wait_until('Device.DeviceInfo.UpTime', function() return true end))\n"
+        path = script(text % programs + "print(package.searchpath('ombrix.wait', package.path))\n")
 
         def run(*command, words=""):
             return subprocess.run(command, input=words, capture_output=True, text=True, env=environment, check=True).stdout
 
-        up, place = run(prefix + "/bin/obxc", "-u", socket, "-S", path).split()
+        up, place = run(programs + "/obxc", "-u", socket, "-S", path).split()
         assert up.isdigit() and place == prefix + "/lib/lua/5.3/ombrix/wait/init.lua"
         words = "obxc\n-u\n%s\n-r\nget\nDevice.DeviceInfo.ModelNa\n" % socket
         assert run(prefix + "/share/obxc/complete", words=words) == "Device.DeviceInfo.ModelName\n"
