@@ -5,7 +5,7 @@ import os
 import pytest
 
 import harness
-from harness import ScriptedDaemon, obxc
+from harness import obxc
 from small_model import SmallModel, typed
 
 F1 = "\x1bOP"

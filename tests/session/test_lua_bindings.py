@@ -91,8 +91,8 @@ def slow_values(scripted):
 
 
 @pytest.mark.parametrize("options, path, expected", [
-    (["-t", "1"], "Slow.3", "nil\t-11"),
-    (["--timeout", "8"], "Slow.5.5", "came\tnil"),
+    (["-t", "1"], "Slow.4.5", "nil\t-11"),
+    (["--timeout", "60"], "Slow.5.5", "came\tnil"),
     (["-g", "7"], "Slow.1.5", "came\tnil"),
 ])
 def test_the_time_out_reaches_scripts(slow_values, run_as_root, options, path, expected):
@@ -199,18 +199,19 @@ local log, start = {}, ox.now()
 local function steps(name, pause)
   return function() for i = 1, 3 do log[#log + 1] = name pause(0.3) end end
 end
-ox.run(steps("a", ox.wait), steps("b", ox.sleep), function() ox.run(steps("c", ox.wait)) end)
-print(table.concat(log):sub(1, 3), #log, ox.now() - start < 1.7)
+local tasks = {steps("a", ox.wait), steps("b", ox.sleep), function() ox.run(steps("c", ox.wait)) end}
+for i = 4, 30 do tasks[i] = steps("d", i % 2 == 0 and ox.wait or ox.sleep) end
+ox.run(table.unpack(tasks))
+print(table.concat(log):sub(1, 4), #log, ox.now() - start < 13)  -- 27 one after the other
 
 -- resumed by hand
 log, start = {}, ox.now()
 local one, two = coroutine.create(steps("a", ox.wait)), coroutine.create(steps("b", ox.wait))
-local cpu, rounds = os.clock(), 0
+local cpu = os.clock()
 while coroutine.status(one) ~= "dead" or coroutine.status(two) ~= "dead" do
   coroutine.resume(one) coroutine.resume(two)
-  rounds = rounds + 1
 end
-print(table.concat(log):sub(1, 2), #log, ox.now() - start < 1.7, os.clock() - cpu < 0.3)
+print(table.concat(log):sub(1, 2), #log, os.clock() - cpu < (ox.now() - start) / 3)
 
 -- an iterator gives its values only
 for value in coroutine.wrap(function() for i = 1, 3 do ox.wait(0.05) coroutine.yield(i) end end) do io.write(value, " ") end
@@ -227,17 +228,17 @@ start = ox.now()
 local function never() return (select(2, wait.wait_until("Device.DeviceInfo.UpTime", -1, 0.5))) end
 local told = {}
 local function tell() local answer = never() told[#told + 1] = answer end
-ox.run(tell, tell)
-print(table.concat(told, " "))
-print(ox.now() - start < 0.95)
+for i = 1, 30 do tasks[i] = tell end
+ox.run(table.unpack(tasks))
+print(#told, told[30], ox.now() - start < 7)  -- 15 one after the other
 print(pcall(ox.run, function() error("of a task", 0) end))
 print(pcall(function() ox.run(1) end))
 ox.run()
 """)
-    assert lines[0] == "abc\t9\ttrue"
-    assert lines[1] == "ab\t6\ttrue\ttrue"
-    assert lines[2:] == ["1 2 3 ", "seen\ttrue", "time-out time-out", "true", "false\tof a task",
-                         "false\tSCRIPT:38: bad argument #1 to 'run' (function expected, got number)"]
+    assert lines[0] == "abcd\t90\ttrue"
+    assert lines[1] == "ab\t6\ttrue"
+    assert lines[2:] == ["1 2 3 ", "seen\ttrue", "30\ttime-out\ttrue", "false\tof a task",
+                         "false\tSCRIPT:39: bad argument #1 to 'run' (function expected, got number)"]
 
 
 def test_ctrl_c_leaves_coroutines_that_wait(shell):
@@ -279,10 +280,8 @@ print(wait.wait_until("Device.System.Contact", "back", 0))
 def test_wait_until_ends_in_time_on_a_frozen_daemon(scripted, run_as_root):
     daemon = scripted(lambda request, connection: None if request["method"] == "GetParameterValues"
                       else ScriptedDaemon.result({}))
-    start = time.monotonic()
-    lines = run_as_root(daemon, 'print(require("ombrix.wait").wait_until("A.B", 1, 1.5))', options=())
+    lines = run_as_root(daemon, 'print(require("ombrix.wait").wait_until("A.B", 1, 1.5))', options=("-t", "1000"))
     assert lines == ["nil\ttime-out\t-11"]
-    assert time.monotonic() - start < 4.5
 
 
 SNAPSHOT = """

@@ -63,19 +63,11 @@ def root_is_served(obxd):
     return watch.seconds()
 
 
-def seconds_of_login(client, user):
-    start = time.monotonic()
-    assert "result" in client.login(user, user)
-    seconds = time.monotonic() - start
-    client.close()
-    return seconds
-
-
 def test_idle_guests_lock_nobody_out(obxd, crowd):
     for number in range(400):
         crowd(obxd, "127.0.0.%d" % (2 + number % 4))
         crowd(obxd, NOBODY)
-    assert root_is_served(obxd) < 1
+    assert root_is_served(obxd) < harness.SOON
     assert "result" in crowd(obxd, "127.0.0.9").login("admin", "admin")
     assert descriptors(obxd) < 200
 
@@ -172,10 +164,16 @@ def test_the_shell_of_a_guest_comes_back_where_it_was_closed(start_obxd, termina
 
 
 def test_wrong_passwords_of_many_hold_up_nobody(obxd, crowd):
-    """Each asks again at once, from a few addresses and as a user of the host."""
+    """Each asks again at once, from a few addresses and as a user of the host. How soon somebody else is let in is counted
+    in guesses that are answered before: the best of some tries, since answers may lie about unread."""
     ended = threading.Event()
     tried = []
-    alone = seconds_of_login(obxd.client(login=None), "user")
+
+    def answered_before(client, user):
+        before = len(tried)
+        assert "result" in client.login(user, user)
+        client.close()
+        return len(tried) - before
 
     def guess(client):
         with contextlib.suppress(OSError, harness.SessionFailure):
@@ -189,18 +187,19 @@ def test_wrong_passwords_of_many_hold_up_nobody(obxd, crowd):
         thread.start()
     try:
         time.sleep(0.5)
-        for _ in range(3):
-            assert root_is_served(obxd) < 1
+        before = {"root": [], "elsewhere": [], "one of theirs": []}
+        for _ in range(5):
+            assert root_is_served(obxd) < harness.SOON
             # Root's password is checked beside theirs, others' in turn.
-            assert seconds_of_login(obxd.client(login=None), "user") < 1 + 10 * alone
-            assert seconds_of_login(crowd(obxd, "127.0.0.9"), "admin") < 2 + 20 * alone
-            # Of one of their sources.
-            assert seconds_of_login(crowd(obxd, "127.0.0.2"), "admin") < 2 + 40 * alone
+            before["root"].append(answered_before(obxd.client(login=None), "user"))
+            before["elsewhere"].append(answered_before(crowd(obxd, "127.0.0.9"), "admin"))
+            before["one of theirs"].append(answered_before(crowd(obxd, "127.0.0.2"), "admin"))
     finally:
         ended.set()
         for thread in threads:
             thread.join()
     assert len(tried) > 20
+    assert min(before["root"]) < 3 and min(before["elsewhere"]) < 5 and min(before["one of theirs"]) < 10, before
 
 
 def test_guests_that_keep_the_daemon_busy_hold_up_nobody(obxd, crowd):
@@ -215,7 +214,7 @@ def test_guests_that_keep_the_daemon_busy_hold_up_nobody(obxd, crowd):
                 while True:
                     guest.socket.send(request.encode() * 50)
         slowest = max(slowest, root_is_served(obxd))
-    assert slowest < 1
+    assert slowest < harness.SOON
 
 
 def test_without_descriptors_nobody_is_accepted_and_nothing_spins(obxd, crowd):
@@ -228,11 +227,9 @@ def test_without_descriptors_nobody_is_accepted_and_nothing_spins(obxd, crowd):
     for _ in range(3):  # guests make room
         admins.append(obxd.client())
     assert sum(alive(client) for client in guests) == 0
-    before = harness.cpu_seconds(obxd.process.pid)
     waiting = [harness.Client(obxd.socket) for _ in range(20)]
     assert not any(alive(client) for client in waiting)
-    time.sleep(1)
-    assert harness.cpu_seconds(obxd.process.pid) - before < 0.5
+    harness.wait_for_rest(obxd)
     assert all(alive(client) for client in admins)
     admins.pop().close()
     harness.wait_until(lambda: alive(harness.Client(obxd.socket)), "room")

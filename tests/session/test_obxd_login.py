@@ -156,14 +156,19 @@ def test_one_ladder_of_roles(start_obxd, tmp_path):
 
 def test_wrong_passwords_wait_without_holding_up_others(obxd, guest):
     other = obxd.client(login=None)
-    start = time.monotonic()
-    guest.send({"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": "admin", "Password": "no"}})
-    meanwhile = 0
-    while not harness.programs.select_readable(guest.socket, 0):
-        other.get("Device.Users.Note")
-        meanwhile += 1
-    assert time.monotonic() - start >= 0.2 and meanwhile > 3  # held up, others get one answer at most
-    assert fault(guest.receive())[0] == 9001
+
+    def answers_meanwhile():
+        start = time.monotonic()
+        guest.send({"jsonrpc": "2.0", "id": 1, "method": "Login", "params": {"Login": "admin", "Password": "no"}})
+        count = 0
+        while not harness.programs.select_readable(guest.socket, 0):
+            other.get("Device.Users.Note")
+            count += 1
+        assert time.monotonic() - start >= 0.2
+        assert fault(guest.receive())[0] == 9001
+        return count
+
+    harness.wait_until(lambda: answers_meanwhile() > 3, "answers meanwhile")  # held up, others get one at most
     other.close()
 
 
@@ -178,17 +183,15 @@ def test_an_unknown_user_takes_as_long_as_a_wrong_password(start_obxd, tmp_path)
     obxd = start_obxd("--users", str(users))
 
     def check_time(name):
-        times = []
+        before = harness.cpu_seconds(obxd.process.pid)
         for _ in range(3):
             client = obxd.client(login=None)
-            start = time.monotonic()
             assert fault(client.login(name, "wrong")) == (9001, "Wrong password or unknown user")
-            times.append(time.monotonic() - start - 0.2)
             client.close()
-        return min(times)
+        return harness.cpu_seconds(obxd.process.pid) - before
 
     known = check_time("ann")
-    assert known > 0.02
+    assert known > 0.06
     for name in ("nobody at all", "root"):
         assert check_time(name) > known / 3
     assert "result" in obxd.client(login=None).login("ann", "secret")

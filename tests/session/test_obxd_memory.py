@@ -1,7 +1,6 @@
 """What clients make the daemon hold is bounded, whatever they ask, send and do not read; others are served meanwhile."""
 
 import json
-import time
 from concurrent.futures import ThreadPoolExecutor
 
 import pytest
@@ -43,12 +42,12 @@ def memory_mb(obxd, field="VmRSS"):
 
 
 def check(obxd):
-    """Root is served within a second, and the memory has stayed within its bound."""
+    """Root is served soon, and the memory has stayed within its bound."""
     watch = harness.Stopwatch(obxd)
     with_root = obxd.client()
     assert with_root.get("Device.Note")
     with_root.close()
-    assert watch.seconds() < 1 or not harness.BARE
+    assert watch.seconds() < harness.SOON
     assert memory_mb(obxd, "VmHWM") < BOUND or not harness.BARE, memory_mb(obxd, "VmHWM")
 
 
@@ -112,12 +111,7 @@ def test_what_nobody_will_read_is_not_read(obxd):
     for client in clients:
         client.close()
 
-    def idle():
-        before = harness.cpu_seconds(obxd.process.pid)
-        time.sleep(0.5)
-        return harness.cpu_seconds(obxd.process.pid) - before < 0.05
-
-    harness.wait_until(idle, "the daemon to be done with them")
+    harness.wait_for_rest(obxd)
     check(obxd)
 
 
@@ -129,7 +123,7 @@ def test_who_does_not_read_while_others_wait_is_dropped(obxd):
     watch = harness.Stopwatch(obxd)
     asks.send(values_of(NAMES))
     assert len(asks.receive()["result"]["ParameterList"]) == 2 * BLOBS
-    assert watch.seconds() < 20
+    assert watch.seconds() < 40  # and not the minute that is given where nobody waits
     check(obxd)
 
 

@@ -3,7 +3,7 @@
 import time
 from concurrent.futures import ThreadPoolExecutor
 
-from harness import obxc
+from harness import obxc, timed
 from small_model import SmallModel, typed, values
 
 # Longer than the time-out that holds between exchanges.
@@ -13,16 +13,11 @@ SLOW = {"GetParameterValues": values(("N", 1)), "SetParameterValues": {}, "AddOb
 OK = "Status: OK\n"
 
 
-def slow(result):
+def slow(result, seconds=LONG):
     def answer(params):
-        time.sleep(LONG)
+        time.sleep(seconds)
         return result
     return answer
-
-
-def timed(run):
-    start = time.monotonic()
-    return run(), time.monotonic() - start
 
 
 def in_parallel(runs):
@@ -47,13 +42,17 @@ def test_commands_that_wait_as_long_as_it_takes(scripted):
 
 
 def test_attributes_are_waited_for_a_moment(scripted):
-    silent = SmallModel(GetParameterAttributes=lambda params: NotImplemented if params["Level"] else [])
+    """By the shell for less than the five seconds that a request has, within which there is an answer."""
+    def answering(answer):
+        return scripted(SmallModel(GetParameterAttributes=lambda params: NotImplemented if params["Level"] else answer(params)))
+
+    attributes = {"ParameterList": [{"Name": "Device.A.Text", "Attributes": {"type": "late"}}]}
     (shown, shell_seconds), (done, request_seconds) = in_parallel([
-        lambda: typed(scripted(silent), "attr Device.A.Text"),
-        lambda: obxc("--timeout", "2", "-r", "attr", "Device.A.Text", daemon=scripted(silent)),
+        lambda: typed(answering(slow(attributes, 4)), "attr Device.A.Text"),
+        lambda: obxc("--timeout", "2", "-r", "attr", "Device.A.Text", daemon=answering(lambda params: [])),
     ])
     # The shell falls back on what it knows of the node.
     assert shown.startswith("Canonical path:     :Device.A.Text\nType:               string\n")
-    assert 1 <= shell_seconds < 4
+    assert shell_seconds >= 1
     assert (done.out, done.status) == ("attr: ERROR\n", 255)
-    assert 5 <= request_seconds < 8
+    assert request_seconds >= 5

@@ -2,7 +2,6 @@
 
 import re
 import socket
-import time
 
 import pytest
 
@@ -62,8 +61,10 @@ def test_the_shell_ends_with_its_events(way, terminal):
 
 def test_a_script_goes_on_after_the_reboot(way, directory):
     to = way("--reboot-ms", "1400")
-    script = written(directory, 'set %s="kept"\nsave\nset %s="lost"\nreboot\nsleep 1\nget %s\nsave\nsleep 1\n'
-                     "get %s\nget %s\nsave\n" % (HOST, HOST, HOST, HOST, USER))
+    gone = "while test -e %s; do sleep 0.05; done" % to.daemon.socket
+    back = "until %s -u %s -r get %s | grep -q =; do sleep 0.05; done" % (harness.OBXC, to.daemon.socket, HOST)
+    script = written(directory, 'set %s="kept"\nsave\nset %s="lost"\nreboot\nsh %s\nget %s\nsave\nsh %s\n'
+                     "get %s\nget %s\nsave\n" % (HOST, HOST, gone, HOST, back, HOST, USER))
     done = to.obxc("-s", script)
     _, back = re.split(r"(?<=Status: OK\n)(?=\[-)", done.out)
     assert re.fullmatch(GONE + GONE + r" = 'kept'\n = '%s'\nStatus: OK\n" % to.user, back), done
@@ -104,13 +105,10 @@ def test_lua_mode_outlives_the_reboot(way, terminal):
     shell = terminal(*to.args, env=to.env)
     shell.prompt()
     shell.send("lua\r")
-    shell.settle()
-    shell.send("ox.call('Reboot', {})\r")
-    shell.settle(0.3)
-    shell.send("ox.get('%s')\r" % USER)
+    shell.wait_line(r"\S*obxc-lua:>")
+    shell.send("ox.call('Reboot', {}) ox.wait(60) return ox.get('%s')\r" % USER)
     shell.wait_for(r"No such socket|Connection refused")
-    time.sleep(0.8)
-    shell.send("ox.get('%s') .. ' again'\r" % USER)
+    shell.send("repeat ox.sleep(0.05) until ox.get('%s') return ox.get('%s') .. ' again'\r" % (USER, USER))
     shell.wait_for(r"%s again" % to.user)
     shell.wait_line(r"\S*obxc-lua:>")
     shell.send("\x04")
@@ -141,8 +139,7 @@ def test_requests_while_the_daemon_is_away_fail_at_once(scripted, terminal):
     daemon.listener.close()
     daemon.connections[0].shutdown(socket.SHUT_RDWR)
     for _ in range(3):
-        start = time.monotonic()
         assert re.fullmatch(GONE, shell.run("save") + "\n")
-        assert time.monotonic() - start < 2
+    assert b"Waiting" not in shell.raw
     assert len(daemon.requests("Login")) == logins
     assert shell.run("pwd") == ":"

@@ -6,7 +6,6 @@ import resource
 import socket
 import subprocess
 import termios
-import time
 
 import pytest
 
@@ -217,10 +216,9 @@ def test_broken_events_end_the_shell(session):
 
 
 def test_the_requests_connection_is_lost_and_found(session):
-    before = harness.cpu_seconds(session.process.pid)
     session.daemon.connections[0].shutdown(socket.SHUT_RDWR)
-    session.settle(0.5)
-    assert harness.cpu_seconds(session.process.pid) - before < 0.2, "the shell spins"
+    session.settle()
+    harness.wait_for_rest(session)
     session.run("save")
     session.daemon.wait_for_request("SaveConfig")
     # Reconnected, and logged in again as before.
@@ -276,12 +274,11 @@ def test_groups_that_a_command_joined_again(joined):
 @pytest.mark.parametrize("reply", [None, ScriptedDaemon.CLOSE])
 def test_groups_that_cannot_be_joined_again_wait_for_a_command(joined, reply):
     joined.daemon.answer = lambda request, connection: reply
-    before = harness.cpu_seconds(joined.process.pid)
     joined.daemon.connections[0].shutdown(socket.SHUT_RDWR)
     joined.wait_for(STILL_CLOSED)
     joined.settle(1)
     assert len(re.findall("may be lost", joined.text())) == 1
-    assert harness.cpu_seconds(joined.process.pid) - before < 0.3, "the shell spins"
+    harness.wait_for_rest(joined)
     joined.daemon.answer = lambda request, connection: joined.daemon.result({})
     assert joined.run("save") == "Status: OK"
     joined.daemon.send_event(77, "later", on=-1)
@@ -343,10 +340,8 @@ def test_a_daemon_that_talks_nonsense(scripted, terminal):
 def test_a_daemon_that_says_nothing(session):
     session.daemon.answer = lambda request, connection: None
     asked = len(session.daemon.received)
-    begin = time.monotonic()
-    session.run("ls -l")
+    assert harness.timed(lambda: session.run("ls -l"))[1] > 0.9
     assert len(session.daemon.received) > asked
-    assert 0.9 < time.monotonic() - begin < 5
     session.daemon.answer = lambda request, connection: ScriptedDaemon.result({})
     assert session.run("save") == "Status: OK"
 

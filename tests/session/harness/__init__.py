@@ -8,9 +8,9 @@ Waiting is always for something that can be seen; a time-out fails the test and 
 """
 
 from .client import Client, fault
-from .daemons import QUICK, SMALL, SMALL_MODEL, UPLOADS, Obxd, ScriptedDaemon, make_image, remote_obxd
+from .daemons import QUICK, SMALL, SMALL_MODEL, UPLOADS, Obxd, ScriptedDaemon, after, make_image, remote_obxd
 from .programs import (BARE, BUILD, EMULATED, LEFT_OUT, OBX, OBXC, OBXD, PATIENCE, PLAIN, SANITIZED, SHELL, SOURCE,
                        TREE_MODULES, Finished, SessionFailure, binary, check_sanitizers, configured, environment, obx,
                        obx_environment, obxc, runs, temp_dir, wait_until)
 from .terminal import PROMPT, Terminal
-from .timing import Stopwatch, cpu_seconds
+from .timing import SOON, Stopwatch, cpu_seconds, timed, wait_for_rest

@@ -10,6 +10,7 @@ import socket
 import subprocess
 import tempfile
 import threading
+import time
 
 from .client import Client
 from .programs import OBXD, PATIENCE, SessionFailure, environment, temp_dir, wait_until
@@ -145,6 +146,14 @@ class Obxd:
             self.stop()
         finally:
             shutil.rmtree(self.directory, ignore_errors=True)
+
+
+def after(seconds, answer):
+    """`answer` for a ScriptedDaemon, given so late: to one who waits for it, and not to who should have given up by then."""
+    def late(request, connection):
+        time.sleep(seconds)
+        return answer(request, connection)
+    return late
 
 
 class ScriptedDaemon:

@@ -3,6 +3,16 @@
 import os
 import time
 
+from .programs import BARE, wait_until
+
+SOON = 1 if BARE else 10  # seconds, by a Stopwatch, in which who is not held up is served
+
+
+def timed(run):
+    """What a function returns, and the seconds that it took."""
+    start = time.monotonic()
+    return run(), time.monotonic() - start
+
 
 def cpu_seconds(pid):
     """What all threads of the process have run so far."""
@@ -16,6 +26,16 @@ def scheduled(task):
     with open("/proc/%s/schedstat" % task) as file:
         ran, waited = file.read().split()[:2]
     return int(ran) / 1e9, int(waited) / 1e9
+
+
+def wait_for_rest(program):
+    """Waits until the program runs for next to nothing in half a second, which one that spins never does."""
+    def rests():
+        before = cpu_seconds(program.process.pid)
+        time.sleep(0.5)
+        return cpu_seconds(program.process.pid) - before < 0.05
+
+    wait_until(rests, "the program to rest")
 
 
 class Stopwatch:
