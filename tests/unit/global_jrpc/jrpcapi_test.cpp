@@ -392,9 +392,9 @@ TEST(JrpcApi, BigMessagesPassBothWays) {
         length = text.size();
         peer.say(Peer::answer(Peer::id_of(text), "\"" + std::string(20 << 20, 'y') + "\""));
     });
-    Api api = connection(dir / "s", 20000);
+    Api api = connection(dir / "s", 100000);
     MsgRef message(ox_jrpcmsg_create_new("A", json_pack("{s:s}", "x", std::string(20 << 20, 'x').c_str())));
-    EXPECT_EQ(ox_jrpcapi_exec(api, message), 0);
+    ASSERT_EQ(ox_jrpcapi_exec(api, message), 0);
     EXPECT_EQ(json_string_length(ox_jrpcmsg_get_result_json(message)), size_t{20 << 20});
     daemon.join();
     EXPECT_GT(length, size_t{20 << 20});
