@@ -9,6 +9,11 @@ local function goes_on(text, typed)
     return text:sub(1, #typed):lower() == typed:lower()
 end
 
+-- A line each: nothing that would be another one, or steer the terminal.
+local function offer(text)
+    if not text:find("%c") then print(text) end
+end
+
 -- The children whose names go on from `typed`, behind its object as it is typed.
 local function children(typed, wanted, before)
     local object, start = typed:match("^(.*%.)([^.]*)$")
@@ -19,7 +24,7 @@ local function children(typed, wanted, before)
         local name, dot = child.Name:match("([^.]*)(%.?)$")
         if goes_on(name, start) and not seen[name] and wanted(dot == ".", child.Writable) then
             seen[name] = true
-            print((before or "") .. object .. name .. dot)
+            offer((before or "") .. object .. name .. dot)
         end
     end
 end
@@ -40,14 +45,14 @@ local function settings()
     if attributes.type == "boolean" or attributes.type == "flag" then values = {true, false} end
     for _, value in ipairs(values) do
         local text = ox.json.encode(value)
-        if goes_on(text, typed) then print(path .. "=" .. text) end
+        if goes_on(text, typed) then offer(path .. "=" .. text) end
     end
 end
 
 local function modes()
     local attributes = ox.attrs("Device.DeviceInfo.DeviceMode") or {}
     for _, mode in ipairs(attributes.enum or {}) do
-        if mode ~= "" and goes_on(mode, word) then print(mode) end
+        if mode ~= "" and goes_on(mode, word) then offer(mode) end
     end
 end
 

@@ -1,5 +1,6 @@
 """What bash, zsh and fish offer for the words of obxc: options, commands of the table, and the daemon's paths and values."""
 
+import json
 import os
 import re
 import shutil
@@ -21,6 +22,18 @@ def offers(*words, timeout=PATIENT, program="obxc"):
                              capture_output=True, check=True, text=True, env=harness.environment(PATH=PATH, OBX_COMPLETION_TIMEOUT=timeout))
     assert process.stderr == ""
     return [line.split("\t")[0] for line in process.stdout.splitlines()]
+
+
+@pytest.fixture(scope="module")
+def odd_modes(tmp_path_factory):
+    """A daemon whose device has modes of odd names."""
+    directory = tmp_path_factory.mktemp("odd")
+    modes = ["a b", "it's", "$(echo x)", "x:y=z", "*", "new\nline", "\x1b[31m"]
+    mode = {"type": "string", "read": "guest", "write": "guest", "access": "readWrite", "default": "a b", "enum": modes}
+    (directory / "model.json").write_text(json.dumps({"schema": {"Device": {"DeviceInfo": {"DeviceMode": mode}}}}))
+    daemon = harness.Obxd("--model", str(directory / "model.json"))
+    yield daemon
+    daemon.close()
 
 
 def test_options_are_those_of_the_usage():
@@ -80,6 +93,15 @@ def test_words_that_need_no_daemon(words, expected):
 ])
 def test_words_of_the_daemon(shared_obxd, words, expected):
     assert offers("-a", "root", "-u", shared_obxd.socket, *words) == expected
+
+
+@pytest.mark.parametrize("typed, expected", [
+    ("a", ["a b"]), ("it", ["it's"]), ("$", ["$(echo x)"]), ("x", ["x:y=z"]), ("*", ["*"]),
+    ("new", []), ("\x1b", []), ("", ["a b", "it's", "$(echo x)", "x:y=z", "*"]),
+])
+def test_values_are_offered_as_they_are_but_no_control_characters(odd_modes, typed, expected):
+    """The shells quote them."""
+    assert offers("-u", odd_modes.socket, "-r", "reset", typed) == expected
 
 
 def test_daemon_is_the_one_that_the_words_name(shared_obxd):
@@ -143,7 +165,16 @@ SETUP = {
 @pytest.fixture(params=sorted(SETUP))
 def prompt(request, shared_obxd, directory, terminal):
     """A function that types words of obxc, and Tab, into a shell: it waits for the line that becomes of them."""
-    command, lines = SETUP[request.param]
+    return open_prompt(request.param, shared_obxd, directory, terminal)
+
+
+@pytest.fixture
+def bash_prompt(shared_obxd, directory, terminal):
+    return open_prompt("bash", shared_obxd, directory, terminal)
+
+
+def open_prompt(shell, shared_obxd, directory, terminal):
+    command, lines = SETUP[shell]
     if not shutil.which(command[0]):
         pytest.skip("%s is not installed" % command[0])
     for name in ("data.txt", "data one.bin"):
@@ -161,7 +192,7 @@ def prompt(request, shared_obxd, directory, terminal):
         opened.send("obxc -a root -u %s -r %s" % (shared_obxd.socket, words))
         opened.wait_line(".*" + re.escape(words))
         opened.send("\t")
-        opened.wait(lambda: opened.line().endswith("-r " + expected.rstrip()), "%r in %s" % (expected, request.param))
+        opened.wait(lambda: opened.line().endswith("-r " + expected.rstrip()), "%r in %s" % (expected, shell))
         opened.send("x")  # shows whether a blank was put behind it
         opened.wait(lambda: opened.line().endswith("-r " + expected + "x"), "%r and a mark" % expected)
         return opened
@@ -180,6 +211,21 @@ def test_shells_complete_commands_and_paths(prompt):
 def test_shells_complete_values_as_they_have_to_be_quoted(prompt):
     prompt("set Device.WiFi.Radio.1.Enable=t", "set Device.WiFi.Radio.1.Enable=true ")
     prompt("set Device.DeviceInfo.DeviceMode=\\\"Br", "set Device.DeviceInfo.DeviceMode=\\\"Bridge\\\" ")
+
+
+def test_shells_complete_within_quotes(prompt):
+    prompt("get \"Device.DeviceInfo.ModelNa", "get \"Device.DeviceInfo.ModelName\" ")
+    prompt("set 'Device.DeviceInfo.DeviceMode=\"Br", "set 'Device.DeviceInfo.DeviceMode=\"Bridge\"' ")
+    prompt("set \"Device.DeviceInfo.DeviceMode=\\\"Br", "set \"Device.DeviceInfo.DeviceMode=\\\"Bridge\\\"\" ")
+
+
+@pytest.mark.parametrize("words, expected", [
+    ("set Device.DeviceInfo.DeviceMode='\"Br", "set Device.DeviceInfo.DeviceMode='\"Bridge\"' "),
+    ("set 'Device.DeviceInfo.DeviceMode'=\\\"Br", "set 'Device.DeviceInfo.DeviceMode'=\\\"Bridge\\\" "),
+    ("add Device.\"NAT.PortM", "add Device.\"NAT.PortMapping."),
+])
+def test_bash_puts_in_what_stands_behind_a_quote_within_the_word(bash_prompt, words, expected):
+    bash_prompt(words, expected)
 
 
 def test_shells_complete_files_and_options(prompt):

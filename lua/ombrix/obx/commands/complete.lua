@@ -7,7 +7,10 @@ local options = require "ombrix.obx.options"
 
 local PATIENCE = 0.05
 
-local function offer(word, about) io.write(word, about and "\t" .. about or "", "\n") end
+-- Nothing that would be another line, or steer the terminal.
+local function offer(word, about)
+    if not word:find("%c") then io.write(word, about and "\t" .. about or "", "\n") end
+end
 
 local function begins(text, typed) return text:sub(1, #typed) == typed end
 
