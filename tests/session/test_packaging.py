@@ -3,6 +3,7 @@
 import os
 import re
 import shutil
+import signal
 import subprocess
 import tarfile
 
@@ -106,6 +107,68 @@ def test_openwrt_service_starts_the_daemon_as_its_user():
     assert "more command --model /m.json" in lines and "user obxd" in lines
     assert "chmod 0750 /var/run/obxd" in lines  # for the group alone
     assert run("sh", "-c", "enabled_is=0\n" + PROCD, check=True).stdout == ""
+
+
+@pytest.fixture
+def init_script(directory):
+    """A function that plays the script for SysV init below a directory, without the daemon's own user; returns status and text."""
+    if not os.access("/usr/sbin/start-stop-daemon", os.X_OK):
+        pytest.skip("no start-stop-daemon")
+    with open(PACKAGING + "/sysv/obxd") as file:
+        text = file.read()
+    for old, new in (("/var/run/", directory + "/"), ("/var/lib/", directory + "/lib/"), ("/usr/bin/obxd", harness.OBXD),
+                     (" --chuid obxd:obxd", ""), ("\nset -e\n", "\nset -e\nchown() { :; }\n")):
+        assert old in text
+        text = text.replace(old, new)
+    path = os.path.join(directory, "script")
+    with open(path, "w") as file:
+        file.write(text)
+
+    def play(word):
+        finished = run("sh", path, word, env=harness.environment())
+        assert finished.stderr == ""
+        return finished.returncode, finished.stdout
+
+    yield play
+    play("stop")
+
+
+@pytest.mark.skipif(bool(harness.EMULATED), reason="the process is the emulator's")
+def test_init_script_starts_and_stops_the_daemon(init_script, directory):
+    stopped = (3, "obxd is not running.\n")
+    assert init_script("status") == stopped
+    assert init_script("start") == (0, "")
+    assert init_script("start") == (0, "")
+    assert init_script("status") == (0, "obxd is running.\n")
+    socket = os.path.join(directory, "obxd.sock")
+    harness.wait_until(lambda: os.path.exists(socket), "the socket")
+    assert "router" in harness.obxc("-u", socket, "-r", "get", "Device.DeviceInfo.HostName").out
+    assert init_script("restart") == (0, "")
+    harness.wait_until(lambda: os.path.exists(socket), "the socket again")
+    assert init_script("stop") == (0, "")
+    assert not os.path.exists(socket) and init_script("status") == stopped
+    assert init_script("stop") == (0, "")
+
+
+@pytest.mark.skipif(bool(harness.EMULATED), reason="the process is the emulator's")
+def test_init_script_takes_no_other_process_for_the_daemon(init_script, directory):
+    """Its number may be another's by now."""
+    init_script("start")
+    with open(os.path.join(directory, "obxd", "obxd.pid")) as file:
+        daemon = int(file.read())
+    os.kill(daemon, signal.SIGKILL)
+    harness.wait_until(lambda: not os.path.exists("/proc/%d" % daemon), "its end")
+    assert init_script("status") == (1, "obxd has ended by itself.\n")
+    other = subprocess.Popen(["sleep", "600"])
+    try:
+        with open(os.path.join(directory, "obxd", "obxd.pid"), "w") as file:
+            file.write("%d\n" % other.pid)
+        assert init_script("status")[0] == 1
+        assert init_script("stop") == (0, "") and other.poll() is None
+        assert init_script("start") == (0, "") and init_script("status")[0] == 0
+    finally:
+        other.kill()
+        other.wait()
 
 
 def test_source_archive_is_the_same_whoever_makes_it(directory):
