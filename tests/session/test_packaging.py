@@ -191,6 +191,14 @@ def test_source_archive_is_the_same_whoever_makes_it(directory):
         assert "PKG_HASH:=%s\n" % digest in recipe.read()
 
 
+@pytest.mark.parametrize("program, page", [(harness.OBXC, "obxc.1"), (harness.OBXD, "obxd.8")])
+def test_manual_page_names_the_options(program, page):
+    told = run(program, "--help", env=harness.environment())
+    with open(os.path.join(harness.SOURCE, "docs", page)) as file:
+        text = file.read().replace("\\-", "-")
+    assert sorted(set(re.findall(r"--[a-z-]+", text))) == sorted(set(re.findall(r"--[a-z-]+", told.stdout + told.stderr)))
+
+
 def test_sources_need_nothing_for_tests(directory):
     """Who builds and installs them, as ./run does, has no GoogleTest."""
     finished = run("cmake", "-S", harness.SOURCE, "-B", directory, "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON")
