@@ -135,7 +135,7 @@ TEST_F(Complete, WhatAnotherUserWasAnsweredIsDropped) {
 }
 
 TEST_F(Complete, ALostDaemonEndsTheHintsAndNothingElse) {
-    daemon.delay_ms = 50;
+    daemon.silent = true;
     hint_at_once("cat Device.Ho");
     daemon.die();
     answers_come();

@@ -141,7 +141,7 @@ TEST(JrpcEvents, AreSeenOnTheCommonDescriptorWhereverTheyArrive) {
     int fd = pair.fd();
     MsgRef message = request();
     EXPECT_EQ(ox_jrpcapi_exec(pair.requests, message), 0);
-    ASSERT_TRUE(readable(fd, 2000));
+    ASSERT_TRUE(readable(fd, 20000));
     MsgRef first(ox_jrpcapi_recv(pair.events));
     ASSERT_NE(first.get(), nullptr);
     EXPECT_EQ(first->group, 21U);
@@ -167,7 +167,7 @@ TEST(JrpcEvents, AnIdleRequestsConnectionThatClosesIsNoticedQuietly) {
         events.line();
     });
     Pair pair(dir / "s");
-    ASSERT_TRUE(readable(pair.fd(), 2000));
+    ASSERT_TRUE(readable(pair.fd(), 20000));
     EXPECT_EQ(ox_jrpcapi_recv(pair.events), nullptr);
     EXPECT_EQ(ox_jrpcapi_get_socket_err(pair.events), OX_SOCKET_EEMPTY);
     EXPECT_FALSE(readable(pair.fd()));
@@ -191,7 +191,7 @@ TEST(JrpcEvents, TheLossOfTheEventsConnectionIsSeen) {
     ASSERT_NE(last.get(), nullptr);
     EXPECT_EQ(last->group, 31U);
     int fd = pair.fd();
-    ASSERT_TRUE(readable(fd, 2000));
+    ASSERT_TRUE(readable(fd, 20000));
     EXPECT_EQ(ox_jrpcapi_recv(pair.events), nullptr);
     EXPECT_EQ(ox_jrpcapi_get_socket_err(pair.events), OX_SOCKET_ECLOSED);
     EXPECT_TRUE(readable(fd));  // and stays seen
@@ -301,7 +301,7 @@ TEST(JrpcEvents, AFloodDoesNotProlongAnExchange) {
     MsgRef message = request();
     long long start = ox_wait_now_ms();
     EXPECT_EQ(ox_jrpcapi_exec(pair.requests, message), OX_SOCKET_ETIMEOUT);
-    EXPECT_LT(ox_wait_now_ms() - start, 5000);
+    EXPECT_LT(ox_wait_now_ms() - start, 30000);
 }
 
 TEST(JrpcEvents, ListenModePrintsThem) {
@@ -343,7 +343,7 @@ TEST(JrpcEvents, ListenModeNoticesAClosedPipe) {
     ox_jrpcapi_print_events(true);
     int open_pipe = ox_jrpcapi_pump(10);
     close(ends[0]);
-    int closed_pipe = ox_jrpcapi_pump(2000);
+    int closed_pipe = ox_jrpcapi_pump(20000);
     ox_jrpcapi_print_events(false);
     dup2(saved, STDOUT_FILENO);
     close(saved);

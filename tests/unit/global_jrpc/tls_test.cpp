@@ -95,7 +95,7 @@ public:
         close(out[1]);
         in_ = in[1];
         peer_ = Peer(out[0]);
-        for (int i = 0; i < 200 && !accepting(); ++i) usleep(10000);
+        for (int i = 0; i < 2000 && !accepting(); ++i) usleep(10000);
     }
     ~TlsServer() {
         kill(pid_, SIGKILL);
@@ -218,7 +218,7 @@ TEST_F(Certificates, MessagesPassEncrypted) {
     for (uint32_t group : {7, 8}) {
         struct pollfd entry = {ox_socket_fd(ox_jrpcapi_socket(api)), POLLIN, 0};
         MsgRef event;
-        for (int i = 0; i < 20 && !event && poll(&entry, 1, 2000) == 1; ++i)
+        for (int i = 0; i < 20 && !event && poll(&entry, 1, 20000) == 1; ++i)
             event.reset(ox_jrpcapi_recv(api));
         ASSERT_NE(event.get(), nullptr);
         EXPECT_EQ(event->group, group);

@@ -110,7 +110,7 @@ TEST_F(Complete, AnAnswerThatGotLostIsMadeUpForByTheNextListing) {
     complete("cd Device.Hosts.Host.");
     daemon.add("Device.Hosts.Host.3.", R"({"type":"object"})");
     event("Add", "Device.Hosts.Host.", 3);
-    daemon.delay_ms = 50;
+    daemon.silent = true;
     hint_at_once("cd Device.Ho");
     daemon.die();
     answers_come();

@@ -41,10 +41,10 @@ inline bool readable(int fd, int timeout_ms = 0) {
     return poll(&entry, 1, timeout_ms) == 1;
 }
 
-/// Takes events until one comes or two seconds have passed.
+/// Takes events until one comes; null where none does.
 inline MsgRef next_event(ox_jrpcapi* api) {
     int fd = ox_socket_fd(ox_jrpcapi_socket(api));
-    for (long long end = ox_wait_now_ms() + 2000; ox_wait_now_ms() < end;) {
+    for (long long end = ox_wait_now_ms() + 20000; ox_wait_now_ms() < end;) {
         if (!readable(fd, 100)) continue;
         MsgRef message(ox_jrpcapi_recv(api));
         if (message) return message;

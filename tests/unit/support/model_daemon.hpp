@@ -26,7 +26,7 @@ struct ModelEntry {
 class ModelDaemon {
 public:
     std::vector<ModelEntry> model;
-    std::atomic<int> delay_ms{0};         // before each answer
+    std::atomic<bool> silent{false};      // answers wait until it is false again
     std::atomic<bool> failing{false};     // answers are errors
     std::atomic<bool> has_schema{false};  // answers hold a "Datamodel"
     std::string raw_list;                 // when set, the "ParameterList" of every answer
@@ -50,6 +50,7 @@ public:
         request_channel = nullptr;
         shutdown(listener_, SHUT_RDWR);
         if (client_ >= 0) shutdown(client_, SHUT_RDWR);
+        silent = false;
         pthread_join(thread_, nullptr);
         close(listener_);
         unlink(path_);
@@ -77,6 +78,7 @@ public:
     void die() {
         shutdown(listener_, SHUT_RDWR);
         if (client_ >= 0) shutdown(client_, SHUT_RDWR);
+        silent = false;
         pthread_join(thread_, nullptr);
         unlink(path_);
         pthread_create(
@@ -96,7 +98,7 @@ private:
             while (json_t* request = json_load_callback(read_some, &fd, JSON_DISABLE_EOF_CHECK, nullptr)) {
                 std::string text = answer(request);
                 json_decref(request);
-                if (delay_ms > 0) usleep(static_cast<useconds_t>(delay_ms * 1000));
+                while (silent) usleep(1000);
                 size_t sent = 0;
                 while (sent < text.size()) {
                     ssize_t n = send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
