@@ -59,7 +59,7 @@ class Runs:
     def run(self, at, **extra):
         daemon = self.scripted(answer)
         process = subprocess.run(["obxc", "-u", daemon.socket] + self.words, executable=OBXC, capture_output=True,
-                                 input=self.stdin.encode(), env=failing(at, **extra), timeout=60)
+                                 input=self.stdin.encode(), env=failing(at, **extra), timeout=4 * harness.PATIENCE)
         sent = [{key: value for key, value in message.items() if key != "id"} for message in daemon.received]
         daemon.close()
         err = re.sub("qemu: uncaught target signal .*\n", "", process.stderr.decode())  # an emulator tells of an abort

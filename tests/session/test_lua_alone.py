@@ -18,7 +18,8 @@ def run(script):
     def start(text, *words, head=HEAD):
         path = script(head + text)
         os.chmod(path, 0o700)
-        done = subprocess.run([path, *words], capture_output=True, env=harness.obx_environment(), timeout=60)
+        done = subprocess.run([path, *words], capture_output=True, env=harness.obx_environment(),
+                              timeout=4 * harness.PATIENCE)
         harness.check_sanitizers(done.stderr)
         return harness.programs.Finished(done)
     return start

@@ -38,7 +38,7 @@ def start(directory):
 
 def rest(process):
     """Output, error output and status of a script that ends by itself."""
-    out, err = process.communicate(timeout=10)
+    out, err = process.communicate(timeout=harness.PATIENCE)
     return out.decode(), err.decode(), process.returncode
 
 

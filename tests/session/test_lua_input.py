@@ -117,7 +117,7 @@ def test_a_deadly_signal_loses_nothing(shared_obxd, script, then, deadly, direct
             time.sleep(0.5)
             process.send_signal(deadly)
         if "find" in then:
-            assert process.wait(10) == -deadly  # nothing can be done inside one call of C
+            assert process.wait(harness.PATIENCE) == -deadly  # nothing can be done inside one call of C
             return
         assert process.stdout.read() == b"".join(b"%d\n" % i for i in range(1, 1001))
-        assert process.wait(10) == -deadly
+        assert process.wait(harness.PATIENCE) == -deadly

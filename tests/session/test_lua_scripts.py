@@ -141,9 +141,9 @@ end
 
 
 def test_output_appears_while_a_script_waits(shared_obxd, script, terminal):
-    path = script("print('at once') ox.sleep(30) print('late')")
+    path = script("print('at once') ox.sleep(600) print('late')")
     session = terminal("-S", path, daemon=shared_obxd)
-    session.wait_for("^at once", 10)
+    session.wait_for("^at once")
 
 
 def test_command_in_request_mode(shared_obxd):
@@ -333,21 +333,19 @@ def test_a_wait_ends_though_events_come_faster_than_their_functions_run(obxd, sc
 ox.on(78, function() ox.sleep(0.02) end)
 print("ready")
 ox.wait(function() return false end, 0.5)
-local start = os.time()
 print("counted", ox.wait(1.5) > 1, ox.wait(0) > 1)
-print("over", os.time() - start <= 5)
 ox.on(79, print)
 print("joined")
 """)
     session = terminal("-S", path, daemon=obxd)
     session.wait_for("^ready")
     client = obxd.client()
-    end = time.monotonic() + 15
+    end = time.monotonic() + harness.PATIENCE
     while time.monotonic() < end and "joined" not in session.text():
         for _ in range(20):
             client.send({"jsonrpc": "2.0", "method": "Event", "group": 78, "params": {}})
         session.read(0.05)
-    session.wait_for("^counted\\s+true\\s+true\nover\\s+true\njoined")
+    session.wait_for("^counted\\s+true\\s+true\njoined")
 
 
 def test_a_wait_of_no_time_hands_over_what_is_there(obxd, script, terminal):

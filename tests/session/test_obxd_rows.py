@@ -287,7 +287,7 @@ def test_official_models(start_obxd, name, rows):
 ], ids=str)
 def test_what_is_no_number_of_rows(small, tmp_path, rows, status, error):
     done = subprocess.run([harness.OBXD, "--socket", str(tmp_path / "s"), "--model", small, "--rows", rows],
-                          capture_output=True, text=True, timeout=20)
+                          capture_output=True, text=True, timeout=4 * harness.PATIENCE)
     assert (done.returncode, done.stdout) == (status, "")
     assert done.stderr.startswith("obxd: " + error)
     assert done.stderr.count("\n") == 1

@@ -99,7 +99,7 @@ def test_a_saved_configuration_is_such_a_file(start, start_obxd, tmp_path):
 def test_what_does_not_fit_is_told_with_its_place(tmp_path, values, error):
     model, file = written(tmp_path / "model.json", MODEL), written(tmp_path / "values.json", values)
     done = subprocess.run([harness.OBXD, "--socket", str(tmp_path / "s"), "--model", model, "--values", file],
-                          capture_output=True, text=True, timeout=20)
+                          capture_output=True, text=True, timeout=4 * harness.PATIENCE)
     assert (done.returncode, done.stdout) == (1, "")
     assert done.stderr.startswith("obxd: " + file + error)
     assert done.stderr.count("\n") == 1
@@ -108,6 +108,6 @@ def test_what_does_not_fit_is_told_with_its_place(tmp_path, values, error):
 def test_a_file_that_is_not_there(tmp_path):
     model = written(tmp_path / "model.json", MODEL)
     done = subprocess.run([harness.OBXD, "--socket", str(tmp_path / "s"), "--model", model, "--values", "/none/v.json"],
-                          capture_output=True, text=True, timeout=20)
+                          capture_output=True, text=True, timeout=4 * harness.PATIENCE)
     assert done.returncode == 1
     assert "/none/v.json" in done.stderr

@@ -2,6 +2,8 @@
 
 import json
 import re
+import time
+from xml.parsers import expat
 
 import pytest
 
@@ -186,6 +188,15 @@ def _without(tree, names):
     return {name: _without(value, names) for name, value in tree.items() if name not in names}
 
 
+def seconds_to_read(path):
+    """What it costs to read a document through and do nothing with it."""
+    with open(path, "rb") as document:
+        text = document.read()
+    start = time.process_time()
+    expat.ParserCreate().Parse(text, True)
+    return time.process_time() - start
+
+
 @pytest.mark.skipif(not harness.BARE, reason="the memory of a sanitizer or an emulator is not the program's")
 def test_it_is_small_and_quick_to_start(path):
     daemon = harness.Obxd("--model", path)
@@ -194,7 +205,7 @@ def test_it_is_small_and_quick_to_start(path):
     seconds = harness.cpu_seconds(daemon.process.pid)
     daemon.close()
     assert peak < 40 * 1024
-    assert seconds < 1
+    assert seconds < 25 * seconds_to_read(path)
 
 
 def test_a_command_is_run_as_it_is_published(which, daemon):

@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-from harness import OBXC, environment
+from harness import OBXC, PATIENCE, environment
 
 
 def test_ctrl_c_while_the_shell_starts_does_not_end_it(shared_obxd, terminal):
@@ -28,7 +28,7 @@ def test_ctrl_c_while_the_shell_starts_does_not_end_it(shared_obxd, terminal):
 def wait_for_own_code(pid):
     """Until SIGINT is blocked or caught, as the first thing that the program does."""
     bit = 1 << (signal.SIGINT - 1)
-    end = time.monotonic() + 10
+    end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
         with open("/proc/%d/status" % pid) as file:
             masks = {line.split(":")[0]: int(line.split()[1], 16) for line in file if line.startswith("Sig")
@@ -63,7 +63,7 @@ def test_ctrl_c_ends_a_one_shot(scripted):
                                stdout=subprocess.PIPE, preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
     daemon.wait_for_request("SaveConfig")
     process.send_signal(signal.SIGINT)
-    assert process.wait(10) == -signal.SIGINT
+    assert process.wait(PATIENCE) == -signal.SIGINT
     process.stdout.close()
 
 

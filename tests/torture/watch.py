@@ -6,7 +6,6 @@ import threading
 
 import harness
 
-SERVED_WITHIN = 5 if harness.SANITIZED else 1  # seconds
 MEMORY_MB = 400
 
 
@@ -57,5 +56,5 @@ def watched(obxd, memory=MEMORY_MB):
         watch.ended.set()
         watch.thread.join(30)
     assert watch.failure is None, "local root was not served: %r; %s" % (watch.failure, obxd.errors())
-    assert watch.slowest < SERVED_WITHIN, "local root waited for %.2f s" % watch.slowest
+    assert watch.slowest < harness.SOON, "local root waited for %.2f s" % watch.slowest
     assert watch.memory < memory or harness.SANITIZED, "obxd had %d MB" % watch.memory
