@@ -210,6 +210,15 @@ int gsub(lua_State* L) {
     return 2;
 }
 
+/// Copies in pieces; a stop ends that.
+void copy(lua_State* L, char* to, const char* from, size_t size) {
+    constexpr size_t PIECE = size_t{1} << 20;
+    for (size_t done = 0; done < size; done += PIECE) {
+        if (size > PIECE && context_of(L)->stopped) stop_error(L);
+        memcpy(to + done, from + done, size - done < PIECE ? size - done : PIECE);
+    }
+}
+
 /// string.rep(s, n [, separator])
 int rep(lua_State* L) {
     size_t length = 0;
@@ -229,11 +238,11 @@ int rep(lua_State* L) {
     size_t total = static_cast<size_t>(count) * unit - separator_length;
     luaL_Buffer result;
     char* to = luaL_buffinitsize(L, &result, total);
-    memcpy(to, text, length);
+    copy(L, to, text, length);
     if (count > 1) memcpy(to + length, separator, separator_length);
     for (size_t done = count > 1 ? unit : length; done < total;) {
         size_t more = done < total - done ? done : total - done;
-        memcpy(to + done, to, more);
+        copy(L, to + done, to, more);
         done += more;
     }
     luaL_pushresultsize(&result, total);

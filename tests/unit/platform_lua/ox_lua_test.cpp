@@ -161,6 +161,27 @@ TEST_F(OxLuaTest, StopReachesAllCode) {
     signal(SIGALRM, SIG_DFL);
 }
 
+/// A stop that is asked for while one call works, which no instruction of the code sees.
+int stop_in_a_call(lua_State* L) {
+    ox_lua_stop(alarmed);
+    lua_sethook(L, nullptr, 0, 0);
+    return 0;
+}
+
+TEST_F(OxLuaTest, StopReachesALongRepetition) {
+    alarmed = ctx;
+    lua_register(ctx->L, "stop", stop_in_a_call);
+    for (const char* call : {"('x'):rep(1 << 24)", "('x'):rep(1 << 23, ',')", "('x'):rep(1 << 24):rep(2)"}) {
+        EXPECT_NE(run(std::string("stop() local text = ") + call), 0) << call;
+        EXPECT_NE(err().find("interrupted!"), std::string::npos) << err();
+        ox_lua_resume(ctx);
+    }
+    EXPECT_EQ(run("local s = ('ab'):rep(1 << 21, '-') print(#s, s:sub(1, 5), s:sub(-5), s == ('ab-'):rep(1 "
+                  "<< 21):sub(1, -2))"),
+              0);
+    EXPECT_EQ(out(), "6291455\tab-ab\tab-ab\ttrue\n");
+}
+
 TEST_F(OxLuaTest, CoroutinesBehaveAsLuasOwn) {
     EXPECT_EQ(
         run("local co = coroutine.create(function(a) local b = coroutine.yield(a + 1) error('e' .. b, 0) "
