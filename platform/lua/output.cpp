@@ -9,9 +9,11 @@
 
 #include <errno.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "atexit.hpp"
@@ -192,12 +194,28 @@ int execute_program(lua_State* L) {
     return results;
 }
 
-/// io.popen
+/// Why no program can be started: an error number, 0 when one could be.
+int spawn_error(void) {
+    static char name[] = "sh", option[] = "-c", command[] = ":";
+    char* words[] = {name, option, command, nullptr};
+    pid_t pid = 0;
+    int error = posix_spawn(&pid, "/bin/sh", nullptr, nullptr, words, environ);
+    while (error == 0 && waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    return error;
+}
+
+/// io.popen. glibc tells of memory whatever kept it from starting the program.
 int run_program(lua_State* L) {
     require_open(L);
     output_show(context_of(L));
     ox_rl_row_unknown();
-    return call_original(L);
+    int results = call_original(L);
+    bool none = results == 3 && lua_isnil(L, -3) && lua_tointeger(L, -1) == ENOMEM;
+    int error = none ? spawn_error() : 0;
+    if (error == 0) return results;
+    errno = error;
+    return luaL_fileresult(L, 0, luaL_checkstring(L, 1));
 }
 
 /// The handle io.`name` itself, not what the code may have put into the table `io` meanwhile.

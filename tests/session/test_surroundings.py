@@ -83,8 +83,10 @@ def test_a_program_that_cannot_be_started(daemon):
     os.chmod(daemon.directory, 0o755)
     os.chmod(daemon.socket, 0o777)
     reason = os.strerror(errno.EAGAIN)
-    done = run(daemon, stdin="sh echo started\nlua print(os.execute('echo started'))\nsh 'exit 127'\nsave\n", before=alone)
+    done = run(daemon, stdin="sh echo started\nlua print(os.execute('echo started'))\nlua print(io.popen('x', 'w'))\n"
+               "sh 'exit 127'\nsave\n", before=alone)
     assert "\nsh: %s\n" % reason in done.stdout and "\nnil\t%s\t%d\n" % (reason, errno.EAGAIN) in done.stdout, done
+    assert "\nnil\tx: %s\t%d\n" % (reason, errno.EAGAIN) in done.stdout, done
     assert done.stdout.endswith("\nStatus: OK\n") and "\nstarted" not in done.stdout
     done = run(daemon, stdin="sh exit 127\nlua print(os.execute('exit 127'))\n")
     assert "sh:" not in done.stdout and done.stdout.endswith("nil\texit\t127\n"), done
