@@ -140,6 +140,25 @@ def test_a_slow_handshake_is_waited_for(secure, authority, peer):
     assert (done.out, done.status) == (" = ''\n", 0)
 
 
+def test_a_script_gets_its_events_again_over_slow_handshakes(authority, peer, script):
+    daemon = harness.remote_obxd(*harness.SMALL, tls=authority.issue("good"))
+    path = script("""
+local saved
+ox.on(2, function(event) saved = saved or event.Event == "ConfigSaved" end)
+assert(ox.call("Reboot", {}))
+while ox.wait(60) do end
+repeat ox.sleep(0.05) until ox.get("Device.Users.CurrentUser")
+assert(ox.wait(0))
+assert(ox.call("SaveConfig"))
+print(ox.wait(function() return saved end, 60))
+""")
+    try:
+        done = ask(peer(proxy(daemon.port(), delay=0.01)), authority, "-a", "admin:admin", "-S", path)
+    finally:
+        daemon.close()
+    assert (done.out, done.err) == ("true\n", "")
+
+
 def test_a_handshake_slower_than_the_time_out(secure, authority, peer):
     done = ask(peer(proxy(secure.port(), delay=0.1)), authority)
     assert "(-11)" in done.out and done.out.count("\n") == 1 and done.status == 1
