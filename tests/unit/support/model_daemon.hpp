@@ -13,6 +13,7 @@
 #include <atomic>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ox_jrpcapi.hpp"
@@ -114,27 +115,37 @@ private:
         ssize_t n = recv(*static_cast<int*>(data), buffer, 1, 0);
         return n > 0 ? 1 : 0;
     }
-    const ModelEntry* find(const std::string& name) const {
-        for (const ModelEntry& e : model) {
-            if (e.name == name || e.name == name + ".") return &e;
+    /// The entries below each name that ends in "." ("": all of them), and of each name itself.
+    struct Index {
+        std::unordered_map<std::string, std::vector<const ModelEntry*>> below;
+        std::unordered_map<std::string, const ModelEntry*> own;
+
+        explicit Index(const std::vector<ModelEntry>& model) {
+            for (const ModelEntry& e : model) {
+                const std::string& name = e.name;
+                own.emplace(name, &e);
+                if (name.back() == '.') own.emplace(name.substr(0, name.size() - 1), &e);
+                below[""].push_back(&e);
+                for (size_t dot = name.find('.'); dot < name.size() - 1; dot = name.find('.', dot + 1))
+                    below[name.substr(0, dot + 1)].push_back(&e);
+            }
         }
-        return nullptr;
-    }
+    };
     static bool is_number(const std::string& text) {
         return !text.empty() && text.find_first_not_of("0123456789.") == std::string::npos;
     }
-    void list_attributes(json_t* list, std::string base, int level) const {
-        const ModelEntry* own = find(base);
+    static void list_attributes(json_t* list, Index& index, std::string base, int level) {
+        auto found = index.own.find(base);
+        const ModelEntry* own = found == index.own.end() ? nullptr : found->second;
         if (base == ".") base = "";
         if (!base.empty() && base.back() != '.') base += ".";
         bool multi = own && own->attributes.find("\"multi\":true") != std::string::npos;
         if (own) append(list, *own);
-        for (const ModelEntry& e : model) {
-            if (e.name.size() <= base.size() || e.name.compare(0, base.size(), base) != 0) continue;
-            std::string rest = e.name.substr(base.size());
+        for (const ModelEntry* e : index.below[base]) {
+            std::string rest = e->name.substr(base.size());
             bool child = rest.find('.') == std::string::npos || rest.find('.') == rest.size() - 1;
             if (level == 0 || (level == 1 && (!child || (multi && is_number(rest))))) continue;
-            append(list, e);
+            append(list, *e);
         }
     }
     static void append(json_t* list, const ModelEntry& e) {
@@ -161,8 +172,9 @@ private:
             json_t* name;
             json_t* level = json_object_get(params, "Level");
             int depth = level ? static_cast<int>(json_integer_value(level)) : -1;
+            Index entries(model);
             json_array_foreach(names, index, name) {
-                list_attributes(list, json_string_value(name), depth);
+                list_attributes(list, entries, json_string_value(name), depth);
                 log += std::string(" ") + json_string_value(name);
             }
             log += " " + std::to_string(depth);
