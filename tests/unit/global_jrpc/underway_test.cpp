@@ -132,7 +132,7 @@ TEST(Underway, ALongAnswerDoesNotTimeOutTheOneBehindIt) {
     });
     auto [api, message] = begun(dir / "s", 1000);
     MsgRef other = request();
-    EXPECT_EQ(ox_jrpcapi_exec(api, other), 0);
+    ASSERT_EQ(ox_jrpcapi_exec(api, other), 0);
     EXPECT_EQ(result_of(other), "2");
     EXPECT_EQ(json_array_size(ox_jrpcmsg_get_result_json(message)), 8001u);
 }

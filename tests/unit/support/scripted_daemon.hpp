@@ -50,7 +50,7 @@ public:
         if (fd_ >= 0) ::close(fd_);
         fd_ = -1;
     }
-    /// The next line, without its newline; "" at the end of the stream, and where none comes within 10 s: a
+    /// The next line, without its newline; "" at the end of the stream, and where none comes within 60 s: a
     /// client that failed must not hold up the test that says so.
     std::string line() {
         size_t searched = 0;
@@ -62,7 +62,7 @@ public:
                 return text;
             }
             struct pollfd entry = {fd_, POLLIN, 0};
-            if (poll(&entry, 1, 10000) <= 0) return "";
+            if (poll(&entry, 1, 60000) <= 0) return "";
             char block[65536];
             ssize_t count = read(fd_, block, sizeof(block));
             if (count <= 0) return "";
@@ -132,7 +132,7 @@ public:
     }
     Peer accept() const {
         struct pollfd entry = {listener_, POLLIN, 0};
-        if (poll(&entry, 1, 10000) <= 0) return Peer();
+        if (poll(&entry, 1, 60000) <= 0) return Peer();
         return Peer(::accept(listener_, nullptr, nullptr));
     }
 
