@@ -70,7 +70,8 @@ void reconnect(int error) {
     do {
         ox_wait_sleep_ms(RECONNECT_PAUSE_MS);
         if (ox_jrpcapi_pump(0) > 0) return;
-    } while (ox_jrpcapi_connect(request_channel) != 0 || ox_jrpcapi_connect(event_channel) != 0);
+    } while (ox_jrpcapi_connect_within(request_channel, OX_JRPCAPI_TIMEOUT_MS) != 0 ||
+             ox_jrpcapi_connect_within(event_channel, OX_JRPCAPI_TIMEOUT_MS) != 0);
 }
 
 int listen_run() {

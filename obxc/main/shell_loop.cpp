@@ -43,7 +43,6 @@ namespace {
 enum PollEntry { ENTRY_INPUT, ENTRY_EVENTS, ENTRY_TOLD, ENTRY_REQUESTS, ENTRY_COUNT };
 enum Step { STEP_GO_ON, STEP_LEAVE };
 
-constexpr int REJOIN_TIMEOUT_MS = 1000;
 constexpr int REJOIN_PAUSE_MS = 500;
 
 struct Shell {
@@ -232,9 +231,8 @@ int rejoin_wait_ms(const Shell* shell) {
 /// The groups of the requests connection are joined again, unless the events connection is lost too: the next
 /// pass answers that.
 void rejoin_serve(Shell* shell) {
-    ox_jrpcapi_set_timeout(request_channel, REJOIN_TIMEOUT_MS);
-    bool joined = ox_jrpcapi_rejoin(request_channel) == 0;
     ox_jrpcapi_set_timeout(request_channel, OX_JRPCAPI_TIMEOUT_MS);
+    bool joined = ox_jrpcapi_rejoin(request_channel) == 0;
     shell->rejoin_ms = ox_wait_now_ms() + REJOIN_PAUSE_MS;
     ox_jrpcapi_take_events(GROUP_MODEL_CHANGES, event_take);
     if (!ox_jrpcapi_socket(event_channel)) return;

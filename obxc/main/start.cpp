@@ -53,8 +53,8 @@ void channel_prepare(ox_jrpcapi* api, const StartOptions* options, int timeout_m
     ox_jrpcapi_set_timeout(api, timeout_ms);
 }
 
-void channel_connect(ox_jrpcapi* api) {
-    if (ox_socket_fd(ox_jrpcapi_socket(api)) == -1) ox_jrpcapi_connect(api);
+void channel_connect(ox_jrpcapi* api, int timeout_ms) {
+    if (ox_socket_fd(ox_jrpcapi_socket(api)) == -1) ox_jrpcapi_connect_within(api, timeout_ms);
 }
 
 int channel_check(ox_jrpcapi* api, const char* name) {
@@ -83,11 +83,10 @@ bool is_afar(const StartOptions* options) {
 int channels_open(const Channels* channels, const StartOptions* options) {
     channel_prepare(channels->requests, options, OX_JRPCAPI_TIMEOUT_MS);
     channel_prepare(channels->events, options, EVENTS_TIMEOUT_MS);
-    channel_connect(channels->requests);
+    channel_connect(channels->requests, OX_JRPCAPI_TIMEOUT_MS);
     bool connected = ox_jrpcapi_get_socket_err(channels->requests) == 0;
-    if (connected && is_afar(options)) ox_jrpcapi_set_timeout(channels->events, OX_JRPCAPI_TIMEOUT_MS);
-    channel_connect(channels->events);
-    ox_jrpcapi_set_timeout(channels->events, EVENTS_TIMEOUT_MS);
+    channel_connect(channels->events,
+                    connected && is_afar(options) ? OX_JRPCAPI_TIMEOUT_MS : EVENTS_TIMEOUT_MS);
     int status = channel_check(channels->requests, "requests");
     return status == GO_ON ? channel_check(channels->events, "events") : status;
 }

@@ -220,19 +220,22 @@ bool predicate_holds(lua_State* L) {
     return false;
 }
 
-void run_connect(void* argument) {
-    ox_jrpcapi_connect(static_cast<ox_jrpcapi*>(argument));
+struct Reconnection {
+    ox_jrpcapi* api;
+    int timeout_ms;
+};
+
+void run_reconnection(void* argument) {
+    auto* reconnection = static_cast<Reconnection*>(argument);
+    ox_jrpcapi_connect_within(reconnection->api, reconnection->timeout_ms);
 }
 
 /// Connects again what an earlier call found lost, for the groups that were joined on it. Not in a shell: its
 /// own loop answers the loss. Returns 0 or the socket error.
 int reconnect(lua_State* L, ox_jrpcapi* api) {
     if ((context_of(L)->flags & OX_LUA_KEEP_EVENTS) || ox_jrpcapi_socket(api)) return OX_SOCKET_OK;
-    int timeout_ms = ox_jrpcapi_get_timeout(api);  // of an exchange; a handshake may take longer
-    if (timeout_ms >= 0 && timeout_ms < OX_JRPCAPI_TIMEOUT_MS)
-        ox_jrpcapi_set_timeout(api, OX_JRPCAPI_TIMEOUT_MS);
-    guarded(L, run_connect, api);
-    ox_jrpcapi_set_timeout(api, timeout_ms);
+    Reconnection reconnection = {api, script_timeout(L)};
+    guarded(L, run_reconnection, &reconnection);
     return ox_jrpcapi_socket(api) ? static_cast<int>(OX_SOCKET_OK) : ox_jrpcapi_get_socket_err(api);
 }
 

@@ -11,7 +11,6 @@ import harness
 from harness import ScriptedDaemon
 
 
-
 @pytest.fixture
 def run_as_root(directory, tree_modules):
     """A function that runs a script on a daemon, as root and with the modules of this tree; returns its lines."""

@@ -164,6 +164,74 @@ def test_a_handshake_slower_than_the_time_out(secure, authority, peer):
     assert "(-11)" in done.out and done.out.count("\n") == 1 and done.status == 1
 
 
+class Farther:
+    """A way to a daemon whose connections end at once, and whose next ones begin two seconds late."""
+
+    def __init__(self, peer, upstream):
+        self.connections = []
+        self.pause = 0
+        self.url = peer(lambda connection: self.begin(connection, proxy(upstream)))
+
+    def begin(self, connection, talk):
+        self.connections.append(connection)
+        time.sleep(self.pause)
+        talk(connection)
+
+    def move(self):
+        self.pause = 2
+        for connection in self.connections:
+            connection.shutdown(socket.SHUT_RDWR)
+
+
+@pytest.fixture
+def farther(secure, authority, peer):
+    """A function that starts obxc on a daemon that will be farther away; returns the way and the process."""
+    processes = []
+
+    def start(*words):
+        way = Farther(peer, secure.port())
+        processes.append(subprocess.Popen(
+            [harness.OBXC, "-u", way.url, "--ssl", "-a", "admin:admin", *words], env=authority.environment(),
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL))
+        return way, processes[-1]
+
+    yield start
+    for process in processes:
+        process.kill()
+        process.communicate()
+
+
+def test_a_script_connects_again_within_its_time_out(farther, script):
+    """Not within the second that an exchange on the events connection has."""
+    way, process = farther("-S", script("""
+print("begun") io.stdout:flush() io.read()
+print(ox.wait(5))
+ox.timeout = 0.5
+print(ox.wait(0))
+ox.timeout = 60
+print(ox.wait(0))
+"""))
+    assert process.stdout.readline() == b"begun\n"
+    way.move()
+    process.stdin.write(b"\n")
+    process.stdin.flush()
+    assert [process.stdout.readline() for _ in range(3)] == [
+        b"nil\tthe connection to the daemon is lost\t-7\n", b"nil\tTimed out\t-11\n", b"0\n"]
+
+
+def test_a_listener_connects_again_as_it_began(farther, secure):
+    way, process = farther("-l", "-g", "2")
+    os.set_blocking(process.stdout.fileno(), False)
+
+    def hears(word):
+        obxc("-a", "admin:admin", "-e", "2", '["%s"]' % word, daemon=secure)
+        return b'\n    "%s"\n' % word.encode() in (process.stdout.read() or b"")
+
+    harness.wait_until(lambda: hears("near"), "an event")
+    way.move()
+    harness.wait_until(lambda: hears("far"), "an event from farther away")
+
+
 def served_by_python(certificate, **versions):
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(*certificate)

@@ -49,6 +49,9 @@ int ox_jrpcapi_patience_ms(void);
 /// Returns 0, or the negative socket error (also kept for ox_jrpcapi_get_socket_err). Nothing happens on a
 /// connection that is there. A reconnection restores login and groups. The other calls connect by themselves.
 int ox_jrpcapi_connect(ox_jrpcapi* api);
+/// The same in at most `timeout_ms` milliseconds (-1: no bound) in the place of the connection's time-out:
+/// handshakes may take longer than an exchange.
+int ox_jrpcapi_connect_within(ox_jrpcapi* api, int timeout_ms);
 /// The connection's socket: for OX_JRPCAPI_EVENTS its descriptor is readable whenever an event can be taken,
 /// whichever connection it came on. Null while unconnected.
 ox_socket* ox_jrpcapi_socket(ox_jrpcapi* api);

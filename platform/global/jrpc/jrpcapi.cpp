@@ -87,8 +87,12 @@ const char* ox_jrpcapi_get_auth(const ox_jrpcapi* api) {
 }
 
 int ox_jrpcapi_connect(ox_jrpcapi* api) {
+    return ox_jrpcapi_connect_within(api, api->timeout_ms);
+}
+
+int ox_jrpcapi_connect_within(ox_jrpcapi* api, int timeout_ms) {
     patience_begin("the connection");
-    int rc = exchange_connect(api, deadline_of_exchange(api->timeout_ms));
+    int rc = exchange_connect(api, deadline_of_exchange(timeout_ms));
     patience_end();
     hub_signal();
     return rc;
