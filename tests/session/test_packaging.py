@@ -150,6 +150,15 @@ def test_init_script_starts_and_stops_the_daemon(init_script, directory):
     assert init_script("stop") == (0, "")
 
 
+def test_init_script_tells_that_the_daemon_does_not_start(init_script, directory):
+    with open(os.path.join(directory, "script")) as file:
+        text = file.read()
+    with open(os.path.join(directory, "script"), "w") as file:
+        file.write(text.replace("\nOBXD_OPTIONS=\n", "\nOBXD_OPTIONS='--model /nonexistent'\n"))
+    finished = run("sh", os.path.join(directory, "script"), "start", env=harness.environment())
+    assert (finished.returncode, finished.stderr) == (1, "obxd has not started.\n")
+
+
 @pytest.mark.skipif(bool(harness.EMULATED), reason="the process is the emulator's")
 def test_init_script_takes_no_other_process_for_the_daemon(init_script, directory):
     """Its number may be another's by now."""
