@@ -345,6 +345,7 @@ print("joined")
         for _ in range(20):
             client.send({"jsonrpc": "2.0", "method": "Event", "group": 78, "params": {}})
         session.read(0.05)
+    assert "joined" in session.text()  # while they still came
     session.wait_for("^counted\\s+true\\s+true\njoined")
 
 
